@@ -1,0 +1,153 @@
+#include "TavrinCore/Support/File.hpp"
+
+#include <fcntl.h>
+#include <sys/file.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+
+#include "TavrinCore/Support/Path.hpp"
+#include "TavrinCore/Support/Text.hpp"
+
+namespace tavrin {
+
+namespace {
+
+// Makes a system call again for as long as a signal interrupts it (EINTR, see signal(7)).
+template <class Call>
+auto uninterrupted(Call call) {
+  decltype(call()) result;
+  do {
+    result = call();
+  } while (result == -1 && errno == EINTR);
+  return result;
+}
+
+}  // namespace
+
+FileDescriptor& FileDescriptor::operator=(FileDescriptor&& other) noexcept {
+  if (this != &other) {
+    close();
+    number_ = std::exchange(other.number_, -1);
+  }
+  return *this;
+}
+
+FileDescriptor FileDescriptor::open(const std::string& path, int flags, mode_t mode) {
+  return FileDescriptor(uninterrupted([&] { return ::open(path.c_str(), flags | O_CLOEXEC, mode); }));
+}
+
+void FileDescriptor::close() {
+  // An interrupted close has closed all the same (Linux), so it is never made twice; errno is the caller's.
+  if (number_ < 0) return;
+  const int kept = errno;
+  ::close(std::exchange(number_, -1));
+  errno = kept;
+}
+
+bool FileDescriptor::closeWritten() {
+  return ::close(std::exchange(number_, -1)) == 0 || errno == EINTR;
+}
+
+bool FileDescriptor::lock() const {
+  return uninterrupted([&] { return ::flock(number_, LOCK_EX); }) == 0;
+}
+
+void FileDescriptor::unlock() const {
+  ::flock(number_, LOCK_UN);
+}
+
+namespace File {
+
+ssize_t read(int descriptor, char* buffer, std::size_t size) {
+  return uninterrupted([&] { return ::read(descriptor, buffer, size); });
+}
+
+ssize_t write(int descriptor, std::string_view bytes) {
+  return uninterrupted([&] { return ::write(descriptor, bytes.data(), bytes.size()); });
+}
+
+bool writeAll(int descriptor, std::string_view bytes) {
+  while (!bytes.empty()) {
+    const ssize_t written = write(descriptor, bytes);
+    if (written == 0) errno = EIO;
+    if (written <= 0) return false;
+    bytes.remove_prefix(static_cast<std::size_t>(written));
+  }
+  return true;
+}
+
+std::optional<std::string> contents(const std::string& path, std::size_t limit) {
+  // Without waiting, so that a pipe in the place of a file reads as empty instead of stopping the process.
+  const FileDescriptor file = FileDescriptor::open(path, O_RDONLY | O_NONBLOCK);
+  if (!file.isOpen()) return std::nullopt;
+  std::string bytes;
+  std::array<char, 16'384> buffer;  // NOLINT(cppcoreguidelines-pro-type-member-init): read fills it
+  for (;;) {
+    const ssize_t count = read(file.number(), buffer.data(), buffer.size());
+    if (count < 0) return std::nullopt;
+    if (count == 0) return bytes;
+    if (static_cast<std::size_t>(count) > limit - bytes.size()) return std::nullopt;
+    bytes.append(buffer.data(), static_cast<std::size_t>(count));
+  }
+}
+
+std::optional<std::string> oneRead(const std::string& path, std::size_t limit) {
+  const FileDescriptor file = FileDescriptor::open(path, O_RDONLY | O_NONBLOCK);
+  if (!file.isOpen()) return std::nullopt;
+  std::string bytes(limit, '\0');
+  const ssize_t count = read(file.number(), bytes.data(), bytes.size());
+  if (count < 0) return std::nullopt;
+  bytes.resize(static_cast<std::size_t>(count));
+  return bytes;
+}
+
+std::optional<std::string> text(const std::string& path, std::size_t limit) {
+  std::optional<std::string> bytes = contents(path, limit);
+  if (bytes && !Text::isValidUtf8(*bytes)) bytes.reset();
+  return bytes;
+}
+
+bool exists(const std::string& path) {
+  return ::access(path.c_str(), F_OK) == 0;
+}
+
+bool isDirectory(const std::string& path) {
+  struct stat status {};
+  return ::stat(path.c_str(), &status) == 0 && S_ISDIR(status.st_mode);
+}
+
+std::optional<std::uint64_t> size(const std::string& path) {
+  struct stat status {};
+  if (::stat(path.c_str(), &status) != 0) return std::nullopt;
+  return static_cast<std::uint64_t>(status.st_size);
+}
+
+bool makeDirectories(const std::string& path) {
+  constexpr mode_t anyone = 0777;
+  if (::mkdir(path.c_str(), anyone) == 0) return true;
+  if (errno == ENOENT) {
+    const std::string parent(Path::parent(path));
+    if (parent.size() >= path.size() || !makeDirectories(parent)) return false;
+    if (::mkdir(path.c_str(), anyone) == 0) return true;
+  }
+  // Another process may have made it in between, and a read-only file system (EROFS) may hold it already.
+  const int code = errno;
+  if (isDirectory(path)) return true;
+  errno = code;
+  return false;
+}
+
+std::string currentDirectory() {
+  std::string path(4096, '\0');
+  if (::getcwd(path.data(), path.size()) == nullptr) return "/";
+  path.resize(path.find('\0'));
+  return path;
+}
+
+}  // namespace File
+
+}  // namespace tavrin

@@ -1,0 +1,40 @@
+#pragma once
+
+#include <algorithm>
+#include <array>
+#include <cstddef>
+#include <initializer_list>
+
+namespace tavrin {
+
+/// An ordered list of at most `Capacity` values that constant tables are made of. A longer list does not
+/// compile.
+template <class T, std::size_t Capacity>
+class FixedList {
+ public:
+  constexpr FixedList() = default;
+  constexpr FixedList(std::initializer_list<T> values) : size_(values.size()) {
+    std::copy(values.begin(), values.end(), values_.begin());
+  }
+
+  constexpr const T* begin() const { return values_.data(); }
+  constexpr const T* end() const { return values_.data() + size_; }
+  constexpr std::size_t size() const { return size_; }
+  constexpr bool empty() const { return size_ == 0; }
+  constexpr const T& operator[](std::size_t index) const { return values_[index]; }
+
+  template <class U>
+  constexpr bool contains(const U& value) const {
+    return std::find(begin(), end(), value) != end();
+  }
+
+  friend constexpr bool operator==(const FixedList& a, const FixedList& b) {
+    return std::equal(a.begin(), a.end(), b.begin(), b.end());
+  }
+
+ private:
+  std::array<T, Capacity> values_{};
+  std::size_t size_ = 0;
+};
+
+}  // namespace tavrin

@@ -1,0 +1,47 @@
+#include "TavrinCore/Support/Home.hpp"
+
+#include <pwd.h>
+#include <unistd.h>
+
+#include <cstdio>
+#include <cstdlib>
+#include <memory>
+#include <string_view>
+
+namespace tavrin::Home {
+
+namespace {
+
+std::string withoutTrailingSlashes(std::string_view path) {
+  while (path.size() > 1 && path.ends_with('/')) path.remove_suffix(1);
+  return std::string(path);
+}
+
+#ifdef TAVRIN_HAVE_FGETPWENT
+// A statically linked program cannot load the name services behind getpwuid(3), so the file itself is read.
+std::string fromPasswordDatabase() {
+  const std::unique_ptr<std::FILE, int (*)(std::FILE*)> file(std::fopen("/etc/passwd", "re"), std::fclose);
+  if (!file) return {};
+  const uid_t self = getuid();
+  while (const passwd* entry = fgetpwent(file.get())) {
+    if (entry->pw_uid == self) return entry->pw_dir;
+  }
+  return {};
+}
+#else
+std::string fromPasswordDatabase() {
+  const passwd* entry = getpwuid(getuid());
+  return entry != nullptr && entry->pw_dir != nullptr ? entry->pw_dir : "";
+}
+#endif
+
+}  // namespace
+
+std::string directory() {
+  const char* variable = std::getenv("HOME");
+  if (variable != nullptr && *variable == '/') return withoutTrailingSlashes(variable);
+  const std::string entry = fromPasswordDatabase();
+  return entry.starts_with('/') ? withoutTrailingSlashes(entry) : "/var/empty";
+}
+
+}  // namespace tavrin::Home

@@ -1,0 +1,12 @@
+#pragma once
+
+#include <string>
+
+namespace tavrin::Home {
+
+/// The current user's home directory, without a trailing slash (but for "/" itself): $HOME when that is an
+/// absolute path, else the directory that the password database (passwd(5)) gives for the real user id, else
+/// "/var/empty".
+std::string directory();
+
+}  // namespace tavrin::Home

@@ -1,0 +1,108 @@
+#include "TavrinCore/Support/Json.hpp"
+
+#include <boost/json/value_stack.hpp>
+#include <charconv>
+#include <cmath>
+#include <cstdlib>
+#include <string>
+
+#include "TavrinCore/Support/JsonGrammar.hpp"
+
+#if !defined(__cpp_lib_to_chars)
+#include <xlocale.h>
+#endif
+
+namespace tavrin::Json {
+
+namespace {
+
+// The double nearest to the number that `digits` spell; the parser's own may be off by a unit in the last
+// place.
+double nearestDouble(std::string_view digits) {
+#if defined(__cpp_lib_to_chars)
+  double value = 0;
+  std::from_chars(digits.data(), digits.data() + digits.size(), value);
+  return value;
+#else
+  return strtod_l(std::string(digits).c_str(), nullptr, LC_C_LOCALE);
+#endif
+}
+
+// Builds a value while the parser goes through the document.
+class ValueHandler : public JsonGrammar::Handler {
+ public:
+  ValueHandler() { stack_.reset(); }
+
+  boost::json::value take() { return stack_.release(); }
+
+  static bool on_object_begin(error_code& /*error*/) { return true; }
+  bool on_object_end(std::size_t count, error_code& /*error*/) {
+    stack_.push_object(count);
+    return true;
+  }
+  static bool on_array_begin(error_code& /*error*/) { return true; }
+  bool on_array_end(std::size_t count, error_code& /*error*/) {
+    stack_.push_array(count);
+    return true;
+  }
+  bool on_key_part(string_view part, std::size_t /*size*/, error_code& /*error*/) {
+    stack_.push_chars(part);
+    return true;
+  }
+  bool on_key(string_view part, std::size_t /*size*/, error_code& /*error*/) {
+    stack_.push_key(part);
+    return true;
+  }
+  bool on_string_part(string_view part, std::size_t /*size*/, error_code& /*error*/) {
+    stack_.push_chars(part);
+    return true;
+  }
+  bool on_string(string_view part, std::size_t /*size*/, error_code& /*error*/) {
+    stack_.push_string(part);
+    return true;
+  }
+  bool on_int64(std::int64_t value, string_view /*digits*/, error_code& /*error*/) {
+    stack_.push_int64(value);
+    return true;
+  }
+  bool on_uint64(std::uint64_t value, string_view /*digits*/, error_code& /*error*/) {
+    stack_.push_uint64(value);
+    return true;
+  }
+  bool on_double(double value, string_view digits, error_code& error) {
+    if (std::isinf(value)) {
+      error = boost::json::error::exponent_overflow;
+      return false;
+    }
+    stack_.push_double(nearestDouble(digits));
+    return true;
+  }
+  bool on_bool(bool value, error_code& /*error*/) {
+    stack_.push_bool(value);
+    return true;
+  }
+  bool on_null(error_code& /*error*/) {
+    stack_.push_null();
+    return true;
+  }
+
+ private:
+  boost::json::value_stack stack_;
+};
+
+std::optional<boost::json::value> parseAsIs(std::string_view document) {
+  boost::json::basic_parser<ValueHandler> parser(JsonGrammar::options());
+  if (JsonGrammar::parse(parser, document)) return std::nullopt;
+  return parser.handler().take();
+}
+
+}  // namespace
+
+std::optional<boost::json::value> parse(std::string_view document) {
+  std::optional<boost::json::value> value = parseAsIs(document);
+  if (value) return value;
+  const std::string mended = JsonGrammar::replacingLoneSurrogates(document, "\\ufffd");
+  return mended == document ? std::nullopt : parseAsIs(mended);
+}
+
+}  // namespace tavrin::Json

@@ -1,0 +1,18 @@
+#include "TavrinCore/Support/Uuid.hpp"
+
+#include <algorithm>
+#include <boost/uuid/random_generator.hpp>
+#include <boost/uuid/uuid.hpp>
+#include <boost/uuid/uuid_io.hpp>
+
+namespace tavrin::Uuid {
+
+std::string random() {
+  // The "pure" generator asks the system for just these 16 bytes; the ordinary one seeds a whole generator.
+  std::string text = boost::uuids::to_string(boost::uuids::random_generator_pure()());
+  std::ranges::transform(text, text.begin(),
+                         [](char c) { return c >= 'a' && c <= 'f' ? static_cast<char>(c - 'a' + 'A') : c; });
+  return text;
+}
+
+}  // namespace tavrin::Uuid
