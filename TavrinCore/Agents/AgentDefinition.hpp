@@ -1,0 +1,59 @@
+#pragma once
+
+#include <array>
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "TavrinCore/Agents/Agent.hpp"
+#include "TavrinCore/Agents/AgentActivation.hpp"
+#include "TavrinCore/Agents/EventSpec.hpp"
+#include "TavrinCore/Support/FixedList.hpp"
+
+namespace tavrin {
+
+/// The shape of an agent's hook configuration file.
+enum class HookConfigFormat : std::uint8_t {
+  hooksBlock,  ///< a top-level "hooks" object in a file that the agent and its user share
+  ownFile,     ///< a whole hook file of this system's own
+};
+
+/// The one static description of a coding agent: where its hooks are configured, which events are registered,
+/// and how the agent, its processes and its applications are recognised. Everything but `configURL` is
+/// constant data.
+struct AgentDefinition {
+  using Names = FixedList<std::string_view, 4>;
+
+  Agent agent;
+  std::string_view name;        ///< the product's name as shown to the user
+  std::string_view subtitle;    ///< the configuration file, written with "~"
+  std::string_view configPath;  ///< the same file, relative to the home directory
+  HookSettings::EventList events;
+  std::optional<std::string_view> helperFlag;  ///< the arguments that tell tavrin-hook the agent
+  Names processNames;                          ///< executables by which the agent's process is recognised
+  Names hostBundleIds;                         ///< applications that host the agent
+  HookConfigFormat format;
+  Names presence;  ///< paths of which one exists when the agent is installed; "~" is the home directory
+  bool eventFlag;  ///< whether each hook command also carries "--event" and the event's name
+  AgentActivation activation;
+
+  bool operator==(const AgentDefinition&) const = default;
+
+  /// The path of the configuration file under the current user's home directory.
+  std::string configURL() const;
+
+  static const AgentDefinition claude;
+  static const AgentDefinition codex;
+  static const AgentDefinition gemini;
+  static const AgentDefinition copilot;
+  static const AgentDefinition grok;
+
+  /// The five definitions, in the order of `allAgents`.
+  static const std::array<AgentDefinition, allAgents.size()> all;
+
+  /// The definition of `agent`; should `all` ever lack it, that of Claude Code, for callers rely on one.
+  static const AgentDefinition& definition(Agent agent);
+};
+
+}  // namespace tavrin

@@ -1,0 +1,38 @@
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string_view>
+
+#include "TavrinCore/Support/FixedList.hpp"
+
+namespace tavrin::HookSettings {
+
+/// One hook event to register in an agent's settings.
+struct EventSpec {
+  std::string_view name;                    ///< the agent's own event name, the key under "hooks"
+  std::optional<std::string_view> matcher;  ///< written beside the entry when present
+  std::int64_t timeout = 5;                 ///< written into the entry, in the agent's own unit
+
+  bool operator==(const EventSpec&) const = default;
+};
+
+/// The events of one agent, in the order in which they are registered.
+using EventList = FixedList<EventSpec, 11>;
+
+/// The events registered with Claude Code.
+inline constexpr EventList claudeEvents = {
+    {"SessionStart", {}},
+    {"UserPromptSubmit", {}},
+    {"PreToolUse", {}},
+    {"PostToolUse", {}},
+    {"PostToolUseFailure", {}},
+    {"PermissionRequest", {}},
+    {"PermissionDenied", {}},
+    {"Elicitation", {}},
+    {"Notification", "permission_prompt"},
+    {"Stop", {}},
+    {"SessionEnd", {}},
+};
+
+}  // namespace tavrin::HookSettings
