@@ -1,0 +1,63 @@
+#include "TavrinCore/Hook/HookEvent.hpp"
+
+#include "TavrinCore/Support/Text.hpp"
+
+namespace tavrin {
+
+const char* HookEvent::ParseError::what() const noexcept {
+  switch (value_) {
+    case Case::notAnObject:
+      return "notAnObject";
+    case Case::missingSessionId:
+      return "missingSessionId";
+    case Case::missingEventName:
+      return "missingEventName";
+  }
+  return "";
+}
+
+HookEvent HookEvent::parse(const HookPayload& payload, const std::optional<std::string>& eventOverride) {
+  using enum ParseError::Case;
+  if (!payload.isObject()) throw ParseError(notAnObject);
+
+  HookEvent event;
+  event.sessionId = payload.sessionId().value_or("");
+  if (event.sessionId.empty()) throw ParseError(missingSessionId);
+
+  // A name in the payload wins, even an empty one, which is then no name.
+  std::optional<std::string> name = payload.eventName();
+  if (!name) name = eventOverride;
+  if (!name || name->empty()) throw ParseError(missingEventName);
+  event.eventName = normalizedEventName(*name);
+
+  event.cwd = payload.cwd().value_or("");
+  event.toolName = payload.toolName();
+  event.notificationType = payload.notificationType();
+  event.source = payload.source();
+  event.toolUseId = payload.toolUseId();
+  event.agentId = payload.agentId();
+  event.transcriptPath = payload.transcriptPath();
+  return event;
+}
+
+HookEvent HookEvent::parse(std::string_view bytes, const std::optional<std::string>& eventOverride) {
+  return parse(HookPayload(bytes), eventOverride);
+}
+
+std::string HookEvent::normalizedEventName(std::string_view name) {
+  if (name == "userPromptSubmitted") return "UserPromptSubmit";
+  if (name == "agentStop") return "Stop";
+  return Text::upperCasedFirst(name);
+}
+
+bool HookEvent::isFromSubagent() const {
+  return agentId && !agentId->empty();
+}
+
+std::optional<std::string> HookEvent::callKey() const {
+  if (toolUseId && !toolUseId->empty()) return toolUseId;
+  if (toolName && !toolName->empty()) return "name:" + *toolName;
+  return std::nullopt;
+}
+
+}  // namespace tavrin

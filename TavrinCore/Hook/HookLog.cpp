@@ -1,0 +1,70 @@
+#include "TavrinCore/Hook/HookLog.hpp"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdio>
+
+#include "TavrinCore/Support/File.hpp"
+#include "TavrinCore/Support/Path.hpp"
+
+namespace tavrin {
+
+namespace {
+
+constexpr off_t largestLog = 1'000'000;
+
+// Without waiting, so that a pipe in the place of the log costs a line and not a stopped agent.
+FileDescriptor openToAppend(const std::string& path) {
+  return FileDescriptor::open(path, O_WRONLY | O_APPEND | O_CREAT | O_NONBLOCK, 0600);
+}
+
+FileDescriptor openWithDirectory(const std::string& path) {
+  FileDescriptor file = openToAppend(path);
+  if (!file.isOpen() && errno == ENOENT && File::makeDirectories(std::string(Path::parent(path)))) {
+    file = openToAppend(path);
+  }
+  return file;
+}
+
+bool isFull(const FileDescriptor& file) {
+  struct stat status {};
+  return ::fstat(file.number(), &status) == 0 && status.st_size > largestLog;
+}
+
+// Moves the log aside and gives a new one. A writer that opened the log before that waits for its lock, finds
+// the moved file still too large, and rotates once more: lines are never split, at the cost of a generation.
+FileDescriptor rotate(const std::string& path) {
+  const std::string previous = Path::replacingExtension(path, "1.log");
+  ::unlink(previous.c_str());
+  std::rename(path.c_str(), previous.c_str());
+  return openToAppend(path);
+}
+
+}  // namespace
+
+std::string HookLog::defaultURL(std::string_view home) {
+  return Path::joined(home, "Library/Logs/Tavrin/hook.log");
+}
+
+void HookLog::write(std::string_view message) const {
+  std::string line = Iso8601::text(now_());
+  line += ' ';
+  line += message;
+  line += '\n';
+  line.resize(std::min(line.find('\0'), line.size()));
+
+  const FileDescriptor file = openWithDirectory(url_);
+  if (!file.isOpen() || !file.lock()) return;
+  if (isFull(file)) {
+    const FileDescriptor fresh = rotate(url_);
+    if (fresh.isOpen()) File::write(fresh.number(), line);
+  } else {
+    File::write(file.number(), line);
+  }
+  file.unlock();
+}
+
+}  // namespace tavrin

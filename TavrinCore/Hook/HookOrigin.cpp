@@ -1,0 +1,32 @@
+#include "TavrinCore/Hook/HookOrigin.hpp"
+
+namespace tavrin {
+
+HookOrigin HookOrigin::detect(const HookPayload& payload) {
+  if (payload.hasCursorVersion()) return unsupported();
+  if (payload.hasWorkspaceRoot()) return agent(Agent::grok);
+  return declared();
+}
+
+HookOrigin HookOrigin::detect(std::string_view bytes) {
+  try {
+    return detect(HookPayload(bytes));
+  } catch (const JsonError&) {
+    return declared();
+  }
+}
+
+std::optional<Agent> HookOrigin::resolve(Agent declared, const HookOrigin& origin) {
+  if (declared != Agent::claude) return declared;
+  switch (origin.kind_) {
+    case Kind::agent:
+      return origin.agent_;
+    case Kind::declared:
+      return declared;
+    case Kind::unsupported:
+      return std::nullopt;
+  }
+  return std::nullopt;
+}
+
+}  // namespace tavrin
