@@ -1,0 +1,44 @@
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <span>
+#include <string>
+#include <string_view>
+
+#include "TavrinCore/Agents/Agent.hpp"
+#include "TavrinCore/Context/RepoLabel.hpp"
+#include "TavrinCore/Hook/HookEvent.hpp"
+#include "TavrinCore/Support/Date.hpp"
+#include "TavrinCore/Support/Uuid.hpp"
+#include "TavrinHook/ProcessTree.hpp"
+
+/// One run of tavrin-hook, from the bytes of one event to one session file and one log line.
+namespace tavrin::HookCommand {
+
+/// The largest payload that is handled, in bytes; a larger one is counted, logged and dropped.
+inline constexpr std::size_t largestPayload = 1'000'000;
+
+/// All that a run takes from outside.
+struct Surroundings {
+  int input = 0;               ///< the descriptor that the payload is read from, to its end
+  std::string home;            ///< the directory that holds "Library"
+  std::int32_t parentPid = 0;  ///< the process that ran this command
+  ProcessTable processes;
+  RepoLabel::Probes files;
+  std::function<Date()> now;
+  UuidSource makeId;
+
+  /// Those of this process.
+  static Surroundings real();
+};
+
+/// Does the whole run. `words` is the command line, the program's name first. Nothing is printed; what went
+/// wrong is one line in the log, and the session's record is then what it was. Throws only for want of memory
+/// or of a clock, and then, too, leaves no half-written file.
+void run(std::span<const std::string_view> words, const Surroundings& surroundings);
+
+/// The log line for a handled event: agent, session, event, tool and what came of it.
+std::string trace(const HookEvent& event, Agent agent, std::string_view outcome);
+
+}  // namespace tavrin::HookCommand
