@@ -1,0 +1,53 @@
+#include "tests/support/Scratch.hpp"
+
+#include <cstdlib>
+#include <fstream>
+#include <sstream>
+#include <stdexcept>
+
+namespace tavrin::test {
+
+ScratchDirectory::ScratchDirectory() {
+  std::string pattern = (std::filesystem::temp_directory_path() / "tavrin-test-XXXXXX").string();
+  if (::mkdtemp(pattern.data()) == nullptr) throw std::runtime_error("no scratch directory");
+  path_ = std::filesystem::canonical(pattern);
+}
+
+ScratchDirectory::~ScratchDirectory() {
+  std::error_code ignored;
+  for (const auto& entry : std::filesystem::recursive_directory_iterator(path_, ignored)) {
+    // A test may have made a directory read-only.
+    if (entry.is_directory(ignored) && !entry.is_symlink(ignored)) {
+      std::filesystem::permissions(entry.path(), std::filesystem::perms::owner_all, ignored);
+    }
+  }
+  std::filesystem::remove_all(path_, ignored);
+}
+
+void writeFile(const std::filesystem::path& path, std::string_view text) {
+  std::filesystem::create_directories(path.parent_path());
+  std::ofstream file(path, std::ios::binary | std::ios::trunc);
+  file << text;
+  file.close();
+  if (!file) throw std::runtime_error("cannot write " + path.string());
+}
+
+std::string readFile(const std::filesystem::path& path) {
+  std::ifstream file(path, std::ios::binary);
+  if (!file) throw std::runtime_error("cannot read " + path.string());
+  std::ostringstream text;
+  text << file.rdbuf();
+  return text.str();
+}
+
+std::string ScratchHome::logMessages() const {
+  constexpr std::size_t stampLength = 21;
+  if (!std::filesystem::exists(logFile())) return "";
+  std::istringstream lines(readFile(logFile()));
+  std::string messages;
+  for (std::string line; std::getline(lines, line);)
+    messages += line.substr(std::min(stampLength, line.size())) + "\n";
+  return messages;
+}
+
+}  // namespace tavrin::test

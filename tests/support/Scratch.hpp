@@ -1,0 +1,45 @@
+#pragma once
+
+#include <filesystem>
+#include <optional>
+#include <string>
+#include <string_view>
+
+namespace tavrin::test {
+
+/// An empty directory of a test's own, removed with everything in it when the test is over.
+class ScratchDirectory {
+ public:
+  ScratchDirectory();
+  ~ScratchDirectory();
+  ScratchDirectory(const ScratchDirectory&) = delete;
+  ScratchDirectory& operator=(const ScratchDirectory&) = delete;
+
+  const std::filesystem::path& path() const { return path_; }
+  std::string string() const { return path_.string(); }
+  std::filesystem::path operator/(std::string_view name) const { return path_ / name; }
+
+ private:
+  std::filesystem::path path_;
+};
+
+/// Writes `text` as the whole content of `path`, making the directories above it.
+void writeFile(const std::filesystem::path& path, std::string_view text);
+
+/// The whole content of `path`; throws when it cannot be read.
+std::string readFile(const std::filesystem::path& path);
+
+/// A home directory for runs of the command: where it keeps its files, and what is in them.
+class ScratchHome : public ScratchDirectory {
+ public:
+  std::filesystem::path sessions() const { return path() / "Library/Application Support/Tavrin/sessions"; }
+  std::filesystem::path sessionFile(std::string_view safeName) const {
+    return sessions() / (std::string(safeName) + ".json");
+  }
+  std::filesystem::path logFile() const { return path() / "Library/Logs/Tavrin/hook.log"; }
+
+  /// The log's text without the 21 bytes of time stamp and blank in front of each line; "" without a log.
+  std::string logMessages() const;
+};
+
+}  // namespace tavrin::test

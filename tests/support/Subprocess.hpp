@@ -1,0 +1,64 @@
+#pragma once
+
+#include <sys/types.h>
+
+#include <filesystem>
+#include <map>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace tavrin::test {
+
+/// What became of a process that was run to its end.
+struct Outcome {
+  int exitStatus = -1;  ///< -1 when a signal ended it
+  int signal = 0;
+  std::string output;  ///< what it wrote on standard output
+  std::string error;   ///< and on standard error
+
+  bool operator==(const Outcome&) const = default;
+};
+
+/// The end of a run of tavrin-hook, whatever it was given.
+inline const Outcome silentSuccess = {.exitStatus = 0, .signal = 0, .output = "", .error = ""};
+
+/// A process under way, with pipes on its three standard descriptors. It is killed when nobody waited for it.
+class Subprocess {
+ public:
+  using Environment = std::map<std::string, std::string>;
+
+  /// Starts `words[0]`, a path, with just the environment given.
+  explicit Subprocess(const std::vector<std::string>& words, const Environment& environment = {});
+  ~Subprocess();
+  Subprocess(const Subprocess&) = delete;
+  Subprocess& operator=(const Subprocess&) = delete;
+
+  pid_t pid() const { return pid_; }
+
+  /// Writes to its standard input; a process that is gone, or has closed it, is no failure.
+  void write(std::string_view bytes) const;
+  void closeInput();
+
+  /// Closes its input, and waits for its end.
+  Outcome wait();
+
+ private:
+  pid_t pid_ = -1;
+  int input_ = -1;
+  int output_ = -1;
+  int error_ = -1;
+};
+
+/// Runs `words` to the end with `input` on its standard input.
+Outcome run(const std::vector<std::string>& words, std::string_view input = "",
+            const Subprocess::Environment& environment = {});
+
+/// The tavrin-hook executable under test.
+std::filesystem::path hookExecutable();
+
+/// Runs tavrin-hook on one event with `home` as the home directory.
+Outcome runHook(const std::filesystem::path& home, std::string_view input,
+                std::vector<std::string> arguments = {});
+
+}  // namespace tavrin::test
