@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <array>
-#include <ranges>
 
 namespace tavrin::HostResolver {
 
@@ -31,9 +30,9 @@ std::optional<ProcessNode> pickAgent(std::span<const ProcessNode> ancestors,
 }
 
 std::optional<ProcessNode> pickHost(std::span<const ProcessNode> ancestors) {
-  const auto outermostFirst = ancestors | std::views::reverse;
-  const auto found = std::ranges::find_if(outermostFirst, &ProcessNode::isRegularApp);
-  return found == outermostFirst.end() ? std::nullopt : std::optional(*found);
+  const auto found = std::find_if(ancestors.rbegin(), ancestors.rend(),
+                                  [](const ProcessNode& node) { return node.isRegularApp; });
+  return found == ancestors.rend() ? std::nullopt : std::optional(*found);
 }
 
 }  // namespace tavrin::HostResolver

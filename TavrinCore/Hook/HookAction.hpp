@@ -10,11 +10,11 @@ namespace tavrin {
 class HookAction {
  public:
   /// The record is created or updated, and has this state then.
-  static constexpr HookAction set(SessionState state) { return HookAction(Kind::set, state); }
+  static constexpr HookAction set(SessionState state) { return {Kind::set, state}; }
   /// The record is deleted.
-  static constexpr HookAction remove() { return HookAction(Kind::remove, SessionState::idle); }
+  static constexpr HookAction remove() { return {Kind::remove, SessionState::idle}; }
   /// The record is left as it is, and nothing is written.
-  static constexpr HookAction ignore() { return HookAction(Kind::ignore, SessionState::idle); }
+  static constexpr HookAction ignore() { return {Kind::ignore, SessionState::idle}; }
 
   constexpr bool isRemove() const { return kind_ == Kind::remove; }
   constexpr bool isIgnore() const { return kind_ == Kind::ignore; }

@@ -134,8 +134,9 @@ std::optional<Date> parse(std::string_view text) {
 
   const std::chrono::sys_days firstOfMonth =
       std::chrono::year(static_cast<int>(*year)) / std::chrono::month(*month) / std::chrono::day(1);
-  const std::int64_t days = firstOfMonth.time_since_epoch().count() + *day - 1;
-  const std::int64_t whole = days * secondsPerDay + *hour * 3600 + *minute * 60 + *second - *offset;
+  const auto days = std::int64_t{firstOfMonth.time_since_epoch().count()} + *day - 1;
+  const std::int64_t ofDay = std::int64_t{3600} * *hour + std::int64_t{60} * *minute + *second;
+  const std::int64_t whole = days * secondsPerDay + ofDay - *offset;
   return dateFromSeconds(static_cast<double>(whole) + fraction);
 }
 

@@ -1,0 +1,57 @@
+# The front door: each target installs what it lacks, configures, builds and does its job. See `make help`.
+
+PRESET ?= release
+BUILD := build/$(PRESET)
+HOOK := $(BUILD)/TavrinHook/tavrin-hook
+BIN ?= $(HOME)/Library/Application Support/Tavrin/bin
+
+.DEFAULT_GOAL := help
+.PHONY: help run test lint format sanitize install build configure packages clean
+
+help:
+	@echo "make run        play recorded sessions of all five agents through tavrin-hook, in a scratch home"
+	@echo "                (AGENT=codex: only that agent's; KEEP=1: keep the scratch home)"
+	@echo "make test       build everything and run all tests"
+	@echo "make lint       check the sources with clang-format and clang-tidy"
+	@echo "make sanitize   run all tests under AddressSanitizer and UndefinedBehaviorSanitizer"
+	@echo "make install    put tavrin-hook where agents' settings look for it, below your home directory"
+	@echo "make format     format the sources"
+	@echo "make clean      remove everything that was built"
+
+packages:
+	@scripts/install-packages.sh build test
+
+$(BUILD)/build.ninja: | packages
+	@cmake --preset $(PRESET)
+
+build: packages $(BUILD)/build.ninja
+	@cmake --build --preset $(PRESET)
+
+run: packages $(BUILD)/build.ninja
+	@cmake --build --preset $(PRESET) --target tavrin-hook
+	@scripts/replay.py $(if $(AGENT),--agent $(AGENT)) $(if $(KEEP),--keep) $(HOOK)
+
+test: build
+	@ctest --preset $(PRESET)
+
+sanitize:
+	@$(MAKE) --no-print-directory test PRESET=sanitize
+
+lint: build
+	@scripts/install-packages.sh lint
+	@scripts/lint.sh $(BUILD)
+
+format:
+	@scripts/install-packages.sh lint
+	@git ls-files '*.cpp' '*.hpp' | xargs clang-format -i
+
+# Copied beside its place and moved there: agents run it at any moment.
+install: packages $(BUILD)/build.ninja
+	@cmake --build --preset $(PRESET) --target tavrin-hook
+	@mkdir -p "$(BIN)"
+	@install -m 755 $(HOOK) "$(BIN)/.tavrin-hook.new"
+	@mv -f "$(BIN)/.tavrin-hook.new" "$(BIN)/tavrin-hook"
+	@echo "Installed $(BIN)/tavrin-hook"
+
+clean:
+	@rm -rf build

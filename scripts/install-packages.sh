@@ -1,0 +1,50 @@
+#!/usr/bin/env bash
+# Installs what is missing of the groups of scripts/packages.txt named on the command line, with apt or Homebrew.
+# Does nothing, and asks for nothing, when everything is there.
+set -euo pipefail
+
+list="$(dirname "$0")/packages.txt"
+
+# The first of the names joined by "|" that apt knows.
+known_to_apt() {
+  local name
+  for name in ${1//|/ }; do
+    if apt-cache show "$name" >/dev/null 2>&1; then
+      echo "$name"
+      return
+    fi
+  done
+  echo "${1%%|*}"
+}
+
+as_root() {
+  if [ "$(id -u)" -eq 0 ]; then "$@"; else sudo "$@"; fi
+}
+
+is_there() {
+  if [ "$(uname)" = Darwin ]; then
+    [ "$brew" = - ] || brew list --versions "$brew" >/dev/null 2>&1
+  else
+    command -v "$probe" >/dev/null 2>&1 || [ -e "$probe" ]
+  fi
+}
+
+missing=()
+while read -r group probe apt brew; do
+  case " $* " in *" $group "*) ;; *) continue ;; esac
+  is_there && continue
+  if [ "$(uname)" = Darwin ]; then missing+=("$brew"); else missing+=("$apt"); fi
+done < <(grep -v -e '^#' -e '^$' "$list")
+
+if [ "${#missing[@]}" -eq 0 ]; then exit 0; fi
+
+echo "Installing: ${missing[*]}"
+if [ "$(uname)" = Darwin ]; then
+  brew install "${missing[@]}"
+  exit 0
+fi
+export DEBIAN_FRONTEND=noninteractive
+as_root apt-get update -qq
+names=()
+for choice in "${missing[@]}"; do names+=("$(known_to_apt "$choice")"); done
+as_root apt-get install -y -qq --no-install-recommends "${names[@]}" >/dev/null
