@@ -2,6 +2,7 @@
 
 #include <poll.h>
 
+#include <algorithm>
 #include <cerrno>
 
 #include "TavrinCore/Support/File.hpp"
@@ -11,7 +12,7 @@ namespace tavrin {
 namespace {
 
 // Most payloads fit, so that one call reads them and one sees the end.
-constexpr std::size_t firstBuffer = 16'384;
+constexpr std::size_t firstCapacity = 16'384;
 
 // Waits for a descriptor that its owner has set to non-blocking.
 void waitFor(int descriptor) {
@@ -23,25 +24,29 @@ void waitFor(int descriptor) {
 
 Payload Payload::read(int descriptor, std::size_t limit) {
   Payload payload;
-  std::string& buffer = payload.bytes;
-  buffer.resize(firstBuffer);
+  std::size_t capacity = std::min(firstCapacity, limit + 1);
+  payload.memory = std::make_unique_for_overwrite<char[]>(capacity);  // NOLINT(modernize-avoid-c-arrays)
   std::size_t kept = 0;
   for (;;) {
-    if (kept == buffer.size()) buffer.resize(std::min(2 * buffer.size(), limit + 1));
+    if (kept == capacity && capacity <= limit) {
+      // All that may come, at once: pages that nothing is read into cost nothing.
+      capacity = limit + 1;
+      auto larger = std::make_unique_for_overwrite<char[]>(capacity);  // NOLINT(modernize-avoid-c-arrays)
+      std::copy_n(payload.memory.get(), kept, larger.get());
+      payload.memory = std::move(larger);
+    }
     // Beyond the limit, what comes is counted, and overwrites what is of no use any more.
-    const bool isTooLarge = payload.size > limit;
-    char* const target = isTooLarge ? buffer.data() : buffer.data() + kept;
-    const std::size_t room = isTooLarge ? buffer.size() : buffer.size() - kept;
-    const ssize_t count = File::read(descriptor, target, room);
+    if (kept > limit) kept = 0;
+    const ssize_t count = File::read(descriptor, payload.memory.get() + kept, capacity - kept);
     if (count < 0 && (errno == EAGAIN || errno == EWOULDBLOCK)) {
       waitFor(descriptor);
       continue;
     }
     if (count <= 0) break;
     payload.size += static_cast<std::uint64_t>(count);
-    if (!isTooLarge) kept += static_cast<std::size_t>(count);
+    kept += static_cast<std::size_t>(count);
   }
-  buffer.resize(payload.size > limit ? 0 : kept);
+  if (payload.size <= limit) payload.bytes = {payload.memory.get(), kept};
   return payload;
 }
 

@@ -27,6 +27,16 @@ std::vector<std::string_view> split(std::string_view text, char separator) {
   }
 }
 
+// The text between the blank number `index`, counted from 1, and the next one; "" when there are not as many.
+std::string_view fieldAt(std::string_view text, std::size_t index) {
+  for (; index > 0; --index) {
+    const std::size_t blank = text.find(' ');
+    if (blank == std::string_view::npos) return {};
+    text.remove_prefix(blank + 1);
+  }
+  return text.substr(0, text.find(' '));
+}
+
 bool removeSuffix(std::string_view& text, std::string_view suffix) {
   if (!text.ends_with(suffix)) return false;
   text.remove_suffix(suffix.size());
@@ -80,12 +90,11 @@ std::optional<Stat> parseStat(std::string_view text) {
   const std::size_t open = text.find('(');
   const std::size_t close = text.rfind(')');
   if (open == std::string_view::npos || close == std::string_view::npos || close < open) return std::nullopt;
-  const std::vector<std::string_view> fields = split(text.substr(close + 1), ' ');
+  const std::string_view fields = text.substr(close + 1);
   constexpr std::size_t parentField = 2;
   constexpr std::size_t terminalField = 5;
-  if (fields.size() <= terminalField) return std::nullopt;
-  const auto parent = number<std::int32_t>(fields[parentField]);
-  const auto terminal = number<std::int32_t>(fields[terminalField]);
+  const auto parent = number<std::int32_t>(fieldAt(fields, parentField));
+  const auto terminal = number<std::int32_t>(fieldAt(fields, terminalField));
   if (!parent || !terminal) return std::nullopt;
   return Stat{.name = std::string(text.substr(open + 1, close - open - 1)),
               .parent = *parent,

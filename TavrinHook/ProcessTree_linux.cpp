@@ -15,9 +15,6 @@ namespace tavrin {
 
 namespace {
 
-// Far more than the kernel writes about one process.
-constexpr std::size_t largestProcFile = 16'384;
-
 std::string procPath(std::int32_t pid, std::string_view file) {
   return "/proc/" + std::to_string(pid) + "/" + std::string(file);
 }
@@ -43,7 +40,7 @@ class StatFiles {
   std::optional<ProcFormats::Stat> operator[](std::int32_t pid) {
     const auto known = read_.find(pid);
     if (known != read_.end()) return known->second;
-    const std::optional<std::string> text = File::oneRead(procPath(pid, "stat"), largestProcFile);
+    const std::optional<std::string> text = File::oneRead(procPath(pid, "stat"));
     return read_.emplace(pid, text ? ProcFormats::parseStat(*text) : std::nullopt).first->second;
   }
 
@@ -72,7 +69,7 @@ ProcessTable ProcessTable::ofThisSystem() {
         return path ? path : terminalInSysfs(stat->terminal);
       },
       .application = [](std::int32_t pid) -> std::optional<Application> {
-        const auto cgroup = File::oneRead(procPath(pid, "cgroup"), largestProcFile);
+        const auto cgroup = File::oneRead(procPath(pid, "cgroup"));
         auto id = cgroup ? ProcFormats::applicationId(*cgroup) : std::nullopt;
         if (!id) return std::nullopt;
         return Application{.bundleId = std::move(id), .isRegular = true};

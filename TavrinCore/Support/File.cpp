@@ -95,14 +95,13 @@ std::optional<std::string> contents(const std::string& path, std::size_t limit) 
   }
 }
 
-std::optional<std::string> oneRead(const std::string& path, std::size_t limit) {
+std::optional<std::string> oneRead(const std::string& path) {
   const FileDescriptor file = FileDescriptor::open(path, O_RDONLY | O_NONBLOCK);
   if (!file.isOpen()) return std::nullopt;
-  std::string bytes(limit, '\0');
-  const ssize_t count = read(file.number(), bytes.data(), bytes.size());
+  std::array<char, largestOneRead> buffer;  // NOLINT(cppcoreguidelines-pro-type-member-init): read fills it
+  const ssize_t count = read(file.number(), buffer.data(), buffer.size());
   if (count < 0) return std::nullopt;
-  bytes.resize(static_cast<std::size_t>(count));
-  return bytes;
+  return std::string(buffer.data(), static_cast<std::size_t>(count));
 }
 
 std::optional<std::string> text(const std::string& path, std::size_t limit) {

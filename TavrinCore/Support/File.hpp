@@ -57,9 +57,11 @@ bool writeAll(int descriptor, std::string_view bytes);
 /// The bytes of the file at `path`; nothing when it cannot be read, or holds more than `limit` bytes.
 std::optional<std::string> contents(const std::string& path, std::size_t limit = SIZE_MAX);
 
-/// What one read(2) of at most `limit` bytes gives of the file at `path`: all of a file in /proc, which would
-/// be made anew for a second one. Nothing when it cannot be read.
-std::optional<std::string> oneRead(const std::string& path, std::size_t limit);
+inline constexpr std::size_t largestOneRead = 4096;
+
+/// What one read(2) of at most `largestOneRead` bytes gives of the file at `path`: all of a file that the
+/// kernel makes up as it is read, as in /proc. Nothing when it cannot be read.
+std::optional<std::string> oneRead(const std::string& path);
 
 /// As `contents`, for a file that must be well-formed UTF-8.
 std::optional<std::string> text(const std::string& path, std::size_t limit = SIZE_MAX);

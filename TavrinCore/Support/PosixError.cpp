@@ -4,12 +4,18 @@
 #include <string>
 #include <system_error>
 
+#include "TavrinCore/Support/Text.hpp"
+
 namespace tavrin {
 
 void throwPosixError(int code, std::string_view operation, std::string_view path) {
+  // A path can be as long as a payload, and what() ends up in one line of a log.
+  constexpr std::size_t longestPath = 300;
   std::string what(operation);
   what += ' ';
-  what += path;
+  const std::string_view shown = Text::firstCharacters(path, longestPath);
+  what += shown;
+  if (shown.size() < path.size()) what += "...";
   throw std::system_error(code == 0 ? EIO : code, std::generic_category(), what);
 }
 

@@ -4,8 +4,9 @@
 
 namespace tavrin {
 
-/// Throws a std::system_error of the generic category whose what() reads "`operation` `path`: `reason`".
-/// `code` is an errno value taken right after the failing call; 0, which is no error, becomes EIO.
+/// Throws a std::system_error of the generic category whose what() reads "`operation` `path`: `reason`", a
+/// very long path cut off. `code` is an errno value taken right after the failing call; 0, which is no error,
+/// becomes EIO.
 [[noreturn]] void throwPosixError(int code, std::string_view operation, std::string_view path);
 
 }  // namespace tavrin
