@@ -234,8 +234,8 @@ Session newRecord(SessionState state) {
   return session;
 }
 
-std::string describe(const std::optional<Session>& stored, std::optional<Agent> agent,
-                     const HookEvent& event) {
+std::string describe(const Situation& situation, const HookEvent& event) {
+  const auto& [stored, agent] = situation;
   return ::testing::PrintToString(event) + ", agent " + std::string(agent ? rawValue(*agent) : "not given") +
          ", stored " + (stored ? stored->encode() : "none");
 }
@@ -279,8 +279,9 @@ TEST(HookTransitionsExhaustive, EveryEventMakesOfEveryRecordWhatTheTableSays) {
   Comparison records;
   forEachEvent(allNames(), [&](const HookEvent& event) {
     const HookAction wanted = TransitionTable::action(event);
-    for (const auto& [stored, agent] : all) {
-      const auto description = [&] { return describe(stored, agent, event); };
+    for (const Situation& situation : all) {
+      const auto& [stored, agent] = situation;
+      const auto description = [&] { return describe(situation, event); };
       const HookAction action = HookTransitions::resolve(wanted, event, stored, agent);
       if (!actions.same(action, TransitionTable::resolve(wanted, event, stored, agent), description))
         continue;
@@ -303,10 +304,11 @@ TEST(HookTransitionsExhaustive, EveryActionIsResolvedAsTheTableSaysWhicheverEven
   Comparison actions;
   forEachEvent(allNames(), [&](const HookEvent& event) {
     for (const HookAction wanted : {idle, working, needsYou, remove, ignore}) {
-      for (const auto& [stored, agent] : all) {
+      for (const Situation& situation : all) {
+        const auto& [stored, agent] = situation;
         actions.same(HookTransitions::resolve(wanted, event, stored, agent),
                      TransitionTable::resolve(wanted, event, stored, agent),
-                     [&] { return ::testing::PrintToString(wanted) + " " + describe(stored, agent, event); });
+                     [&] { return ::testing::PrintToString(wanted) + " " + describe(situation, event); });
       }
     }
   });
@@ -421,8 +423,8 @@ class Walk {
       previous = record->state;
       base = *record;
     }
-    Session next =
-        HookTransitions::advance(base, *action.state(), event, previous, date, [&id] { return id; });
+    Session next = HookTransitions::advance(base, *action.state(), event, previous, date,
+                                            [&id] { return std::string(id); });
     const Session wanted = TransitionTable::advance(base, *action.state(), event, previous, date, id);
     EXPECT_EQ(next, wanted) << describe();
     if (next != wanted) return false;

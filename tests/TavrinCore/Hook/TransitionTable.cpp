@@ -1,5 +1,6 @@
 #include "tests/TavrinCore/Hook/TransitionTable.hpp"
 
+#include <algorithm>
 #include <array>
 #include <cstddef>
 #include <cstdint>
@@ -130,10 +131,7 @@ std::vector<std::string> without(const std::vector<std::string>& keys, const std
 }
 
 bool holdsKey(const std::vector<std::string>& keys, const std::string& key) {
-  for (const std::string& each : keys) {
-    if (each == key) return true;
-  }
-  return false;
+  return std::ranges::count(keys, key) > 0;
 }
 
 }  // namespace
