@@ -235,12 +235,12 @@ TEST(HookTransitionsLife, WithNothingWaitedOnAnyFinishedCallEndsTheWait) {
 TEST(HookTransitionsLife, AdvanceLeavesAllThatIsNotItsOwnAsItWas) {
   Session stored = sessionOf(Agent::grok, SessionState::working);
   stored.transcriptPath = "/t.jsonl";
-  stored.cwd = "/work";
+  stored.cwd = "/project";
   stored.agentPid = 12;
   stored.tty = "/dev/ttys004";
   stored.hostPid = 34;
   stored.hostBundleId = "com.example.terminal";
-  stored.repoRoot = "/work/repo";
+  stored.repoRoot = "/project/repo";
   stored.worktreeName = "tree";
   stored.title = "Title";
   HookEvent sent = event("Stop");
