@@ -1,5 +1,6 @@
 #include "TavrinCore/Support/Json.hpp"
 
+#include <algorithm>
 #include <boost/json/value_stack.hpp>
 #include <charconv>
 #include <cmath>
@@ -103,6 +104,29 @@ std::optional<boost::json::value> parse(std::string_view document) {
   if (value) return value;
   const std::string mended = JsonGrammar::replacingLoneSurrogates(document, "\\ufffd");
   return mended == document ? std::nullopt : parseAsIs(mended);
+}
+
+const boost::json::array* objects(const boost::json::value& value) {
+  const boost::json::array* const array = value.if_array();
+  const auto isObject = [](const boost::json::value& element) { return element.is_object(); };
+  return array != nullptr && std::ranges::all_of(*array, isObject) ? array : nullptr;
+}
+
+const boost::json::object* objectAt(const boost::json::object& object, std::string_view key) {
+  const boost::json::value* const value = object.if_contains(key);
+  return value == nullptr ? nullptr : value->if_object();
+}
+
+const boost::json::array* objectsAt(const boost::json::object& object, std::string_view key) {
+  const boost::json::value* const value = object.if_contains(key);
+  return value == nullptr ? nullptr : objects(*value);
+}
+
+std::optional<std::string_view> textAt(const boost::json::object& object, std::string_view key) {
+  const boost::json::value* const value = object.if_contains(key);
+  const boost::json::string* const text = value == nullptr ? nullptr : value->if_string();
+  if (text == nullptr) return std::nullopt;
+  return std::string_view(text->data(), text->size());
 }
 
 }  // namespace tavrin::Json
