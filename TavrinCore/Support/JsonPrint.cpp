@@ -8,9 +8,10 @@ namespace tavrin::Json {
 
 namespace {
 
-// Whether a double without fraction would come back as a 64-bit integer if its digits stood alone.
-bool fitsAnInteger(double value) {
-  return value >= -0x1p63 && value < 0x1p64;
+// Whether a double without fraction would come back as a 64-bit integer if its digits stood alone. Those of
+// -2^63 round to more than an integer holds.
+bool readsAsInteger(double value) {
+  return value > -0x1p63 && value < 0x1p64;
 }
 
 // `digits` with a decimal point, where the first digit counts 10^exponent.
@@ -39,7 +40,7 @@ std::string doubleText(double value) {
 
   std::string text = std::signbit(value) ? "-" : "";
   text += laidOut(std::move(digits), exponent);
-  if (std::trunc(value) == value && fitsAnInteger(value)) text += ".0";
+  if (std::trunc(value) == value && readsAsInteger(value)) text += ".0";
   return text;
 }
 
