@@ -206,10 +206,10 @@ std::size_t ourEntries(const json::object& document, const AgentDefinition& defi
   return count;
 }
 
-// Calls `law` with 4,000 documents for each of the agents.
+// Calls `law` with 1,000 documents for each of the agents.
 template <class Law>
 void forGeneratedDocuments(Law law) {
-  constexpr int documents = 4'000;
+  constexpr int documents = 1'000;
   DocumentGenerator generator(seed());
   int count = 0;
   for (const AgentDefinition& definition : AgentDefinition::all) {
@@ -252,7 +252,7 @@ TEST(HookSettingsLaws, NothingOfTheUsersIsLostOrMovedOrChanged) {
     EXPECT_EQ(usersThings(HookSettings::removed(merged), definition), users);
     EXPECT_EQ(usersThings(HookSettings::removed(document), definition), users);
   });
-  EXPECT_GT(things, 50'000U);
+  EXPECT_GT(things, 12'000U);
 }
 
 TEST(HookSettingsLaws, RemovingWhatWasMergedGivesWhatRemovingAloneGives) {
@@ -269,7 +269,7 @@ TEST(HookSettingsLaws, RemovingWhatWasMergedGivesWhatRemovingAloneGives) {
     EXPECT_EQ(text(HookSettings::removed(HookSettings::merged(document, path, definition))),
               text(HookSettings::removed(document)));
   });
-  EXPECT_GT(wellFormed, 8'000);
+  EXPECT_GT(wellFormed, 2'000);
 }
 
 TEST(HookSettingsLaws, RemovedTwiceIsRemovedOnce) {
