@@ -8,11 +8,13 @@
 
 #include <array>
 #include <cstddef>
+#include <cstdint>
 #include <random>
 #include <string>
 #include <string_view>
 #include <vector>
 
+#include "TavrinCore/Support/Json.hpp"
 #include "TavrinCore/Transcripts/TranscriptSignal.hpp"
 
 namespace {
@@ -182,7 +184,9 @@ std::vector<Line> corpus(const std::vector<Agent>& agents) {
   return lines;
 }
 
-void readTranscripts(benchmark::State& state, const std::vector<Agent>& agents) {
+// Has `read` go through 100 MB of the agents' lines in turn.
+template <class Read>
+void measure(benchmark::State& state, const std::vector<Agent>& agents, Read read) {
   const std::vector<Line> lines = corpus(agents);
   std::size_t bytes = 0;
   std::size_t withSignals = 0;
@@ -191,8 +195,7 @@ void readTranscripts(benchmark::State& state, const std::vector<Agent>& agents) 
     if (!tavrin::TranscriptParser::signals(line.text, line.agent).empty()) withSignals += line.text.size();
   }
   for (auto _ : state) {
-    for (const Line& line : lines)
-      benchmark::DoNotOptimize(tavrin::TranscriptParser::signals(line.text, line.agent));
+    for (const Line& line : lines) read(line);
   }
   state.SetBytesProcessed(static_cast<std::int64_t>(bytes) * state.iterations());
   state.counters["MB/s"] =
@@ -200,8 +203,20 @@ void readTranscripts(benchmark::State& state, const std::vector<Agent>& agents) 
   state.counters["share with signals"] = static_cast<double>(withSignals) / static_cast<double>(bytes);
 }
 
+void readTranscripts(benchmark::State& state, const std::vector<Agent>& agents) {
+  measure(state, agents, [](const Line& line) {
+    benchmark::DoNotOptimize(tavrin::TranscriptParser::signals(line.text, line.agent));
+  });
+}
+
+// What it would cost to pass over no line.
+void readEveryLineAsJson(benchmark::State& state, const std::vector<Agent>& agents) {
+  measure(state, agents, [](const Line& line) { benchmark::DoNotOptimize(tavrin::Json::parse(line.text)); });
+}
+
 BENCHMARK_CAPTURE(readTranscripts, mixed, {Agent::claude, Agent::codex})->Unit(benchmark::kMillisecond);
 BENCHMARK_CAPTURE(readTranscripts, claude, {Agent::claude})->Unit(benchmark::kMillisecond);
 BENCHMARK_CAPTURE(readTranscripts, codex, {Agent::codex})->Unit(benchmark::kMillisecond);
+BENCHMARK_CAPTURE(readEveryLineAsJson, mixed, {Agent::claude, Agent::codex})->Unit(benchmark::kMillisecond);
 
 }  // namespace

@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include <vector>
+
 namespace tavrin {
 namespace {
 
@@ -27,10 +29,11 @@ TEST(AgentReadiness, InactiveValuesAreEqualWhenReasonAndFixableAre) {
 }
 
 TEST(AgentReadiness, TheFourKindsDiffer) {
-  const AgentReadiness all[] = {AgentReadiness::inactive("", false), AgentReadiness::notInstalled(),
-                                AgentReadiness::checking(), AgentReadiness::active()};
-  for (std::size_t i = 0; i < std::size(all); ++i) {
-    for (std::size_t j = 0; j < std::size(all); ++j) EXPECT_EQ(all[i] == all[j], i == j) << i << " " << j;
+  const std::vector<AgentReadiness> all = {AgentReadiness::inactive("", false),
+                                           AgentReadiness::notInstalled(), AgentReadiness::checking(),
+                                           AgentReadiness::active()};
+  for (std::size_t i = 0; i < all.size(); ++i) {
+    for (std::size_t j = 0; j < all.size(); ++j) EXPECT_EQ(all[i] == all[j], i == j) << i << " " << j;
   }
 }
 
