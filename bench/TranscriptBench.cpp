@@ -1,4 +1,4 @@
-// How fast transcripts are read: 100 MB of lines in the proportions of long sessions, a fifth to a half of
+// How fast transcripts are read: 100 MB of lines in the proportions of long sessions, a third to a half of
 // the bytes being results of tools, the rest lines without a signal. Reports bytes a second on one core.
 //
 // Sizes of one line, bytes, as generated: texts and events 0.3 to 2 KB, thinking and reasoning 2 to 8 KB,
