@@ -2,32 +2,14 @@
 
 #include <algorithm>
 #include <boost/json/value_stack.hpp>
-#include <charconv>
 #include <cmath>
-#include <cstdlib>
 #include <string>
 
 #include "TavrinCore/Support/JsonGrammar.hpp"
 
-#if !defined(__cpp_lib_to_chars)
-#include <xlocale.h>
-#endif
-
 namespace tavrin::Json {
 
 namespace {
-
-// The double nearest to the number that `digits` spell; the parser's own may be off by a unit in the last
-// place.
-double nearestDouble(std::string_view digits) {
-#if defined(__cpp_lib_to_chars)
-  double value = 0;
-  std::from_chars(digits.data(), digits.data() + digits.size(), value);
-  return value;
-#else
-  return strtod_l(std::string(digits).c_str(), nullptr, LC_C_LOCALE);
-#endif
-}
 
 // Builds a value while the parser goes through the document.
 class ValueHandler : public JsonGrammar::Handler {
@@ -71,11 +53,12 @@ class ValueHandler : public JsonGrammar::Handler {
     return true;
   }
   bool on_double(double value, string_view digits, error_code& error) {
-    if (std::isinf(value)) {
+    const double nearest = JsonGrammar::nearestDouble(value, digits);
+    if (std::isinf(nearest)) {
       error = boost::json::error::exponent_overflow;
       return false;
     }
-    stack_.push_double(nearestDouble(digits));
+    stack_.push_double(nearest);
     return true;
   }
   bool on_bool(bool value, error_code& /*error*/) {
@@ -102,7 +85,7 @@ std::optional<boost::json::value> parseAsIs(std::string_view document) {
 std::optional<boost::json::value> parse(std::string_view document) {
   std::optional<boost::json::value> value = parseAsIs(document);
   if (value) return value;
-  const std::string mended = JsonGrammar::replacingLoneSurrogates(document, "\\ufffd");
+  const std::string mended = JsonGrammar::mended(document, "\\ufffd");
   return mended == document ? std::nullopt : parseAsIs(mended);
 }
 

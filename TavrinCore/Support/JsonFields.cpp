@@ -64,7 +64,8 @@ class JsonFieldsHandler : public JsonGrammar::Handler {
     return number(digits);
   }
   bool on_double(double value, string_view digits, error_code& error) {
-    if (rules_ == Rules::message && std::isinf(value)) {
+    if (rules_ == Rules::message && std::isinf(value) &&
+        std::isinf(JsonGrammar::nearestDouble(value, digits))) {
       error = boost::json::error::exponent_overflow;
       return false;
     }
@@ -138,11 +139,11 @@ JsonFields parse(std::string_view document, std::span<const std::string_view> ke
   return parser.handler().take();
 }
 
-// A document that was refused with `refusal`, read with a stand-in for its unpaired surrogate escapes.
-// Refused again when it has none, or when they were not all that was wrong.
+// A document that was refused with `refusal`, read once more after mending. Refused again when there was
+// nothing to mend, or when that was not all that was wrong.
 JsonFields parseMended(std::string_view document, std::span<const std::string_view> keys, Rules rules,
                        std::string_view standIn, const boost::system::error_code& refusal) {
-  const std::string mended = JsonGrammar::replacingLoneSurrogates(document, standIn);
+  const std::string mended = JsonGrammar::mended(document, standIn);
   if (mended == document) fail(refusal);
   boost::system::error_code error;
   JsonFields fields = parse(mended, keys, rules, error);

@@ -13,8 +13,15 @@ namespace tavrin::JsonGrammar {
 
 inline constexpr std::size_t deepest = 512;
 
-/// `document` with every unpaired surrogate escape replaced by `standIn`, six bytes such as "\\ufffd".
-std::string replacingLoneSurrogates(std::string_view document, std::string_view standIn);
+/// `document` with what the parser refuses and this system reads put in other words of the same length: every
+/// unpaired surrogate escape as `standIn`, six bytes such as "\\ufffd", and every exponent beyond 999999999
+/// as that.
+std::string mended(std::string_view document, std::string_view standIn);
+
+/// The double nearest to the number that `digits` spell, infinite when that is beyond a double's range.
+/// `parsed` is what the parser made of them, which may be off by a few units in the last place, or infinite
+/// too early.
+double nearestDouble(double parsed, std::string_view digits);
 
 /// Feeds the whole of `document` to `parser`, and gives the error that ends it, if any. Never throws by
 /// itself.
