@@ -1,0 +1,75 @@
+#include "TavrinCore/Support/Home.hpp"
+
+#include <gtest/gtest.h>
+#include <pwd.h>
+#include <unistd.h>
+
+#include <cstdlib>
+#include <optional>
+#include <string>
+
+namespace tavrin {
+namespace {
+
+// Sets HOME, or removes it, for as long as it lives.
+class HomeVariable {
+ public:
+  explicit HomeVariable(const std::optional<std::string>& value) {
+    if (const char* before = std::getenv("HOME")) before_ = before;
+    set(value);
+  }
+  ~HomeVariable() { set(before_); }
+  HomeVariable(const HomeVariable&) = delete;
+  HomeVariable& operator=(const HomeVariable&) = delete;
+
+ private:
+  static void set(const std::optional<std::string>& value) {
+    if (value) {
+      ::setenv("HOME", value->c_str(), 1);
+    } else {
+      ::unsetenv("HOME");
+    }
+  }
+
+  std::optional<std::string> before_;
+};
+
+std::string homeWith(const std::optional<std::string>& value) {
+  const HomeVariable variable(value);
+  return Home::directory();
+}
+
+// What the password database says, without trailing slashes; "/var/empty" when it does not know this user.
+std::string fromPasswordDatabase() {
+  const passwd* entry = ::getpwuid(::getuid());
+  std::string home = entry != nullptr && entry->pw_dir != nullptr ? entry->pw_dir : "";
+  if (!home.starts_with('/')) return "/var/empty";
+  while (home.size() > 1 && home.ends_with('/')) home.pop_back();
+  return home;
+}
+
+TEST(Home, IsTheVariableWhenThatIsAnAbsolutePath) {
+  EXPECT_EQ(homeWith("/Users/somebody"), "/Users/somebody");
+  EXPECT_EQ(homeWith("/"), "/");
+  EXPECT_EQ(homeWith("/no such/dïr"), "/no such/dïr");
+}
+
+TEST(Home, HasNoTrailingSlash) {
+  EXPECT_EQ(homeWith("/Users/somebody/"), "/Users/somebody");
+  EXPECT_EQ(homeWith("/Users/somebody///"), "/Users/somebody");
+  EXPECT_EQ(homeWith("//"), "/");
+  EXPECT_EQ(homeWith("////"), "/");
+}
+
+TEST(Home, ComesFromThePasswordDatabaseWhenTheVariableIsNoAbsolutePath) {
+  const std::string expected = fromPasswordDatabase();
+  EXPECT_EQ(homeWith(std::nullopt), expected);
+  EXPECT_EQ(homeWith(""), expected);
+  EXPECT_EQ(homeWith("relative/path"), expected);
+  EXPECT_EQ(homeWith("~"), expected);
+  EXPECT_EQ(homeWith(" /Users/somebody"), expected);
+  EXPECT_EQ(homeWith("."), expected);
+}
+
+}  // namespace
+}  // namespace tavrin

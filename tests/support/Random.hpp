@@ -1,0 +1,47 @@
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include <iostream>
+#include <limits>
+#include <random>
+
+namespace tavrin::test {
+
+/// The seed of a random test: a new one for each run, which is printed, or the one that was given with
+/// --gtest_random_seed (1 to 99999) to have a run again.
+inline unsigned randomSeed() {
+  const auto given = static_cast<unsigned>(GTEST_FLAG_GET(random_seed));
+  const unsigned seed = given != 0 ? given : std::random_device{}() % 99'999 + 1;
+  std::cout << "[   SEED   ] --gtest_random_seed=" << seed << '\n';
+  return seed;
+}
+
+/// Random choices for generated cases.
+class Random {
+ public:
+  explicit Random(unsigned seed) : engine_(seed) {}
+
+  /// 0 to `count` - 1, each as likely.
+  std::size_t below(std::size_t count) {
+    return std::uniform_int_distribution<std::size_t>(0, count - 1)(engine_);
+  }
+  bool flip() { return below(2) == 1; }
+
+  /// Any of the values of an integer type.
+  template <class Integer>
+  Integer any() {
+    return std::uniform_int_distribution<Integer>(std::numeric_limits<Integer>::min(),
+                                                  std::numeric_limits<Integer>::max())(engine_);
+  }
+
+  template <class List>
+  const auto& of(const List& list) {
+    return list[below(list.size())];
+  }
+
+ private:
+  std::mt19937 engine_;
+};
+
+}  // namespace tavrin::test
