@@ -125,7 +125,7 @@ TEST(FileDescriptor, TheLockKeepsOtherProcessesOutUntilItIsGivenBack) {
     return inAnotherProcess([&] {
       const FileDescriptor other = FileDescriptor::open(path, O_RDWR);
       if (!other.isOpen()) return 2;
-      return ::flock(other.number(), LOCK_EX | LOCK_NB) == 0 ? 0 : errno == EWOULDBLOCK ? 1 : 3;
+      return ::flock(other.number(), LOCK_SH | LOCK_NB) == 0 ? 0 : errno == EWOULDBLOCK ? 1 : 3;
     });
   };
   EXPECT_EQ(othersGetIt(), 0);
