@@ -75,7 +75,8 @@ class JsonFieldsHandler : public JsonGrammar::Handler {
   bool on_null(error_code& /*error*/) { return scalar(JsonField::Kind::null); }
 
  private:
-  bool isMember() const { return depth_ == 1 && result_.isObject_; }
+  // Whether a key at this depth is one of the top-level object: an array there has none.
+  bool isMember() const { return depth_ == 1; }
   // Values count in the top-level object, and one level down in an array that is a field.
   bool isKept() const { return field_ != nullptr && depth_ <= 2; }
 

@@ -290,5 +290,23 @@ TEST(File, TheCurrentDirectoryIsRootWhenItHasNoName) {
             0);
 }
 
+TEST(File, OneReadGivesAShortFileWhole) {
+  const test::ScratchDirectory scratch;
+  test::writeFile(scratch / "short", "612 (claude) S 1");
+  EXPECT_EQ(File::oneRead((scratch / "short").string()), "612 (claude) S 1");
+}
+
+TEST(File, OneReadEndsAtItsLimit) {
+  const test::ScratchDirectory scratch;
+  test::writeFile(scratch / "long", std::string(File::largestOneRead + 1, 'x'));
+  EXPECT_EQ(File::oneRead((scratch / "long").string()), std::string(File::largestOneRead, 'x'));
+}
+
+TEST(File, OneReadOfWhatCannotBeReadGivesNothing) {
+  const test::ScratchDirectory scratch;
+  EXPECT_EQ(File::oneRead((scratch / "missing").string()), std::nullopt);
+  EXPECT_EQ(File::oneRead(scratch.string()), std::nullopt);
+}
+
 }  // namespace
 }  // namespace tavrin

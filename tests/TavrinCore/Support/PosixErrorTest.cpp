@@ -32,5 +32,16 @@ TEST(PosixError, IsAnInputOutputErrorWhenErrnoSaysNothing) {
   EXPECT_EQ(what, "open /a/b c.json: " + std::generic_category().message(EIO));
 }
 
+// A session's id, and with it a path, may be as long as a payload; the message ends up in one line of the
+// log.
+TEST(PosixError, CutsOffAPathThatNobodyWouldRead) {
+  try {
+    throwPosixError(ENAMETOOLONG, "open", "/" + std::string(900'000, 'x'));
+  } catch (const std::system_error& error) {
+    const std::string reason = std::generic_category().message(ENAMETOOLONG);
+    EXPECT_EQ(error.what(), "open /" + std::string(299, 'x') + "...: " + reason);
+  }
+}
+
 }  // namespace
 }  // namespace tavrin
