@@ -1,0 +1,134 @@
+#include "TavrinCore/Context/HostResolver.hpp"
+
+#include <gtest/gtest.h>
+
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "TavrinCore/Agents/AgentDefinition.hpp"
+
+namespace tavrin {
+namespace {
+
+using Chain = std::vector<ProcessNode>;
+using Names = std::vector<std::string_view>;
+using Pid = std::optional<std::int32_t>;
+
+// A chain of processes of these names, child first, with pids 100, 101 and so on.
+Chain chainOf(const std::vector<std::optional<std::string>>& names) {
+  Chain chain;
+  for (const auto& name : names) {
+    const auto pid = static_cast<std::int32_t>(100 + chain.size());
+    chain.push_back({.pid = pid, .name = name, .bundleId = {}, .isRegularApp = false});
+  }
+  return chain;
+}
+
+Pid agentIn(const std::vector<std::optional<std::string>>& names, const Names& wanted) {
+  const auto node = HostResolver::pickAgent(chainOf(names), wanted);
+  return node ? Pid(node->pid) : std::nullopt;
+}
+
+// The host of a chain in which the processes at these places are regular applications.
+Pid hostIn(std::size_t length, const std::vector<std::size_t>& regular) {
+  Chain chain = chainOf(std::vector<std::optional<std::string>>(length, "x"));
+  for (const std::size_t place : regular) chain.at(place).isRegularApp = true;
+  const auto node = HostResolver::pickHost(chain);
+  return node ? Pid(node->pid) : std::nullopt;
+}
+
+TEST(HostResolver, AnEmptyChainHasNeitherAgentNorHost) {
+  EXPECT_EQ(HostResolver::pickAgent({}, Names{"claude"}), std::nullopt);
+  EXPECT_EQ(HostResolver::pickAgent({}, {}), std::nullopt);
+  EXPECT_EQ(HostResolver::pickHost({}), std::nullopt);
+}
+
+TEST(HostResolver, ShellAgentAndTerminalAreToldApart) {
+  Chain chain = chainOf({"zsh", "claude", "Terminal"});
+  chain[2].bundleId = "com.apple.Terminal";
+  chain[2].isRegularApp = true;
+  EXPECT_EQ(HostResolver::pickAgent(chain, Names{"claude"}), chain[1]);
+  EXPECT_EQ(HostResolver::pickHost(chain), chain[2]);
+  chain[2].isRegularApp = false;
+  EXPECT_EQ(HostResolver::pickHost(chain), std::nullopt);
+}
+
+TEST(HostResolver, TheAgentNearestTheHookWins) {
+  EXPECT_EQ(agentIn({"sh", "claude", "zsh", "claude"}, {"claude"}), 101);
+  EXPECT_EQ(agentIn({"node", "gemini", "zsh"}, {"gemini", "node"}), 100);
+  EXPECT_EQ(agentIn({"gemini", "node", "zsh"}, {"gemini", "node"}), 100);
+  EXPECT_EQ(agentIn({"sh", "ChatGPT", "codex"}, {"codex", "ChatGPT"}), 101);
+}
+
+TEST(HostResolver, ANamedProcessWinsOverAnUnknownOneNearerTheHook) {
+  EXPECT_EQ(agentIn({"wrapper", "sh", "claude", "Terminal"}, {"claude"}), 102);
+  EXPECT_EQ(agentIn({std::nullopt, "claude"}, {"claude"}), 101);
+}
+
+TEST(HostResolver, AShellThatIsNamedIsTheAgent) {
+  EXPECT_EQ(agentIn({"sh", "bash", "claude"}, {"bash"}), 101);
+}
+
+TEST(HostResolver, WithoutANameTheFirstThatIsNoShellIsTaken) {
+  EXPECT_EQ(agentIn({"sh", "bash", "node"}, {"claude"}), 102);
+  EXPECT_EQ(agentIn({"sh", "bash", "node", "Terminal"}, {}), 102);
+  EXPECT_EQ(agentIn({"python3", "bash"}, {"claude"}), 100);
+}
+
+TEST(HostResolver, OnlyTheFiveShellsAreShells) {
+  for (const char* const shell : {"sh", "bash", "zsh", "fish", "dash"}) {
+    EXPECT_EQ(agentIn({shell}, {"claude"}), std::nullopt) << shell;
+    EXPECT_EQ(agentIn({shell, "x"}, {"claude"}), 101) << shell;
+  }
+  for (const char* const other :
+       {"ksh", "tcsh", "csh", "-zsh", "Bash", "SH", "sh ", "bash-5.2", "nu", "ash", "s", ""}) {
+    EXPECT_EQ(agentIn({other, "x"}, {"claude"}), 100) << other;
+  }
+}
+
+TEST(HostResolver, ShellsAloneAreNoAgent) {
+  EXPECT_EQ(agentIn({"sh", "bash", "zsh", "fish", "dash", "sh"}, {"claude"}), std::nullopt);
+}
+
+TEST(HostResolver, AProcessWithoutANameMatchesNoneAndIsNoShell) {
+  EXPECT_EQ(agentIn({std::nullopt, "x"}, {""}), 100);
+  EXPECT_EQ(agentIn({"sh", std::nullopt, "x"}, {"claude"}), 101);
+  EXPECT_EQ(agentIn({"sh", std::nullopt, "claude"}, {"claude", ""}), 102);
+}
+
+TEST(HostResolver, NamesAreComparedExactly) {
+  EXPECT_EQ(agentIn({"sh", "Claude", "claude-code", "claude"}, {"claude"}), 103);
+}
+
+TEST(HostResolver, TheRegularApplicationNearestTheRootIsTheHost) {
+  EXPECT_EQ(hostIn(4, {1, 3}), 103);
+  EXPECT_EQ(hostIn(4, {0, 1, 2}), 102);
+  EXPECT_EQ(hostIn(4, {0}), 100);
+  EXPECT_EQ(hostIn(1, {0}), 100);
+  EXPECT_EQ(hostIn(4, {}), std::nullopt);
+}
+
+TEST(HostResolver, AnApplicationThatIsNotRegularHostsNothing) {
+  Chain chain = chainOf({"claude", "Editor", "agent"});
+  chain[1].bundleId = "com.example.editor";
+  chain[1].isRegularApp = true;
+  chain[2].bundleId = "com.example.background";
+  EXPECT_EQ(HostResolver::pickHost(chain), chain[1]);
+}
+
+TEST(HostResolver, AHostMayHaveNeitherNameNorBundle) {
+  Chain chain = chainOf({"claude", std::nullopt});
+  chain[1].isRegularApp = true;
+  EXPECT_EQ(HostResolver::pickHost(chain), chain[1]);
+}
+
+TEST(HostResolver, TheAgentMayBeTheHost) {
+  Chain chain = chainOf({"sh", "ChatGPT"});
+  chain[1].isRegularApp = true;
+  EXPECT_EQ(HostResolver::pickAgent(chain, AgentDefinition::codex.processNames), chain[1]);
+  EXPECT_EQ(HostResolver::pickHost(chain), chain[1]);
+}
+
+}  // namespace
+}  // namespace tavrin
