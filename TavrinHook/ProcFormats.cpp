@@ -1,6 +1,7 @@
 #include "TavrinHook/ProcFormats.hpp"
 
-#include <algorithm>
+#include <sys/sysmacros.h>
+
 #include <charconv>
 #include <vector>
 
@@ -48,10 +49,11 @@ std::optional<std::string> unescaped(std::string_view name) {
   constexpr std::size_t escapeLength = 4;
   std::string out;
   while (!name.empty()) {
+    const bool mayBeEscape = name.size() >= escapeLength && name.starts_with("\\x");
     const std::optional<std::uint8_t> byte =
-        name.starts_with("\\x") ? number<std::uint8_t>(name.substr(2, 2), 16) : std::nullopt;
+        mayBeEscape ? number<std::uint8_t>(name.substr(2, 2), 16) : std::nullopt;
     out += byte ? static_cast<char>(*byte) : name.front();
-    name.remove_prefix(byte ? std::min(escapeLength, name.size()) : 1);
+    name.remove_prefix(byte ? escapeLength : 1);
   }
   return out.empty() || !Text::isValidUtf8(out) ? std::nullopt : std::optional(std::move(out));
 }
@@ -115,18 +117,17 @@ std::optional<std::string> applicationId(std::string_view cgroup) {
 }
 
 std::optional<std::string> terminalPath(std::uint32_t device) {
-  // tty_nr holds the minor number in bits 31 to 20 and 7 to 0, the major number in bits 15 to 8 (proc(5)).
   // Major numbers are those of Linux's list of devices (devices.txt).
-  const std::uint32_t major = (device >> 8U) & 0xffU;
-  const std::uint32_t minor = ((device >> 12U) & 0xfff00U) | (device & 0xffU);
+  const std::uint32_t majorNumber = major(device);
+  const std::uint32_t minorNumber = minor(device);
   constexpr std::uint32_t consoles = 4;
   constexpr std::uint32_t firstSerial = 64;
   constexpr std::uint32_t firstPty = 136;
   constexpr std::uint32_t lastPty = 143;
-  if (major == consoles && minor < firstSerial) return "/dev/tty" + std::to_string(minor);
-  if (major == consoles) return "/dev/ttyS" + std::to_string(minor - firstSerial);
-  if (major >= firstPty && major <= lastPty)
-    return "/dev/pts/" + std::to_string(minor + ((major - firstPty) << 8U));
+  if (majorNumber == consoles && minorNumber < firstSerial) return "/dev/tty" + std::to_string(minorNumber);
+  if (majorNumber == consoles) return "/dev/ttyS" + std::to_string(minorNumber - firstSerial);
+  if (majorNumber >= firstPty && majorNumber <= lastPty)
+    return "/dev/pts/" + std::to_string(minorNumber + ((majorNumber - firstPty) << 8U));
   return std::nullopt;
 }
 

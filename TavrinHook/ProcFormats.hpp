@@ -25,8 +25,8 @@ std::optional<Stat> parseStat(std::string_view text);
 /// app[-LAUNCHER]-ID[@RANDOM].service or app[-LAUNCHER]-ID[-RANDOM].slice, its \xXX escapes undone.
 std::optional<std::string> applicationId(std::string_view cgroup);
 
-/// The path of a terminal known by its device number alone: "/dev/pts/N", "/dev/ttyN" or "/dev/ttySN";
-/// nothing for other devices.
+/// The path of a terminal known by its device number (makedev(3)) alone: "/dev/pts/N", "/dev/ttyN" or
+/// "/dev/ttySN"; nothing for other devices.
 std::optional<std::string> terminalPath(std::uint32_t device);
 
 }  // namespace tavrin::ProcFormats

@@ -1,4 +1,5 @@
 // What /proc (proc(5)) tells about processes.
+#include <sys/sysmacros.h>
 #include <unistd.h>
 
 #include <array>
@@ -28,9 +29,8 @@ std::optional<std::string> linkTarget(const std::string& path) {
 
 // A terminal of a driver that has no fixed names, as of a USB adapter (sysfs(5)).
 std::optional<std::string> terminalInSysfs(std::uint32_t device) {
-  const std::uint32_t major = (device >> 8U) & 0xffU;
-  const std::uint32_t minor = ((device >> 12U) & 0xfff00U) | (device & 0xffU);
-  const auto link = linkTarget("/sys/dev/char/" + std::to_string(major) + ":" + std::to_string(minor));
+  const auto link =
+      linkTarget("/sys/dev/char/" + std::to_string(major(device)) + ":" + std::to_string(minor(device)));
   return link ? std::optional("/dev/" + std::string(Path::lastComponent(*link))) : std::nullopt;
 }
 
