@@ -115,6 +115,13 @@ TEST_F(HookCommandRecord, TheOutcomeCountsWhatTheUserIsAskedAbout) {
   EXPECT_EQ(lastMessage(), "claude s1 Stop  \u2192 idle");
 }
 
+TEST_F(HookCommandRecord, CallsThatTheUserIsNotAskedAboutAreNotCounted) {
+  run(event("PreToolUse", R"("tool_name":"Bash","tool_use_id":"a")"));
+  run(event("PreToolUse", R"("tool_name":"AskUserQuestion","tool_use_id":"q")"));
+  EXPECT_THAT(record().inFlight, ElementsAre("a", "q"));
+  EXPECT_EQ(lastMessage(), "claude s1 PreToolUse AskUserQuestion#q \u2192 needsYou holding 1");
+}
+
 TEST_F(HookCommandRecord, OneEpisodeOfAttentionKeepsItsIdentifier) {
   run(event("PermissionRequest", R"("tool_name":"Bash")"));
   EXPECT_EQ(record().attentionId, "ID-1");
