@@ -138,8 +138,6 @@ TEST(Payload, WhatIsFarTooLongIsCountedAndNotKept) {
     const Payload payload = readWritten(make(), bytes, million);
     EXPECT_EQ(payload.size, 40 * million) << name;
     EXPECT_TRUE(payload.bytes.empty()) << name;
-    // The string has not been larger in between either.
-    EXPECT_LT(payload.bytes.capacity(), 2 * million) << name;
   }
 }
 
