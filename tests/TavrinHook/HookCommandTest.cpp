@@ -433,8 +433,10 @@ TEST(HookCommand, ItsRealSurroundingsAreThoseOfThisProcess) {
   EXPECT_TRUE(real.files.exists("/"));
   EXPECT_TRUE(real.processes.record(::getpid()).has_value());
   const Date before = std::chrono::system_clock::now();
-  EXPECT_GE(real.now(), before);
-  EXPECT_LE(real.now(), Date(std::chrono::system_clock::now()));
+  const Date now = real.now();
+  const Date after = std::chrono::system_clock::now();
+  EXPECT_GE(now, before);
+  EXPECT_LE(now, after);
 }
 
 TEST(HookCommand, APayloadHasAtMostAMillionBytes) {
