@@ -108,6 +108,9 @@ void appendCodePoint(std::string& out, utf8proc_int32_t codePoint) {
   out.append(reinterpret_cast<const char*>(bytes.data()), length);
 }
 
+// The one code point whose lower-case form is not one code point.
+constexpr utf8proc_int32_t capitalIWithDot = 0x130;
+
 // The full upper-case form. A code point whose form is longer than itself (as with "ß") folds to the same
 // letters in lower case, and those have simple forms.
 void appendUpperCased(std::string& out, utf8proc_int32_t codePoint) {
@@ -175,6 +178,47 @@ std::string upperCasedFirst(std::string_view text) {
   }
   upper += text.substr(character.size());
   return upper;
+}
+
+std::string lowerCased(std::string_view text) {
+  std::string out;
+  out.reserve(text.size());
+  for (std::size_t i = 0; i < text.size();) {
+    if (isAscii(text[i])) {
+      const char c = text[i++];
+      out += c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
+      continue;
+    }
+    const CodePoint codePoint = firstCodePoint(text.substr(i));
+    if (codePoint.value < 0) {
+      out += text[i];
+    } else if (codePoint.value == capitalIWithDot) {
+      out += "i\u0307";
+    } else {
+      appendCodePoint(out, utf8proc_tolower(codePoint.value));
+    }
+    i += codePoint.length;
+  }
+  return out;
+}
+
+std::u16string utf16(std::string_view text) {
+  constexpr utf8proc_int32_t replacement = 0xfffd;
+  constexpr utf8proc_int32_t firstBeyond16Bits = 0x10000;
+  std::u16string out;
+  out.reserve(text.size());
+  for (std::size_t i = 0; i < text.size();) {
+    const CodePoint codePoint = firstCodePoint(text.substr(i));
+    const auto value = static_cast<char32_t>(codePoint.value < 0 ? replacement : codePoint.value);
+    if (value < firstBeyond16Bits) {
+      out += static_cast<char16_t>(value);
+    } else {
+      out += static_cast<char16_t>(0xd800 + ((value - firstBeyond16Bits) >> 10U));
+      out += static_cast<char16_t>(0xdc00 + (value & 0x3ffU));
+    }
+    i += codePoint.length;
+  }
+  return out;
 }
 
 std::string words(std::string_view text) {

@@ -26,6 +26,14 @@ std::string onlyNameCharacters(std::string_view text);
 /// becomes "SS"); else `text` as it is.
 std::string upperCasedFirst(std::string_view text);
 
+/// `text` in lower case by the full mapping of each code point ("İ" becomes "i" and a combining dot), without
+/// regard to what stands beside it: a sigma that ends a word stays "σ". Bytes that are no UTF-8 stay as they
+/// are.
+std::string lowerCased(std::string_view text);
+
+/// `text` in UTF-16, with U+FFFD for each byte that is no UTF-8.
+std::u16string utf16(std::string_view text);
+
 /// The words of `text`, split at white space (Unicode White_Space), joined by one blank each.
 std::string words(std::string_view text);
 

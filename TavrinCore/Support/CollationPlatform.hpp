@@ -1,0 +1,38 @@
+#pragma once
+
+#include <algorithm>
+#include <cstddef>
+#include <numeric>
+#include <optional>
+#include <span>
+#include <string>
+#include <string_view>
+#include <vector>
+
+/// What Collation is made of.
+namespace tavrin::Collation {
+
+/// The ranks by the system's collator (Collation_icu.cpp, Collation_corefoundation.cpp); nothing when it
+/// cannot be opened.
+std::optional<std::vector<std::size_t>> systemRanks(std::span<const std::string_view> names,
+                                                    const std::string& locale);
+
+/// The ranks by code points in lower case.
+std::vector<std::size_t> plainRanks(std::span<const std::string_view> names);
+
+/// The ranks of the numbers 0 to `count` - 1 under `before`, a strict weak order of them.
+template <class Before>
+std::vector<std::size_t> ranksBy(std::size_t count, Before before) {
+  std::vector<std::size_t> order(count);
+  std::iota(order.begin(), order.end(), std::size_t{0});
+  std::ranges::stable_sort(order, before);
+  std::vector<std::size_t> ranks(count);
+  std::size_t rank = 0;
+  for (std::size_t i = 0; i < count; ++i) {
+    if (i > 0 && before(order[i - 1], order[i])) rank = i;
+    ranks[order[i]] = rank;
+  }
+  return ranks;
+}
+
+}  // namespace tavrin::Collation
