@@ -1,0 +1,43 @@
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <string_view>
+#include <vector>
+
+/// Listening TCP endpoints out of the output of lsof(8), run as `lsof -nP -iTCP -sTCP:LISTEN -F pcn`: one
+/// field a line, its letter first ("p" process id, "c" command, "n" socket name).
+namespace tavrin::PortScan {
+
+/// An endpoint that a process listens on.
+struct Listener {
+  std::int32_t pid = 0;  ///< at least 1
+  std::string command;   ///< the process's name as lsof gives it; "" when it gives none
+  int port = 0;          ///< from 1 to 65535
+  std::string host;      ///< the address, without the brackets of IPv6; "localhost" for all addresses
+
+  bool operator==(const Listener&) const = default;
+};
+
+/// A process with all it listens on.
+struct ProcessListener {
+  std::int32_t pid = 0;
+  std::string command;     ///< that of the process's first listener
+  std::vector<int> ports;  ///< ascending, each once
+
+  bool operator==(const ProcessListener&) const = default;
+};
+
+/// The endpoints in lsof's output, in the order of their lines. A line that is not understood is left out;
+/// after a bad process id, so is all up to the next one.
+std::vector<Listener> parse(std::string_view lsofFields);
+
+/// One endpoint for each process and port, sorted by host: 127.0.0.1 first, then ::1, then localhost, then
+/// the others by text.
+std::vector<Listener> dedupe(std::vector<Listener> listeners);
+
+/// One entry per process, in the order in which they first occur. Endpoints whose process id or port is out
+/// of range are left out.
+std::vector<ProcessListener> byProcess(const std::vector<Listener>& listeners);
+
+}  // namespace tavrin::PortScan

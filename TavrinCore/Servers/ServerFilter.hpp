@@ -1,0 +1,16 @@
+#pragma once
+
+#include <string_view>
+
+/// What becomes of a listening process before it is looked at as a server. Paths are compared as texts.
+namespace tavrin::ServerFilter {
+
+/// Whether the process is part of the system or of an application, and is not shown: judged by the path of
+/// its executable. Nothing is known of an empty path, so that is shown; so are Python's framework and
+/// containers.
+bool isNoise(std::string_view executablePath);
+
+/// Whether the process belongs to Docker, so that it stands for a container.
+bool isDocker(std::string_view command, std::string_view executablePath);
+
+}  // namespace tavrin::ServerFilter

@@ -1,0 +1,26 @@
+#pragma once
+
+#include <map>
+#include <string>
+#include <vector>
+
+#include "TavrinCore/Servers/LocalServer.hpp"
+#include "TavrinCore/Sessions/Session.hpp"
+
+/// Shows servers beside the sessions that work on them.
+namespace tavrin::ServerPlacement {
+
+struct Placed {
+  std::map<std::string, std::vector<LocalServer>>
+      bySession;                     ///< by session id, only of sessions with servers
+  std::vector<LocalServer> orphans;  ///< those of no session
+
+  bool operator==(const Placed&) const = default;
+};
+
+/// Gives each server to the first session with the same repository root, letter for letter. A session's
+/// servers are sorted by port; the orphans by their repository's name in the order of the user's language,
+/// those of one name by port.
+Placed place(std::vector<LocalServer> servers, const std::vector<Session>& sessions);
+
+}  // namespace tavrin::ServerPlacement

@@ -1,0 +1,13 @@
+#pragma once
+
+#include <string>
+
+#include "TavrinCore/Support/Date.hpp"
+
+namespace tavrin::ServerUptime {
+
+/// The time from `since` to `now` in its one or two largest units: "42s", "5m", "2h 5m", "3d 4h". Parts of a
+/// unit are dropped. A start that lies ahead, or is not a number, gives "0s".
+std::string label(Date since, Date now);
+
+}  // namespace tavrin::ServerUptime
