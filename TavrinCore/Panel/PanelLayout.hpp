@@ -1,0 +1,57 @@
+#pragma once
+
+#include <cstdint>
+#include <map>
+#include <optional>
+
+namespace tavrin {
+
+/// The panel's two screens.
+enum class PanelScreen : std::uint8_t { sessions, settings };
+
+/// Where the panel hangs and how tall it is, in points, with y pointing up.
+namespace PanelLayout {
+
+struct Point {
+  double x = 0;
+  double y = 0;
+
+  bool operator==(const Point&) const = default;
+};
+
+struct Size {
+  double width = 0;
+  double height = 0;
+
+  bool operator==(const Size&) const = default;
+};
+
+/// `origin` is the corner at the bottom left.
+struct Rectangle {
+  Point origin;
+  Size size;
+
+  double minX() const { return origin.x; }
+  double minY() const { return origin.y; }
+  double maxX() const { return origin.x + size.width; }
+  double maxY() const { return origin.y + size.height; }
+
+  bool operator==(const Rectangle&) const = default;
+};
+
+/// The height of `screen` as it was measured, at most `cap` when that is above 0; nothing when it is not
+/// known yet: not there, 0 or below, or not a number.
+std::optional<double> glassHeight(PanelScreen screen, const std::map<PanelScreen, double>& heights,
+                                  double cap);
+
+/// The bottom left corner of a panel that hangs `gap` below the button, their right edges in line, and stays
+/// within `visibleFrame`. One that is wider than that starts at its left edge; one that is taller ends at its
+/// top edge and reaches below it.
+Point origin(Size panel, const Rectangle& buttonFrame, const Rectangle& visibleFrame, double gap);
+
+/// How tall the panel's content may be within `visibleFrame`; never below 0.
+double contentCap(const Rectangle& visibleFrame, double gap, double margin);
+
+}  // namespace PanelLayout
+
+}  // namespace tavrin

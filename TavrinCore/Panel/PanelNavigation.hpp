@@ -1,0 +1,59 @@
+#pragma once
+
+#include <algorithm>
+#include <cstddef>
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "TavrinCore/Panel/PanelFocus.hpp"
+#include "TavrinCore/Servers/LocalServer.hpp"
+#include "TavrinCore/Sessions/Session.hpp"
+#include "TavrinCore/Support/Home.hpp"
+
+/// Which rows the panel shows, in which order, and how the keyboard moves between them.
+namespace tavrin::PanelNavigation {
+
+enum class Direction : std::uint8_t { up, down };
+
+/// The sessions to show, without probes and, with `hideIdle`, without idle ones: the more urgent state first,
+/// then by agent, then by name (Session::projectName) in the order of the user's language, those of one name
+/// by id.
+std::vector<Session> visible(std::vector<Session> sessions, bool hideIdle,
+                             std::string_view home = Home::directory());
+
+/// Whether a session is one that an application started for itself: its repository, or without one its
+/// working directory, lies in the library folder of `home`.
+bool isProbe(const Session& session, std::string_view home);
+
+/// The sessions in the order of `sessionIds`, which is the one on the screen, and behind them those that are
+/// not named there, in input order. Of sessions with the same id the first is taken; an id that is named
+/// twice lists its session twice.
+std::vector<Session> holding(const std::vector<Session>& sessions,
+                             const std::vector<std::string>& sessionIds);
+
+/// The ids of the sessions whose host application is known, which is what a row leads to.
+std::vector<std::string> interactiveIds(const std::vector<Session>& sessions);
+
+/// What the keyboard can be at, from top to bottom.
+std::vector<PanelFocus> focusOrder(const std::vector<Session>& sessions,
+                                   const std::vector<LocalServer>& servers, bool includeStopAll,
+                                   bool includeSetup);
+
+/// The element beside `current` in `elements`, around either end; from nowhere, or from an element that is
+/// gone, the first one down or the last one up. Nothing when there are no elements.
+template <class Element>
+std::optional<Element> next(const std::optional<Element>& current, const std::vector<Element>& elements,
+                            Direction direction) {
+  if (elements.empty()) return std::nullopt;
+  const bool down = direction == Direction::down;
+  const auto found = current ? std::find(elements.begin(), elements.end(), *current) : elements.end();
+  if (found == elements.end()) return down ? elements.front() : elements.back();
+  const auto position = static_cast<std::size_t>(found - elements.begin());
+  const std::size_t step = down ? 1 : elements.size() - 1;
+  return elements[(position + step) % elements.size()];
+}
+
+}  // namespace tavrin::PanelNavigation

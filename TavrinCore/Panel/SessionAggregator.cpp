@@ -1,0 +1,81 @@
+#include "TavrinCore/Panel/SessionAggregator.hpp"
+
+#include <array>
+#include <utility>
+
+#include "TavrinCore/Support/FatalError.hpp"
+#include "TavrinCore/Support/NameOrder.hpp"
+#include "TavrinCore/Support/Typography.hpp"
+
+namespace tavrin {
+
+namespace {
+
+std::int64_t sum(std::int64_t a, std::int64_t b) {
+  std::int64_t result = 0;
+  if (__builtin_add_overflow(a, b, &result)) fatalError("the number of sessions exceeds 64 bits");
+  return result;
+}
+
+}  // namespace
+
+std::int64_t SessionSummary::activeCount() const {
+  return sum(working, needsYou);
+}
+
+std::int64_t SessionSummary::total() const {
+  return sum(activeCount(), idle);
+}
+
+std::string SessionSummary::statusLine() const {
+  const std::array<std::pair<std::int64_t, SessionState>, 3> counts = {
+      {{working, SessionState::working}, {needsYou, SessionState::needsYou}, {idle, SessionState::idle}}};
+  std::string line;
+  for (const auto& [count, state] : counts) {
+    if (count < 1) continue;
+    if (!line.empty()) line += dotSeparator;
+    line += std::to_string(count) + " ";
+    line += label(state);
+  }
+  return line.empty() ? "No Claude Code sessions" : line;
+}
+
+SessionSummary SessionAggregator::summary(const std::vector<Session>& sessions) {
+  SessionSummary summary;
+  for (const Session& session : sessions) {
+    if (severity(session.state) > severity(summary.overall)) summary.overall = session.state;
+    switch (session.state) {
+      case SessionState::working:
+        ++summary.working;
+        break;
+      case SessionState::needsYou:
+        ++summary.needsYou;
+        break;
+      case SessionState::idle:
+        ++summary.idle;
+        break;
+    }
+  }
+  return summary;
+}
+
+std::vector<Session> SessionAggregator::sorted(std::vector<Session> sessions, std::string_view home) {
+  std::vector<NameOrder::Key> keys;
+  keys.reserve(sessions.size());
+  for (const Session& session : sessions) {
+    const int calm = severity(SessionState::needsYou) - severity(session.state);
+    keys.push_back({.group = static_cast<std::size_t>(calm), .name = session.projectName(home)});
+  }
+  return NameOrder::arranged(std::move(sessions), NameOrder::order(keys));
+}
+
+SessionAggregator::Pruned SessionAggregator::prune(
+    std::vector<Session> sessions, const std::function<bool(std::int32_t agentPid)>& isAlive) {
+  Pruned pruned;
+  for (Session& session : sessions) {
+    (isAlive(session.agentPid) ? pruned.kept : pruned.dead).push_back(std::move(session));
+  }
+  return pruned;
+}
+
+}  // namespace tavrin

@@ -1,0 +1,55 @@
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "TavrinCore/Sessions/Session.hpp"
+#include "TavrinCore/Support/Home.hpp"
+
+namespace tavrin {
+
+/// How many sessions do what: the line in the menu bar.
+struct SessionSummary {
+  SessionState overall = SessionState::idle;  ///< the most urgent state
+  std::int64_t working = 0;
+  std::int64_t needsYou = 0;
+  std::int64_t idle = 0;
+
+  bool operator==(const SessionSummary&) const = default;
+
+  /// Sessions that work or need the user. A sum beyond 64 bits ends the process.
+  std::int64_t activeCount() const;
+
+  /// All sessions. A sum beyond 64 bits ends the process.
+  std::int64_t total() const;
+
+  /// The counts that are not 0, as "2 burning · 1 needs you · 3 idle".
+  std::string statusLine() const;
+};
+
+/// What is known of all sessions together. Each function looks at the stored state of a session.
+namespace SessionAggregator {
+
+SessionSummary summary(const std::vector<Session>& sessions);
+
+/// The sessions with the more urgent state first, then by their names (Session::projectName) in the order of
+/// the user's language; else in input order.
+std::vector<Session> sorted(std::vector<Session> sessions, std::string_view home = Home::directory());
+
+struct Pruned {
+  std::vector<Session> kept;
+  std::vector<Session> dead;
+
+  bool operator==(const Pruned&) const = default;
+};
+
+/// Parts the sessions whose agent still runs from the others, both in input order. `isAlive` is asked once
+/// for each session.
+Pruned prune(std::vector<Session> sessions, const std::function<bool(std::int32_t agentPid)>& isAlive);
+
+}  // namespace SessionAggregator
+
+}  // namespace tavrin

@@ -1,0 +1,24 @@
+#pragma once
+
+#include <map>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "TavrinCore/Sessions/Session.hpp"
+#include "TavrinCore/Support/Home.hpp"
+
+/// Short names for the rows of sessions.
+namespace tavrin::SessionLabels {
+
+/// A label for each session id: the session's name (Session::projectName), and where several sessions share
+/// it, behind " · " what tells them apart: the agent when they are of different ones, else the terminal if
+/// there is one. Of sessions with the same id, the last one's label counts.
+std::map<std::string, std::string> display(const std::vector<Session>& sessions,
+                                           std::string_view home = Home::directory());
+
+/// The last component of a terminal's path without "tty", as "s004" or "3"; nothing when nothing is left.
+std::optional<std::string> terminalSuffix(const std::optional<std::string>& tty);
+
+}  // namespace tavrin::SessionLabels
