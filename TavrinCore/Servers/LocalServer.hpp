@@ -20,17 +20,17 @@ enum class ServerHealth : std::uint8_t { unknown, responding, notResponding };
 struct LocalServer {
   std::int32_t pid = 0;
   PortList ports;
-  std::string command;                   ///< the process's name as lsof gives it
-  std::string cwd;                       ///< its working directory
-  std::string host = "localhost";        ///< the address that the first port is bound to
-  bool needsNodeInspectorProbe = false;  ///< from ServerPortRoles
-  RepoLabel repo;                        ///< the repository that `cwd` belongs to
-  std::optional<std::string> framework;  ///< from ServerIdentity::name
-  std::optional<std::string> script;     ///< from ServerIdentity::script
+  std::string command;                        ///< the process's name as lsof gives it
+  std::string cwd;                            ///< its working directory
+  std::string host = "localhost";             ///< the address that the first port is bound to
+  bool needsNodeInspectorProbe = false;       ///< from ServerPortRoles
+  RepoLabel repo;                             ///< the repository that `cwd` belongs to
+  std::optional<std::string> framework = {};  ///< from ServerIdentity::name
+  std::optional<std::string> script = {};     ///< from ServerIdentity::script
   ServerHealth health = ServerHealth::unknown;
-  std::optional<Date> startedAt;             ///< when the process started
-  bool isDocker = false;                     ///< whether it belongs to Docker, from ServerFilter
-  std::optional<DockerTarget> dockerTarget;  ///< the container that it stands for
+  std::optional<Date> startedAt = {};             ///< when the process started
+  bool isDocker = false;                          ///< whether it belongs to Docker, from ServerFilter
+  std::optional<DockerTarget> dockerTarget = {};  ///< the container that it stands for
 
   bool operator==(const LocalServer&) const = default;
 
