@@ -1,6 +1,5 @@
 #include "TavrinCore/Panel/SessionLabels.hpp"
 
-#include <set>
 #include <unordered_map>
 
 #include "TavrinCore/Support/Path.hpp"
@@ -14,13 +13,14 @@ namespace {
 // The sessions that share a name.
 struct Group {
   std::size_t count = 0;
-  std::set<Agent> agents;
+  Agent agent = Agent::claude;  // that of the first
+  bool ofSeveralAgents = false;
 };
 
 std::string labelOf(const Session& session, const std::string& name, const Group& group) {
   if (group.count == 1) return name;
-  std::optional<std::string> distinction =
-      group.agents.size() > 1 ? Text::lowerCased(displayName(session.agent)) : terminalSuffix(session.tty);
+  const std::optional<std::string> distinction =
+      group.ofSeveralAgents ? Text::lowerCased(displayName(session.agent)) : terminalSuffix(session.tty);
   if (!distinction) return name;
   std::string label = name;
   label += dotSeparator;
@@ -34,15 +34,17 @@ std::map<std::string, std::string> display(const std::vector<Session>& sessions,
   std::vector<std::string> names;
   names.reserve(sessions.size());
   std::unordered_map<std::string_view, Group> groups;
+  groups.reserve(sessions.size());
   for (const Session& session : sessions) {
     names.push_back(session.projectName(home));
     Group& group = groups[names.back()];
+    if (group.count == 0) group.agent = session.agent;
+    group.ofSeveralAgents = group.ofSeveralAgents || session.agent != group.agent;
     ++group.count;
-    group.agents.insert(session.agent);
   }
   std::map<std::string, std::string> labels;
   for (std::size_t i = 0; i < sessions.size(); ++i) {
-    labels[sessions[i].sessionId] = labelOf(sessions[i], names[i], groups.at(names[i]));
+    labels[sessions[i].sessionId] = labelOf(sessions[i], names[i], groups[names[i]]);
   }
   return labels;
 }

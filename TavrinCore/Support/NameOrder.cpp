@@ -2,8 +2,8 @@
 
 #include <algorithm>
 #include <numeric>
-#include <tuple>
 #include <unordered_map>
+#include <utility>
 
 namespace tavrin::NameOrder {
 
@@ -25,19 +25,27 @@ struct Spellings {
   }
 };
 
-// Sorts the indices of one group and one rank: those of each spelling by `before`, within the places it
-// holds.
-void sortSpellings(std::span<std::size_t> indices, const std::vector<std::size_t>& spellingOf,
-                   const Before& before) {
-  std::vector<std::size_t> places(indices.size());
-  std::iota(places.begin(), places.end(), std::size_t{0});
-  std::ranges::stable_sort(places, {}, [&](std::size_t place) { return spellingOf[indices[place]]; });
+// One of the things to sort. What is compared lies side by side in memory.
+struct Item {
+  std::size_t group;
+  std::size_t rank;
+  std::size_t index;
+  std::size_t spelling;
 
-  std::vector<std::size_t> sorted(indices.begin(), indices.end());
-  std::ranges::stable_sort(sorted, [&](std::size_t a, std::size_t b) {
-    return spellingOf[a] != spellingOf[b] ? spellingOf[a] < spellingOf[b] : before(a, b);
+  bool sharesPlaceWith(const Item& other) const { return group == other.group && rank == other.rank; }
+};
+
+// Sorts things of one group and one rank: those of each spelling by `before`, within the places it holds.
+void sortSpellings(std::span<Item> items, const Before& before) {
+  std::vector<std::size_t> places(items.size());
+  std::iota(places.begin(), places.end(), std::size_t{0});
+  std::ranges::stable_sort(places, {}, [&](std::size_t place) { return items[place].spelling; });
+
+  std::vector<Item> sorted(items.begin(), items.end());
+  std::ranges::stable_sort(sorted, [&](const Item& a, const Item& b) {
+    return a.spelling != b.spelling ? a.spelling < b.spelling : before(a.index, b.index);
   });
-  for (std::size_t i = 0; i < places.size(); ++i) indices[places[i]] = sorted[i];
+  for (std::size_t i = 0; i < places.size(); ++i) items[places[i]] = sorted[i];
 }
 
 }  // namespace
@@ -49,20 +57,24 @@ std::vector<std::size_t> userRanks(std::span<const std::string_view> names) {
 std::vector<std::size_t> order(std::span<const Key> keys, const Before& before, const Ranks& ranks) {
   const Spellings spellings(keys);
   const std::vector<std::size_t> rankOf = ranks(spellings.names);
-  const auto coarse = [&](std::size_t index) {
-    return std::tuple(keys[index].group, rankOf[spellings.ofKey[index]]);
-  };
+  std::vector<Item> items;
+  items.reserve(keys.size());
+  for (std::size_t i = 0; i < keys.size(); ++i) {
+    const std::size_t spelling = spellings.ofKey[i];
+    items.push_back({.group = keys[i].group, .rank = rankOf[spelling], .index = i, .spelling = spelling});
+  }
 
-  std::vector<std::size_t> indices(keys.size());
-  std::iota(indices.begin(), indices.end(), std::size_t{0});
-  std::ranges::stable_sort(indices, {}, coarse);
-  if (!before) return indices;
-  for (auto first = indices.begin(); first != indices.end();) {
-    const auto last = std::find_if(first, indices.end(),
-                                   [&](std::size_t index) { return coarse(index) != coarse(*first); });
-    sortSpellings({first, last}, spellings.ofKey, before);
+  std::ranges::stable_sort(items, {}, [](const Item& item) { return std::pair(item.group, item.rank); });
+  for (auto first = items.begin(); before && first != items.end();) {
+    const auto last =
+        std::find_if(first, items.end(), [&](const Item& item) { return !item.sharesPlaceWith(*first); });
+    if (last - first > 1) sortSpellings({first, last}, before);
     first = last;
   }
+
+  std::vector<std::size_t> indices;
+  indices.reserve(items.size());
+  for (const Item& item : items) indices.push_back(item.index);
   return indices;
 }
 

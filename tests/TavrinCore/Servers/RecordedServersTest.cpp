@@ -73,7 +73,8 @@ const std::map<std::string, Known> known = {
     {"puma", {"Rails", 1, 1}},
     {"vite", {"Vite", 1, 1}},
     {"http-server", {"http-server", 1, 1}},
-    {"workerd", {"workerd", 2, 1}},
+    // It is started as "workerd serve", and the word names it.
+    {"workerd", {"serve", 2, 1}},
 };
 
 TEST(RecordedServers, LsofsProcessesAreTheOnesThatWereStarted) {
