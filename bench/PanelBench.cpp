@@ -120,7 +120,7 @@ std::string lsofOutput(std::size_t size) {
 void parsedLsof(benchmark::State& state) {
   const std::string text = lsofOutput(static_cast<std::size_t>(state.range(0)));
   for (auto _ : state) benchmark::DoNotOptimize(PortScan::parse(text));
-  state.SetBytesProcessed(static_cast<std::int64_t>(state.iterations() * text.size()));
+  state.SetBytesProcessed(state.iterations() * static_cast<std::int64_t>(text.size()));
 }
 BENCHMARK(parsedLsof)->Arg(10'000'000)->Unit(benchmark::kMillisecond);
 
@@ -129,7 +129,7 @@ void scannedLsof(benchmark::State& state) {
   for (auto _ : state) {
     benchmark::DoNotOptimize(PortScan::byProcess(PortScan::dedupe(PortScan::parse(text))));
   }
-  state.SetBytesProcessed(static_cast<std::int64_t>(state.iterations() * text.size()));
+  state.SetBytesProcessed(state.iterations() * static_cast<std::int64_t>(text.size()));
 }
 BENCHMARK(scannedLsof)->Arg(100'000)->Arg(10'000'000)->Unit(benchmark::kMillisecond);
 

@@ -4,7 +4,7 @@
 #include <cstdint>
 #include <functional>
 #include <string>
-#include <variant>
+#include <utility>
 
 #include "TavrinCore/Agents/Agent.hpp"
 
@@ -34,34 +34,47 @@ class PanelFocus {
     bool operator==(const Server&) const = default;
   };
 
-  static PanelFocus session(std::string sessionId) { return {Kind::session, std::move(sessionId)}; }
-  static PanelFocus server(std::int32_t pid, int port) {
-    return {Kind::server, Server{.pid = pid, .port = port}};
+  static PanelFocus session(std::string sessionId) {
+    PanelFocus focus(Kind::session);
+    focus.sessionId_ = std::move(sessionId);
+    return focus;
   }
-  static PanelFocus connectAgent(Agent agent) { return {Kind::connectAgent, agent}; }
-  static PanelFocus stopAllServers() { return {Kind::stopAllServers, {}}; }
-  static PanelFocus connectAgents() { return {Kind::connectAgents, {}}; }
-  static PanelFocus checkAgents() { return {Kind::checkAgents, {}}; }
-  static PanelFocus connectionHelp() { return {Kind::connectionHelp, {}}; }
-  static PanelFocus finishAgentSetup() { return {Kind::finishAgentSetup, {}}; }
-  static PanelFocus enableMonitoring() { return {Kind::enableMonitoring, {}}; }
-  static PanelFocus settings() { return {Kind::settings, {}}; }
+  static PanelFocus server(std::int32_t pid, int port) {
+    PanelFocus focus(Kind::server);
+    focus.server_ = {.pid = pid, .port = port};
+    return focus;
+  }
+  static PanelFocus connectAgent(Agent agent) {
+    PanelFocus focus(Kind::connectAgent);
+    focus.agent_ = agent;
+    return focus;
+  }
+  static PanelFocus stopAllServers() { return PanelFocus(Kind::stopAllServers); }
+  static PanelFocus connectAgents() { return PanelFocus(Kind::connectAgents); }
+  static PanelFocus checkAgents() { return PanelFocus(Kind::checkAgents); }
+  static PanelFocus connectionHelp() { return PanelFocus(Kind::connectionHelp); }
+  static PanelFocus finishAgentSetup() { return PanelFocus(Kind::finishAgentSetup); }
+  static PanelFocus enableMonitoring() { return PanelFocus(Kind::enableMonitoring); }
+  static PanelFocus settings() { return PanelFocus(Kind::settings); }
 
   Kind kind() const { return kind_; }
   /// Each is null for elements of other kinds.
-  const std::string* sessionId() const { return std::get_if<std::string>(&payload_); }
-  const Server* server() const { return std::get_if<Server>(&payload_); }
-  const Agent* agent() const { return std::get_if<Agent>(&payload_); }
+  const std::string* sessionId() const { return kind_ == Kind::session ? &sessionId_ : nullptr; }
+  const Server* server() const { return kind_ == Kind::server ? &server_ : nullptr; }
+  const Agent* agent() const { return kind_ == Kind::connectAgent ? &agent_ : nullptr; }
 
   bool operator==(const PanelFocus&) const = default;
 
  private:
-  using Payload = std::variant<std::monostate, std::string, Server, Agent>;
+  friend struct std::hash<PanelFocus>;
 
-  PanelFocus(Kind kind, Payload payload) : kind_(kind), payload_(std::move(payload)) {}
+  explicit PanelFocus(Kind kind) : kind_(kind) {}
 
   Kind kind_;
-  Payload payload_;
+  // Each has its default in elements of other kinds.
+  std::string sessionId_;
+  Server server_;
+  Agent agent_ = Agent::claude;
 };
 
 }  // namespace tavrin

@@ -32,9 +32,8 @@ std::string LocalServer::id() const {
   return std::to_string(pid) + ":" + std::to_string(port());
 }
 
-const std::string& LocalServer::displayName() const {
-  if (framework) return *framework;
-  return script ? *script : command;
+std::string LocalServer::displayName() const {
+  return framework ? *framework : script.value_or(command);
 }
 
 std::string LocalServer::url() const {

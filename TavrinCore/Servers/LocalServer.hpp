@@ -41,7 +41,7 @@ struct LocalServer {
   std::string id() const;
 
   /// The framework, else the script, else the command.
-  const std::string& displayName() const;
+  std::string displayName() const;
 
   /// Whether it is known to serve web pages.
   bool isWeb() const { return framework.has_value(); }

@@ -104,8 +104,7 @@ std::vector<ProcessListener> byProcess(const std::vector<Listener>& listeners) {
   }
   for (ProcessListener& process : processes) {
     std::ranges::sort(process.ports);
-    const auto repeated = std::ranges::unique(process.ports);
-    process.ports.erase(repeated.begin(), repeated.end());
+    process.ports.erase(std::unique(process.ports.begin(), process.ports.end()), process.ports.end());
   }
   return processes;
 }
