@@ -25,7 +25,7 @@ std::string count(double interval, double unit) {
 }  // namespace
 
 std::string subtitle(const std::optional<Date>& lastChecked, Date now, bool automatic) {
-  const std::string phrase = lastChecked ? "Checked " + relative(*lastChecked, now) : "Not checked yet";
+  std::string phrase = lastChecked ? "Checked " + relative(*lastChecked, now) : "Not checked yet";
   if (!automatic) return phrase;
   std::string line = "Checks daily";
   line += dotSeparator;
