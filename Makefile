@@ -6,7 +6,7 @@ HOOK := $(BUILD)/TavrinHook/tavrin-hook
 BIN ?= $(HOME)/Library/Application Support/Tavrin/bin
 
 .DEFAULT_GOAL := help
-.PHONY: help run test lint format sanitize install build configure packages clean
+.PHONY: help run test lint format sanitize bench install build packages clean
 
 help:
 	@echo "make run        play recorded sessions of all five agents through tavrin-hook, in a scratch home"
@@ -14,6 +14,7 @@ help:
 	@echo "make test       build everything and run all tests"
 	@echo "make lint       check the sources with clang-format and clang-tidy"
 	@echo "make sanitize   run all tests under AddressSanitizer and UndefinedBehaviorSanitizer"
+	@echo "make bench      measure how fast transcripts are read and the panel's rows are made"
 	@echo "make install    put tavrin-hook where agents' settings look for it, below your home directory"
 	@echo "make format     format the sources"
 	@echo "make clean      remove everything that was built"
@@ -36,6 +37,13 @@ test: build
 
 sanitize:
 	@$(MAKE) --no-print-directory test PRESET=sanitize
+
+bench: packages
+	@scripts/install-packages.sh bench
+	@cmake --preset release -B build/bench -DTAVRIN_BUILD_BENCHMARKS=ON -DTAVRIN_BUILD_TESTS=OFF >/dev/null
+	@cmake --build build/bench --target panel_bench transcript_bench
+	@build/bench/bench/transcript_bench
+	@build/bench/bench/panel_bench
 
 lint: build
 	@scripts/install-packages.sh lint
