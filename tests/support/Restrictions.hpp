@@ -1,0 +1,49 @@
+#pragma once
+
+#include <sys/resource.h>
+#include <sys/types.h>
+
+#include <filesystem>
+
+/// What the system denies this process for as long as one of these lives.
+namespace tavrin::test {
+
+/// The umask.
+class Umask {
+ public:
+  explicit Umask(mode_t mask);
+  ~Umask();
+  Umask(const Umask&) = delete;
+  Umask& operator=(const Umask&) = delete;
+
+ private:
+  mode_t before_;
+};
+
+/// The size in bytes beyond which no file may grow; a write that would is an error and no signal.
+class FileSizeLimit {
+ public:
+  explicit FileSizeLimit(rlim_t bytes);
+  ~FileSizeLimit();
+  FileSizeLimit(const FileSizeLimit&) = delete;
+  FileSizeLimit& operator=(const FileSizeLimit&) = delete;
+
+ private:
+  void (*handler_)(int);
+  rlimit before_{};
+};
+
+/// A directory that this process may read and not write. The superuser, for whom permissions do not count, is
+/// somebody else meanwhile.
+class ReadOnly {
+ public:
+  explicit ReadOnly(std::filesystem::path directory);
+  ~ReadOnly();
+  ReadOnly(const ReadOnly&) = delete;
+  ReadOnly& operator=(const ReadOnly&) = delete;
+
+ private:
+  std::filesystem::path directory_;
+};
+
+}  // namespace tavrin::test
