@@ -3,6 +3,7 @@
 #include <fcntl.h>
 #include <poll.h>
 #include <spawn.h>
+#include <sys/ioctl.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -116,6 +117,23 @@ void Subprocess::write(std::string_view bytes) const {
 void Subprocess::closeInput() {
   if (input_ >= 0) ::close(input_);
   input_ = -1;
+}
+
+void Subprocess::waitUntilInputIsRead() const {
+  constexpr int milliseconds = 1;
+  int unread = 1;
+  while (::ioctl(input_, FIONREAD, &unread) == 0 && unread > 0) ::poll(nullptr, 0, milliseconds);
+}
+
+std::string Subprocess::readLine() const {
+  std::string line;
+  char next = 0;
+  for (;;) {
+    const ssize_t count = ::read(output_, &next, 1);
+    if (count < 0 && errno == EINTR) continue;
+    if (count <= 0 || next == '\n') return line;
+    line += next;
+  }
 }
 
 Outcome Subprocess::wait() {

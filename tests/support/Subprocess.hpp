@@ -40,6 +40,13 @@ class Subprocess {
   void write(std::string_view bytes) const;
   void closeInput();
 
+  /// Waits until it has read all that was written to it.
+  void waitUntilInputIsRead() const;
+
+  /// Waits for a line of its output, and gives it without the line feed; what it wrote until its end, when
+  /// that comes first.
+  std::string readLine() const;
+
   /// Closes its input, and waits for its end.
   Outcome wait();
 

@@ -1,0 +1,121 @@
+// Who waits for a session's lock, as Linux tells in /proc/locks (proc(5)).
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <poll.h>
+
+#include <csignal>
+#include <sstream>
+
+#include "tests/process/ProcessSupport.hpp"
+
+namespace tavrin::test {
+namespace {
+
+// Whether a process waits for a lock: "N: -> FLOCK ADVISORY WRITE PID DEVICE:INODE START END".
+bool isWaiting(pid_t pid) {
+  std::istringstream locks(readFile("/proc/locks"));
+  for (std::string line; std::getline(locks, line);) {
+    std::istringstream fields(line);
+    std::string number;
+    std::string arrow;
+    std::string kind;
+    std::string advisory;
+    std::string access;
+    pid_t owner = 0;
+    fields >> number >> arrow >> kind >> advisory >> access >> owner;
+    if (arrow == "->" && kind == "FLOCK" && owner == pid) return true;
+  }
+  return false;
+}
+
+void waitUntilWaiting(pid_t pid) {
+  while (!isWaiting(pid)) ::poll(nullptr, 0, 1);
+}
+
+// A process that holds the lock of a session.
+Running holderOf(const std::string& session, const ScratchHome& home) {
+  Running holder = start({sessionWorker(), "hold", home.sessions().string(), session});
+  EXPECT_EQ(holder->readLine(), "held");
+  return holder;
+}
+
+// A run of tavrin-hook that waits for the lock of its session.
+Running waitingRun(const ScratchHome& home, std::string_view session, std::string_view call) {
+  Running process = startHook(home);
+  process->write(toolStart(session, call));
+  process->closeInput();
+  waitUntilWaiting(process->pid());
+  return process;
+}
+
+TEST(LockWait, ASecondWriterWaitsForTheFirstAndThenHasItsTurn) {
+  const ScratchHome home;
+  const Running holder = holderOf("s", home);
+  const Running waiting = waitingRun(home, "s", "call-1");
+  EXPECT_EQ(stored(home, "s"), std::nullopt);
+  EXPECT_THAT(logLines(home), testing::IsEmpty());
+  EXPECT_EQ(holder->wait().exitStatus, 0);
+  EXPECT_EQ(waiting->wait(), silentSuccess);
+  EXPECT_EQ(stored(home, "s").value().inFlight, std::vector<std::string>{"call-1"});
+}
+
+TEST(LockWait, IdsThatShareAFileWaitForEachOther) {
+  const ScratchHome home;
+  const Running holder = holderOf("ab", home);
+  const Running waiting = waitingRun(home, "a/b", "call-1");
+  EXPECT_EQ(holder->wait().exitStatus, 0);
+  EXPECT_EQ(waiting->wait(), silentSuccess);
+  EXPECT_EQ(stored(home, "ab").value().sessionId, "a/b");
+}
+
+TEST(LockWait, AnotherSessionDoesNotWaitEvenWhileAWriterIsWaiting) {
+  const ScratchHome home;
+  const Running holder = holderOf("a", home);
+  const Running waiting = waitingRun(home, "a", "call-1");
+  EXPECT_EQ(runHook(home.path(), toolStart("b", "call-2")), silentSuccess);
+  EXPECT_EQ(stored(home, "a"), std::nullopt);
+  EXPECT_EQ(stored(home, "b").value().inFlight, std::vector<std::string>{"call-2"});
+  EXPECT_EQ(holder->wait().exitStatus, 0);
+  EXPECT_EQ(waiting->wait(), silentSuccess);
+}
+
+TEST(LockWait, AWriterWaitsForAHolderThatIsStoppedAndGoesOnWhenThatIsKilled) {
+  const ScratchHome home;
+  const Running holder = holderOf("s", home);
+  ASSERT_EQ(::kill(holder->pid(), SIGSTOP), 0);
+  const Running waiting = waitingRun(home, "s", "call-1");
+  EXPECT_EQ(stored(home, "s"), std::nullopt);
+  ASSERT_EQ(::kill(holder->pid(), SIGKILL), 0);
+  EXPECT_EQ(holder->wait().signal, SIGKILL);
+  EXPECT_EQ(waiting->wait(), silentSuccess);
+  EXPECT_EQ(stored(home, "s").value().inFlight, std::vector<std::string>{"call-1"});
+}
+
+TEST(LockWait, AWriterThatIsKilledWhileItWaitsLeavesTheOthersTheirTurns) {
+  const ScratchHome home;
+  const Running holder = holderOf("s", home);
+  const Running killed = waitingRun(home, "s", "call-1");
+  const Running waiting = waitingRun(home, "s", "call-2");
+  ASSERT_EQ(::kill(killed->pid(), SIGKILL), 0);
+  EXPECT_EQ(killed->wait().signal, SIGKILL);
+  EXPECT_EQ(holder->wait().exitStatus, 0);
+  EXPECT_EQ(waiting->wait(), silentSuccess);
+  EXPECT_EQ(stored(home, "s").value().inFlight, std::vector<std::string>{"call-2"});
+}
+
+TEST(LockWait, RunsThatWaitTogetherAllHaveTheirTurns) {
+  const ScratchHome home;
+  const Running holder = holderOf("s", home);
+  std::vector<Running> processes;
+  std::vector<std::string> calls;
+  for (int i = 0; i < 20; ++i) {
+    calls.push_back("call-" + std::to_string(i));
+    processes.push_back(waitingRun(home, "s", calls.back()));
+  }
+  EXPECT_EQ(holder->wait().exitStatus, 0);
+  for (const Running& process : processes) EXPECT_EQ(process->wait(), silentSuccess);
+  EXPECT_THAT(stored(home, "s").value().inFlight, testing::UnorderedElementsAreArray(calls));
+}
+
+}  // namespace
+}  // namespace tavrin::test

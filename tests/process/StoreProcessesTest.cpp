@@ -1,0 +1,125 @@
+// The promises of the session store, kept by real processes.
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <csignal>
+#include <set>
+
+#include "TavrinCore/Sessions/SessionFileStore.hpp"
+#include "tests/process/ProcessSupport.hpp"
+
+namespace tavrin::test {
+namespace {
+
+constexpr int writers = 16;
+constexpr int updates = 1000;
+
+// A store that holds the record "s" with the counter at 0.
+class Counter {
+ public:
+  Counter() {
+    Session session;
+    session.sessionId = "s";
+    session.inFlight = std::vector<std::string>(64, "toolu_0184573f55a0884b11a33972");
+    store_.save(session);
+  }
+
+  std::int32_t value() const { return store_.load("s").value().agentPid; }
+  const std::filesystem::path& directory() const { return directory_.path(); }
+
+  Running worker(const std::string& task, const std::vector<std::string>& more = {}) const {
+    std::vector<std::string> words = {sessionWorker(), task, directory_.string(), "s"};
+    words.insert(words.end(), more.begin(), more.end());
+    return start(words);
+  }
+
+  // Lets 16 writers loose together, and waits until each has made its updates.
+  void runWriters(const std::string& task) const {
+    std::vector<Running> processes;
+    for (int i = 0; i < writers; ++i) processes.push_back(worker(task, {std::to_string(updates)}));
+    for (const Running& process : processes) process->closeInput();
+    for (const Running& process : processes) EXPECT_EQ(process->wait(), silentSuccess);
+  }
+
+ private:
+  ScratchDirectory directory_;
+  SessionFileStore store_{directory_.string()};
+};
+
+TEST(StoreProcesses, SixteenWritersLoseNoUpdateAndReadersSeeOnlyWholeRecordsThatNeverStepBack) {
+  const Counter counter;
+  const Running first = counter.worker("watch");
+  const Running second = counter.worker("watch");
+  counter.runWriters("count");
+  constexpr int total = writers * updates;
+  EXPECT_EQ(counter.value(), total);
+  for (const Running& reader : {std::cref(first), std::cref(second)}) {
+    const Outcome outcome = reader->wait();
+    EXPECT_EQ(outcome.exitStatus, 0) << outcome.output << outcome.error;
+  }
+  EXPECT_THAT(temporaries(counter.directory()), testing::IsEmpty());
+}
+
+TEST(StoreProcesses, WithoutTheLockTheSameWritersLoseUpdates) {
+  const Counter counter;
+  counter.runWriters("race");
+  EXPECT_LT(counter.value(), writers * updates);
+}
+
+TEST(StoreProcesses, FortyRunsOnOneSessionEachAddTheirCall) {
+  constexpr int runs = 40;
+  const ScratchHome home;
+  // All of them are to be held up at the lock, so that as many as possible go for the record at once.
+  const Running holder = start({sessionWorker(), "hold", home.sessions().string(), "s"});
+  ASSERT_EQ(holder->readLine(), "held");
+  std::vector<Running> processes;
+  std::vector<std::string> calls;
+  for (int i = 0; i < runs; ++i) {
+    calls.push_back("call-" + std::to_string(i));
+    processes.push_back(startHook(home));
+    processes.back()->write(toolStart("s", calls.back()));
+    processes.back()->closeInput();
+  }
+  EXPECT_EQ(stored(home, "s"), std::nullopt);
+  EXPECT_EQ(holder->wait(), (Outcome{.exitStatus = 0, .output = "", .error = ""}));
+  for (const Running& process : processes) EXPECT_EQ(process->wait(), silentSuccess);
+
+  const std::optional<Session> session = stored(home, "s");
+  ASSERT_TRUE(session);
+  EXPECT_THAT(session->inFlight, testing::UnorderedElementsAreArray(calls));
+  std::vector<std::string> lines;
+  for (const std::string& call : calls) {
+    const std::string last6 = call.substr(call.size() - 6);
+    lines.push_back("claude s PreToolUse Bash#" + last6 + " \u2192 working");
+  }
+  EXPECT_THAT(logLines(home), testing::UnorderedElementsAreArray(lines));
+  EXPECT_THAT(temporaries(home.sessions()), testing::IsEmpty());
+}
+
+TEST(StoreProcesses, ARunEndsWhileAnotherSessionIsLocked) {
+  const ScratchHome home;
+  const Running holder = start({sessionWorker(), "hold", home.sessions().string(), "a"});
+  ASSERT_EQ(holder->readLine(), "held");
+  // These come to their ends while the lock of "a" is held, or never.
+  EXPECT_EQ(runHook(home.path(), toolStart("b", "call-1")), silentSuccess);
+  EXPECT_EQ(runHook(home.path(), toolStart("aa", "call-2")), silentSuccess);
+  EXPECT_EQ(stored(home, "b").value().inFlight, std::vector<std::string>{"call-1"});
+  EXPECT_EQ(stored(home, "aa").value().inFlight, std::vector<std::string>{"call-2"});
+  EXPECT_EQ(holder->wait().exitStatus, 0);
+}
+
+TEST(StoreProcesses, ALockEndsWithAHolderThatIsKilled) {
+  const ScratchHome home;
+  const Running holder = start({sessionWorker(), "hold", home.sessions().string(), "s"});
+  ASSERT_EQ(holder->readLine(), "held");
+  const Running waiting = startHook(home);
+  waiting->write(toolStart("s", "call-1"));
+  waiting->closeInput();
+  ASSERT_EQ(::kill(holder->pid(), SIGKILL), 0);
+  EXPECT_EQ(holder->wait().signal, SIGKILL);
+  EXPECT_EQ(waiting->wait(), silentSuccess);
+  EXPECT_EQ(stored(home, "s").value().inFlight, std::vector<std::string>{"call-1"});
+}
+
+}  // namespace
+}  // namespace tavrin::test
