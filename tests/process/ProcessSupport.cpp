@@ -1,5 +1,8 @@
 #include "tests/process/ProcessSupport.hpp"
 
+#include <gtest/gtest.h>
+
+#include <algorithm>
 #include <boost/json/object.hpp>
 #include <boost/json/serialize.hpp>
 #include <sstream>
@@ -51,6 +54,56 @@ std::vector<std::string> logLines(const ScratchHome& home) {
   std::vector<std::string> lines;
   for (std::string line; std::getline(messages, line);) lines.push_back(line);
   return lines;
+}
+
+SeededHome::SeededHome() {
+  EXPECT_EQ(runHook(path(), toolStart("s", "call-0")), silentSuccess);
+  EXPECT_EQ(newLogLines(), std::vector<std::string>{"claude s PreToolUse Bash#call-0 \u2192 working"});
+  oldText_ = readFile(record());
+  expectUpdated("call-0");
+}
+
+void SeededHome::expectUntouched() const {
+  EXPECT_EQ(readFile(record()), oldText_);
+  EXPECT_THAT(temporaries(sessions()), testing::IsEmpty());
+}
+
+void SeededHome::expectUpdated(std::string_view toolUseId) const {
+  const std::optional<Session> session = stored(*this, "s");
+  ASSERT_TRUE(session) << "no whole record";
+  EXPECT_EQ(session->sessionId, "s");
+  EXPECT_EQ(session->state, SessionState::working);
+  ASSERT_THAT(session->inFlight, testing::Not(testing::IsEmpty()));
+  EXPECT_EQ(session->inFlight.back(), toolUseId);
+  EXPECT_THAT(temporaries(sessions()), testing::IsEmpty());
+}
+
+std::vector<std::string> SeededHome::newLogLines() {
+  const bool isThere = std::filesystem::is_regular_file(logFile());
+  const std::string text = isThere ? readFile(logFile()) : "";
+  if (text.size() < logRead_) logRead_ = 0;  // a new log was begun
+  std::istringstream log(text.substr(logRead_));
+  logRead_ = text.size();
+  std::vector<std::string> lines;
+  for (std::string line; std::getline(log, line);) {
+    constexpr std::size_t stampLength = 21;
+    EXPECT_TRUE(isStamped(line)) << line;
+    lines.push_back(line.substr(std::min(stampLength, line.size())));
+  }
+  EXPECT_TRUE(text.empty() || text.ends_with('\n')) << "the log's last line is cut off";
+  return lines;
+}
+
+void SeededHome::expectNextEventWorks() {
+  logRead_ = std::filesystem::exists(logFile()) ? readFile(logFile()).size() : 0;
+  EXPECT_EQ(runHook(path(), toolStart("s", "next-1")), silentSuccess);
+  expectUpdated("next-1");
+  EXPECT_EQ(newLogLines(), std::vector<std::string>{"claude s PreToolUse Bash#next-1 \u2192 working"});
+}
+
+testing::Matcher<std::string> errorLine(std::size_t bytes) {
+  return testing::AllOf(testing::StartsWith("error: "),
+                        testing::EndsWith(" (" + std::to_string(bytes) + " bytes)"));
 }
 
 bool isStamped(std::string_view line) {

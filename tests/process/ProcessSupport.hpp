@@ -1,5 +1,7 @@
 #pragma once
 
+#include <gmock/gmock.h>
+
 #include <filesystem>
 #include <memory>
 #include <optional>
@@ -38,5 +40,35 @@ std::vector<std::string> logLines(const ScratchHome& home);
 
 /// Whether a line begins with a time stamp and a blank.
 bool isStamped(std::string_view line);
+
+/// A home with the record of the session "s", in which one call is open. What a run makes of it is checked
+/// here: all failures are those of the test.
+class SeededHome : public ScratchHome {
+ public:
+  SeededHome();
+
+  /// The record's file, and its text as it was at first.
+  std::filesystem::path record() const { return sessionFile("s"); }
+  const std::string& oldText() const { return oldText_; }
+
+  /// The record is byte for byte what it was, and no temporary lies beside it.
+  void expectUntouched() const;
+
+  /// The record holds the call `toolUseId` as its newest, and no temporary lies beside it.
+  void expectUpdated(std::string_view toolUseId) const;
+
+  /// The log's lines since this was asked last, without their time stamps, which each of them must have.
+  std::vector<std::string> newLogLines();
+
+  /// A further event is handled as if nothing had happened.
+  void expectNextEventWorks();
+
+ private:
+  std::string oldText_;
+  std::size_t logRead_ = 0;
+};
+
+/// Matches the log line of an error over a payload of so many bytes.
+testing::Matcher<std::string> errorLine(std::size_t bytes);
 
 }  // namespace tavrin::test
