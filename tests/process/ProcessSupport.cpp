@@ -13,11 +13,15 @@
 namespace tavrin::test {
 
 std::string sessionWorker() {
-  return TAVRIN_SESSION_WORKER;
+  return TAVRIN_TEST_PROGRAMS "/session-worker";
 }
 
 std::string confined() {
-  return TAVRIN_CONFINED;
+  return TAVRIN_TEST_PROGRAMS "/confined";
+}
+
+std::string chainLink() {
+  return TAVRIN_TEST_PROGRAMS "/chain-link";
 }
 
 Running start(const std::vector<std::string>& words, const Subprocess::Environment& environment) {

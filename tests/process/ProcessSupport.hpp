@@ -18,6 +18,7 @@ namespace tavrin::test {
 /// The programs beside these tests that play a part in them; each says in its source what it does.
 std::string sessionWorker();
 std::string confined();
+std::string chainLink();
 
 /// A process that is under way, so that many can be kept in a list.
 using Running = std::unique_ptr<Subprocess>;

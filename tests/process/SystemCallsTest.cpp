@@ -1,0 +1,198 @@
+// What a run of the real executable asks of Linux, as strace(1) tells, and what its file asks for (elf(5)).
+#include <elf.h>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <pwd.h>
+#include <unistd.h>
+
+#include <cstring>
+#include <set>
+#include <sstream>
+
+#include "tests/process/ProcessSupport.hpp"
+
+namespace tavrin::test {
+namespace {
+
+using testing::Contains;
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+constexpr std::size_t mostCalls = 45;
+
+// Runs `words` under strace, and gives what it tells of each process in a file "trace.PID".
+Outcome trace(const ScratchHome& home, std::vector<std::string> options,
+              const std::vector<std::string>& words, std::string_view input,
+              Subprocess::Environment environment) {
+  options.insert(options.begin(), {"/usr/bin/env", "strace", "-ff", "-s", "4096", "-o", home / "trace"});
+  options.insert(options.end(), words.begin(), words.end());
+  environment["PATH"] = "/usr/local/bin:/usr/bin:/bin";
+  return run(options, input, environment);
+}
+
+// The system calls of tavrin-hook, one a line, from the one that starts it to the one that ends it.
+std::vector<std::string> callsOfHook(const ScratchHome& home) {
+  const std::string start = "execve(\"" + hookExecutable().string() + "\"";
+  for (const auto& entry : std::filesystem::directory_iterator(home.path())) {
+    if (!entry.path().filename().string().starts_with("trace.")) continue;
+    std::istringstream lines(readFile(entry.path()));
+    std::vector<std::string> calls;
+    for (std::string line; std::getline(lines, line);) {
+      const bool isCall = !line.starts_with("+++") && !line.starts_with("---");
+      if (line.starts_with(start)) calls.clear();
+      if (isCall) calls.push_back(line);
+    }
+    if (!calls.empty() && calls.front().starts_with(start)) return calls;
+  }
+  ADD_FAILURE() << "tavrin-hook was not seen to run";
+  return {};
+}
+
+std::string nameOf(const std::string& call) {
+  return call.substr(0, call.find('('));
+}
+
+// The first text among the arguments of a call.
+std::string pathIn(const std::string& call) {
+  const std::size_t open = call.find('"');
+  if (open == std::string::npos) return "";
+  return call.substr(open + 1, call.find('"', open + 1) - open - 1);
+}
+
+std::vector<std::string> pathsOf(const std::vector<std::string>& calls, std::string_view name) {
+  std::vector<std::string> paths;
+  for (const std::string& call : calls) {
+    if (nameOf(call).starts_with(name)) paths.push_back(pathIn(call));  // also as in "renameat"
+  }
+  return paths;
+}
+
+std::string table(const std::vector<std::string>& calls) {
+  std::string text;
+  for (std::size_t i = 0; i < calls.size(); ++i) text += std::to_string(i + 1) + "\t" + calls[i] + "\n";
+  return text;
+}
+
+// A session as it is after its first event: its host and its repository are known.
+void storeKnownSession(const SeededHome& home) {
+  Session session;
+  session.sessionId = "s";
+  session.state = SessionState::working;
+  session.hostPid = 612;
+  session.hostBundleId = "org.example.Terminal";
+  session.cwd = "/Users/dev/src/app";
+  session.repoRoot = "/Users/dev/src/app";
+  session.transcriptPath = "/Users/dev/.claude/projects/app/s.jsonl";
+  writeFile(home.record(), session.encode());
+  writeFile(home.sessions() / ".s.lock", "");
+  writeFile(home.logFile(), "");
+}
+
+TEST(SystemCalls, AnEventOfAKnownSessionTakesFewOfThemAndOpensJustItsFiles) {
+  SeededHome home;
+  storeKnownSession(home);
+  EXPECT_EQ(trace(home, {}, {chainLink(), home / "links", "claude", "sh", "--", hookExecutable()},
+                  toolStart("s", "call-1", "/Users/dev/src/app"), {{"HOME", home.string()}}),
+            silentSuccess);
+  home.expectUpdated("call-1");
+  std::istringstream links(readFile(home / "links"));
+  std::string agent;
+  std::string shell;
+  links >> agent >> shell;
+  EXPECT_EQ(stored(home, "s").value().agentPid, std::stoi(agent));
+  EXPECT_EQ(stored(home, "s").value().hostPid, 612);
+
+  const std::vector<std::string> calls = callsOfHook(home);
+  SCOPED_TRACE(table(calls));
+  EXPECT_LE(calls.size(), mostCalls);
+  EXPECT_GE(calls.size(), 20U) << "the trace is not whole";
+
+  const std::vector<std::string> renamed = pathsOf(calls, "rename");
+  ASSERT_EQ(renamed.size(), 1U);
+  EXPECT_THAT(renamed[0], testing::AllOf(testing::StartsWith(home.sessions().string() + "/."),
+                                         testing::EndsWith(".tmp")));
+  EXPECT_THAT(
+      pathsOf(calls, "openat"),
+      ElementsAre((home.sessions() / ".s.lock").string(), home.record().string(), "/proc/" + shell + "/stat",
+                  "/proc/" + agent + "/stat", renamed[0], home.logFile().string()));
+  std::set<std::string> names;
+  for (const std::string& call : calls) names.insert(nameOf(call));
+  for (const std::string other :
+       {"open", "creat", "mkdir", "mkdirat", "getdents", "getdents64", "chdir", "getcwd", "socket", "connect",
+        "clone", "clone3", "fork", "vfork", "fsync", "fdatasync", "unlink"})
+    EXPECT_THAT(names, testing::Not(Contains(other)));
+}
+
+TEST(SystemCalls, AnEventWithoutASessionTouchesNothingButTheLog) {
+  SeededHome home;
+  EXPECT_EQ(trace(home, {}, {hookExecutable()}, "garbage", {{"HOME", home.string()}}), silentSuccess);
+  EXPECT_THAT(pathsOf(callsOfHook(home), "openat"), ElementsAre(home.logFile().string()));
+  home.expectUntouched();
+}
+
+TEST(SystemCalls, APayloadOfAnotherToolOpensNoFileAtAll) {
+  const ScratchHome home;
+  EXPECT_EQ(trace(home, {}, {hookExecutable()}, R"({"cursor_version":1})", {{"HOME", home.string()}}),
+            silentSuccess);
+  EXPECT_THAT(pathsOf(callsOfHook(home), "openat"), IsEmpty());
+}
+
+// The password database is the first file opened. The system refuses to open any further one, so that the
+// real home directory is only asked for.
+TEST(SystemCalls, WithoutAnAbsoluteHomeThePasswordDatabaseTellsWhereTheFilesAre) {
+  const passwd* const entry = ::getpwuid(::getuid());
+  ASSERT_NE(entry, nullptr);
+  const std::string library = std::string(entry->pw_dir) + "/Library/";
+  const std::vector<Subprocess::Environment> environments = {
+      {}, {{"HOME", ""}}, {{"HOME", "relative"}}, {{"HOME", "~"}}, {{"HOME", "./here"}}};
+  for (const Subprocess::Environment& environment : environments) {
+    const ScratchHome home;
+    EXPECT_EQ(trace(home, {"-e", "inject=openat:error=EACCES:when=2+"}, {hookExecutable()},
+                    toolStart("s", "call-1"), environment),
+              silentSuccess);
+    const std::vector<std::string> calls = callsOfHook(home);
+    EXPECT_THAT(pathsOf(calls, "openat"),
+                ElementsAre("/etc/passwd", library + "Application Support/Tavrin/sessions/.s.lock",
+                            library + "Logs/Tavrin/hook.log"))
+        << table(calls);
+    EXPECT_THAT(pathsOf(calls, "mkdir"), IsEmpty());
+  }
+}
+
+template <class Part>
+Part partAt(const std::string& bytes, std::size_t offset) {
+  Part part{};
+  if (offset + sizeof part > bytes.size()) throw std::runtime_error("the file is cut off");
+  std::memcpy(&part, bytes.data() + offset, sizeof part);
+  return part;
+}
+
+TEST(SystemCalls, TheExecutableIsOneFileWithoutInterpreterOrLibraries) {
+  const std::string bytes = readFile(hookExecutable());
+  const auto header = partAt<Elf64_Ehdr>(bytes, 0);
+  ASSERT_EQ(std::memcmp(&header.e_ident, ELFMAG, SELFMAG), 0);
+  ASSERT_EQ(header.e_ident[EI_CLASS], ELFCLASS64);
+  EXPECT_EQ(header.e_type, ET_DYN) << "to be loaded at a random place";
+  int dynamicEntries = 0;
+  int stacks = 0;
+  for (std::size_t i = 0; i < header.e_phnum; ++i) {
+    const auto segment = partAt<Elf64_Phdr>(bytes, header.e_phoff + i * header.e_phentsize);
+    EXPECT_NE(segment.p_type, PT_INTERP);
+    if (segment.p_type == PT_GNU_STACK) {
+      EXPECT_EQ(segment.p_flags & PF_X, 0U) << "the stack is executable";
+      ++stacks;
+    }
+    if (segment.p_type != PT_DYNAMIC) continue;
+    for (std::size_t at = 0; at < segment.p_filesz; at += sizeof(Elf64_Dyn)) {
+      const auto entry = partAt<Elf64_Dyn>(bytes, segment.p_offset + at);
+      if (entry.d_tag == DT_NULL) break;
+      EXPECT_NE(entry.d_tag, DT_NEEDED);
+      ++dynamicEntries;
+    }
+  }
+  EXPECT_EQ(stacks, 1);
+  EXPECT_GT(dynamicEntries, 0) << "the headers were not read";
+}
+
+}  // namespace
+}  // namespace tavrin::test
