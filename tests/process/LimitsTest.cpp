@@ -1,4 +1,4 @@
-// What the real executable does with less than it needs of files, descriptors and streams.
+// What the real executable does when files may not grow and streams are not there.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -54,29 +54,6 @@ TEST(Limits, ALogThatMayNotGrowLosesItsLineAndNothingElse) {
   home.expectUpdated("call-1");
   EXPECT_EQ(std::filesystem::file_size(home.logFile()), 10'000U);
   home.expectNextEventWorks();
-}
-
-TEST(Limits, TooFewDescriptorsLeaveTheOldRecordOrTheNewOne) {
-  int kept = 0;
-  int replaced = 0;
-  for (int descriptors = 0; descriptors <= 8; ++descriptors) {
-    SCOPED_TRACE(descriptors);
-    SeededHome home;
-    const std::string option = "nofile=" + std::to_string(descriptors);
-    EXPECT_EQ(runConfined(home, {option}, toolStart("s", "call-1")), silentSuccess);
-    if (readFile(home.record()) == home.oldText()) {
-      home.expectUntouched();
-      ++kept;
-    } else {
-      home.expectUpdated("call-1");
-      EXPECT_EQ(stored(home, "s").value().inFlight, (std::vector<std::string>{"call-0", "call-1"}));
-      ++replaced;
-    }
-    home.expectNextEventWorks();
-  }
-  // The three standard ones, the lock, and one file at a time.
-  EXPECT_GE(kept, 4);
-  EXPECT_GE(replaced, 1);
 }
 
 TEST(Limits, TheThreeStandardDescriptorsMayBeClosedInAnyCombination) {

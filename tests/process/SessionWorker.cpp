@@ -32,9 +32,12 @@ void waitForEndOfInput() {
   }
 }
 
+// Whether input ends within a moment. A reader that went on without a pause would keep the writers from the
+// directory, which each file that they rename changes.
 bool hasInputEnded() {
+  constexpr int milliseconds = 1;
   pollfd request{.fd = STDIN_FILENO, .events = POLLIN, .revents = 0};
-  return ::poll(&request, 1, 0) > 0;
+  return ::poll(&request, 1, milliseconds) > 0;
 }
 
 int complain(const std::string& text) {
@@ -63,12 +66,9 @@ int race(const SessionFileStore& store, const std::string& id, int times) {
 // Reads the record in both ways; each time there must be one, and its counter must not have stepped back.
 int watch(const SessionFileStore& store, const std::string& id) {
   constexpr int fewest = 1000;
-  // The writers pass the lock on from one to the next, and would have to wait for a processor each time.
-  constexpr int asMuchAsPossible = 19;
-  if (::nice(asMuchAsPossible) < 0) return complain("cannot make way");
   std::int32_t newest = 0;
   int reads = 0;
-  for (; reads < fewest || !hasInputEnded(); ++reads) {
+  for (; !hasInputEnded() || reads < fewest; ++reads) {
     const std::optional<Session> session = store.load(id);
     if (!session) return complain("no record at read " + std::to_string(reads));
     const SessionFileStore::Loaded all = store.loadAll();

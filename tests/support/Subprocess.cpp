@@ -10,6 +10,7 @@
 #include <array>
 #include <cerrno>
 #include <csignal>
+#include <ostream>
 #include <stdexcept>
 
 namespace tavrin::test {
@@ -52,6 +53,11 @@ void drain(int firstDescriptor, std::string& first, int secondDescriptor, std::s
 }
 
 }  // namespace
+
+std::ostream& operator<<(std::ostream& stream, const Outcome& outcome) {
+  return stream << "status " << outcome.exitStatus << ", signal " << outcome.signal << ", output \""
+                << outcome.output << "\", error \"" << outcome.error << '"';
+}
 
 Subprocess::Subprocess(const std::vector<std::string>& words, const Environment& environment) {
   // Writing to a process that has closed its input must not end the test.

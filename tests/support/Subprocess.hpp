@@ -3,6 +3,7 @@
 #include <sys/types.h>
 
 #include <filesystem>
+#include <iosfwd>
 #include <map>
 #include <string>
 #include <string_view>
@@ -19,6 +20,9 @@ struct Outcome {
 
   bool operator==(const Outcome&) const = default;
 };
+
+/// What GoogleTest prints of it.
+std::ostream& operator<<(std::ostream& stream, const Outcome& outcome);
 
 /// The end of a run of tavrin-hook, whatever it was given.
 inline const Outcome silentSuccess = {.exitStatus = 0, .signal = 0, .output = "", .error = ""};

@@ -1,4 +1,4 @@
-// What the real executable does with too little memory.
+// What the real executable does under limits that leave little more than what it takes to start.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -20,7 +20,7 @@ std::string deepEvent(char open, char close) {
   return event;
 }
 
-TEST(MemoryLimits, AStackOf64KibibytesIsEnoughForAnyInput) {
+TEST(TightLimits, AStackOf64KibibytesIsEnoughForAnyInput) {
   const std::string stack = "stack=" + std::to_string(64 << 10);
   SeededHome home;
   std::size_t refused = 0;
@@ -40,7 +40,7 @@ TEST(MemoryLimits, AStackOf64KibibytesIsEnoughForAnyInput) {
   home.expectNextEventWorks();
 }
 
-TEST(MemoryLimits, AStackOf64KibibytesIsEnoughToMakeManyDirectories) {
+TEST(TightLimits, AStackOf64KibibytesIsEnoughToMakeManyDirectories) {
   const ScratchDirectory scratch;
   std::string home = scratch.string();
   while (home.size() < 3500) home += "/" + std::string(20, 'd');
@@ -63,7 +63,7 @@ std::size_t kibibytesAtFirst(const ScratchHome& home) {
   throw std::runtime_error("no VmSize");
 }
 
-TEST(MemoryLimits, MemoryThatRunsOutAnywhereLeavesTheOldRecordOrTheNewOne) {
+TEST(TightLimits, MemoryThatRunsOutAnywhereLeavesTheOldRecordOrTheNewOne) {
   // Everything that a run keeps is large here, so that each of its steps asks for memory that may not be
   // there.
   const std::string call(50'000, 'c');
@@ -93,7 +93,30 @@ TEST(MemoryLimits, MemoryThatRunsOutAnywhereLeavesTheOldRecordOrTheNewOne) {
   home.expectNextEventWorks();
 }
 
-TEST(MemoryLimits, AnOversizedPayloadTakesNoMoreMemoryThanTheLargestOneThatIsRead) {
+TEST(TightLimits, TooFewDescriptorsLeaveTheOldRecordOrTheNewOne) {
+  int kept = 0;
+  int replaced = 0;
+  for (int descriptors = 0; descriptors <= 8; ++descriptors) {
+    SCOPED_TRACE(descriptors);
+    SeededHome home;
+    const std::string option = "nofile=" + std::to_string(descriptors);
+    EXPECT_EQ(runLimited(home, option, toolStart("s", "call-1")), silentSuccess);
+    if (readFile(home.record()) == home.oldText()) {
+      home.expectUntouched();
+      ++kept;
+    } else {
+      home.expectUpdated("call-1");
+      EXPECT_EQ(stored(home, "s").value().inFlight, (std::vector<std::string>{"call-0", "call-1"}));
+      ++replaced;
+    }
+    home.expectNextEventWorks();
+  }
+  // The three standard ones, the lock, and one file at a time.
+  EXPECT_GE(kept, 4);
+  EXPECT_GE(replaced, 1);
+}
+
+TEST(TightLimits, AnOversizedPayloadTakesNoMoreMemoryThanTheLargestOneThatIsRead) {
   const ScratchHome home;
   EXPECT_EQ(runLimited(home, "as=" + std::to_string(8 << 20), std::string(64 << 20, 'x')), silentSuccess);
   EXPECT_THAT(logLines(home), testing::ElementsAre("error: payload of 67108864 bytes rejected"));
