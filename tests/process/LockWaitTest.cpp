@@ -1,11 +1,14 @@
-// Who waits for a session's lock, as Linux tells in /proc/locks (proc(5)).
+// Who waits for the lock of a session or of the log, as Linux tells in /proc/locks (proc(5)).
+#include <fcntl.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <poll.h>
+#include <sys/wait.h>
 
 #include <csignal>
 #include <sstream>
 
+#include "TavrinCore/Support/File.hpp"
 #include "tests/process/ProcessSupport.hpp"
 
 namespace tavrin::test {
@@ -28,8 +31,17 @@ bool isWaiting(pid_t pid) {
   return false;
 }
 
+bool hasEnded(pid_t pid) {
+  siginfo_t state{};
+  return ::waitid(P_PID, static_cast<id_t>(pid), &state, WEXITED | WNOHANG | WNOWAIT) != 0 ||
+         state.si_pid == pid;
+}
+
 void waitUntilWaiting(pid_t pid) {
-  while (!isWaiting(pid)) ::poll(nullptr, 0, 1);
+  while (!isWaiting(pid)) {
+    ASSERT_FALSE(hasEnded(pid)) << "the run did not wait";
+    ::poll(nullptr, 0, 1);
+  }
 }
 
 // A process that holds the lock of a session.
@@ -115,6 +127,40 @@ TEST(LockWait, RunsThatWaitTogetherAllHaveTheirTurns) {
   EXPECT_EQ(holder->wait().exitStatus, 0);
   for (const Running& process : processes) EXPECT_EQ(process->wait(), silentSuccess);
   EXPECT_THAT(stored(home, "s").value().inFlight, testing::UnorderedElementsAreArray(calls));
+}
+
+TEST(LockWait, ALineWaitsForTheLockOfTheLogAndTheRecordDoesNot) {
+  SeededHome home;
+  const FileDescriptor log = FileDescriptor::open(home.logFile(), O_WRONLY);
+  ASSERT_TRUE(log.lock());
+  const Running waiting = waitingRun(home, "s", "call-1");
+  home.expectUpdated("call-1");
+  EXPECT_THAT(home.newLogLines(), testing::IsEmpty());
+  // What was renamed under it is written to all the same, for only a log that is full is begun anew.
+  const auto moved = home / "moved";
+  std::filesystem::rename(home.logFile(), moved);
+  log.unlock();
+  EXPECT_EQ(waiting->wait(), silentSuccess);
+  EXPECT_THAT(readFile(moved), testing::EndsWith("Bash#call-1 \u2192 working\n"));
+  EXPECT_FALSE(std::filesystem::exists(home.logFile()));
+  home.expectNextEventWorks();
+}
+
+// A writer that opened the log just before another rotated it finds the old file full, and rotates again.
+TEST(LockWait, ALineThatWaitedForAFullLogRotatesOnceMore) {
+  SeededHome home;
+  const auto previous = home / "Library/Logs/Tavrin/hook.1.log";
+  const std::string full(1'000'001, '\n');
+  writeFile(home.logFile(), full);
+  const FileDescriptor log = FileDescriptor::open(home.logFile(), O_WRONLY);
+  ASSERT_TRUE(log.lock());
+  const Running waiting = waitingRun(home, "s", "call-1");
+  std::filesystem::rename(home.logFile(), previous);
+  writeFile(home.logFile(), "just begun\n");
+  log.unlock();
+  EXPECT_EQ(waiting->wait(), silentSuccess);
+  EXPECT_EQ(readFile(previous), "just begun\n");
+  EXPECT_EQ(home.logMessages(), "claude s PreToolUse Bash#call-1 \u2192 working\n");
 }
 
 }  // namespace
