@@ -3,8 +3,15 @@
 // initialise. Linked first, these definitions keep the linker from taking TavrinCore's BoostJson.cpp.
 #define BOOST_JSON_SOURCE
 #include <boost/json/basic_parser_impl.hpp>
+#include <boost/system/system_error.hpp>
 
+// default_resource.ipp and except.ipp stand on what is included above.
 #include <boost/json/detail/impl/default_resource.ipp>
+#include <boost/json/detail/impl/except.ipp>
 #include <boost/json/detail/impl/shared_resource.ipp>
 #include <boost/json/detail/impl/stack.ipp>
 #include <boost/json/impl/error.ipp>
+// Boost 1.82 and later read doubles by a part of their own.
+#if __has_include(<boost/json/detail/charconv/impl/from_chars.ipp>)
+#include <boost/json/detail/charconv/impl/from_chars.ipp>
+#endif
