@@ -47,4 +47,5 @@ export DEBIAN_FRONTEND=noninteractive
 as_root apt-get update -qq
 names=()
 for choice in "${missing[@]}"; do names+=("$(known_to_apt "$choice")"); done
-as_root apt-get install -y -qq --no-install-recommends "${names[@]}" >/dev/null
+# Nothing of the user's is removed for it: then apt says what is in the way.
+as_root apt-get install -y -qq --no-remove --no-install-recommends "${names[@]}" >/dev/null

@@ -6,6 +6,7 @@ import csv
 import os
 import pathlib
 import shutil
+import signal
 import subprocess
 import sys
 import tempfile
@@ -84,6 +85,8 @@ def show_sessions(home):
 
 
 def main():
+    # Ends quietly where its output is not read to the end, as by head(1).
+    signal.signal(signal.SIGPIPE, signal.SIG_DFL)
     parser = argparse.ArgumentParser(description=__doc__)
     parser.add_argument("hook", help="the tavrin-hook executable")
     parser.add_argument("--agent", choices=PRODUCTS, help="play this agent's sessions alone")

@@ -5,12 +5,17 @@ import ctypes
 import ctypes.util
 import json
 import pathlib
+import subprocess
+import sys
 
 DATA = pathlib.Path(__file__).parent.parent / "tests/data/platform/character-ranges.jsonl"
 # utf8proc_category_t: Lu Ll Lt Lm Lo are 1 to 5, Nd Nl No are 9 to 11.
 BY_CATEGORY = {1, 2, 3, 4, 5, 9, 10, 11}
 
 library = ctypes.CDLL(ctypes.util.find_library("utf8proc"))
+library.utf8proc_unicode_version.restype = ctypes.c_char_p
+if library.utf8proc_unicode_version() != b"15.0.0":
+    sys.exit("The table is made against the oldest utf8proc in use, whose Unicode is 15.0.")
 library.utf8proc_category.argtypes = [ctypes.c_int32]
 
 wanted = set()
@@ -27,7 +32,7 @@ for code_point in sorted(wanted):
     else:
         ranges.append([code_point, code_point])
 
-print("""#pragma once
+text = """#pragma once
 
 // Printed by scripts/unicode-ranges.py; not edited by hand.
 
@@ -43,14 +48,10 @@ struct UnicodeRange {
 
 /// Letters and numbers, in ascending order, that the general categories L and N leave out: alphabetic combining
 /// marks, circled and squared letters (Other_Alphabetic in Unicode's DerivedCoreProperties.txt), and those that
-/// came with Unicode 15.1 and later.""")
-print("inline constexpr std::array<UnicodeRange, %d> furtherLettersAndNumbers = {{" % len(ranges))
-line = "   "
-for first, last in ranges:
-    item = " {0x%x, 0x%x}," % (first, last)
-    if len(line) + len(item) > 108:
-        print(line)
-        line = "   "
-    line += item
-print(line)
-print("}};\n\n}  // namespace tavrin")
+/// came with Unicode 15.1 and later.
+inline constexpr std::array<UnicodeRange, %d> furtherLettersAndNumbers = {{%s}};
+
+}  // namespace tavrin
+""" % (len(ranges), ", ".join("{0x%x, 0x%x}" % (first, last) for first, last in ranges))
+run = subprocess.run(["clang-format", "--assume-filename=x.hpp"], input=text, text=True, capture_output=True, check=True)
+sys.stdout.write(run.stdout)
