@@ -2,11 +2,13 @@
 
 #include <cstddef>
 #include <initializer_list>
+#include <utility>
 #include <vector>
 
 namespace tavrin {
 
-/// The ports of a server, never empty: without any it is the single port 0.
+/// The ports of a server, never empty: without any it is the single port 0. (One that was moved from is
+/// empty, as any list then is.)
 class PortList {
  public:
   PortList() = default;
@@ -15,7 +17,7 @@ class PortList {
     if (!ports.empty()) ports_ = std::move(ports);
   }
 
-  int front() const { return ports_.front(); }
+  int front() const { return ports_.empty() ? 0 : ports_.front(); }
   std::size_t size() const { return ports_.size(); }
   std::vector<int>::const_iterator begin() const { return ports_.begin(); }
   std::vector<int>::const_iterator end() const { return ports_.end(); }

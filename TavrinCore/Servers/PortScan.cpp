@@ -87,10 +87,12 @@ std::vector<Listener> dedupe(std::vector<Listener> listeners) {
   std::ranges::stable_sort(listeners, {}, [](const Listener& listener) {
     return std::tuple(preference(listener.host), std::string_view(listener.host));
   });
+  std::vector<Listener> first;
   std::unordered_set<std::uint64_t> seen;
-  std::erase_if(listeners,
-                [&](const Listener& listener) { return !seen.insert(processAndPort(listener)).second; });
-  return listeners;
+  for (Listener& listener : listeners) {
+    if (seen.insert(processAndPort(listener)).second) first.push_back(std::move(listener));
+  }
+  return first;
 }
 
 std::vector<ProcessListener> byProcess(const std::vector<Listener>& listeners) {

@@ -27,8 +27,7 @@ bool isFrameworkPython(std::string_view path) {
 }  // namespace
 
 bool isNoise(std::string_view executablePath) {
-  if (executablePath.empty() || isDocker("", executablePath) || isFrameworkPython(executablePath))
-    return false;
+  if (executablePath.empty() || isDocker(executablePath) || isFrameworkPython(executablePath)) return false;
   return contains(executablePath, ".app/Contents/") ||
          std::ranges::any_of(systemFolders,
                              [&](std::string_view folder) { return executablePath.starts_with(folder); });

@@ -1,8 +1,10 @@
 #include <unicode/uchar.h>
 #include <unicode/ucol.h>
 #include <unicode/uloc.h>
+#include <unicode/unorm2.h>
 #include <unicode/ustring.h>
 
+#include <algorithm>
 #include <array>
 #include <cstdint>
 #include <memory>
@@ -31,9 +33,10 @@ Collator openCollator(const std::string& locale) {
   Collator collator(ucol_open(locale.c_str(), &status));
   if (U_FAILURE(status)) return nullptr;
   // Secondary strength sees letters and accents, not case. Normalised, a letter and its accent are the
-  // accented letter.
+  // accented letter. Some languages (Thai) would pass over blanks and punctuation, by which folders differ.
   ucol_setAttribute(collator.get(), UCOL_STRENGTH, UCOL_SECONDARY, &status);
   ucol_setAttribute(collator.get(), UCOL_NORMALIZATION_MODE, UCOL_ON, &status);
+  ucol_setAttribute(collator.get(), UCOL_ALTERNATE_HANDLING, UCOL_NON_IGNORABLE, &status);
   return U_FAILURE(status) ? nullptr : std::move(collator);
 }
 
@@ -59,13 +62,28 @@ String written(std::size_t expectedLength, Write write) {
   }
 }
 
+// `text` with each letter and its accents as one code point where there is one: a decomposed "İ" must fold as
+// such.
+std::u16string composed(const std::u16string& text) {
+  UErrorCode status = U_ZERO_ERROR;
+  const UNormalizer2* const nfc = unorm2_getNFCInstance(&status);
+  if (U_FAILURE(status)) return text;
+  return written<std::u16string>(text.size() + 1, [&](char16_t* buffer, std::int32_t capacity) {
+    UErrorCode overflow = U_ZERO_ERROR;
+    return unorm2_normalize(nfc, text.data(), static_cast<std::int32_t>(text.size()), buffer, capacity,
+                            &overflow);
+  });
+}
+
 // `name` with its case folded. The collator alone tells "ß" from "ss", which differ in case only: both are
 // "SS".
 std::u16string folded(std::string_view name, std::uint32_t options) {
-  // What follows in a longer name, longer than any screen, does not count.
-  constexpr std::size_t longestName = 1'000'000;
+  // What follows in a longer name, longer than any screen, does not count: bringing accents into their order
+  // takes time that grows with the square of their number.
+  constexpr std::size_t longestName = 4096;
   std::u16string text = Text::utf16(name);
   text.resize(std::min(text.size(), longestName));
+  text = composed(text);
   return written<std::u16string>(text.size() + 1, [&](char16_t* buffer, std::int32_t capacity) {
     UErrorCode status = U_ZERO_ERROR;
     return u_strFoldCase(buffer, capacity, text.data(), static_cast<std::int32_t>(text.size()), options,

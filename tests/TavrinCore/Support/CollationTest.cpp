@@ -102,5 +102,31 @@ TEST(Collation, WithoutACollatorNamesComeByCodePointInLowerCase) {
   EXPECT_EQ(Collation::plainRanks(names), (std::vector<std::size_t>{2, 0, 0, 5, 2, 4}));
 }
 
+TEST(Collation, TellsNamesApartByPunctuationInEveryLanguage) {
+  const std::vector<std::string_view> names = {"my-app", "myapp", "my app", "my_app", "My-App"};
+  for (const char* locale : {"en", "th", "en@colAlternate=shifted"}) {
+    EXPECT_THAT(order(names, locale), ElementsAre("my app", "my_app", "my-app=My-App", "myapp")) << locale;
+  }
+}
+
+TEST(Collation, TakesALetterWithItsDotApartForTheLetter) {
+  const std::vector<std::string_view> names = {"Ispir", "\u0130stanbul", "I\u0307stanbul", "istanbul",
+                                               "Izmir"};
+  const std::vector<std::size_t> ranks = Collation::ranks(names, "tr");
+  EXPECT_EQ(ranks[1], ranks[2]);
+  EXPECT_EQ(ranks[2], ranks[3]);
+  EXPECT_LT(ranks[4], ranks[1]);
+}
+
+// Half a million accents on one letter took minutes: they are brought into an order of their own.
+TEST(Collation, LooksAtAsMuchOfANameAsFitsAScreen) {
+  std::string accents = "a";
+  for (int i = 0; i < 500'000; ++i) accents += i % 2 == 0 ? "\u0301" : "\u0334";
+  const std::string longer = accents + "b";
+  const std::vector<std::size_t> ranks =
+      Collation::ranks(std::vector<std::string_view>{accents, longer}, "en");
+  EXPECT_EQ(ranks[0], ranks[1]);
+}
+
 }  // namespace
 }  // namespace tavrin
