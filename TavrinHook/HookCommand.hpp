@@ -19,7 +19,7 @@ namespace tavrin::HookCommand {
 /// The largest payload that is handled, in bytes; a larger one is counted, logged and dropped.
 inline constexpr std::size_t largestPayload = 1'000'000;
 
-/// All that a run takes from outside.
+/// What a run takes from outside, beside the files that its event and its home name.
 struct Surroundings {
   int input = 0;               ///< the descriptor that the payload is read from, to its end
   std::string home;            ///< the directory that holds "Library"

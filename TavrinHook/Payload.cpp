@@ -14,10 +14,12 @@ namespace {
 // Most payloads fit, so that one call reads them and one sees the end.
 constexpr std::size_t firstCapacity = 16'384;
 
-// Waits for a descriptor that its owner has set to non-blocking.
-void waitFor(int descriptor) {
+// Waits for something to read from a descriptor that its owner has set to non-blocking. False when there is
+// no waiting for it.
+bool waitFor(int descriptor) {
   pollfd request{.fd = descriptor, .events = POLLIN, .revents = 0};
-  ::poll(&request, 1, -1);
+  if (::poll(&request, 1, -1) < 0) return errno == EINTR;
+  return (request.revents & POLLNVAL) == 0;
 }
 
 }  // namespace
@@ -38,10 +40,7 @@ Payload Payload::read(int descriptor, std::size_t limit) {
     // Beyond the limit, what comes is counted, and overwrites what is of no use any more.
     if (kept > limit) kept = 0;
     const ssize_t count = File::read(descriptor, payload.memory.get() + kept, capacity - kept);
-    if (count < 0 && (errno == EAGAIN || errno == EWOULDBLOCK)) {
-      waitFor(descriptor);
-      continue;
-    }
+    if (count < 0 && (errno == EAGAIN || errno == EWOULDBLOCK) && waitFor(descriptor)) continue;
     if (count <= 0) break;
     payload.size += static_cast<std::uint64_t>(count);
     kept += static_cast<std::size_t>(count);

@@ -59,7 +59,7 @@ std::optional<std::string> unescaped(std::string_view name) {
 }
 
 bool isRandom(std::string_view text) {
-  return !text.empty() && text.find_first_not_of("0123456789abcdef") == std::string_view::npos;
+  return !text.empty() && text.find_first_not_of("0123456789") == std::string_view::npos;
 }
 
 // The application ID that a unit's name holds.
@@ -78,7 +78,7 @@ std::optional<std::string> idInUnit(std::string_view unit) {
   } else if (removeSuffix(unit, ".slice")) {
     parts = split(unit, '-');
     // With two parts either may be the ID, which as a rule has dots; a random text has digits alone.
-    const bool endsRandomly = isRandom(parts.back()) && parts.back().find('.') == std::string_view::npos;
+    const bool endsRandomly = isRandom(parts.back());
     if (parts.size() == 3 || (parts.size() == 2 && endsRandomly)) afterId = 1;
   }
   if (parts.size() <= afterId || parts.size() > afterId + 2) return std::nullopt;

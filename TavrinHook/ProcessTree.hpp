@@ -29,7 +29,7 @@ struct ProcessTable {
   std::function<std::optional<std::string>(std::int32_t pid)> terminal;  ///< the controlling terminal's path
   std::function<std::optional<Application>(std::int32_t pid)> application;
 
-  /// The table of the running system. It asks for each process at most once, so it holds for one short run.
+  /// The table of the running system. It may remember what it has read, so it holds for one short run.
   static ProcessTable ofThisSystem();
 };
 

@@ -5,10 +5,8 @@
 #include <objc/runtime.h>
 #include <sys/stat.h>
 #include <sys/sysctl.h>
-#include <unistd.h>
 
 #include <array>
-#include <cstdlib>
 #include <string>
 
 #include "TavrinHook/ProcessTree.hpp"

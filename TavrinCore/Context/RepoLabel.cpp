@@ -1,5 +1,7 @@
 #include "TavrinCore/Context/RepoLabel.hpp"
 
+#include <algorithm>
+
 #include "TavrinCore/Support/File.hpp"
 #include "TavrinCore/Support/Path.hpp"
 #include "TavrinCore/Support/Text.hpp"

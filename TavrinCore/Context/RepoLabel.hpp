@@ -28,9 +28,8 @@ struct RepoLabel {
     static Probes realFileSystem();
   };
 
-  /// The label of `path`: that of the nearest of at most 64 directories, `path` included and upwards, that
-  /// holds
-  /// ".git". Nothing when there is none.
+  /// The label of `path`: that of the nearest directory that holds ".git", of at most 64 from `path` itself
+  /// upwards. Nothing when there is none.
   static std::optional<RepoLabel> find(std::string_view path,
                                        const Probes& probes = Probes::realFileSystem());
 

@@ -2,10 +2,9 @@
 
 #include <fcntl.h>
 #include <sys/stat.h>
-#include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
-#include <cstdio>
 
 #include "TavrinCore/Support/File.hpp"
 #include "TavrinCore/Support/Path.hpp"
@@ -30,7 +29,7 @@ FileDescriptor openWithDirectory(const std::string& path) {
 }
 
 bool isFull(const FileDescriptor& file) {
-  struct stat status {};
+  struct stat status = {};
   return ::fstat(file.number(), &status) == 0 && status.st_size > largestLog;
 }
 
@@ -38,8 +37,8 @@ bool isFull(const FileDescriptor& file) {
 // the moved file still too large, and rotates once more: lines are never split, at the cost of a generation.
 FileDescriptor rotate(const std::string& path) {
   const std::string previous = Path::replacingExtension(path, "1.log");
-  ::unlink(previous.c_str());
-  std::rename(path.c_str(), previous.c_str());
+  File::remove(previous);
+  File::rename(path, previous);
   return openToAppend(path);
 }
 

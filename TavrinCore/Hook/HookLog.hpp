@@ -3,6 +3,7 @@
 #include <functional>
 #include <string>
 #include <string_view>
+#include <utility>
 
 #include "TavrinCore/Support/Date.hpp"
 #include "TavrinCore/Support/Home.hpp"
@@ -25,7 +26,8 @@ class HookLog {
 
   /// Appends the time, a blank, `message` and a line feed in one write, up to a zero byte if there is one,
   /// while no other process appends. Makes the directory when it is missing. A line that cannot be written is
-  /// lost, and nobody is told.
+  /// lost, and nobody is told. What agents send goes in as it is: a line feed in an event's name makes two
+  /// lines of one.
   void write(std::string_view message) const;
 
  private:

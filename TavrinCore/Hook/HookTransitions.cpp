@@ -48,10 +48,6 @@ bool isQuestion(const HookEvent& event) {
   return event.toolName && questionTools.contains(*event.toolName);
 }
 
-void removeAll(std::vector<std::string>& list, const std::string& key) {
-  std::erase(list, key);
-}
-
 }  // namespace
 
 HookAction action(const HookEvent& event) {
@@ -101,11 +97,13 @@ Session track(Session session, const HookEvent& event, std::optional<SessionStat
   if (forgetsCalls.contains(event.eventName)) session.inFlight.clear();
   if (opens && key && std::ranges::find(session.inFlight, *key) == session.inFlight.end()) {
     session.inFlight.push_back(*key);
-    while (session.inFlight.size() > mostCallsInFlight) session.inFlight.erase(session.inFlight.begin());
+    if (session.inFlight.size() > mostCallsInFlight) {
+      session.inFlight.erase(session.inFlight.begin(), session.inFlight.end() - mostCallsInFlight);
+    }
   }
   if (closesCall.contains(event.eventName) && key) {
-    removeAll(session.inFlight, *key);
-    removeAll(session.waitingOn, *key);
+    std::erase(session.inFlight, *key);
+    std::erase(session.waitingOn, *key);
   }
 
   if (session.state != needsYou) {

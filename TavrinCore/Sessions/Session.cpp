@@ -1,6 +1,6 @@
 #include "TavrinCore/Sessions/Session.hpp"
 
-#include <array>
+#include <utility>
 
 #include "TavrinCore/Context/RepoLabel.hpp"
 #include "TavrinCore/Support/Path.hpp"
@@ -19,8 +19,7 @@ bool Session::hasActionablePrompt() const {
 
 std::string Session::projectName(std::string_view home) const {
   if (agent == Agent::claude && hostBundleId == claudeDesktopBundleIdentifier && title) {
-    std::string words = Text::words(*title);
-    if (!words.empty() && words.size() <= longestTitle) return words;
+    if (std::optional<std::string> shown = shownTitle(*title)) return *std::move(shown);
   }
   if (repoRoot && !repoRoot->empty())
     return RepoLabel{.root = *repoRoot, .worktree = worktreeName}.displayName();
@@ -52,6 +51,12 @@ Session Session::applying(SessionState newState, const std::optional<std::string
   }
   if (!needs || !needed) next.attentionTranscriptOffset.reset();
   return next;
+}
+
+std::optional<std::string> shownTitle(std::string_view title) {
+  constexpr std::size_t longest = 1024;
+  std::string words = Text::words(title);
+  return words.empty() || words.size() > longest ? std::nullopt : std::optional(std::move(words));
 }
 
 }  // namespace tavrin

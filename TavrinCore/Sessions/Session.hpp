@@ -23,8 +23,7 @@ struct Session {
   std::optional<std::string> needsYouTool;  ///< the tool that waits for the user, while `needsYou`
   std::optional<std::string> attentionId;   ///< one for each stretch of `needsYou`, a UUID
   std::optional<std::uint64_t> attentionTranscriptOffset;  ///< the transcript's size in bytes when it began
-  std::vector<std::string>
-      inFlight;  ///< call keys of tools started and not finished, oldest first, at most 64
+  std::vector<std::string> inFlight;   ///< call keys of the tools under way, oldest first, at most 64
   std::vector<std::string> waitingOn;  ///< call keys of the tools that the user is asked about
   std::optional<std::string> transcriptPath;
   Date updatedAt;   ///< when the record last changed
@@ -70,7 +69,8 @@ struct Session {
 /// The bundle identifier of the Claude desktop app, which keeps titles of its sessions.
 inline constexpr std::string_view claudeDesktopBundleIdentifier = "com.anthropic.claudefordesktop";
 
-/// The longest title that is shown, in bytes.
-inline constexpr std::size_t longestTitle = 1024;
+/// A conversation's title as it is shown: its words joined by one blank each. Nothing when that is empty or
+/// longer than 1,024 bytes.
+std::optional<std::string> shownTitle(std::string_view title);
 
 }  // namespace tavrin

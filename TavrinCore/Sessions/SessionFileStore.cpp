@@ -2,10 +2,8 @@
 
 #include <dirent.h>
 #include <fcntl.h>
-#include <unistd.h>
 
 #include <cerrno>
-#include <cstdio>
 #include <memory>
 
 #include "TavrinCore/Support/Path.hpp"
@@ -29,15 +27,18 @@ std::string temporaryFileName() {
   return "." + Uuid::random() + ".tmp";
 }
 
+// Far more than the largest record; what is longer in its place is none, and not worth the memory.
+constexpr std::size_t largestRecord = 256'000'000;
+
 std::optional<Session> read(const std::string& path) {
-  const std::optional<std::string> text = File::contents(path);
+  const std::optional<std::string> text = File::contents(path, largestRecord);
   return text ? Session::decode(*text) : std::nullopt;
 }
 
 // Gives up a temporary file after a failure, and reports that failure.
 [[noreturn]] void abandon(const std::string& temporary, std::string_view operation) {
   const int code = errno;
-  ::unlink(temporary.c_str());
+  File::remove(temporary);
   throwPosixError(code, operation, temporary);
 }
 
@@ -84,7 +85,7 @@ void SessionFileStore::save(const Session& session) const {
   FileDescriptor file = openOrCreate(temporary, O_WRONLY | O_EXCL, 0666);
   if (!File::writeAll(file.number(), record)) abandon(temporary, "write");
   if (!file.closeWritten()) abandon(temporary, "close");
-  if (std::rename(temporary.c_str(), target.c_str()) != 0) abandon(temporary, "rename");
+  if (!File::rename(temporary, target)) abandon(temporary, "rename");
 }
 
 void SessionFileStore::deleteSession(std::string_view sessionId) const {
@@ -92,7 +93,7 @@ void SessionFileStore::deleteSession(std::string_view sessionId) const {
 }
 
 void SessionFileStore::deleteFile(const std::string& path) {
-  ::unlink(path.c_str());
+  File::remove(path);
 }
 
 SessionFileStore::Loaded SessionFileStore::loadAll() const {

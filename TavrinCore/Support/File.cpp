@@ -8,6 +8,7 @@
 #include <algorithm>
 #include <array>
 #include <cerrno>
+#include <cstdio>
 
 #include "TavrinCore/Support/Path.hpp"
 #include "TavrinCore/Support/Text.hpp"
@@ -26,6 +27,20 @@ auto uninterrupted(Call call) {
   return result;
 }
 
+// Whether the system would see the whole of `path`; errno says why not.
+bool isName(const std::string& path) {
+  if (path.find('\0') == std::string::npos) return true;
+  errno = ENOENT;
+  return false;
+}
+
+// What stat(2) says of `path`, if it can be asked.
+std::optional<struct stat> statusOf(const std::string& path) {
+  struct stat status = {};
+  if (!isName(path) || uninterrupted([&] { return ::stat(path.c_str(), &status); }) != 0) return std::nullopt;
+  return status;
+}
+
 }  // namespace
 
 FileDescriptor& FileDescriptor::operator=(FileDescriptor&& other) noexcept {
@@ -37,7 +52,10 @@ FileDescriptor& FileDescriptor::operator=(FileDescriptor&& other) noexcept {
 }
 
 FileDescriptor FileDescriptor::open(const std::string& path, int flags, mode_t mode) {
-  return FileDescriptor(uninterrupted([&] { return ::open(path.c_str(), flags | O_CLOEXEC, mode); }));
+  if (!isName(path)) return {};
+  // A terminal in the place of a file must not become that of this process.
+  const int always = O_CLOEXEC | O_NOCTTY;
+  return FileDescriptor(uninterrupted([&] { return ::open(path.c_str(), flags | always, mode); }));
 }
 
 void FileDescriptor::close() {
@@ -111,27 +129,35 @@ std::optional<std::string> text(const std::string& path, std::size_t limit) {
 }
 
 bool exists(const std::string& path) {
-  return ::access(path.c_str(), F_OK) == 0;
+  return isName(path) && uninterrupted([&] { return ::access(path.c_str(), F_OK); }) == 0;
 }
 
 bool isDirectory(const std::string& path) {
-  struct stat status {};
-  return ::stat(path.c_str(), &status) == 0 && S_ISDIR(status.st_mode);
+  const auto status = statusOf(path);
+  return status && S_ISDIR(status->st_mode);
 }
 
 std::optional<std::uint64_t> size(const std::string& path) {
-  struct stat status {};
-  if (::stat(path.c_str(), &status) != 0) return std::nullopt;
-  return static_cast<std::uint64_t>(status.st_size);
+  const auto status = statusOf(path);
+  return status ? std::optional(static_cast<std::uint64_t>(status->st_size)) : std::nullopt;
+}
+
+bool rename(const std::string& from, const std::string& to) {
+  return uninterrupted([&] { return std::rename(from.c_str(), to.c_str()); }) == 0;
+}
+
+void remove(const std::string& path) {
+  if (isName(path)) uninterrupted([&] { return ::unlink(path.c_str()); });
 }
 
 bool makeDirectories(const std::string& path) {
   constexpr mode_t anyone = 0777;
-  if (::mkdir(path.c_str(), anyone) == 0) return true;
+  const auto make = [&] { return uninterrupted([&] { return ::mkdir(path.c_str(), anyone); }) == 0; };
+  if (make()) return true;
   if (errno == ENOENT) {
     const std::string parent(Path::parent(path));
     if (parent.size() >= path.size() || !makeDirectories(parent)) return false;
-    if (::mkdir(path.c_str(), anyone) == 0) return true;
+    if (make()) return true;
   }
   // Another process may have made it in between, and a read-only file system (EROFS) may hold it already.
   const int code = errno;
@@ -144,7 +170,7 @@ std::string currentDirectory() {
   std::string path(4096, '\0');
   if (::getcwd(path.data(), path.size()) == nullptr) return "/";
   path.resize(path.find('\0'));
-  return path;
+  return Text::isValidUtf8(path) ? path : "/";
 }
 
 }  // namespace File

@@ -11,7 +11,7 @@
 
 namespace tavrin {
 
-/// An open file descriptor, closed with its owner. Calls that a signal interrupts are made again.
+/// An open file descriptor, closed with its owner.
 class FileDescriptor {
  public:
   FileDescriptor() = default;
@@ -41,7 +41,8 @@ class FileDescriptor {
   int number_ = -1;
 };
 
-/// The file system as the formats need it. Paths are passed to the system as they are, up to a zero byte.
+/// The file system as the formats need it. Calls that a signal interrupts are made again. A path with a zero
+/// byte names nothing: it would reach the system cut off, as the name of something else.
 namespace File {
 
 /// read(2) that outlasts signals: the bytes read, 0 at the end, -1 with errno on failure.
@@ -76,7 +77,13 @@ std::optional<std::uint64_t> size(const std::string& path);
 /// with errno, on failure; a directory that is there already is no failure. Parents made on the way stay.
 bool makeDirectories(const std::string& path);
 
-/// The working directory of this process, "/" when the system cannot name it.
+/// rename(2): moves a file over another in one step. False, with errno, on failure.
+bool rename(const std::string& from, const std::string& to);
+
+/// Removes the file at `path`, if it can be.
+void remove(const std::string& path);
+
+/// The working directory of this process, "/" when the system cannot name it in UTF-8.
 std::string currentDirectory();
 
 }  // namespace File

@@ -4,16 +4,18 @@
 #include <array>
 #include <cstddef>
 #include <initializer_list>
+#include <stdexcept>
 
 namespace tavrin {
 
-/// An ordered list of at most `Capacity` values that constant tables are made of. A longer list does not
-/// compile.
+/// An ordered list of at most `Capacity` values that constant tables are made of. A longer one is refused by
+/// the compiler in a constant, and throws std::length_error elsewhere.
 template <class T, std::size_t Capacity>
 class FixedList {
  public:
   constexpr FixedList() = default;
   constexpr FixedList(std::initializer_list<T> values) : size_(values.size()) {
+    if (size_ > Capacity) throw std::length_error("a list longer than its capacity");
     std::copy(values.begin(), values.end(), values_.begin());
   }
 

@@ -8,14 +8,11 @@
 #include <memory>
 #include <string_view>
 
+#include "TavrinCore/Support/Path.hpp"
+
 namespace tavrin::Home {
 
 namespace {
-
-std::string withoutTrailingSlashes(std::string_view path) {
-  while (path.size() > 1 && path.ends_with('/')) path.remove_suffix(1);
-  return std::string(path);
-}
 
 #ifdef TAVRIN_HAVE_FGETPWENT
 // A statically linked program cannot load the name services behind getpwuid(3), so the file itself is read.
@@ -39,9 +36,9 @@ std::string fromPasswordDatabase() {
 
 std::string directory() {
   const char* variable = std::getenv("HOME");
-  if (variable != nullptr && *variable == '/') return withoutTrailingSlashes(variable);
+  if (variable != nullptr && *variable == '/') return std::string(Path::withoutTrailingSlashes(variable));
   const std::string entry = fromPasswordDatabase();
-  return entry.starts_with('/') ? withoutTrailingSlashes(entry) : "/var/empty";
+  return std::string(entry.starts_with('/') ? Path::withoutTrailingSlashes(entry) : "/var/empty");
 }
 
 }  // namespace tavrin::Home

@@ -2,14 +2,10 @@
 
 namespace tavrin::Path {
 
-namespace {
-
 std::string_view withoutTrailingSlashes(std::string_view path) {
   while (path.size() > 1 && path.ends_with('/')) path.remove_suffix(1);
   return path;
 }
-
-}  // namespace
 
 std::string joined(std::string_view directory, std::string_view name) {
   std::string path;

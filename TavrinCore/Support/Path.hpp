@@ -9,6 +9,9 @@ namespace tavrin::Path {
 /// `directory` and `name` with one slash between them.
 std::string joined(std::string_view directory, std::string_view name);
 
+/// `path` without slashes at its end; "/" for a path of slashes alone.
+std::string_view withoutTrailingSlashes(std::string_view path);
+
 /// What follows the last slash, trailing slashes left out; "/" for a path of slashes alone, "" for "".
 std::string_view lastComponent(std::string_view path);
 

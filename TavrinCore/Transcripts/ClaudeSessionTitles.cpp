@@ -11,7 +11,6 @@
 #include "TavrinCore/Support/File.hpp"
 #include "TavrinCore/Support/JsonFields.hpp"
 #include "TavrinCore/Support/Path.hpp"
-#include "TavrinCore/Support/Text.hpp"
 
 namespace tavrin::ClaudeSessionTitles {
 
@@ -40,7 +39,7 @@ bool isSafe(std::string_view id) {
 
 bool isFolder(const dirent& entry, const std::string& path) {
   if (entry.d_type != DT_UNKNOWN) return entry.d_type == DT_DIR;
-  struct stat status {};
+  struct stat status = {};
   return ::lstat(path.c_str(), &status) == 0 && S_ISDIR(status.st_mode);
 }
 
@@ -49,15 +48,9 @@ bool isPackage(std::string_view name) {
 }
 
 bool isSmallRegularFile(const std::string& path) {
-  struct stat status {};
+  struct stat status = {};
   return ::lstat(path.c_str(), &status) == 0 && S_ISREG(status.st_mode) &&
          status.st_size <= static_cast<off_t>(largestFile);
-}
-
-std::optional<std::string> normalized(const std::string* title) {
-  if (title == nullptr) return std::nullopt;
-  std::string words = Text::words(*title);
-  return words.empty() || words.size() > longestTitle ? std::nullopt : std::optional(std::move(words));
 }
 
 // The title in the file at `path`, provided that the file says it is of `sessionId`.
@@ -71,7 +64,8 @@ std::optional<std::string> titleIn(const std::string& path, std::string_view ses
     const JsonFields metadata = JsonFields::ofRecord(*text, keys);
     if (metadata[0].kind != Kind::text || metadata[0].text != "local_" + std::string(sessionId))
       return std::nullopt;
-    return normalized(metadata[1].asText());
+    const std::string* const title = metadata[1].asText();
+    return title == nullptr ? std::nullopt : shownTitle(*title);
   } catch (const JsonError&) {
     return std::nullopt;
   }

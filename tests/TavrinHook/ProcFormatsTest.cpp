@@ -147,6 +147,7 @@ TEST(ProcFormats, ASliceNamesItsApplicationWithOrWithoutARandomEnd) {
   for (const auto& [unit, id] : std::vector<std::pair<std::string_view, Text>>{
            {"app-org.gnome.Terminal.slice", "org.gnome.Terminal"},
            {"app-org.gnome.Terminal-4242.slice", "org.gnome.Terminal"},
+           {"app-gnome-face.slice", "face"},
            {"app-gnome-org.gnome.Terminal.slice", "org.gnome.Terminal"},
            {"app-gnome-org.gnome.Terminal-4242.slice", "org.gnome.Terminal"},
            {"app-flatpak-org.example.One-9f.slice", "org.example.One"},

@@ -69,12 +69,6 @@ TEST(File, WhatCannotBeReadIsNothing) {
   EXPECT_EQ(File::text(scratch / "missing"), std::nullopt);
 }
 
-TEST(File, APathEndsAtAZeroByte) {
-  const ScratchDirectory scratch;
-  writeFile(scratch / "f", "x");
-  EXPECT_EQ(File::contents(scratch.string() + "/f" + std::string("\0/other", 7)), "x");
-}
-
 TEST(File, APipeWithoutAWriterReadsAsEmptyAndStopsNobody) {
   const ScratchDirectory scratch;
   const std::string path = scratch / "pipe";
@@ -306,6 +300,30 @@ TEST(File, OneReadOfWhatCannotBeReadGivesNothing) {
   const test::ScratchDirectory scratch;
   EXPECT_EQ(File::oneRead((scratch / "missing").string()), std::nullopt);
   EXPECT_EQ(File::oneRead(scratch.string()), std::nullopt);
+}
+
+// The system would take the path up to the zero byte, and with it another file.
+TEST(File, APathWithAZeroByteNamesNothing) {
+  const test::ScratchDirectory scratch;
+  test::writeFile(scratch / "file", "text");
+  const std::string path = (scratch / "file").string() + std::string("\0x", 2);
+  EXPECT_FALSE(File::exists(path));
+  EXPECT_FALSE(File::isDirectory(scratch.string() + std::string("\0x", 2)));
+  EXPECT_EQ(File::size(path), std::nullopt);
+  EXPECT_EQ(File::contents(path), std::nullopt);
+  File::remove(path);
+  EXPECT_TRUE(File::exists((scratch / "file").string()));
+}
+
+TEST(File, AWorkingDirectoryWhoseNameIsNoTextIsTheRoot) {
+  const test::ScratchDirectory scratch;
+  const std::filesystem::path before = std::filesystem::current_path();
+  std::filesystem::create_directory(scratch / "d\xff");
+  std::filesystem::current_path(scratch / "d\xff");
+  EXPECT_EQ(File::currentDirectory(), "/");
+  std::filesystem::current_path(scratch.path());
+  EXPECT_EQ(File::currentDirectory(), scratch.string());
+  std::filesystem::current_path(before);
 }
 
 }  // namespace

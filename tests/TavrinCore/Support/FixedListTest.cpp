@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include <stdexcept>
+
 #include <string_view>
 #include <type_traits>
 #include <vector>
@@ -55,6 +57,12 @@ TEST(FixedList, FindsTextsByWhatTheySay) {
   EXPECT_TRUE(names.contains(std::string("codex")));
   EXPECT_FALSE(names.contains("Codex"));
   EXPECT_FALSE(names.contains(""));
+}
+
+// It once took whatever it was given at run time, and wrote past its end.
+TEST(FixedList, RefusesMoreThanItsCapacity) {
+  const auto makeTooLong = [](int first) { return FixedList<int, 2>{first, 2, 3}; };
+  EXPECT_THROW(makeTooLong(1), std::length_error);
 }
 
 }  // namespace

@@ -43,5 +43,16 @@ TEST(PosixError, CutsOffAPathThatNobodyWouldRead) {
   }
 }
 
+TEST(PosixError, CutsBetweenCodePointsOfALetterUnderAHeapOfAccents) {
+  std::string path = "/a";
+  for (int i = 0; i < 1000; ++i) path += "\u0301";
+  try {
+    throwPosixError(ENAMETOOLONG, "open", path);
+  } catch (const std::system_error& error) {
+    const std::string reason = std::generic_category().message(ENAMETOOLONG);
+    EXPECT_EQ(error.what(), "open " + path.substr(0, 300) + "...: " + reason);
+  }
+}
+
 }  // namespace
 }  // namespace tavrin
