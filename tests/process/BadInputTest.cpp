@@ -22,17 +22,21 @@ std::string repeated(std::string_view part, std::size_t count) {
   return text;
 }
 
-// An event that carries `member`, such as "\"key\":1".
-std::string eventWith(std::string_view member) {
+std::string inQuotes(std::string_view bytes) {
+  return '"' + std::string(bytes) + '"';
+}
+
+// An event that holds the bytes `value` under a key that means nothing, or under another.
+std::string eventWith(std::string_view value, std::string_view key = "a") {
   std::string event = toolStart("s", "call-1");
-  event.insert(event.size() - 1, "," + std::string(member));
+  event.insert(event.size() - 1, "," + inQuotes(key) + ":" + std::string(value));
   return event;
 }
 
 // An event of exactly `size` bytes.
 std::string eventOfSize(std::size_t size) {
-  const std::string empty = eventWith("\"filler\":\"\"");
-  return eventWith("\"filler\":\"" + std::string(size - empty.size(), 'x') + "\"");
+  const std::size_t rest = eventWith(inQuotes("")).size();
+  return eventWith(inQuotes(std::string(size - rest, 'x')));
 }
 
 struct BadInputCase {
@@ -53,21 +57,21 @@ std::vector<BadInputCase> badInputs() {
       {"one zero byte", std::string(1, '\0'), ""},
       {"zero bytes", std::string(1000, '\0'), ""},
       {"a zero byte after the event", event + std::string(1, '\0'), ""},
-      {"a zero byte in a text", eventWith("\"a\":\"" + std::string(1, '\0') + "\""), ""},
-      {"a raw line feed in a text", eventWith("\"a\":\"\n\""), ""},
-      {"invalid UTF-8 in a value", eventWith("\"a\":\"\xff\""), ""},
-      {"invalid UTF-8 in a key", eventWith("\"\xc3\x28\":1"), ""},
-      {"an overlong slash", eventWith("\"a\":\"\xc0\xaf\""), ""},
-      {"a surrogate in UTF-8", eventWith("\"a\":\"\xed\xa0\x80\""), ""},
+      {"a zero byte in a text", eventWith(inQuotes(std::string(1, '\0'))), ""},
+      {"a raw line feed in a text", eventWith(inQuotes("\n")), ""},
+      {"invalid UTF-8 in a value", eventWith(inQuotes("\xff")), ""},
+      {"invalid UTF-8 in a key", eventWith("1", "\xc3\x28"), ""},
+      {"an overlong slash", eventWith(inQuotes("\xc0\xaf")), ""},
+      {"a surrogate in UTF-8", eventWith(inQuotes("\xed\xa0\x80")), ""},
       {"words", "not json", ""},
       {"an event and words", event + " not json", ""},
       {"two events", event + event, ""},
       {"a comment", "/* */" + event, ""},
-      {"not a number", eventWith("\"a\":NaN"), ""},
-      {"a number too large", eventWith("\"a\":1e999"), ""},
-      {"two commas", eventWith("\"a\":1,,\"b\":1"), ""},
-      {"no value", eventWith("\"a\":"), ""},
-      {"an open text", eventWith("\"a\":\"b"), ""},
+      {"not a number", eventWith("NaN"), ""},
+      {"a number too large", eventWith("1e999"), ""},
+      {"two commas", eventWith("1,,"), ""},
+      {"no value", eventWith(""), ""},
+      {"an open text", eventWith("\"b"), ""},
       {"an empty array", "[]", "notAnObject"},
       {"an event in an array", "[" + event + "]", "notAnObject"},
       {"a number", "1", "notAnObject"},
@@ -83,10 +87,9 @@ std::vector<BadInputCase> badInputs() {
       {"an empty event name", R"({"session_id":"s","hook_event_name":""})", "missingEventName"},
       {"open arrays", repeated("[", deep), ""},
       {"nested arrays", repeated("[", deep) + repeated("]", deep), ""},
-      {"nested arrays in an event", eventWith("\"a\":" + repeated("[", deep) + repeated("]", deep)), ""},
-      {"nested objects in an event",
-       eventWith("\"a\":" + repeated("{\"a\":", deep) + "1" + repeated("}", deep)), ""},
-      {"513 levels", eventWith("\"a\":" + repeated("[", 512) + repeated("]", 512)), ""},
+      {"nested arrays in an event", eventWith(repeated("[", deep) + repeated("]", deep)), ""},
+      {"nested objects in an event", eventWith(repeated(R"({"a":)", deep) + "1" + repeated("}", deep)), ""},
+      {"513 levels", eventWith(repeated("[", 512) + repeated("]", 512)), ""},
   };
 }
 
@@ -111,14 +114,15 @@ TEST(BadInput, WhatIsNoEventIsOneErrorLineAndLeavesTheRecordAsItWas) {
 
 TEST(BadInput, WhatIsOddButAnEventIsHandled) {
   const std::string event = toolStart("s", "call-1");
-  const std::string blanks(100'000, ' ');
+  std::string surrounded(100'000, ' ');
+  surrounded += event;
+  surrounded.resize(300'000, '\n');
   for (const std::string& bytes :
-       {event, " \r\n\t" + event + "\n\n", blanks + event + blanks, "\xEF\xBB\xBF" + event,
-        eventWith("\"a\":1,"), eventWith("\"a\":\"\\ud800\""), eventWith("\"a\":\"\\u0000\""),
-        eventWith("\"\":\"\""), eventWith("\"a\":-1.5e300"),
-        eventWith("\"a\":123456789012345678901234567890"),
-        eventWith("\"tool_input\":" + repeated("[", 511) + repeated("]", 511)),
-        eventWith("\"session_id\":\"s\""), eventWith("\"" + std::string(500'000, 'k') + "\":1")}) {
+       {event, surrounded, "\xEF\xBB\xBF" + event, eventWith("1,"), eventWith(inQuotes("\\ud800")),
+        eventWith(inQuotes("\\u0000")), eventWith(inQuotes(""), ""), eventWith("-1.5e300"),
+        eventWith("123456789012345678901234567890"),
+        eventWith(repeated("[", 511) + repeated("]", 511), "tool_input"),
+        eventWith(inQuotes("s"), "session_id"), eventWith("1", std::string(500'000, 'k'))}) {
     SCOPED_TRACE(bytes.substr(0, 200));
     SeededHome home;
     EXPECT_EQ(runHook(home.path(), bytes), silentSuccess);
@@ -129,7 +133,7 @@ TEST(BadInput, WhatIsOddButAnEventIsHandled) {
 
 TEST(BadInput, APayloadOfAnotherToolIsDroppedInSilenceUnlessAnAgentIsNamed) {
   SeededHome home;
-  const std::string foreign = eventWith("\"cursor_version\":null");
+  const std::string foreign = eventWith("null", "cursor_version");
   EXPECT_EQ(runHook(home.path(), foreign), silentSuccess);
   EXPECT_EQ(runHook(home.path(), R"({"cursor_version":1})"), silentSuccess);
   home.expectUntouched();
@@ -223,7 +227,7 @@ TEST(BadInput, InputMayBeAFileOrAnythingElseThatAShellCanOpen) {
     SCOPED_TRACE(redirection);
     SeededHome home;
     writeFile(home / "blank", "\n\n\n");
-    const std::string script = "cd \"$HOME\" && exec \"$0\" " + redirection;
+    const std::string script = R"(cd "$HOME" && exec "$0" )" + redirection;
     EXPECT_EQ(run({"/bin/sh", "-c", script, hookExecutable()}, "", {{"HOME", home.string()}}), silentSuccess);
     home.expectUntouched();
     EXPECT_THAT(home.newLogLines(), ElementsAre(errorLine(bytes)));

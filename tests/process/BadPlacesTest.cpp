@@ -16,7 +16,6 @@ namespace {
 
 namespace fs = std::filesystem;
 using testing::ElementsAre;
-using testing::IsEmpty;
 
 const std::string updatedLine = "claude s PreToolUse Bash#call-1 \u2192 working";
 

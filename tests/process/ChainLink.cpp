@@ -29,7 +29,7 @@ constexpr int failed = 125;
 std::string takeTerminal() {
   const int leader = ::posix_openpt(O_RDWR | O_NOCTTY | O_CLOEXEC);
   if (leader < 0 || ::grantpt(leader) != 0 || ::unlockpt(leader) != 0) ::_exit(failed);
-  const std::string path = ::ptsname(leader);
+  std::string path = ::ptsname(leader);
   const int terminal = ::open(path.c_str(), O_RDWR | O_NOCTTY | O_CLOEXEC);
   if (terminal < 0 || ::setsid() < 0 || ::ioctl(terminal, TIOCSCTTY, 0) != 0) ::_exit(failed);
   return path;

@@ -13,7 +13,7 @@
 namespace tavrin::test {
 namespace {
 
-constexpr int writers = 8;
+constexpr std::size_t writers = 8;
 constexpr std::size_t stampLength = 21;
 
 // The message that the writer called by one letter writes as its n-th.
@@ -43,10 +43,10 @@ std::map<char, std::vector<int>> numbersByWriter(const std::string& log, std::si
 }
 
 // Lets 8 writers loose together on one log, each with its own letter and width.
-void runWriters(const std::filesystem::path& log, int times, std::size_t width) {
+void runWriters(const std::filesystem::path& log, std::size_t times, std::size_t width) {
   std::vector<Running> processes;
-  for (int i = 0; i < writers; ++i) {
-    const std::string name(1, static_cast<char>('a' + i));
+  for (std::size_t i = 0; i < writers; ++i) {
+    const std::string name(1, static_cast<char>('a' + static_cast<int>(i)));
     processes.push_back(
         start({sessionWorker(), "log", log, name, std::to_string(times), std::to_string(width)}));
   }
@@ -55,7 +55,7 @@ void runWriters(const std::filesystem::path& log, int times, std::size_t width) 
 }
 
 TEST(LogProcesses, EightWritersLoseAndSplitNoLine) {
-  constexpr int lines = 2500;
+  constexpr std::size_t lines = 2500;
   constexpr std::size_t width = 20;
   const ScratchDirectory directory;
   const auto log = directory / "Logs/Tavrin/hook.log";
@@ -64,14 +64,14 @@ TEST(LogProcesses, EightWritersLoseAndSplitNoLine) {
   std::vector<int> all(lines);
   std::iota(all.begin(), all.end(), 0);
   const auto numbers = numbersByWriter(readFile(log), width);
-  EXPECT_EQ(numbers.size(), std::size_t{writers});
+  EXPECT_EQ(numbers.size(), writers);
   for (const auto& [writer, own] : numbers) EXPECT_EQ(own, all) << writer;
   EXPECT_EQ(std::filesystem::file_size(log), writers * lines * (stampLength + width + 1));
   EXPECT_FALSE(std::filesystem::exists(directory / "Logs/Tavrin/hook.1.log"));
 }
 
 TEST(LogProcesses, RotationByEightWritersSplitsNoLineAndKeepsAtMostTwoGenerationsWithinBounds) {
-  constexpr int lines = 2500;
+  constexpr std::size_t lines = 2500;
   constexpr std::size_t width = 200;
   constexpr std::size_t lineLength = stampLength + width + 1;
   static_assert(writers * lines * lineLength > 4'000'000, "rotated several times");

@@ -127,7 +127,7 @@ TEST(ProcessChain, TheAgentIsLookedForAmong32ProcessesAndNoFurther) {
   ASSERT_EQ(within.links.size(), 32U);
   EXPECT_EQ(within.session.agentPid, within.links.front().pid);
 
-  links.push_back("sh");
+  links.emplace_back("sh");
   const ChainRun beyond = runInChain(links, "claude");
   ASSERT_EQ(beyond.links.size(), 33U);
   EXPECT_EQ(beyond.session.agentPid, beyond.links.back().pid);

@@ -36,6 +36,7 @@ class Counter {
   // Lets 16 writers loose together, and waits until each has made its updates.
   void runWriters(const std::string& task) const {
     std::vector<Running> processes;
+    processes.reserve(writers);
     for (int i = 0; i < writers; ++i) processes.push_back(worker(task, {std::to_string(updates)}));
     for (const Running& process : processes) process->closeInput();
     for (const Running& process : processes) EXPECT_EQ(process->wait(), silentSuccess);

@@ -113,7 +113,9 @@ const std::vector<std::pair<std::string, std::string>> safeNames = {
 };
 
 TEST(SessionFileStore, FilesOfASessionAreNamedByItsLettersNumbersHyphensAndUnderscores) {
-  for (const auto& [sessionId, safeName] : safeNames) {
+  for (const auto& idAndName : safeNames) {
+    const std::string& sessionId = idAndName.first;
+    const std::string& safeName = idAndName.second;
     const ScratchDirectory directory;
     const SessionFileStore store(directory.string());
     EXPECT_EQ(store.fileURL(sessionId), directory.string() + "/" + safeName + ".json") << sessionId;
@@ -403,7 +405,7 @@ TEST(SessionFileStore, WhatCannotBeReadOrDecodedIsNoRecord) {
   ASSERT_EQ(::mkfifo((directory / "pipe.json").c_str(), 0600), 0);
   EXPECT_EQ(store.load("pipe"), std::nullopt);
   for (const std::string text :
-       {"", " ", "{}", "[]", "null", "{\"sessionId\":\"s\"}", "\xff\xfe", "not json"}) {
+       {"", " ", "{}", "[]", "null", R"({"sessionId":"s"})", "\xff\xfe", "not json"}) {
     writeFile(directory / "s.json", text);
     EXPECT_EQ(store.load("s"), std::nullopt) << text;
   }
