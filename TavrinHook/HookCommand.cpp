@@ -140,9 +140,9 @@ class RecordUpdate {
   Date now_;
 };
 
-void handle(std::string_view bytes, const AgentArgument::Parsed& arguments, const HookLog& log,
+void handle(std::string_view text, const AgentArgument::Parsed& arguments, const HookLog& log,
             const Surroundings& surroundings) {
-  const HookPayload payload(bytes);
+  const HookPayload payload(text);
   const std::optional<Agent> agent = HookOrigin::resolve(arguments.agent, HookOrigin::detect(payload));
   if (!agent) return;
   const HookEvent event = HookEvent::parse(payload, arguments.event);
@@ -166,13 +166,13 @@ Surroundings Surroundings::real() {
 void run(std::span<const std::string_view> words, const Surroundings& surroundings) {
   const HookLog log(HookLog::defaultURL(surroundings.home), surroundings.now);
   const AgentArgument::Parsed arguments = AgentArgument::parseAll(words);
-  const Payload payload = Payload::read(surroundings.input, largestPayload);
+  const Payload payload = Payload::read(surroundings.input, largestPayload, HookPayload::keys());
   if (payload.size > largestPayload) {
     log.write("error: payload of " + std::to_string(payload.size) + " bytes rejected");
     return;
   }
   try {
-    handle(payload.bytes, arguments, log, surroundings);
+    handle(payload.text, arguments, log, surroundings);
   } catch (const std::exception& error) {
     log.write("error: " + std::string(error.what()) + " (" + std::to_string(payload.size) + " bytes)");
   }

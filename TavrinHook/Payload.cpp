@@ -4,15 +4,17 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <memory>
 
 #include "TavrinCore/Support/File.hpp"
+#include "TavrinCore/Support/JsonSkimmer.hpp"
 
 namespace tavrin {
 
 namespace {
 
 // Most payloads fit, so that one call reads them and one sees the end.
-constexpr std::size_t firstCapacity = 16'384;
+constexpr std::size_t capacity = 32'768;
 
 // Waits for something to read from a descriptor that its owner has set to non-blocking. False when there is
 // no waiting for it.
@@ -24,28 +26,26 @@ bool waitFor(int descriptor) {
 
 }  // namespace
 
-Payload Payload::read(int descriptor, std::size_t limit) {
+Payload Payload::read(int descriptor, std::size_t limit, std::span<const std::string_view> keys) {
   Payload payload;
-  std::size_t capacity = std::min(firstCapacity, limit + 1);
-  payload.memory = std::make_unique_for_overwrite<char[]>(capacity);  // NOLINT(modernize-avoid-c-arrays)
-  std::size_t kept = 0;
+  JsonSkimmer skimmer(keys);
+  const auto buffer = std::make_unique_for_overwrite<char[]>(capacity);  // NOLINT(modernize-avoid-c-arrays)
+  std::size_t held = 0;  // bytes in the buffer that the skimmer must see once more
   for (;;) {
-    if (kept == capacity && capacity <= limit) {
-      // All that may come, at once: pages that nothing is read into cost nothing.
-      capacity = limit + 1;
-      auto larger = std::make_unique_for_overwrite<char[]>(capacity);  // NOLINT(modernize-avoid-c-arrays)
-      std::copy_n(payload.memory.get(), kept, larger.get());
-      payload.memory = std::move(larger);
-    }
-    // Beyond the limit, what comes is counted, and overwrites what is of no use any more.
-    if (kept > limit) kept = 0;
-    const ssize_t count = File::read(descriptor, payload.memory.get() + kept, capacity - kept);
+    const ssize_t count = File::read(descriptor, buffer.get() + held, capacity - held);
     if (count < 0 && (errno == EAGAIN || errno == EWOULDBLOCK) && waitFor(descriptor)) continue;
     if (count <= 0) break;
     payload.size += static_cast<std::uint64_t>(count);
-    kept += static_cast<std::size_t>(count);
+    // Beyond the limit, what comes is only counted.
+    if (payload.size > limit) continue;
+    held += static_cast<std::size_t>(count);
+    const std::size_t used = skimmer.add({buffer.get(), held}, false);
+    held -= used;
+    std::copy_n(buffer.get() + used, held, buffer.get());
   }
-  if (payload.size <= limit) payload.bytes = {payload.memory.get(), kept};
+  if (payload.size > limit) return payload;
+  skimmer.add({buffer.get(), held}, true);
+  payload.text = skimmer.take();
   return payload;
 }
 

@@ -32,7 +32,7 @@ enum Key : std::uint8_t {
   keyCount,
 };
 
-constexpr std::array<std::string_view, keyCount> keys = {
+constexpr std::array<std::string_view, keyCount> names = {
     "session_id",  "sessionId",       "hook_event_name",   "hookEventName",    "cwd",
     "tool_name",   "toolName",        "notification_type", "notificationType", "source",
     "tool_use_id", "toolUseId",       "tool_call_id",      "toolCallId",       "agent_id",
@@ -52,7 +52,11 @@ bool has(const JsonFields& fields, Key key) {
 
 }  // namespace
 
-HookPayload::HookPayload(std::string_view bytes) : fields_(JsonFields::ofMessage(bytes, keys)) {}
+std::span<const std::string_view> HookPayload::keys() {
+  return names;
+}
+
+HookPayload::HookPayload(std::string_view bytes) : fields_(JsonFields::ofMessage(bytes, names)) {}
 
 bool HookPayload::hasCursorVersion() const {
   return has(fields_, Key::cursor_version);

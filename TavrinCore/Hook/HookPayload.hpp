@@ -1,6 +1,7 @@
 #pragma once
 
 #include <optional>
+#include <span>
 #include <string>
 #include <string_view>
 
@@ -12,6 +13,10 @@ namespace tavrin {
 /// that name its sender and make an event.
 class HookPayload {
  public:
+  /// The keys of all fields that a payload is asked for; of anything else a JsonSkimmer may empty the strings
+  /// beforehand.
+  static std::span<const std::string_view> keys();
+
   /// Reads the bytes of standard input. Throws JsonError when they are not JSON.
   explicit HookPayload(std::string_view bytes);
 

@@ -103,7 +103,7 @@ std::optional<std::string> contents(const std::string& path, std::size_t limit) 
   const FileDescriptor file = FileDescriptor::open(path, O_RDONLY | O_NONBLOCK);
   if (!file.isOpen()) return std::nullopt;
   std::string bytes;
-  std::array<char, 16'384> buffer;  // NOLINT(cppcoreguidelines-pro-type-member-init): read fills it
+  std::array<char, 4096> buffer;  // NOLINT(cppcoreguidelines-pro-type-member-init): read fills it
   for (;;) {
     const ssize_t count = read(file.number(), buffer.data(), buffer.size());
     if (count < 0) return std::nullopt;

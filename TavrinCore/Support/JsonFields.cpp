@@ -217,38 +217,43 @@ std::optional<std::uint64_t> JsonField::asUInt64() const {
 
 void appendJsonText(std::string& out, std::string_view text) {
   constexpr std::string_view hexDigits = "0123456789abcdef";
+  const auto isRaw = [](char c) {
+    return static_cast<unsigned char>(c) >= 0x20 && c != '"' && c != '\\' && c != '/';
+  };
   out += '"';
-  for (const char c : text) {
+  while (!text.empty()) {
+    const auto end = std::ranges::find_if_not(text, isRaw);
+    out.append(text.begin(), end);
+    text.remove_prefix(static_cast<std::size_t>(end - text.begin()));
+    if (text.empty()) break;
+    const char c = text.front();
+    text.remove_prefix(1);
+    out += '\\';
     switch (c) {
+      case '\b':
+        out += 'b';
+        break;
+      case '\f':
+        out += 'f';
+        break;
+      case '\n':
+        out += 'n';
+        break;
+      case '\r':
+        out += 'r';
+        break;
+      case '\t':
+        out += 't';
+        break;
       case '"':
       case '\\':
       case '/':
-        out += '\\';
         out += c;
         break;
-      case '\b':
-        out += "\\b";
-        break;
-      case '\f':
-        out += "\\f";
-        break;
-      case '\n':
-        out += "\\n";
-        break;
-      case '\r':
-        out += "\\r";
-        break;
-      case '\t':
-        out += "\\t";
-        break;
       default:
-        if (static_cast<unsigned char>(c) < 0x20) {
-          out += "\\u00";
-          out += hexDigits[static_cast<unsigned char>(c) >> 4U];
-          out += hexDigits[static_cast<unsigned char>(c) & 0xFU];
-        } else {
-          out += c;
-        }
+        out += "u00";
+        out += hexDigits[static_cast<unsigned char>(c) >> 4U];
+        out += hexDigits[static_cast<unsigned char>(c) & 0xFU];
     }
   }
   out += '"';

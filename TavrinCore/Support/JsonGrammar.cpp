@@ -6,6 +6,8 @@
 #include <cstdlib>
 #include <limits>
 
+#include "TavrinCore/Support/JsonEscape.hpp"
+
 #if !defined(__cpp_lib_to_chars)
 #include <xlocale.h>
 #endif
@@ -14,33 +16,16 @@ namespace tavrin::JsonGrammar {
 
 namespace {
 
-constexpr std::size_t escapeLength = 6;  // \uXXXX
-
-// The UTF-16 code unit of the \uXXXX escape at the front of `text`; -1 when there is none.
-int escapedUnit(std::string_view text) {
-  if (text.size() < escapeLength || !text.starts_with("\\u")) return -1;
-  int unit = -1;
-  const char* const end = text.data() + escapeLength;
-  const auto [stop, error] = std::from_chars(text.data() + 2, end, unit, 16);
-  return error == std::errc() && stop == end ? unit : -1;
-}
-
-constexpr bool isLeading(int unit) {
-  return unit >= 0xd800 && unit <= 0xdbff;
-}
-constexpr bool isTrailing(int unit) {
-  return unit >= 0xdc00 && unit <= 0xdfff;
-}
-
 void replaceLoneSurrogates(std::string& document, std::string_view standIn) {
   for (std::size_t i = document.find('\\'); i < document.size(); i = document.find('\\', i)) {
     const std::string_view rest = std::string_view(document).substr(i);
-    const int unit = escapedUnit(rest);
-    if (isLeading(unit) && isTrailing(escapedUnit(rest.substr(escapeLength)))) {
-      i += 2 * escapeLength;
-    } else if (isLeading(unit) || isTrailing(unit)) {
-      document.replace(i, escapeLength, standIn);
-      i += escapeLength;
+    const int unit = JsonEscape::unit(rest);
+    if (JsonEscape::isLeadingSurrogate(unit) &&
+        JsonEscape::isTrailingSurrogate(JsonEscape::unit(rest.substr(JsonEscape::length)))) {
+      i += 2 * JsonEscape::length;
+    } else if (JsonEscape::isSurrogate(unit)) {
+      document.replace(i, JsonEscape::length, standIn);
+      i += JsonEscape::length;
     } else {
       i += 2;
     }

@@ -168,6 +168,12 @@ std::string onlyNameCharacters(std::string_view text) {
 std::string upperCasedFirst(std::string_view text) {
   if (text.empty()) return {};
   const std::string_view character = firstCharacters(text, 1);
+  if (character.size() == 1 && isAscii(character.front())) {
+    std::string upper(text);
+    if (upper.front() >= 'a' && upper.front() <= 'z')
+      upper.front() = static_cast<char>(upper.front() - 'a' + 'A');
+    return upper;
+  }
   std::string upper;
   for (std::size_t i = 0; i < character.size();) {
     const CodePoint codePoint = firstCodePoint(character.substr(i));

@@ -25,16 +25,19 @@ namespace {
 
 constexpr std::size_t million = 1'000'000;
 
-// Bytes of which no two stretches are alike, zeros among them.
+// Bytes of which no two stretches are alike, zeros among them, and no string of JSON.
 std::string someBytes(std::size_t count) {
   std::string bytes(count, '\0');
   std::uint32_t state = 1;
   for (char& byte : bytes) {
     state = state * 1'664'525U + 1'013'904'223U;
     byte = static_cast<char>(state >> 24U);
+    if (byte == '"') byte = 0;
   }
   return bytes;
 }
+
+constexpr std::array<std::string_view, 2> keys = {"session_id", "cwd"};
 
 // The two ends of a channel, the one to read from first.
 struct Ends {
@@ -69,7 +72,7 @@ Payload readWritten(Ends ends, std::string_view bytes, std::size_t limit, std::s
     }
     ends.writing.close();
   });
-  Payload payload = Payload::read(ends.reading.number(), limit);
+  Payload payload = Payload::read(ends.reading.number(), limit, keys);
   writer.join();
   return payload;
 }
@@ -78,9 +81,9 @@ Payload readWritten(Ends ends, std::string_view bytes, std::size_t limit, std::s
 void expectRead(const Payload& payload, std::string_view bytes, std::size_t limit) {
   EXPECT_EQ(payload.size, bytes.size());
   if (bytes.size() > limit) {
-    EXPECT_EQ(payload.bytes.size(), 0U);
+    EXPECT_EQ(payload.text.size(), 0U);
   } else {
-    EXPECT_TRUE(payload.bytes == bytes);
+    EXPECT_TRUE(payload.text == bytes);
   }
 }
 
@@ -132,12 +135,40 @@ TEST(Payload, PiecesOfAnySizeMakeTheSameInput) {
   EXPECT_EQ(count, 36);
 }
 
+TEST(Payload, OfAnEventOnlyWhatIsAskedForIsKept) {
+  const std::string content(900'000, 'x');
+  const std::string front = R"({"session_id":"abc","tool_input":{"content":")";
+  const std::string back = R"("},"cwd":"/home/\u00e9"})";
+  for (const auto& [name, make] : channels) {
+    for (const std::size_t pieceSize : {1'000U, 65'536U, 1'000'000U}) {
+      SCOPED_TRACE(name + " " + std::to_string(pieceSize));
+      const Payload payload = readWritten(make(), front + content + back, million, pieceSize);
+      EXPECT_EQ(payload.text, R"({"session_id":"abc","tool_input":{"":""},"cwd":"/home/\u00e9"})");
+      EXPECT_EQ(payload.size, front.size() + content.size() + back.size());
+    }
+  }
+}
+
+TEST(Payload, AnEventIsTheSameInPiecesOfAnySize) {
+  const std::string event =
+      "{\"session_id\":\"a\\\"b\",\"other\":\"\\ud83d\\ude00\xF0\x9F\x98\x80\\n\\ud83d\",\"cwd\":\"/"
+      "\xC3\xA9\"}";
+  const std::string text = R"({"session_id":"a\"b","other":" \ud83d","cwd":"/)"
+                           "\xC3\xA9"
+                           R"("})";
+  for (const auto& [name, make] : channels) {
+    for (std::size_t pieceSize = 1; pieceSize <= event.size(); ++pieceSize) {
+      EXPECT_EQ(readWritten(make(), event, million, pieceSize).text, text) << name << ' ' << pieceSize;
+    }
+  }
+}
+
 TEST(Payload, WhatIsFarTooLongIsCountedAndNotKept) {
   const std::string bytes = someBytes(40 * million);
   for (const auto& [name, make] : channels) {
     const Payload payload = readWritten(make(), bytes, million);
     EXPECT_EQ(payload.size, 40 * million) << name;
-    EXPECT_TRUE(payload.bytes.empty()) << name;
+    EXPECT_TRUE(payload.text.empty()) << name;
   }
 }
 
@@ -147,7 +178,7 @@ TEST(Payload, AFileIsAnInputToo) {
   test::writeFile(directory / "input", bytes);
   for (const std::size_t limit : {99'999U, 100'000U, 100'001U}) {
     const FileDescriptor file = FileDescriptor::open(directory / "input", O_RDONLY);
-    expectRead(Payload::read(file.number(), limit), bytes, limit);
+    expectRead(Payload::read(file.number(), limit, keys), bytes, limit);
   }
 }
 
@@ -156,10 +187,10 @@ TEST(Payload, TheDescriptorStaysOpenAndIsReadFromWhereItIs) {
   test::writeFile(directory / "input", "0123456789");
   const FileDescriptor file = FileDescriptor::open(directory / "input", O_RDONLY);
   ASSERT_EQ(::lseek(file.number(), 4, SEEK_SET), 4);
-  EXPECT_EQ(Payload::read(file.number(), 100).bytes, "456789");
-  EXPECT_EQ(Payload::read(file.number(), 100).size, 0U);
+  EXPECT_EQ(Payload::read(file.number(), 100, keys).text, "456789");
+  EXPECT_EQ(Payload::read(file.number(), 100, keys).size, 0U);
   ASSERT_EQ(::lseek(file.number(), 0, SEEK_SET), 0);
-  EXPECT_EQ(Payload::read(file.number(), 100).bytes, "0123456789");
+  EXPECT_EQ(Payload::read(file.number(), 100, keys).text, "0123456789");
 }
 
 TEST(Payload, AnInputThatCannotBeReadIsEmpty) {
@@ -174,9 +205,9 @@ TEST(Payload, AnInputThatCannotBeReadIsEmpty) {
   const int closedNumber = closed.number();
   closed.close();
   for (const int descriptor : {-1, closedNumber, folder.number(), writeOnly.number(), null.number()}) {
-    const Payload payload = Payload::read(descriptor, million);
+    const Payload payload = Payload::read(descriptor, million, keys);
     EXPECT_EQ(payload.size, 0U) << descriptor;
-    EXPECT_TRUE(payload.bytes.empty()) << descriptor;
+    EXPECT_TRUE(payload.text.empty()) << descriptor;
   }
 }
 
@@ -186,9 +217,9 @@ TEST(Payload, AnInputThatFailsHalfwayEndsThere) {
   ASSERT_TRUE(File::writeAll(ends.reading.number(), "unread"));
   ASSERT_TRUE(File::writeAll(ends.writing.number(), "half"));
   ends.writing.close();
-  const Payload payload = Payload::read(ends.reading.number(), million);
-  EXPECT_EQ(payload.size, payload.bytes.size());
-  EXPECT_TRUE(payload.bytes == "half" || payload.bytes.empty()) << payload.bytes;
+  const Payload payload = Payload::read(ends.reading.number(), million, keys);
+  EXPECT_EQ(payload.size, payload.text.size());
+  EXPECT_TRUE(payload.text == "half" || payload.text.empty()) << payload.text;
 }
 
 TEST(Payload, ANonBlockingInputIsWaitedFor) {
@@ -208,7 +239,7 @@ TEST(Payload, ANonBlockingInputIsWaitedFor) {
       }
       ends.writing.close();
     });
-    const Payload payload = Payload::read(reading, million);
+    const Payload payload = Payload::read(reading, million, keys);
     writer.join();
     SCOPED_TRACE(name);
     expectRead(payload, bytes, million);
@@ -237,7 +268,7 @@ TEST(Payload, SignalsInterruptNothing) {
         }
         ends.writing.close();
       });
-      const Payload payload = Payload::read(ends.reading.number(), million);
+      const Payload payload = Payload::read(ends.reading.number(), million, keys);
       writer.join();
       expectRead(payload, bytes, million);
     }
