@@ -41,7 +41,9 @@ sanitize:
 bench: packages
 	@scripts/install-packages.sh bench
 	@cmake --preset release -B build/bench -DTAVRIN_BUILD_BENCHMARKS=ON -DTAVRIN_BUILD_TESTS=OFF >/dev/null
-	@cmake --build build/bench --target panel_bench transcript_bench
+	@cmake --build build/bench --target panel_bench transcript_bench process_bench
+	@build/bench/bench/process_bench build/bench/process.csv
+	@bench/report.py build/bench/process.csv
 	@build/bench/bench/transcript_bench
 	@build/bench/bench/panel_bench
 

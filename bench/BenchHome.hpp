@@ -1,0 +1,35 @@
+#pragma once
+
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "TavrinCore/Sessions/Session.hpp"
+#include "tests/support/Scratch.hpp"
+
+namespace tavrin::bench {
+
+/// A home directory with one session that is under way: its record tells the host and the repository, as
+/// after the first event of nearly every session.
+class BenchHome : public test::ScratchHome {
+ public:
+  explicit BenchHome(std::string_view sessionId);
+
+  /// Puts the record back to what it was at first.
+  void resetSession() const;
+
+  /// The record now, nothing when there is none.
+  std::optional<Session> session() const;
+
+  /// Adds `count` other sessions, each with its lock file.
+  void addSessions(std::size_t count) const;
+
+  /// Fills the log with lines, up to `bytes`; a log that is empty has no line.
+  void fillLog(std::size_t bytes) const;
+
+ private:
+  std::string sessionId_;
+};
+
+}  // namespace tavrin::bench

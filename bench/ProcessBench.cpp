@@ -1,0 +1,246 @@
+// How long one event takes, start of the process included, beside the least that a process can do and beside
+// hooks written by hand for the same job. Everything that is compared is started in turn, five times in a
+// row, in random order and in one run, so that a busy moment of the machine meets all alike.
+//
+//   process_bench [--only EXPERIMENT] [--starts N] [--hook PROGRAM] [--against PROGRAM] RESULTS.csv
+//
+// EXPERIMENT is "starts" (over the floor), "peers", "stored" (sessions), "log" (its size) or "parallel".
+// "--against" measures another build of tavrin-hook in the same run as "starts". bench/report.py makes tables
+// of the results.
+#include <sys/prctl.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <filesystem>
+#include <fstream>
+#include <functional>
+#include <iostream>
+#include <numeric>
+#include <random>
+#include <stdexcept>
+
+#include "bench/BenchHome.hpp"
+#include "bench/EventPayload.hpp"
+#include "bench/PeerCheck.hpp"
+#include "bench/Starts.hpp"
+
+namespace tavrin::bench {
+
+namespace {
+
+constexpr std::size_t usualSize = 3'000;
+
+struct Options {
+  std::string only;
+  std::size_t starts = 0;  ///< 0 for each experiment's own number
+  std::string hook = TAVRIN_HOOK_EXECUTABLE;
+  std::string against;
+  std::string results;
+};
+
+Options parse(std::vector<std::string> words) {
+  Options options;
+  for (std::size_t i = 1; i < words.size(); ++i) {
+    const bool hasValue = i + 1 < words.size();
+    if (words[i] == "--only" && hasValue) {
+      options.only = words[++i];
+    } else if (words[i] == "--starts" && hasValue) {
+      options.starts = std::stoul(words[++i]);
+    } else if (words[i] == "--hook" && hasValue) {
+      options.hook = words[++i];
+    } else if (words[i] == "--against" && hasValue) {
+      options.against = words[++i];
+    } else if (options.results.empty() && !words[i].starts_with("--")) {
+      options.results = words[i];
+    } else {
+      throw std::invalid_argument("what is " + words[i] + "?");
+    }
+  }
+  if (options.results.empty()) throw std::invalid_argument("the file for the results is missing");
+  return options;
+}
+
+// One of the things that are compared in an experiment.
+struct Contestant {
+  std::string name;
+  std::function<Cost()> run;
+  Samples samples = {};
+};
+
+class Bench {
+ public:
+  explicit Bench(const Options& options) : options_(options), results_(options.results) {
+    if (!results_) throw std::runtime_error("cannot write " + options.results);
+    results_ << "experiment,case,contestant,runs,wall_median,wall_tenth,processor_median,processor_tenth\n";
+  }
+
+  void runAll() {
+    checkPeers(hook_, peers_);
+    if (wants("starts")) startsOverTheFloor();
+    if (wants("peers")) besideHandWrittenHooks();
+    if (wants("stored")) withManySessions();
+    if (wants("log")) withALongLog();
+    if (wants("parallel")) manyAtOnce();
+  }
+
+ private:
+  bool wants(std::string_view experiment) const {
+    return options_.only.empty() || options_.only == experiment;
+  }
+
+  static std::string payload(std::size_t size) { return eventPayload(recordedWrite, size); }
+
+  // Starts each contestant `starts` times: in rounds, each in another order, and a few times in a row each,
+  // so that no contestant's caches are cold for what another one left in them.
+  void compete(const std::string& experiment, const std::string& name, std::size_t starts,
+               std::vector<Contestant> contestants) {
+    if (options_.starts != 0) starts = options_.starts;
+    constexpr std::size_t inARow = 5;
+    const std::size_t rounds = (starts + inARow - 1) / inARow;
+    std::vector<std::size_t> order(contestants.size());
+    std::iota(order.begin(), order.end(), 0);
+    for (Contestant& contestant : contestants) contestant.run();
+    for (std::size_t round = 0; round < rounds; ++round) {
+      std::shuffle(order.begin(), order.end(), random_);
+      for (const std::size_t i : order) {
+        for (std::size_t j = 0; j < inARow; ++j) contestants[i].samples.add(contestants[i].run());
+      }
+    }
+    for (const Contestant& contestant : contestants) {
+      const Cost median = contestant.samples.median();
+      const Cost tenth = contestant.samples.tenth();
+      results_ << experiment << ',' << name << ',' << contestant.name << ',' << contestant.samples.count()
+               << ',' << median.wall << ',' << tenth.wall << ',' << median.processor << ',' << tenth.processor
+               << std::endl;
+    }
+    std::cerr << "Measured: " << experiment << ", " << name << '\n';
+  }
+
+  static Contestant starting(const Program& program, const BenchHome& home, const std::string& payload) {
+    return {.name = program.name, .run = [&] { return run(program, home.path(), payload); }};
+  }
+
+  void startsOverTheFloor() {
+    const Program other = {.name = "the other tavrin-hook", .words = {options_.against}};
+    for (const std::size_t size : payloadSizes) {
+      const BenchHome home(recordedSession);
+      const std::string event = payload(size);
+      std::vector<Contestant> contestants = {starting(floor_, home, event), starting(hook_, home, event)};
+      if (!options_.against.empty()) contestants.push_back(starting(other, home, event));
+      compete("starts", std::to_string(size), 1'000, std::move(contestants));
+    }
+  }
+
+  void besideHandWrittenHooks() {
+    for (const std::size_t size : payloadSizes) {
+      const BenchHome home(recordedSession);
+      const std::string event = payload(size);
+      std::vector<Contestant> contestants = {starting(floor_, home, event), starting(hook_, home, event)};
+      for (const Program& peer : peers_) contestants.push_back(starting(peer, home, event));
+      compete("peers", std::to_string(size), 200, std::move(contestants));
+    }
+  }
+
+  void withManySessions() {
+    const std::string event = payload(usualSize);
+    const BenchHome few(recordedSession);
+    const BenchHome many(recordedSession);
+    few.addSessions(10);
+    many.addSessions(10'000);
+    Contestant inFew = starting(hook_, few, event);
+    Contestant inMany = starting(hook_, many, event);
+    inFew.name = "10 sessions";
+    inMany.name = "10000 sessions";
+    compete("stored", std::to_string(usualSize), 2'000, {inFew, inMany});
+  }
+
+  void withALongLog() {
+    const std::string event = payload(usualSize);
+    const BenchHome shortLog(recordedSession);
+    const BenchHome longLog(recordedSession);
+    longLog.fillLog(800'000);  // which leaves room for the lines that come
+    Contestant inShort = starting(hook_, shortLog, event);
+    Contestant inLong = starting(hook_, longLog, event);
+    inShort.name = "a new log";
+    inLong.name = "a long log";
+    compete("log", std::to_string(usualSize), 2'000, {inShort, inLong});
+    if (std::filesystem::file_size(longLog.logFile()) < 800'000)
+      throw std::runtime_error("the long log was rotated");
+  }
+
+  // 40 calls of tools begin in one session, one after the other and all at once.
+  void manyAtOnce() {
+    constexpr std::size_t runs = 40;
+    const BenchHome home(recordedSession);
+    std::vector<std::string> events;
+    for (std::size_t i = 0; i < runs; ++i) {
+      std::string event = payload(usualSize);
+      const std::string_view id = "toolu_01";
+      const std::size_t place = event.find(id);
+      if (place == std::string::npos) throw std::runtime_error("the event has no call to tell apart");
+      event.replace(place + id.size(), 2, std::to_string(10 + i));
+      events.push_back(std::move(event));
+    }
+    const auto measured = [&home](const std::function<double()>& all) {
+      home.resetSession();
+      const auto since = std::chrono::steady_clock::now();
+      const double processor = all();
+      const std::chrono::duration<double, std::micro> wall = std::chrono::steady_clock::now() - since;
+      const std::optional<Session> session = home.session();
+      if (!session || session->inFlight.size() != runs) throw std::runtime_error("an event was lost");
+      return Cost{.wall = wall.count(), .processor = processor};
+    };
+    const auto inTurn = [&] {
+      double processor = 0;
+      for (const std::string& event : events) processor += run(hook_, home.path(), event).processor;
+      return processor;
+    };
+    const auto atOnce = [&] {
+      std::vector<Started> started;
+      for (const std::string& event : events) started.push_back(start(hook_, home.path(), event));
+      double processor = 0;
+      for (const Started& one : started) processor += finish(one).processor;
+      return processor;
+    };
+    compete("parallel", std::to_string(runs), 40,
+            {{.name = "one after the other", .run = [&] { return measured(inTurn); }},
+             {.name = "at once", .run = [&] { return measured(atOnce); }}});
+  }
+
+  static constexpr const char* recordedWrite =
+      TAVRIN_TEST_DATA "/events/claude/p01-plain/007-PreToolUse.json";
+
+  Options options_;
+  std::ofstream results_;
+  std::mt19937 random_{1};
+  Program floor_ = {.name = "floor", .words = {TAVRIN_BENCH_FLOOR}};
+  Program hook_ = {.name = "tavrin-hook", .words = {options_.hook}};
+  std::vector<Program> peers_ = handWrittenHooks();
+};
+
+// The chain of processes above a hook: the agent, and the shell that it starts hooks with.
+[[noreturn]] void follow(pid_t shell) {
+  int status = 0;
+  ::waitpid(shell, &status, 0);
+  ::_exit(WIFEXITED(status) ? WEXITSTATUS(status) : 1);
+}
+
+}  // namespace
+
+}  // namespace tavrin::bench
+
+int main(int argc, char** argv) {
+  ::prctl(PR_SET_NAME, "claude");
+  const pid_t shell = ::fork();
+  if (shell < 0) return 1;
+  if (shell > 0) tavrin::bench::follow(shell);
+  ::prctl(PR_SET_NAME, "sh");
+  try {
+    tavrin::bench::Bench(tavrin::bench::parse(std::vector<std::string>(argv, argv + argc))).runAll();
+  } catch (const std::exception& error) {
+    std::cerr << "process_bench: " << error.what() << '\n';
+    return 1;
+  }
+  return 0;
+}
