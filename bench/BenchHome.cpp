@@ -4,8 +4,6 @@
 
 namespace tavrin::bench {
 
-namespace {
-
 Session sessionUnderWay(std::string_view id) {
   Session session;
   session.sessionId = id;
@@ -20,8 +18,6 @@ Session sessionUnderWay(std::string_view id) {
   session.hostBundleId = "org.example.Terminal";
   return session;
 }
-
-}  // namespace
 
 BenchHome::BenchHome(std::string_view sessionId) : sessionId_(sessionId) {
   resetSession();

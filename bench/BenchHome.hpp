@@ -10,6 +10,10 @@
 
 namespace tavrin::bench {
 
+/// A session whose record tells its host and its repository, as after the first event of nearly every
+/// session.
+Session sessionUnderWay(std::string_view id);
+
 /// A home directory with one session that is under way: its record tells the host and the repository, as
 /// after the first event of nearly every session.
 class BenchHome : public test::ScratchHome {

@@ -5,7 +5,6 @@
 #include <boost/json/serialize.hpp>
 #include <random>
 #include <stdexcept>
-#include <string_view>
 
 #include "tests/support/Scratch.hpp"
 
@@ -50,8 +49,10 @@ std::string sourceText(std::size_t size) {
 
 }  // namespace
 
-std::string eventPayload(const std::filesystem::path& recorded, std::size_t size) {
-  json::object event = json::parse(test::readFile(recorded)).as_object();
+std::string eventPayload(std::size_t size) {
+  json::object event =
+      json::parse(test::readFile(TAVRIN_TEST_DATA "/events/claude/p01-plain/007-PreToolUse.json"))
+          .as_object();
   json::value& content = event.at("tool_input").at("content");
   content = "";
   for (const char* key : {"prompt_id", "effort", "permission_mode", "transcript_path"}) {

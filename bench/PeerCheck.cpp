@@ -43,8 +43,7 @@ std::vector<std::string> events() {
       made(R"("PreToolUse","tool_name":"AskUserQuestion","tool_use_id":"toolu_asked")"),
       made(R"("PostToolUse","tool_name":"AskUserQuestion","tool_use_id":"toolu_asked")"),
   };
-  for (const std::size_t size : payloadSizes)
-    events.push_back(eventPayload(recorded / "007-PreToolUse.json", size));
+  for (const std::size_t size : payloadSizes) events.push_back(eventPayload(size));
   events.push_back(read("011-Stop"));
   events.push_back(made(R"("SessionEnd","reason":"other")"));
   return events;

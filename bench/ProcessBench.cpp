@@ -89,8 +89,6 @@ class Bench {
     return options_.only.empty() || options_.only == experiment;
   }
 
-  static std::string payload(std::size_t size) { return eventPayload(recordedWrite, size); }
-
   // Starts each contestant `starts` times: in rounds, each in another order, and a few times in a row each,
   // so that no contestant's caches are cold for what another one left in them.
   void compete(const std::string& experiment, const std::string& name, std::size_t starts,
@@ -125,7 +123,7 @@ class Bench {
     const Program other = {.name = "the other tavrin-hook", .words = {options_.against}};
     for (const std::size_t size : payloadSizes) {
       const BenchHome home(recordedSession);
-      const std::string event = payload(size);
+      const std::string event = eventPayload(size);
       std::vector<Contestant> contestants = {starting(floor_, home, event), starting(hook_, home, event)};
       if (!options_.against.empty()) contestants.push_back(starting(other, home, event));
       compete("starts", std::to_string(size), 1'000, std::move(contestants));
@@ -135,7 +133,7 @@ class Bench {
   void besideHandWrittenHooks() {
     for (const std::size_t size : payloadSizes) {
       const BenchHome home(recordedSession);
-      const std::string event = payload(size);
+      const std::string event = eventPayload(size);
       std::vector<Contestant> contestants = {starting(floor_, home, event), starting(hook_, home, event)};
       for (const Program& peer : peers_) contestants.push_back(starting(peer, home, event));
       compete("peers", std::to_string(size), 200, std::move(contestants));
@@ -143,7 +141,7 @@ class Bench {
   }
 
   void withManySessions() {
-    const std::string event = payload(usualSize);
+    const std::string event = eventPayload(usualSize);
     const BenchHome few(recordedSession);
     const BenchHome many(recordedSession);
     few.addSessions(10);
@@ -156,7 +154,7 @@ class Bench {
   }
 
   void withALongLog() {
-    const std::string event = payload(usualSize);
+    const std::string event = eventPayload(usualSize);
     const BenchHome shortLog(recordedSession);
     const BenchHome longLog(recordedSession);
     longLog.fillLog(800'000);  // which leaves room for the lines that come
@@ -175,7 +173,7 @@ class Bench {
     const BenchHome home(recordedSession);
     std::vector<std::string> events;
     for (std::size_t i = 0; i < runs; ++i) {
-      std::string event = payload(usualSize);
+      std::string event = eventPayload(usualSize);
       const std::string_view id = "toolu_01";
       const std::size_t place = event.find(id);
       if (place == std::string::npos) throw std::runtime_error("the event has no call to tell apart");
@@ -207,9 +205,6 @@ class Bench {
             {{.name = "one after the other", .run = [&] { return measured(inTurn); }},
              {.name = "at once", .run = [&] { return measured(atOnce); }}});
   }
-
-  static constexpr const char* recordedWrite =
-      TAVRIN_TEST_DATA "/events/claude/p01-plain/007-PreToolUse.json";
 
   Options options_;
   std::ofstream results_;
