@@ -1,0 +1,75 @@
+// How many instructions a run takes, as callgrind (valgrind(1)) counts them: the same number in every run, so
+// that a slower program is seen on the busiest machine. The program that only reads its input is counted as
+// well, and taken off: what it takes is the C library's.
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <map>
+#include <sstream>
+
+#include "bench/BenchHome.hpp"
+#include "bench/EventPayload.hpp"
+#include "tests/process/ProcessSupport.hpp"
+
+namespace tavrin::test {
+namespace {
+
+using Count = std::int64_t;
+
+// Those of `program` for one event, in a process that the agent's shell has started.
+Count instructions(const bench::BenchHome& home, const std::string& program, std::string_view event) {
+  const Outcome outcome = run({chainLink(), home / "links", "claude", "sh", "--", "/usr/bin/env", "valgrind",
+                               "--tool=callgrind", "--callgrind-out-file=/dev/null", program},
+                              event, {{"HOME", home.string()}, {"PATH", "/usr/local/bin:/usr/bin:/bin"}});
+  EXPECT_EQ(outcome.exitStatus, 0) << outcome;
+  const std::string_view label = "Collected : ";
+  const std::size_t place = outcome.error.find(label);
+  if (place == std::string::npos) {
+    ADD_FAILURE() << "nothing was counted: " << outcome;
+    return 0;
+  }
+  return std::stoll(outcome.error.substr(place + label.size()));
+}
+
+// The recorded numbers, by processor and compiler.
+std::map<std::string, Count> records() {
+  std::istringstream lines(readFile(TAVRIN_INSTRUCTIONS));
+  std::map<std::string, Count> found;
+  for (std::string line; std::getline(lines, line);) {
+    if (line.starts_with('#')) continue;
+    std::istringstream words(line);
+    std::string processor;
+    std::string compiler;
+    Count count = 0;
+    if (!(words >> processor >> compiler >> count)) throw std::runtime_error("not a record: " + line);
+    found[processor + " " + compiler] = count;
+  }
+  return found;
+}
+
+TEST(Instructions, OneEventTakesAsManyAsRecorded) {
+  const bench::BenchHome home(bench::recordedSession);
+  const std::string event = bench::eventPayload(3'000);
+  const Count hook = instructions(home, hookExecutable().string(), event);
+  EXPECT_THAT(home.session()->inFlight, testing::SizeIs(1)) << "the event was not handled";
+  const Count counted = hook - instructions(home, TAVRIN_FLOOR, event);
+  std::cout << "Over the floor: " << TAVRIN_BUILT_WITH << " " << counted << '\n';
+
+  const std::map<std::string, Count> recorded = records();
+  ASSERT_FALSE(recorded.empty());
+  Count most = 0;
+  for (const auto& [built, count] : recorded) most = std::max(most, count);
+  const auto record = recorded.find(TAVRIN_BUILT_WITH);
+  if (record != recorded.end()) {
+    EXPECT_NEAR(static_cast<double>(counted), static_cast<double>(record->second),
+                static_cast<double>(record->second) * 0.1)
+        << "if that is meant, write the new number into bench/instructions.txt";
+  } else {
+    // Another compiler or processor: the order of magnitude is what can be told.
+    EXPECT_LE(counted, 2 * most);
+    EXPECT_GE(counted, most / 4);
+  }
+}
+
+}  // namespace
+}  // namespace tavrin::test
