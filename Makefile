@@ -14,7 +14,8 @@ help:
 	@echo "make test       build everything and run all tests"
 	@echo "make lint       check the sources with clang-format and clang-tidy"
 	@echo "make sanitize   run all tests under AddressSanitizer and UndefinedBehaviorSanitizer"
-	@echo "make bench      measure how fast transcripts are read and the panel's rows are made"
+	@echo "make bench      measure whole runs beside hooks written by hand, and the library's steps"
+	@echo "                (DOCS=1: put the results into docs/performance.md and README.md)"
 	@echo "make install    put tavrin-hook where agents' settings look for it, below your home directory"
 	@echo "make format     format the sources"
 	@echo "make clean      remove everything that was built"
@@ -40,12 +41,7 @@ sanitize:
 
 bench: packages
 	@scripts/install-packages.sh bench
-	@cmake --preset release -B build/bench -DTAVRIN_BUILD_BENCHMARKS=ON -DTAVRIN_BUILD_TESTS=OFF >/dev/null
-	@cmake --build build/bench --target panel_bench transcript_bench process_bench
-	@build/bench/bench/process_bench build/bench/process.csv
-	@bench/report.py build/bench/process.csv
-	@build/bench/bench/transcript_bench
-	@build/bench/bench/panel_bench
+	@scripts/bench.sh $(if $(DOCS),--docs)
 
 lint: build
 	@scripts/install-packages.sh lint

@@ -4,7 +4,9 @@
 //
 //   process_bench [--only EXPERIMENT] [--starts N] [--hook PROGRAM] [--against PROGRAM] RESULTS.csv
 //
-// EXPERIMENT is "starts" (over the floor), "peers", "stored" (sessions), "log" (its size) or "parallel".
+// EXPERIMENT is "starts" (over the floor), "peers", "stored" (sessions), "log" (its size), "parallel" or
+// "disk". Home directories are made in TMPDIR, which is to be in memory: what other programs have written to
+// a disk would be waited for at some starts and not at others. "disk" has one beside the results.
 // "--against" measures another build of tavrin-hook in the same run as "starts". bench/report.py makes tables
 // of the results.
 #include <sys/prctl.h>
@@ -82,6 +84,7 @@ class Bench {
     if (wants("stored")) withManySessions();
     if (wants("log")) withALongLog();
     if (wants("parallel")) manyAtOnce();
+    if (wants("disk")) onADisk();
   }
 
  private:
@@ -204,6 +207,20 @@ class Bench {
     compete("parallel", std::to_string(runs), 40,
             {{.name = "one after the other", .run = [&] { return measured(inTurn); }},
              {.name = "at once", .run = [&] { return measured(atOnce); }}});
+  }
+
+  void onADisk() {
+    const BenchHome memory(recordedSession);
+    const std::string temporary = std::filesystem::temp_directory_path();
+    ::setenv("TMPDIR", std::filesystem::absolute(options_.results).parent_path().c_str(), 1);
+    const BenchHome disk(recordedSession);
+    ::setenv("TMPDIR", temporary.c_str(), 1);
+    const std::string event = eventPayload(usualSize);
+    Contestant inMemory = starting(hook_, memory, event);
+    Contestant onDisk = starting(hook_, disk, event);
+    inMemory.name = "files in memory";
+    onDisk.name = "files on a disk";
+    compete("disk", std::to_string(usualSize), 1'000, {inMemory, onDisk});
   }
 
   Options options_;

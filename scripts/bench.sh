@@ -1,0 +1,28 @@
+#!/usr/bin/env bash
+# Runs the benchmarks and prints what they say; with "--docs", puts the results into the documentation as well.
+# The results stay in build/bench.
+set -euo pipefail
+cd "$(dirname "$0")/.."
+
+# Files in memory, where there is such a place: a disk is shared with everything that writes.
+if [ -z "${TMPDIR:-}" ] && [ -w /dev/shm ]; then export TMPDIR=/dev/shm; fi
+
+build=build/bench
+cmake --preset release -B $build -DTAVRIN_BUILD_BENCHMARKS=ON -DTAVRIN_BUILD_TESTS=OFF >/dev/null
+targets=(steps_bench transcript_bench panel_bench)
+# Whole runs are measured on Linux, by its own interfaces.
+if [ "$(uname)" = Linux ]; then targets+=(process_bench); fi
+cmake --build $build --target "${targets[@]}"
+
+if [ "$(uname)" = Linux ]; then
+  $build/bench/process_bench $build/process.csv
+  bench/report.py $build
+  bench/system_calls.py $build/TavrinHook/tavrin-hook >$build/system-calls.md
+  echo "System calls of one run: $(grep -c '^| [0-9]' $build/system-calls.md)"
+fi
+for name in steps transcript panel; do
+  echo
+  $build/bench/${name}_bench --benchmark_min_time=0.2 --benchmark_out=$build/$name.json
+done
+
+if [ "${1:-}" = --docs ]; then bench/report.py --docs $build; fi
