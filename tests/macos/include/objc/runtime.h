@@ -1,0 +1,31 @@
+#pragma once
+// What the process table of macOS uses of the Objective-C runtime's <objc/runtime.h>, for systems that have
+// none: a runtime without classes.
+
+using id = struct objc_object*;
+using Class = struct objc_class*;
+using SEL = struct objc_selector*;
+
+extern "C" {
+inline Class objc_getClass(const char*) {
+  return nullptr;
+}
+
+inline Class object_getClass(id) {
+  return nullptr;
+}
+
+inline signed char class_respondsToSelector(Class, SEL) {
+  return 0;
+}
+
+inline SEL sel_registerName(const char*) {
+  return nullptr;
+}
+
+inline void* objc_autoreleasePoolPush() {
+  return nullptr;
+}
+
+inline void objc_autoreleasePoolPop(void*) {}
+}

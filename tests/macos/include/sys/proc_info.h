@@ -1,0 +1,11 @@
+#pragma once
+// What the process table of macOS uses of its <sys/proc_info.h>, for systems that have none.
+#include <cstdint>
+
+enum { PROC_PIDTBSDINFO = 3 };
+
+struct proc_bsdinfo {
+  char before[108];
+  std::uint32_t e_tdev;
+  char after[24];
+};
