@@ -81,7 +81,7 @@ template <class Result, class... Arguments>
 std::optional<Result> ask(const MacCalls& calls,
                           const std::function<Result(id, SEL, Arguments...)>& sendMessage, id receiver,
                           const char* name, std::type_identity_t<Arguments>... arguments) {
-  const SEL selector = calls.selectorNamed(name);
+  auto* const selector = calls.selectorNamed(name);
   if (receiver == nullptr || !calls.respondsTo(receiver, selector)) return std::nullopt;
   return sendMessage(receiver, selector, arguments...);
 }
@@ -91,15 +91,15 @@ std::optional<ProcessTable::Application> applicationOf(const MacCalls& calls, st
   constexpr long regularPolicy = 0;  // NSApplicationActivationPolicyRegular
   if (calls.dlopen("/System/Library/Frameworks/AppKit.framework/AppKit", RTLD_LAZY) == nullptr)
     return std::nullopt;
-  const id type = calls.classNamed("NSRunningApplication");
+  auto* const type = calls.classNamed("NSRunningApplication");
   const AutoreleasePool pool(calls);
-  const id running =
+  auto* const running =
       ask(calls, calls.objectByPid, type, "runningApplicationWithProcessIdentifier:", pid).value_or(nullptr);
   if (running == nullptr) return std::nullopt;
   ProcessTable::Application found{
       .bundleId = std::nullopt,
       .isRegular = ask(calls, calls.integer, running, "activationPolicy") == regularPolicy};
-  const id bundleId = ask(calls, calls.object, running, "bundleIdentifier").value_or(nullptr);
+  auto* const bundleId = ask(calls, calls.object, running, "bundleIdentifier").value_or(nullptr);
   const char* const text = ask(calls, calls.text, bundleId, "UTF8String").value_or(nullptr);
   if (text != nullptr) found.bundleId = text;
   return found;

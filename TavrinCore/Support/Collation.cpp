@@ -1,5 +1,7 @@
 #include "TavrinCore/Support/Collation.hpp"
 
+#include <algorithm>
+
 #include "TavrinCore/Support/CollationPlatform.hpp"
 #include "TavrinCore/Support/Text.hpp"
 
@@ -8,6 +10,13 @@ namespace tavrin::Collation {
 std::vector<std::size_t> ranks(std::span<const std::string_view> names, const std::string& locale) {
   if (std::optional<std::vector<std::size_t>> ranks = systemRanks(names, locale)) return *std::move(ranks);
   return plainRanks(names);
+}
+
+std::u16string shownPart(std::string_view name) {
+  constexpr std::size_t longest = 4096;
+  std::u16string text = Text::utf16(name);
+  text.resize(std::min(text.size(), longest));
+  return text;
 }
 
 std::vector<std::size_t> plainRanks(std::span<const std::string_view> names) {

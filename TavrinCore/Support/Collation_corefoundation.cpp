@@ -1,53 +1,32 @@
+#include "TavrinCore/Support/Collation_corefoundation.hpp"
+
 #include <dlfcn.h>
 
-#include <cstdint>
 #include <memory>
 
 #include "TavrinCore/Support/CollationPlatform.hpp"
-#include "TavrinCore/Support/Text.hpp"
 
 namespace tavrin::Collation {
 
 namespace {
 
-// The few declarations of <CoreFoundation/CoreFoundation.h> that are used; the library is opened at run time,
-// so that nothing is linked to it.
-using Index = long;
-using Object = const void*;
-struct Range {
-  Index location;
-  Index length;
-};
-enum CompareFlags : unsigned long { caseInsensitive = 1, localized = 32 };
+using Index = CoreFoundation::Index;
+using Object = CoreFoundation::Object;
 
-struct CoreFoundation {
-  Object (*stringCreateWithCharacters)(Object allocator, const char16_t* characters, Index length);
-  Index (*stringCompareWithOptionsAndLocale)(Object a, Object b, Range range, unsigned long flags,
-                                             Object locale);
-  Index (*stringGetLength)(Object text);
-  Object (*localeCopyCurrent)();
-  Object (*localeCreate)(Object allocator, Object identifier);
-  void (*release)(Object object);
-};
-
-template <class Function>
-bool find(void* library, const char* name, Function& function) {
-  function = reinterpret_cast<Function>(dlsym(library, name));
-  return function != nullptr;
-}
-
-std::optional<CoreFoundation> openCoreFoundation() {
-  void* const library =
-      dlopen("/System/Library/Frameworks/CoreFoundation.framework/CoreFoundation", RTLD_LAZY | RTLD_LOCAL);
+std::optional<CoreFoundation> openCoreFoundation(const Loader& loader) {
+  void* const library = loader.open("/System/Library/Frameworks/CoreFoundation.framework/CoreFoundation",
+                                    RTLD_LAZY | RTLD_LOCAL);
   if (library == nullptr) return std::nullopt;
+  const auto find = [&]<class Function>(const char* name, Function& function) {
+    function = reinterpret_cast<Function>(loader.find(library, name));
+    return function != nullptr;
+  };
   CoreFoundation functions{};
-  const bool all =
-      find(library, "CFStringCreateWithCharacters", functions.stringCreateWithCharacters) &&
-      find(library, "CFStringCompareWithOptionsAndLocale", functions.stringCompareWithOptionsAndLocale) &&
-      find(library, "CFStringGetLength", functions.stringGetLength) &&
-      find(library, "CFLocaleCopyCurrent", functions.localeCopyCurrent) &&
-      find(library, "CFLocaleCreate", functions.localeCreate) &&
-      find(library, "CFRelease", functions.release);
+  const bool all = find("CFStringCreateWithCharacters", functions.stringCreateWithCharacters) &&
+                   find("CFStringCompareWithOptionsAndLocale", functions.stringCompareWithOptionsAndLocale) &&
+                   find("CFStringGetLength", functions.stringGetLength) &&
+                   find("CFLocaleCopyCurrent", functions.localeCopyCurrent) &&
+                   find("CFLocaleCreate", functions.localeCreate) && find("CFRelease", functions.release);
   return all ? std::optional(functions) : std::nullopt;
 }
 
@@ -55,23 +34,28 @@ std::optional<CoreFoundation> openCoreFoundation() {
 using Owned = std::unique_ptr<const void, void (*)(Object)>;
 
 Owned stringOf(const CoreFoundation& functions, std::string_view text) {
-  const std::u16string characters = Text::utf16(text);
+  const std::u16string characters = shownPart(text);
   return {
       functions.stringCreateWithCharacters(nullptr, characters.data(), static_cast<Index>(characters.size())),
       functions.release};
 }
 
+// The language of this identifier; without one, and when there is no such language, the user's own.
 Owned localeOf(const CoreFoundation& functions, const std::string& identifier) {
-  if (identifier.empty()) return {functions.localeCopyCurrent(), functions.release};
-  const Owned name = stringOf(functions, identifier);
-  return {functions.localeCreate(nullptr, name.get()), functions.release};
+  const Owned name = identifier.empty() ? Owned(nullptr, functions.release) : stringOf(functions, identifier);
+  const Object locale = name ? functions.localeCreate(nullptr, name.get()) : functions.localeCopyCurrent();
+  return {locale, functions.release};
 }
 
 }  // namespace
 
-std::optional<std::vector<std::size_t>> systemRanks(std::span<const std::string_view> names,
-                                                    const std::string& locale) {
-  const std::optional<CoreFoundation> functions = openCoreFoundation();
+Loader Loader::ofThisSystem() {
+  return {.open = ::dlopen, .find = ::dlsym};
+}
+
+std::optional<std::vector<std::size_t>> coreFoundationRanks(std::span<const std::string_view> names,
+                                                            const std::string& locale, const Loader& loader) {
+  const std::optional<CoreFoundation> functions = openCoreFoundation(loader);
   if (!functions) return std::nullopt;
   const Owned language = localeOf(*functions, locale);
   std::vector<Owned> texts;
@@ -80,11 +64,20 @@ std::optional<std::vector<std::size_t>> systemRanks(std::span<const std::string_
     texts.push_back(stringOf(*functions, name));
     if (!texts.back()) return std::nullopt;
   }
+  // As the localized, case-insensitive comparison of Cocoa's strings does it, to which a letter and its
+  // accent are the accented letter.
+  constexpr unsigned long flags =
+      CoreFoundation::caseInsensitive | CoreFoundation::nonliteral | CoreFoundation::localized;
   return ranksBy(names.size(), [&](std::size_t a, std::size_t b) {
-    const Range whole = {0, functions->stringGetLength(texts[a].get())};
-    return functions->stringCompareWithOptionsAndLocale(texts[a].get(), texts[b].get(), whole,
-                                                        caseInsensitive | localized, language.get()) < 0;
+    const CoreFoundation::Range whole = {0, functions->stringGetLength(texts[a].get())};
+    return functions->stringCompareWithOptionsAndLocale(texts[a].get(), texts[b].get(), whole, flags,
+                                                        language.get()) < 0;
   });
+}
+
+std::optional<std::vector<std::size_t>> systemRanks(std::span<const std::string_view> names,
+                                                    const std::string& locale) {
+  return coreFoundationRanks(names, locale, Loader::ofThisSystem());
 }
 
 }  // namespace tavrin::Collation

@@ -4,13 +4,11 @@
 #include <unicode/unorm2.h>
 #include <unicode/ustring.h>
 
-#include <algorithm>
 #include <array>
 #include <cstdint>
 #include <memory>
 
 #include "TavrinCore/Support/CollationPlatform.hpp"
-#include "TavrinCore/Support/Text.hpp"
 
 namespace tavrin::Collation {
 
@@ -78,12 +76,7 @@ std::u16string composed(const std::u16string& text) {
 // `name` with its case folded. The collator alone tells "ß" from "ss", which differ in case only: both are
 // "SS".
 std::u16string folded(std::string_view name, std::uint32_t options) {
-  // What follows in a longer name, longer than any screen, does not count: bringing accents into their order
-  // takes time that grows with the square of their number.
-  constexpr std::size_t longestName = 4096;
-  std::u16string text = Text::utf16(name);
-  text.resize(std::min(text.size(), longestName));
-  text = composed(text);
+  const std::u16string text = composed(shownPart(name));
   return written<std::u16string>(text.size() + 1, [&](char16_t* buffer, std::int32_t capacity) {
     UErrorCode status = U_ZERO_ERROR;
     return u_strFoldCase(buffer, capacity, text.data(), static_cast<std::int32_t>(text.size()), options,

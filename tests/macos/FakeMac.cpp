@@ -11,6 +11,15 @@
 #include <cstring>
 #include <span>
 
+#ifndef __APPLE__
+// No header declares them, and so none of ours can define them.
+extern "C" void* objc_autoreleasePoolPush() {
+  return nullptr;
+}
+
+extern "C" void objc_autoreleasePoolPop(void*) {}
+#endif
+
 namespace tavrin::test {
 
 namespace {

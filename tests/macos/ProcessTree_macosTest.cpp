@@ -64,6 +64,7 @@ class ProcessTableOfMacos : public ::testing::Test {
 
 std::vector<std::int32_t> pidsOf(const std::vector<ProcessNode>& nodes) {
   std::vector<std::int32_t> pids;
+  pids.reserve(nodes.size());
   for (const ProcessNode& node : nodes) pids.push_back(node.pid);
   return pids;
 }

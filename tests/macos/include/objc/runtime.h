@@ -22,10 +22,4 @@ inline signed char class_respondsToSelector(Class, SEL) {
 inline SEL sel_registerName(const char*) {
   return nullptr;
 }
-
-inline void* objc_autoreleasePoolPush() {
-  return nullptr;
-}
-
-inline void objc_autoreleasePoolPop(void*) {}
 }

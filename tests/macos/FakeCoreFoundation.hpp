@@ -1,0 +1,48 @@
+#pragma once
+
+#include <map>
+#include <set>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "TavrinCore/Support/Collation_corefoundation.hpp"
+
+namespace tavrin::test {
+
+/// A CoreFoundation made up by a test. There is one at a time, since a library's functions are plain ones. It
+/// orders texts by code units, blind to the case of ASCII, and fails the test for what would end a process: a
+/// release too many, an object of the wrong type, none where there must be one.
+class FakeCoreFoundation {
+ public:
+  FakeCoreFoundation();
+  ~FakeCoreFoundation();
+  FakeCoreFoundation(const FakeCoreFoundation&) = delete;
+  FakeCoreFoundation& operator=(const FakeCoreFoundation&) = delete;
+
+  struct Comparison {
+    std::u16string a;
+    std::u16string b;
+    Collation::CoreFoundation::Index start;
+    Collation::CoreFoundation::Index length;
+    unsigned long flags;
+    std::string locale;  ///< "" when there is none
+
+    bool operator==(const Comparison&) const = default;
+  };
+
+  bool isInstalled = true;
+  std::set<std::string> missing;                                     ///< functions
+  std::set<std::u16string> refusedTexts;                             ///< for which there is no memory
+  std::set<std::string> unknownLocales;                              ///< "current" is the user's own
+  std::map<std::pair<std::u16string, std::u16string>, int> answers;  ///< of comparisons
+
+  std::vector<std::string> opened;  ///< paths of libraries
+  std::vector<Comparison> comparisons;
+  int created = 0;
+  int released = 0;
+
+  Collation::Loader loader();
+};
+
+}  // namespace tavrin::test
