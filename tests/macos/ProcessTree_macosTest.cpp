@@ -183,8 +183,8 @@ TEST_F(ProcessTableOfMacos, ANameIsAsLongAsTheKernelKeepsIt) {
 
 TEST_F(ProcessTableOfMacos, AnEmptyNameGivesWayToTheLongOne) {
   mac.processes[agent].name = "";
-  for (const std::string& longName :
-       {std::string("claude"), std::string(31, 'x'), std::string(1023, 'x'), std::string(1024, 'x')}) {
+  for (const std::string& longName : {std::string("c"), std::string("claude"), std::string(31, 'x'),
+                                      std::string(1023, 'x'), std::string(1024, 'x')}) {
     mac.processes[agent].longName = longName;
     EXPECT_EQ(ProcessTree::name(agent, table()), longName);
     EXPECT_EQ(chain()[1].name, longName);
