@@ -121,10 +121,10 @@ MacCalls MacCalls::ofThisSystem() {
           .dlopen = ::dlopen,
           .classNamed = [](const char* name) { return reinterpret_cast<id>(::objc_getClass(name)); },
           .selectorNamed = ::sel_registerName,
-          .respondsTo =
-              [](id receiver, SEL selector) {
-                return static_cast<bool>(::class_respondsToSelector(::object_getClass(receiver), selector));
-              },
+          .respondsTo = [](id receiver, SEL selector) -> bool {
+            auto* const question = ::sel_registerName("respondsToSelector:");
+            return message<BOOL, SEL>()(receiver, question, selector);
+          },
           .pushAutoreleasePool = ::objc_autoreleasePoolPush,
           .popAutoreleasePool = ::objc_autoreleasePoolPop,
           .objectByPid = message<id, pid_t>(),

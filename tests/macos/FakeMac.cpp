@@ -3,6 +3,7 @@
 #include <dlfcn.h>
 #include <gtest/gtest.h>
 #include <libproc.h>
+#include <objc/message.h>
 #include <sys/stat.h>
 #include <sys/sysctl.h>
 
@@ -12,12 +13,16 @@
 #include <span>
 
 #ifndef __APPLE__
-// No header declares them, and so none of ours can define them.
-extern "C" void* objc_autoreleasePoolPush() {
+// Without a runtime they are only there to be linked to: no class is known, so nobody is sent anything.
+extern "C" {
+void objc_msgSend() {}
+
+void* objc_autoreleasePoolPush() {
   return nullptr;
 }
 
-extern "C" void objc_autoreleasePoolPop(void*) {}
+void objc_autoreleasePoolPop(void*) {}
+}
 #endif
 
 namespace tavrin::test {

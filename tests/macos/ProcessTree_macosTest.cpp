@@ -330,5 +330,15 @@ TEST_F(ProcessTableOfMacos, AppKitIsOpenedForApplicationsAlone) {
   EXPECT_EQ(mac.countOf("dlopen"), 1U);
 }
 
+#ifndef __APPLE__
+TEST(ProcessTableOfNoMac, KnowsNothing) {
+  const ProcessTable processes = ProcessTable::ofThisSystem();
+  EXPECT_THAT(ProcessTree::ancestors(shell, processes), IsEmpty());
+  EXPECT_EQ(ProcessTree::name(shell, processes), std::nullopt);
+  EXPECT_EQ(ProcessTree::tty(shell, processes), std::nullopt);
+  EXPECT_FALSE(processes.application(shell).has_value());
+}
+#endif
+
 }  // namespace
 }  // namespace tavrin

@@ -1,5 +1,4 @@
 #pragma once
-// What the process table of macOS uses of the Objective-C runtime's <objc/message.h>, for systems that have
-// none.
+// What the process table of macOS uses of the Objective-C runtime's <objc/message.h>, for systems that have none.
 
-extern "C" inline void objc_msgSend() {}
+extern "C" void objc_msgSend();

@@ -5,18 +5,11 @@
 using id = struct objc_object*;
 using Class = struct objc_class*;
 using SEL = struct objc_selector*;
+using BOOL = signed char;
 
 extern "C" {
 inline Class objc_getClass(const char*) {
   return nullptr;
-}
-
-inline Class object_getClass(id) {
-  return nullptr;
-}
-
-inline signed char class_respondsToSelector(Class, SEL) {
-  return 0;
 }
 
 inline SEL sel_registerName(const char*) {
