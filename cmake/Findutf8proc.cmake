@@ -1,0 +1,15 @@
+# utf8proc as utf8proc::utf8proc, for the build and, installed beside TavrinConfig.cmake, for those who link the library.
+find_path(UTF8PROC_INCLUDE_DIR utf8proc.h)
+# The static library, for tavrin-hook is one file; it serves the rest as well.
+find_library(UTF8PROC_LIBRARY NAMES libutf8proc.a utf8proc)
+mark_as_advanced(UTF8PROC_INCLUDE_DIR UTF8PROC_LIBRARY)
+
+include(FindPackageHandleStandardArgs)
+find_package_handle_standard_args(utf8proc REQUIRED_VARS UTF8PROC_LIBRARY UTF8PROC_INCLUDE_DIR)
+
+if(utf8proc_FOUND AND NOT TARGET utf8proc::utf8proc)
+  add_library(utf8proc::utf8proc UNKNOWN IMPORTED)
+  set_target_properties(utf8proc::utf8proc PROPERTIES
+    IMPORTED_LOCATION "${UTF8PROC_LIBRARY}"
+    INTERFACE_INCLUDE_DIRECTORIES "${UTF8PROC_INCLUDE_DIR}")
+endif()

@@ -1,0 +1,67 @@
+# What programs need that link the library, as the install component "dev": headers, static libraries, and the files
+# by which CMake and pkg-config find them. All paths in them are relative, so that the tree can be moved.
+include(CMakePackageConfigHelpers)
+
+set(package_directory "${CMAKE_INSTALL_LIBDIR}/cmake/Tavrin")
+
+# Headers of the library's own sources, which no other header includes.
+set(private_headers
+  Servers/CommandLine.hpp
+  Support/Collation.hpp
+  Support/CollationPlatform.hpp
+  Support/FatalError.hpp
+  Support/Hash.hpp
+  Support/Integer.hpp
+  Support/JsonEscape.hpp
+  Support/JsonGrammar.hpp
+  Support/JsonSkimmer.hpp
+  Support/NameOrder.hpp
+  Support/Path.hpp
+  Support/PosixError.hpp
+  Support/Text.hpp
+  Support/Typography.hpp
+  Support/UnicodeRanges.hpp
+)
+set(private_patterns)
+foreach(header IN LISTS private_headers)
+  list(APPEND private_patterns PATTERN "${header}" EXCLUDE)
+endforeach()
+install(DIRECTORY "${PROJECT_SOURCE_DIR}/TavrinCore" DESTINATION "${CMAKE_INSTALL_INCLUDEDIR}" COMPONENT dev
+  FILES_MATCHING PATTERN "*.hpp" ${private_patterns})
+
+# The headers that pass Boost.JSON documents around; what they are made of is in TavrinCore.
+add_library(TavrinSettings INTERFACE)
+add_library(Tavrin::Settings ALIAS TavrinSettings)
+target_link_libraries(TavrinSettings INTERFACE TavrinCore Boost::headers)
+
+# An export set for each component, for each has needs of its own.
+foreach(component Core Panel Settings)
+  set_target_properties(Tavrin${component} PROPERTIES EXPORT_NAME ${component})
+  install(TARGETS Tavrin${component} EXPORT Tavrin${component}Targets
+    ARCHIVE DESTINATION "${CMAKE_INSTALL_LIBDIR}" COMPONENT dev
+    INCLUDES DESTINATION "${CMAKE_INSTALL_INCLUDEDIR}")
+  install(EXPORT Tavrin${component}Targets NAMESPACE Tavrin:: DESTINATION "${package_directory}" COMPONENT dev)
+endforeach()
+
+configure_package_config_file("${CMAKE_CURRENT_LIST_DIR}/TavrinConfig.cmake.in"
+  "${PROJECT_BINARY_DIR}/package/TavrinConfig.cmake" INSTALL_DESTINATION "${package_directory}")
+# Until 1.0, a new minor version may change anything.
+write_basic_package_version_file("${PROJECT_BINARY_DIR}/package/TavrinConfigVersion.cmake"
+  COMPATIBILITY SameMinorVersion)
+install(FILES
+  "${PROJECT_BINARY_DIR}/package/TavrinConfig.cmake"
+  "${PROJECT_BINARY_DIR}/package/TavrinConfigVersion.cmake"
+  "${CMAKE_CURRENT_LIST_DIR}/Findutf8proc.cmake"
+  DESTINATION "${package_directory}" COMPONENT dev)
+
+file(RELATIVE_PATH TAVRIN_PREFIX_FROM_PKGCONFIG "/prefix/${CMAKE_INSTALL_LIBDIR}/pkgconfig" "/prefix")
+string(REGEX REPLACE "/$" "" TAVRIN_PREFIX_FROM_PKGCONFIG "${TAVRIN_PREFIX_FROM_PKGCONFIG}")
+set(TAVRIN_PANEL_REQUIRES)
+if(NOT APPLE)
+  set(TAVRIN_PANEL_REQUIRES "icu-i18n icu-uc")
+endif()
+foreach(name tavrin-core tavrin-panel)
+  configure_file("${CMAKE_CURRENT_LIST_DIR}/${name}.pc.in" "${PROJECT_BINARY_DIR}/package/${name}.pc" @ONLY)
+  install(FILES "${PROJECT_BINARY_DIR}/package/${name}.pc" DESTINATION "${CMAKE_INSTALL_LIBDIR}/pkgconfig"
+    COMPONENT dev)
+endforeach()

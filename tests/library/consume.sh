@@ -1,0 +1,52 @@
+#!/usr/bin/env bash
+# Builds tests/consumer against the library installed in PREFIX, runs it, and compares what it prints:
+# consume.sh cmake|pkg-config CMAKE CXX PREFIX SOURCE SCRATCH
+set -euo pipefail
+
+how=$1
+cmake=$2
+cxx=$3
+prefix=$4
+source=$5
+scratch=$6
+package=$(dirname "$(find "$prefix" -name tavrin-panel.pc)")
+export PKG_CONFIG_PATH="$package${PKG_CONFIG_PATH:+:$PKG_CONFIG_PATH}"
+
+expect() {
+  local expected=$1
+  shift
+  local printed
+  printed=$("$@")
+  if [ "$printed" != "$expected" ]; then
+    printf '%s printed\n%s\ninstead of\n%s\n' "$1" "$printed" "$expected"
+    exit 1
+  fi
+}
+
+rm -rf "$scratch"
+mkdir -p "$scratch"
+cd "$scratch"
+
+cp -R "$source/tests/consumer" consumer
+if [ "$how" = cmake ]; then
+  "$cmake" -S consumer -B build -G Ninja -DCMAKE_CXX_COMPILER="$cxx" -DCMAKE_BUILD_TYPE=Release \
+    -DCMAKE_PREFIX_PATH="$prefix" >configured.txt
+  "$cmake" --build build >built.txt || { cat built.txt; exit 1; }
+  # One command for each of Grok's events.
+  expect '10' sh -c 'build/hook-entries | grep -c tavrin-hook'
+else
+  mkdir build
+  flags=$(pkg-config --cflags --libs --static tavrin-panel)
+  # The flags are words.
+  # shellcheck disable=SC2086
+  "$cxx" -std=c++20 consumer/session-label.cpp -o build/session-label $flags
+fi
+
+expect 'site, needs you' build/session-label "$source/tests/data/panel/sessions/11111111-aaaa.json"
+expect 'web, burning' build/session-label "$source/tests/data/panel/sessions/22222222-bbbb.json"
+if build/session-label "$source/README.md" 2>error.txt; then
+  echo "A file without a session has one."
+  exit 1
+fi
+expect 'This file holds no session.' cat error.txt
+echo "It builds and prints what it should."
