@@ -79,4 +79,9 @@ std::vector<PanelFocus> focusOrder(const std::vector<Session>& sessions,
   return order;
 }
 
+std::optional<PanelFocus> next(const std::optional<PanelFocus>& current,
+                               const std::vector<PanelFocus>& elements, Direction direction) {
+  return next<PanelFocus>(current, elements, direction);
+}
+
 }  // namespace tavrin::PanelNavigation

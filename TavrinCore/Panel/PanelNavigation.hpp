@@ -56,4 +56,8 @@ std::optional<Element> next(const std::optional<Element>& current, const std::ve
   return elements[(position + step) % elements.size()];
 }
 
+/// The same for the elements of `focusOrder`, also for languages that know no templates.
+std::optional<PanelFocus> next(const std::optional<PanelFocus>& current,
+                               const std::vector<PanelFocus>& elements, Direction direction);
+
 }  // namespace tavrin::PanelNavigation

@@ -25,10 +25,7 @@ class FixedList {
   constexpr bool empty() const { return size_ == 0; }
   constexpr const T& operator[](std::size_t index) const { return values_[index]; }
 
-  template <class U>
-  constexpr bool contains(const U& value) const {
-    return std::find(begin(), end(), value) != end();
-  }
+  constexpr bool contains(const T& value) const { return std::find(begin(), end(), value) != end(); }
 
   friend constexpr bool operator==(const FixedList& a, const FixedList& b) {
     return std::equal(a.begin(), a.end(), b.begin(), b.end());
