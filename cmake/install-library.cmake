@@ -1,5 +1,6 @@
-# What programs need that link the library, as the install component "dev": headers, static libraries, and the files
-# by which CMake and pkg-config find them. All paths in them are relative, so that the tree can be moved.
+# What programs need that link the library, as the install component "dev": headers, static libraries, the schema of
+# session files, and the files by which CMake and pkg-config find them. All paths in them are relative, so that the
+# tree can be moved.
 include(CMakePackageConfigHelpers)
 
 set(package_directory "${CMAKE_INSTALL_LIBDIR}/cmake/Tavrin")
@@ -28,6 +29,9 @@ foreach(header IN LISTS private_headers)
 endforeach()
 install(DIRECTORY "${PROJECT_SOURCE_DIR}/TavrinCore" DESTINATION "${CMAKE_INSTALL_INCLUDEDIR}" COMPONENT dev
   FILES_MATCHING PATTERN "*.hpp" ${private_patterns})
+
+install(FILES "${PROJECT_SOURCE_DIR}/docs/session.schema.json" DESTINATION "${CMAKE_INSTALL_DATADIR}/tavrin"
+  COMPONENT dev)
 
 # The headers that pass Boost.JSON documents around; what they are made of is in TavrinCore.
 add_library(TavrinSettings INTERFACE)

@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
-# Checks that the installed headers compile: each by itself and twice in a row with the first compiler, all of them forwards
-# and backwards with every compiler, as C++20 and C++23: headers.sh PREFIX SCRATCH BOOST-INCLUDE CXX...
+# Checks that the installed headers compile: each by itself and twice in a row with the first compiler; all of them
+# forwards and backwards, twice, with every compiler as C++20 and C++23: headers.sh PREFIX SCRATCH BOOST-INCLUDE CXX...
 set -euo pipefail
 
 prefix=$1
