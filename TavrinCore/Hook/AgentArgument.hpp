@@ -10,6 +10,7 @@
 /// The command line of tavrin-hook: "--agent NAME" and "--event NAME", each also with "=" in one word.
 namespace tavrin::AgentArgument {
 
+/// What a command line says.
 struct Parsed {
   Agent agent = Agent::claude;
   std::optional<std::string> event;

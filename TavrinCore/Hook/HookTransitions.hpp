@@ -15,6 +15,7 @@
 /// pure; the time and new identifiers are handed in. One table of event names serves all agents.
 namespace tavrin::HookTransitions {
 
+/// Names of tools or events.
 using Names = FixedList<std::string_view, 4>;
 
 /// Tools by which an agent asks its user a question.

@@ -79,6 +79,7 @@ class PanelFocus {
 
 }  // namespace tavrin
 
+/// Equal elements have equal hashes.
 template <>
 struct std::hash<tavrin::PanelFocus> {
   std::size_t operator()(const tavrin::PanelFocus& focus) const;

@@ -12,6 +12,7 @@ enum class PanelScreen : std::uint8_t { sessions, settings };
 /// Where the panel hangs and how tall it is, in points, with y pointing up.
 namespace PanelLayout {
 
+/// A place on the screen.
 struct Point {
   double x = 0;
   double y = 0;
@@ -19,6 +20,7 @@ struct Point {
   bool operator==(const Point&) const = default;
 };
 
+/// An extent on the screen.
 struct Size {
   double width = 0;
   double height = 0;

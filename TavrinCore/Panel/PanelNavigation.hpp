@@ -16,6 +16,7 @@
 /// Which rows the panel shows, in which order, and how the keyboard moves between them.
 namespace tavrin::PanelNavigation {
 
+/// Which way the focus moves.
 enum class Direction : std::uint8_t { up, down };
 
 /// The sessions to show, without probes and, with `hideIdle`, without idle ones: the more urgent state first,

@@ -33,12 +33,14 @@ struct SessionSummary {
 /// What is known of all sessions together. Each function looks at the stored state of a session.
 namespace SessionAggregator {
 
+/// Counts the sessions of each state.
 SessionSummary summary(const std::vector<Session>& sessions);
 
 /// The sessions with the more urgent state first, then by their names (Session::projectName) in the order of
 /// the user's language; else in input order.
 std::vector<Session> sorted(std::vector<Session> sessions, std::string_view home = Home::directory());
 
+/// Sessions parted by whether their agent still runs.
 struct Pruned {
   std::vector<Session> kept;
   std::vector<Session> dead;

@@ -7,6 +7,7 @@
 #include "TavrinCore/Sessions/Session.hpp"
 #include "TavrinCore/Support/Home.hpp"
 
+/// The texts of a session's row.
 namespace tavrin::SessionRowText {
 
 /// The title of a session's row: its label, or its name when it has none, and its state, as "app, needs you".

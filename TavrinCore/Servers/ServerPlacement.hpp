@@ -10,6 +10,7 @@
 /// Shows servers beside the sessions that work on them.
 namespace tavrin::ServerPlacement {
 
+/// Servers by where they are shown.
 struct Placed {
   std::map<std::string, std::vector<LocalServer>>
       bySession;                     ///< by session id, only of sessions with servers

@@ -19,6 +19,7 @@ bool isWorkerd(std::string_view command, const std::vector<std::string>& argumen
 /// Whether Node listens for a debugger at a port that its arguments do not tell, as with "--inspect=0".
 bool needsNodeInspectorProbe(std::string_view command, const std::vector<std::string>& arguments);
 
+/// An address on this machine.
 struct Bridge {
   std::string host;  ///< "localhost", "127.0.0.1" or "::1"
   int port = 0;

@@ -56,11 +56,13 @@ class ServerStopTarget {
 
 }  // namespace tavrin
 
+/// Equal containers have equal hashes.
 template <>
 struct std::hash<tavrin::DockerTarget> {
   std::size_t operator()(const tavrin::DockerTarget& target) const;
 };
 
+/// Equal targets have equal hashes.
 template <>
 struct std::hash<tavrin::ServerStopTarget> {
   std::size_t operator()(const tavrin::ServerStopTarget& target) const;

@@ -58,6 +58,7 @@ class SessionFileStore {
   /// The same for a file by its path, as `loadAll` names it.
   static void deleteFile(const std::string& path);
 
+  /// What a directory of session files holds.
   struct Loaded {
     std::vector<Session> sessions;
     std::vector<std::string> corrupt;  ///< paths of files that hold no record

@@ -11,6 +11,7 @@ namespace tavrin {
 /// What a session is doing; a later state is more urgent.
 enum class SessionState : std::uint8_t { idle, working, needsYou };
 
+/// All states, the least urgent first.
 inline constexpr std::array allSessionStates = {SessionState::idle, SessionState::working,
                                                 SessionState::needsYou};
 

@@ -20,6 +20,7 @@ constexpr double secondsOf(Date date) {
   return date.time_since_epoch().count();
 }
 
+/// Points in time as texts.
 namespace Iso8601 {
 
 /// The internet date-time of ISO 8601 in UTC with whole seconds, as in "2025-01-31T09:15:02Z"; a fraction is

@@ -58,6 +58,7 @@ bool writeAll(int descriptor, std::string_view bytes);
 /// The bytes of the file at `path`; nothing when it cannot be read, or holds more than `limit` bytes.
 std::optional<std::string> contents(const std::string& path, std::size_t limit = SIZE_MAX);
 
+/// The most bytes that `oneRead` gives.
 inline constexpr std::size_t largestOneRead = 4096;
 
 /// What one read(2) of at most `largestOneRead` bytes gives of the file at `path`: all of a file that the
@@ -67,7 +68,9 @@ std::optional<std::string> oneRead(const std::string& path);
 /// As `contents`, for a file that must be well-formed UTF-8.
 std::optional<std::string> text(const std::string& path, std::size_t limit = SIZE_MAX);
 
+/// Whether `path` names something; what cannot be asked is not there.
 bool exists(const std::string& path);
+/// Whether `path` names a directory.
 bool isDirectory(const std::string& path);
 
 /// The size in bytes that the file system gives for what `path` names; nothing when it cannot be asked.

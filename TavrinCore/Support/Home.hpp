@@ -2,6 +2,7 @@
 
 #include <string>
 
+/// Where the user's files lie.
 namespace tavrin::Home {
 
 /// The current user's home directory, without a trailing slash (but for "/" itself): $HOME when that is an

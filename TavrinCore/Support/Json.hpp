@@ -31,9 +31,13 @@ std::string print(const boost::json::value& document);
 /// The array in `value` when each of its elements is an object, as when it has none; else null.
 const boost::json::array* objects(const boost::json::value& value);
 
-/// The object, the array of objects, or the text under `key`; null or nothing when there is no such thing.
+/// The object under `key`; null when there is none.
 const boost::json::object* objectAt(const boost::json::object& object, std::string_view key);
+
+/// The array of objects under `key`; null when there is none.
 const boost::json::array* objectsAt(const boost::json::object& object, std::string_view key);
+
+/// The text under `key`; nothing when there is none.
 std::optional<std::string_view> textAt(const boost::json::object& object, std::string_view key);
 
 }  // namespace tavrin::Json

@@ -5,6 +5,7 @@
 
 namespace tavrin {
 
+/// Identifiers that are nobody else's.
 namespace Uuid {
 
 /// A fresh random UUID (RFC 9562, version 4) in its standard form with upper-case letters. Throws when the

@@ -14,6 +14,7 @@
 /// fails.
 namespace tavrin::ClaudeSessionTitles {
 
+/// The app that keeps the titles.
 inline constexpr std::string_view desktopBundleIdentifier = claudeDesktopBundleIdentifier;
 
 /// How many entries of the directory one look-up goes through, sub-folders and their entries included.
