@@ -6,7 +6,7 @@ HOOK := $(BUILD)/TavrinHook/tavrin-hook
 BIN ?= $(HOME)/Library/Application Support/Tavrin/bin
 
 .DEFAULT_GOAL := help
-.PHONY: help run test lint format sanitize bench install build packages clean
+.PHONY: help run test lint docs format sanitize bench install build packages clean
 
 help:
 	@echo "make run        play recorded sessions of all five agents through tavrin-hook, in a scratch home"
@@ -16,6 +16,7 @@ help:
 	@echo "make sanitize   run all tests under AddressSanitizer and UndefinedBehaviorSanitizer"
 	@echo "make bench      measure whole runs beside hooks written by hand, and the library's steps"
 	@echo "                (DOCS=1: put the results into docs/performance.md and README.md)"
+	@echo "make docs       make the reference of the library's functions, in build/docs/api"
 	@echo "make install    put tavrin-hook where agents' settings look for it, below your home directory"
 	@echo "make format     format the sources"
 	@echo "make clean      remove everything that was built"
@@ -46,6 +47,10 @@ bench: packages
 lint: build
 	@scripts/install-packages.sh lint
 	@scripts/lint.sh $(BUILD)
+
+docs:
+	@scripts/install-packages.sh docs
+	@scripts/api-docs.sh
 
 format:
 	@scripts/install-packages.sh lint

@@ -5,24 +5,8 @@ include(CMakePackageConfigHelpers)
 
 set(package_directory "${CMAKE_INSTALL_LIBDIR}/cmake/Tavrin")
 
-# Headers of the library's own sources, which no other header includes.
-set(private_headers
-  Servers/CommandLine.hpp
-  Support/Collation.hpp
-  Support/CollationPlatform.hpp
-  Support/FatalError.hpp
-  Support/Hash.hpp
-  Support/Integer.hpp
-  Support/JsonEscape.hpp
-  Support/JsonGrammar.hpp
-  Support/JsonSkimmer.hpp
-  Support/NameOrder.hpp
-  Support/Path.hpp
-  Support/PosixError.hpp
-  Support/Text.hpp
-  Support/Typography.hpp
-  Support/UnicodeRanges.hpp
-)
+# Headers of the library's own sources, which no other header includes, stay here.
+file(STRINGS "${CMAKE_CURRENT_LIST_DIR}/private-headers.txt" private_headers)
 set(private_patterns)
 foreach(header IN LISTS private_headers)
   list(APPEND private_patterns PATTERN "${header}" EXCLUDE)
