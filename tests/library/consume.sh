@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # Builds tests/consumer against the library installed in PREFIX, runs it, and compares what it prints:
-# consume.sh cmake|pkg-config CMAKE CXX PREFIX SOURCE SCRATCH
+# consume.sh cmake|pkg-config CMAKE CXX PREFIX SOURCE SCRATCH BOOST-INCLUDE
 set -euo pipefail
 
 how=$1
@@ -9,6 +9,7 @@ cxx=$3
 prefix=$4
 source=$5
 scratch=$6
+boost=$7
 package=$(dirname "$(find "$prefix" -name tavrin-panel.pc)")
 export PKG_CONFIG_PATH="$package${PKG_CONFIG_PATH:+:$PKG_CONFIG_PATH}"
 
@@ -32,15 +33,19 @@ if [ "$how" = cmake ]; then
   "$cmake" -S consumer -B build -G Ninja -DCMAKE_CXX_COMPILER="$cxx" -DCMAKE_BUILD_TYPE=Release \
     -DCMAKE_PREFIX_PATH="$prefix" >configured.txt
   "$cmake" --build build >built.txt || { cat built.txt; exit 1; }
-  # One command for each of Grok's events.
-  expect '10' sh -c 'build/hook-entries | grep -c tavrin-hook'
 else
   mkdir build
-  flags=$(pkg-config --cflags --libs --static tavrin-panel)
+  panel=$(pkg-config --cflags --libs --static tavrin-panel)
+  core=$(pkg-config --cflags --libs --static tavrin-core)
   # The flags are words.
   # shellcheck disable=SC2086
-  "$cxx" -std=c++20 consumer/session-label.cpp -o build/session-label $flags
+  "$cxx" -std=c++20 consumer/session-label.cpp -o build/session-label $panel
+  # shellcheck disable=SC2086
+  "$cxx" -std=c++20 consumer/hook-entries.cpp -o build/hook-entries $core -idirafter "$boost"
 fi
+
+# One command for each of Grok's events.
+expect '10' sh -c 'build/hook-entries | grep -c tavrin-hook'
 
 expect 'site, needs you' build/session-label "$source/tests/data/panel/sessions/11111111-aaaa.json"
 expect 'web, burning' build/session-label "$source/tests/data/panel/sessions/22222222-bbbb.json"

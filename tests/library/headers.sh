@@ -20,11 +20,9 @@ mkdir -p "$scratch"
 cd "$prefix/include"
 
 headers=()
+while read -r header; do headers+=("$header"); done < <(find TavrinCore -name '*.hpp' | LC_ALL=C sort)
 backwards=()
-while read -r header; do
-  headers+=("$header")
-  backwards=("$header" "${backwards[@]}")
-done < <(find TavrinCore -name '*.hpp' | LC_ALL=C sort)
+for ((i = ${#headers[@]} - 1; i >= 0; --i)); do backwards+=("${headers[i]}"); done
 [ "${#headers[@]}" -gt 40 ] || { echo "There are only ${#headers[@]} headers."; exit 1; }
 
 printf '#include "%s"\n' "${headers[@]}" "${headers[@]}" >"$scratch/forwards.cpp"
