@@ -7,11 +7,13 @@ BIN ?= $(HOME)/Library/Application Support/Tavrin/bin
 
 .DEFAULT_GOAL := help
 .PHONY: help run test lint docs format sanitize bench install build packages clean
+.PHONY: help run test faults lint format sanitize bench install build packages clean
 
 help:
 	@echo "make run        play recorded sessions of all five agents through tavrin-hook, in a scratch home"
 	@echo "                (AGENT=codex: only that agent's; KEEP=1: keep the scratch home)"
 	@echo "make test       build everything and run all tests"
+	@echo "make faults     make everything fail that can, in full (make test does a part of it; takes minutes)"
 	@echo "make lint       check the sources with clang-format and clang-tidy"
 	@echo "make sanitize   run all tests under AddressSanitizer and UndefinedBehaviorSanitizer"
 	@echo "make bench      measure whole runs beside hooks written by hand, and the library's steps"
@@ -36,6 +38,10 @@ run: packages $(BUILD)/build.ninja
 
 test: build
 	@ctest --preset $(PRESET)
+
+# Verbose, for the counts that each test tells.
+faults: build
+	@ctest --preset $(PRESET) -C Faults -L faults --verbose
 
 sanitize:
 	@$(MAKE) --no-print-directory test PRESET=sanitize
