@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cerrno>
 #include <memory>
 #include <vector>
 
@@ -22,14 +23,37 @@ constexpr std::size_t longestId = 128;
 constexpr std::array<std::string_view, 8> packageExtensions = {"app",    "appex", "bundle",   "framework",
                                                                "plugin", "rtfd",  "workflow", "xpc"};
 
+// Makes a call again for as long as a signal interrupts it.
+template <class Call>
+auto uninterrupted(Call call) {
+  for (;;) {
+    errno = 0;
+    const auto result = call();
+    if (errno != EINTR) return result;
+  }
+}
+
 // A folder on the way through the directory.
 struct Folder {
   std::string path;
   std::unique_ptr<DIR, int (*)(DIR*)> listing;
 
   explicit Folder(std::string folderPath)
-      : path(std::move(folderPath)), listing(::opendir(path.c_str()), ::closedir) {}
+      : path(std::move(folderPath)),
+        listing(uninterrupted([this] { return ::opendir(path.c_str()); }), ::closedir) {}
+
+  // Nothing at the end.
+  const dirent* next() const {
+    return listing ? uninterrupted([this] { return ::readdir(listing.get()); }) : nullptr;
+  }
 };
+
+// What lies at `path` itself, links not followed.
+std::optional<struct stat> statusOf(const std::string& path) {
+  struct stat status = {};
+  const bool isThere = uninterrupted([&] { return ::lstat(path.c_str(), &status); }) == 0;
+  return isThere ? std::optional(status) : std::nullopt;
+}
 
 bool isSafe(std::string_view id) {
   return !id.empty() && id.size() <= longestId && std::ranges::all_of(id, [](char c) {
@@ -39,8 +63,8 @@ bool isSafe(std::string_view id) {
 
 bool isFolder(const dirent& entry, const std::string& path) {
   if (entry.d_type != DT_UNKNOWN) return entry.d_type == DT_DIR;
-  struct stat status = {};
-  return ::lstat(path.c_str(), &status) == 0 && S_ISDIR(status.st_mode);
+  const auto status = statusOf(path);
+  return status && S_ISDIR(status->st_mode);
 }
 
 bool isPackage(std::string_view name) {
@@ -48,9 +72,8 @@ bool isPackage(std::string_view name) {
 }
 
 bool isSmallRegularFile(const std::string& path) {
-  struct stat status = {};
-  return ::lstat(path.c_str(), &status) == 0 && S_ISREG(status.st_mode) &&
-         status.st_size <= static_cast<off_t>(largestFile);
+  const auto status = statusOf(path);
+  return status && S_ISREG(status->st_mode) && status->st_size <= static_cast<off_t>(largestFile);
 }
 
 // The title in the file at `path`, provided that the file says it is of `sessionId`.
@@ -90,7 +113,7 @@ std::map<std::string, std::string> resolve(const std::set<std::string>& sessionI
   int examined = 0;
   while (!folders.empty() && !wanted.empty() && examined < mostEntries) {
     const Folder& folder = folders.back();
-    const dirent* const entry = folder.listing ? ::readdir(folder.listing.get()) : nullptr;
+    const dirent* const entry = folder.next();
     if (entry == nullptr) {
       folders.pop_back();
       continue;
