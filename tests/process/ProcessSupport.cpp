@@ -47,6 +47,7 @@ std::optional<Session> stored(const ScratchHome& home, std::string_view sessionI
 
 std::vector<std::string> temporaries(const std::filesystem::path& directory) {
   std::vector<std::string> names;
+  if (!std::filesystem::exists(directory)) return names;
   for (const auto& entry : std::filesystem::directory_iterator(directory)) {
     if (entry.path().extension() == ".tmp") names.push_back(entry.path().filename());
   }

@@ -10,6 +10,7 @@
 #include <sstream>
 
 #include "tests/process/ProcessSupport.hpp"
+#include "tests/support/Strace.hpp"
 
 namespace tavrin::test {
 namespace {
@@ -20,57 +21,10 @@ using testing::IsEmpty;
 
 constexpr std::size_t mostCalls = 45;
 
-// Runs `words` under strace, and gives what it tells of each process in a file "trace.PID".
-Outcome trace(const ScratchHome& home, std::vector<std::string> options,
+Outcome trace(const ScratchHome& home, const std::vector<std::string>& options,
               const std::vector<std::string>& words, std::string_view input,
-              Subprocess::Environment environment) {
-  options.insert(options.begin(), {"/usr/bin/env", "strace", "-ff", "-s", "4096", "-o", home / "trace"});
-  options.insert(options.end(), words.begin(), words.end());
-  environment["PATH"] = "/usr/local/bin:/usr/bin:/bin";
-  return run(options, input, environment);
-}
-
-// The system calls of tavrin-hook, one a line, from the one that starts it to the one that ends it.
-std::vector<std::string> callsOfHook(const ScratchHome& home) {
-  const std::string start = "execve(\"" + hookExecutable().string() + "\"";
-  for (const auto& entry : std::filesystem::directory_iterator(home.path())) {
-    if (!entry.path().filename().string().starts_with("trace.")) continue;
-    std::istringstream lines(readFile(entry.path()));
-    std::vector<std::string> calls;
-    for (std::string line; std::getline(lines, line);) {
-      const bool isCall = !line.starts_with("+++") && !line.starts_with("---");
-      if (line.starts_with(start)) calls.clear();
-      if (isCall) calls.push_back(line);
-    }
-    if (!calls.empty() && calls.front().starts_with(start)) return calls;
-  }
-  ADD_FAILURE() << "tavrin-hook was not seen to run";
-  return {};
-}
-
-std::string nameOf(const std::string& call) {
-  return call.substr(0, call.find('('));
-}
-
-// The first text among the arguments of a call.
-std::string pathIn(const std::string& call) {
-  const std::size_t open = call.find('"');
-  if (open == std::string::npos) return "";
-  return call.substr(open + 1, call.find('"', open + 1) - open - 1);
-}
-
-std::vector<std::string> pathsOf(const std::vector<std::string>& calls, std::string_view name) {
-  std::vector<std::string> paths;
-  for (const std::string& call : calls) {
-    if (nameOf(call).starts_with(name)) paths.push_back(pathIn(call));  // also as in "renameat"
-  }
-  return paths;
-}
-
-std::string table(const std::vector<std::string>& calls) {
-  std::string text;
-  for (std::size_t i = 0; i < calls.size(); ++i) text += std::to_string(i + 1) + "\t" + calls[i] + "\n";
-  return text;
+              const Subprocess::Environment& environment) {
+  return run(underStrace(home.path(), options, words), input, environment);
 }
 
 // A session as it is after its first event: its host and its repository are known.
@@ -102,7 +56,7 @@ TEST(SystemCalls, AnEventOfAKnownSessionTakesFewOfThemAndOpensJustItsFiles) {
   EXPECT_EQ(stored(home, "s").value().agentPid, std::stoi(agent));
   EXPECT_EQ(stored(home, "s").value().hostPid, 612);
 
-  const std::vector<std::string> calls = callsOfHook(home);
+  const std::vector<std::string> calls = callsOfHook(home.path());
   SCOPED_TRACE(table(calls));
   EXPECT_LE(calls.size(), mostCalls);
   EXPECT_GE(calls.size(), 20U) << "the trace is not whole";
@@ -126,7 +80,7 @@ TEST(SystemCalls, AnEventOfAKnownSessionTakesFewOfThemAndOpensJustItsFiles) {
 TEST(SystemCalls, AnEventWithoutASessionTouchesNothingButTheLog) {
   SeededHome home;
   EXPECT_EQ(trace(home, {}, {hookExecutable()}, "garbage", {{"HOME", home.string()}}), silentSuccess);
-  EXPECT_THAT(pathsOf(callsOfHook(home), "openat"), ElementsAre(home.logFile().string()));
+  EXPECT_THAT(pathsOf(callsOfHook(home.path()), "openat"), ElementsAre(home.logFile().string()));
   home.expectUntouched();
 }
 
@@ -134,7 +88,7 @@ TEST(SystemCalls, APayloadOfAnotherToolOpensNoFileAtAll) {
   const ScratchHome home;
   EXPECT_EQ(trace(home, {}, {hookExecutable()}, R"({"cursor_version":1})", {{"HOME", home.string()}}),
             silentSuccess);
-  EXPECT_THAT(pathsOf(callsOfHook(home), "openat"), IsEmpty());
+  EXPECT_THAT(pathsOf(callsOfHook(home.path()), "openat"), IsEmpty());
 }
 
 // The password database is the first file opened. The system refuses to open any further one, so that the
@@ -150,7 +104,7 @@ TEST(SystemCalls, WithoutAnAbsoluteHomeThePasswordDatabaseTellsWhereTheFilesAre)
     EXPECT_EQ(trace(home, {"-e", "inject=openat:error=EACCES:when=2+"}, {hookExecutable()},
                     toolStart("s", "call-1"), environment),
               silentSuccess);
-    const std::vector<std::string> calls = callsOfHook(home);
+    const std::vector<std::string> calls = callsOfHook(home.path());
     EXPECT_THAT(pathsOf(calls, "openat"),
                 ElementsAre("/etc/passwd", library + "Application Support/Tavrin/sessions/.s.lock",
                             library + "Logs/Tavrin/hook.log"))

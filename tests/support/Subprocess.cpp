@@ -10,6 +10,7 @@
 #include <array>
 #include <cerrno>
 #include <csignal>
+#include <mutex>
 #include <ostream>
 #include <stdexcept>
 
@@ -62,6 +63,9 @@ std::ostream& operator<<(std::ostream& stream, const Outcome& outcome) {
 Subprocess::Subprocess(const std::vector<std::string>& words, const Environment& environment) {
   // Writing to a process that has closed its input must not end the test.
   std::signal(SIGPIPE, SIG_IGN);
+  // A process that another thread starts must not get these pipes before they are marked.
+  static std::mutex starting;
+  const std::lock_guard<std::mutex> alone(starting);
   const Pipe input;
   const Pipe output;
   const Pipe error;

@@ -1,0 +1,231 @@
+#include "tests/faults/Stage.hpp"
+
+#include <gtest/gtest.h>
+
+#include <boost/json/object.hpp>
+#include <boost/json/serialize.hpp>
+#include <sstream>
+
+namespace tavrin::test {
+
+namespace {
+
+namespace fs = std::filesystem;
+
+const std::string recordFile = "Application Support/Tavrin/sessions/s.json";
+const std::string lockFile = "Application Support/Tavrin/sessions/.s.lock";
+const std::string logName = "Logs/Tavrin/hook.log";
+const std::string titlesFile = "Application Support/Claude/claude-code-sessions/account/local_s.json";
+
+constexpr std::string_view oldLine = "2025-01-31T09:15:02Z claude s PreToolUse Bash#call-0 \u2192 working\n";
+
+// Of a session in the Claude desktop app, whose files are looked through for a title.
+std::string goodRecord() {
+  Session session;
+  session.sessionId = "s";
+  session.state = SessionState::working;
+  session.inFlight = {"call-0"};
+  session.cwd = "/Users/dev/src/app";
+  session.repoRoot = "/Users/dev/src/app";
+  session.transcriptPath = "/Users/dev/.claude/projects/app/s.jsonl";
+  session.hostPid = 612;
+  session.hostBundleId = "com.anthropic.claudefordesktop";
+  session.tty = "/dev/ttys004";
+  session.title = "Old title";
+  return session.encode();
+}
+
+std::string damagedRecord() {
+  const std::string good = goodRecord();
+  return good.substr(0, good.size() / 2);
+}
+
+std::string fullLog() {
+  std::string text(1'000'000, '\n');
+  text += oldLine;
+  return text;
+}
+
+// The value in a line `  "key" : value,` is one that differs from run to run.
+bool isOfOneRun(std::string_view line) {
+  for (const std::string_view key : {"\"updatedAt\" : ", "\"stateSince\" : ", "\"attentionId\" : "})
+    if (line.find(key) != std::string_view::npos) return true;
+  return false;
+}
+
+// The line tells of processes that were not there before the run.
+bool isOfProcesses(std::string_view line) {
+  if (line.find("\"agentPid\" : ") != std::string_view::npos) return true;
+  for (const auto& [key, known] : {std::pair<std::string_view, std::string_view>{"\"hostPid\" : ", "612"},
+                                   {"\"hostBundleId\" : ", "\"com.anthropic.claudefordesktop\""},
+                                   {"\"tty\" : ", "\"\\/dev\\/ttys004\""}}) {
+    const std::size_t found = line.find(key);
+    if (found != std::string_view::npos && !line.substr(found + key.size()).starts_with(known)) return true;
+  }
+  return false;
+}
+
+std::string comparable(const std::string& text) {
+  std::istringstream lines(text);
+  std::string result;
+  for (std::string line; std::getline(lines, line);) {
+    if (isOfProcesses(line)) continue;
+    if (isOfOneRun(line)) line.resize(line.find(" : "));
+    result += line + "\n";
+  }
+  return result;
+}
+
+}  // namespace
+
+std::vector<Scenario> Scenario::starts() {
+  const Files rest = {{lockFile, ""}, {logName, std::string(oldLine)}};
+  Scenario none{.name = "no record", .files = {}};
+  Scenario good{.name = "a good record", .files = rest};
+  good.files[recordFile] = goodRecord();
+  good.files[titlesFile] = R"({"sessionId":"local_s","title":"New title"})";
+  Scenario damaged{.name = "a damaged record", .files = rest};
+  damaged.files[recordFile] = damagedRecord();
+  return {none, good, damaged};
+}
+
+std::vector<Scenario> Scenario::rare() {
+  Scenario end = starts().at(1);
+  end.name = "a record at its end";
+  end.isEnd = true;
+  Scenario full = starts().at(1);
+  full.name = "a full log";
+  full.files[logName] = fullLog();
+  return {end, full};
+}
+
+Stage::Stage() {
+  setSurroundings(Repository::linkedWorkTree, true);
+}
+
+void Stage::set(const Files& files) const {
+  const fs::path library = path() / "Library";
+  fs::remove_all(library);
+  for (const auto& [name, text] : files) {
+    if (text) {
+      writeFile(library / name, *text);
+    } else {
+      fs::create_directories(library / name);
+    }
+  }
+}
+
+Files Stage::files() const {
+  Files files;
+  const fs::path library = path() / "Library";
+  if (!fs::exists(library)) return files;
+  for (const auto& entry : fs::recursive_directory_iterator(library)) {
+    std::optional<std::string>& text = files[fs::relative(entry.path(), library).string()];
+    if (entry.is_regular_file()) text = readFile(entry.path());
+  }
+  return files;
+}
+
+std::string Stage::event(const Scenario& scenario) const {
+  boost::json::object event = {{"session_id", "s"}};
+  if (scenario.isEnd) {
+    event["hook_event_name"] = "SessionEnd";
+  } else {
+    event["hook_event_name"] = "PreToolUse";
+    event["tool_name"] = "AskUserQuestion";
+    event["tool_use_id"] = "ask-1";
+    event["cwd"] = (path() / "repository/src").string();
+    event["transcript_path"] = (path() / "transcript.jsonl").string();
+  }
+  return boost::json::serialize(event);
+}
+
+std::optional<std::string> Stage::recordText() const {
+  const fs::path file = sessionFile("s");
+  return fs::exists(file) ? std::optional(readFile(file)) : std::nullopt;
+}
+
+Record Stage::record() const {
+  const std::optional<std::string> text = recordText();
+  return text && Session::decode(*text) ? comparable(*text) : text;
+}
+
+const Record& Stage::cleanRecord(const Scenario& scenario) {
+  const auto [entry, isNew] = clean_.try_emplace(scenario.name);
+  if (isNew) entry->second = recordAfter(scenario.files, scenario);
+  return entry->second;
+}
+
+const std::set<Record>& Stage::poorerRecords(const Scenario& scenario) {
+  const auto [entry, isNew] = poorer_.try_emplace(scenario.name);
+  if (!isNew) return entry->second;
+  for (const bool hasRecord : {true, false}) {
+    for (const bool hasTitles : {true, false}) {
+      Files files = scenario.files;
+      if (!hasRecord) files.erase(recordFile);
+      if (!hasTitles) files.erase(titlesFile);
+      for (const Repository repository :
+           {Repository::linkedWorkTree, Repository::ordinary, Repository::none}) {
+        for (const bool hasTranscript : {true, false}) {
+          setSurroundings(repository, hasTranscript);
+          entry->second.insert(recordAfter(files, scenario));
+        }
+      }
+    }
+  }
+  setSurroundings(Repository::linkedWorkTree, true);
+  return entry->second;
+}
+
+void Stage::setSurroundings(Repository repository, bool hasTranscript) const {
+  const fs::path mark = path() / "repository/.git";
+  fs::remove_all(mark);
+  fs::create_directories(path() / "repository/src");
+  if (repository == Repository::linkedWorkTree)
+    writeFile(mark, "gitdir: /Users/dev/src/app/.git/worktrees/topic\n");
+  if (repository == Repository::ordinary) fs::create_directory(mark);
+  fs::remove(path() / "transcript.jsonl");
+  if (hasTranscript) writeFile(path() / "transcript.jsonl", "{}\n");
+}
+
+Record Stage::recordAfter(const Files& files, const Scenario& scenario) const {
+  set(files);
+  EXPECT_EQ(runHook(path(), event(scenario)), silentSuccess);
+  return record();
+}
+
+std::vector<std::string> Stage::newLogLines(const Files& before) const {
+  if (!fs::exists(logFile())) return {};
+  std::string text = readFile(logFile());
+  const auto old = before.find(logName);
+  if (old != before.end() && text.starts_with(*old->second)) text.erase(0, old->second->size());
+  EXPECT_TRUE(text.empty() || text.ends_with('\n')) << "the log's last line is cut off";
+  std::vector<std::string> messages;
+  std::istringstream lines(text);
+  for (std::string line; std::getline(lines, line);) {
+    constexpr std::size_t stampLength = 21;
+    EXPECT_TRUE(isStamped(line)) << line;
+    messages.push_back(line.substr(std::min(stampLength, line.size())));
+  }
+  return messages;
+}
+
+void Stage::expectNextEventWorks() const {
+  EXPECT_EQ(runHook(path(), toolStart("s", "next-1")), silentSuccess);
+  const std::optional<Session> session = stored(*this, "s");
+  ASSERT_TRUE(session) << "no record after the next event";
+  EXPECT_EQ(session->state, SessionState::working);
+  EXPECT_EQ(session->inFlight.back(), "next-1");
+  EXPECT_THAT(readFile(logFile()), testing::EndsWith("Z claude s PreToolUse Bash#next-1 \u2192 working\n"));
+}
+
+std::string cleanLine(const Scenario& scenario) {
+  return scenario.isEnd ? "claude s SessionEnd  \u2192 ended"
+                        : "claude s PreToolUse AskUserQuestion#ask-1 \u2192 needsYou holding 1";
+}
+
+bool isErrorLine(std::string_view line) {
+  return line.starts_with("error: ") && line.ends_with(" bytes)");
+}
+
+}  // namespace tavrin::test

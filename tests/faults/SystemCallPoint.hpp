@@ -1,0 +1,62 @@
+#pragma once
+
+#include <cstddef>
+#include <string>
+#include <vector>
+
+#include "tests/faults/Stage.hpp"
+
+namespace tavrin::test {
+
+/// One system call of a run, as the place where something can happen to it.
+struct SystemCallPoint {
+  /// What the call is about.
+  enum class Subject {
+    startOfProcess,  ///< the C library's own, before main
+    signals,
+    input,
+    sessionDirectory,
+    lock,
+    record,
+    transcript,
+    repository,
+    process,
+    title,
+    random,  ///< random bytes, for identifiers
+    temporary,
+    log,
+    rest
+  };
+
+  std::string call;        ///< as strace prints it
+  std::string name;        ///< the system call's
+  std::size_t nth = 0;     ///< among those of its name, from 1
+  std::size_t number = 0;  ///< among all of the run, from 1
+  Subject subject = Subject::rest;
+
+  /// The run looks something up here; whatever cannot be looked up counts as not there.
+  bool isLookUp() const;
+
+  /// The record stays as it is when this call fails.
+  bool isNeededForRecord() const { return isNeededForEvent() || isRemoval(); }
+
+  /// The event cannot be handled when this call fails, which is an error. A record that cannot be removed is
+  /// none.
+  bool isNeededForEvent() const;
+
+  /// The line cannot get into the log when this call fails.
+  bool isNeededForLog() const;
+
+  /// The record is replaced by this call, or removed.
+  bool isReplacement() const;
+  bool isRemoval() const;
+};
+
+/// All system calls of a run in which nothing fails, begun on what `stage` holds now.
+std::vector<SystemCallPoint> systemCallPoints(const Stage& stage, const Scenario& scenario);
+
+/// Those at which the run itself can be made to fail: from main's first one to the last before its end. Every
+/// ancestor is looked up alike, so there are as many for the first two as for all.
+std::vector<SystemCallPoint> pointsOfMain(const std::vector<SystemCallPoint>& points);
+
+}  // namespace tavrin::test
