@@ -150,6 +150,11 @@ Record Stage::record() const {
   return text && Session::decode(*text) ? comparable(*text) : text;
 }
 
+std::optional<std::string> Stage::oldRecordText(const Scenario& scenario) {
+  const auto found = scenario.files.find(recordFile);
+  return found == scenario.files.end() ? std::nullopt : found->second;
+}
+
 const Record& Stage::cleanRecord(const Scenario& scenario) {
   const auto [entry, isNew] = clean_.try_emplace(scenario.name);
   if (isNew) entry->second = recordAfter(scenario.files, scenario);

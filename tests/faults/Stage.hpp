@@ -48,6 +48,9 @@ class Stage : public ScratchHome {
   std::optional<std::string> recordText() const;
   Record record() const;
 
+  /// The record's file that a scenario begins with.
+  static std::optional<std::string> oldRecordText(const Scenario& scenario);
+
   /// The record after a run in which nothing fails, begun on the scenario's files.
   const Record& cleanRecord(const Scenario& scenario);
 

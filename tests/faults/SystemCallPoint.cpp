@@ -62,6 +62,10 @@ std::string processOf(const SystemCallPoint& point) {
 
 }  // namespace
 
+bool SystemCallPoint::canFail() const {
+  return subject != Subject::startOfProcess && std::ranges::find(withoutErrors, name) == withoutErrors.end();
+}
+
 bool SystemCallPoint::isLookUp() const {
   switch (subject) {
     case Subject::record:
@@ -105,40 +109,32 @@ bool SystemCallPoint::isRemoval() const {
 }
 
 std::vector<SystemCallPoint> systemCallPoints(const Stage& stage, const Scenario& scenario) {
+  constexpr std::size_t fewProcesses = 2;
   removeTraces(stage.path());
   EXPECT_EQ(run(underStrace(stage.path(), {"-y"}, {hookExecutable()}), stage.event(scenario),
                 {{"HOME", stage.string()}}),
             silentSuccess);
   std::vector<SystemCallPoint> points;
   std::map<std::string, std::size_t> counts;
+  std::set<std::string> processes;
+  std::size_t number = 0;
   bool isBeforeMain = true;
   for (const std::string& call : callsOfHook(stage.path())) {
     const std::string name = nameOf(call);
     isBeforeMain = isBeforeMain && std::ranges::find(callsBeforeMain, name) != callsBeforeMain.end();
-    points.push_back({.call = call,
-                      .name = name,
-                      .nth = ++counts[name],
-                      .number = points.size() + 1,
-                      .subject = isBeforeMain ? Subject::startOfProcess : subjectOf(name, call)});
+    const SystemCallPoint point = {.call = call,
+                                   .name = name,
+                                   .nth = ++counts[name],
+                                   .number = ++number,
+                                   .subject = isBeforeMain ? Subject::startOfProcess : subjectOf(name, call)};
+    if (number == 1) continue;
+    if (point.subject == Subject::process && processes.size() == fewProcesses &&
+        !processes.contains(processOf(point)))
+      continue;
+    if (point.subject == Subject::process) processes.insert(processOf(point));
+    points.push_back(point);
   }
   return points;
-}
-
-std::vector<SystemCallPoint> pointsOfMain(const std::vector<SystemCallPoint>& points) {
-  constexpr std::size_t fewProcesses = 2;
-  std::vector<SystemCallPoint> chosen;
-  std::set<std::string> processes;
-  for (const SystemCallPoint& point : points) {
-    if (std::ranges::find(withoutErrors, point.name) != withoutErrors.end()) continue;
-    if (point.subject == Subject::startOfProcess) continue;
-    if (point.subject == Subject::process) {
-      const std::string process = processOf(point);
-      if (!processes.contains(process) && processes.size() == fewProcesses) continue;
-      processes.insert(process);
-    }
-    chosen.push_back(point);
-  }
-  return chosen;
 }
 
 }  // namespace tavrin::test

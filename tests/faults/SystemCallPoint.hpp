@@ -34,6 +34,9 @@ struct SystemCallPoint {
   std::size_t number = 0;  ///< among all of the run, from 1
   Subject subject = Subject::rest;
 
+  /// The call has errors that are no lack of memory, and it is one of main's.
+  bool canFail() const;
+
   /// The run looks something up here; whatever cannot be looked up counts as not there.
   bool isLookUp() const;
 
@@ -52,11 +55,8 @@ struct SystemCallPoint {
   bool isRemoval() const;
 };
 
-/// All system calls of a run in which nothing fails, begun on what `stage` holds now.
+/// The system calls of a run in which nothing fails, begun on what `stage` holds now, from the first one
+/// after execve(2). Of the ancestors, which are all looked up alike, there are those of the first two.
 std::vector<SystemCallPoint> systemCallPoints(const Stage& stage, const Scenario& scenario);
-
-/// Those at which the run itself can be made to fail: from main's first one to the last before its end. Every
-/// ancestor is looked up alike, so there are as many for the first two as for all.
-std::vector<SystemCallPoint> pointsOfMain(const std::vector<SystemCallPoint>& points);
 
 }  // namespace tavrin::test

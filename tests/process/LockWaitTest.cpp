@@ -1,48 +1,15 @@
-// Who waits for the lock of a session or of the log, as Linux tells in /proc/locks (proc(5)).
+// Who waits for the lock of a session or of the log.
 #include <fcntl.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <poll.h>
-#include <sys/wait.h>
 
 #include <csignal>
-#include <sstream>
 
 #include "TavrinCore/Support/File.hpp"
 #include "tests/process/ProcessSupport.hpp"
 
 namespace tavrin::test {
 namespace {
-
-// Whether a process waits for a lock: "N: -> FLOCK ADVISORY WRITE PID DEVICE:INODE START END".
-bool isWaiting(pid_t pid) {
-  std::istringstream locks(readFile("/proc/locks"));
-  for (std::string line; std::getline(locks, line);) {
-    std::istringstream fields(line);
-    std::string number;
-    std::string arrow;
-    std::string kind;
-    std::string advisory;
-    std::string access;
-    pid_t owner = 0;
-    fields >> number >> arrow >> kind >> advisory >> access >> owner;
-    if (arrow == "->" && kind == "FLOCK" && owner == pid) return true;
-  }
-  return false;
-}
-
-bool hasEnded(pid_t pid) {
-  siginfo_t state{};
-  return ::waitid(P_PID, static_cast<id_t>(pid), &state, WEXITED | WNOHANG | WNOWAIT) != 0 ||
-         state.si_pid == pid;
-}
-
-void waitUntilWaiting(pid_t pid) {
-  while (!isWaiting(pid)) {
-    ASSERT_FALSE(hasEnded(pid)) << "the run did not wait";
-    ::poll(nullptr, 0, 1);
-  }
-}
 
 // A process that holds the lock of a session.
 Running holderOf(const std::string& session, const ScratchHome& home) {
@@ -56,7 +23,7 @@ Running waitingRun(const ScratchHome& home, std::string_view session, std::strin
   Running process = startHook(home);
   process->write(toolStart(session, call));
   process->closeInput();
-  waitUntilWaiting(process->pid());
+  EXPECT_TRUE(waitsForLock(process->pid())) << "the run did not wait";
   return process;
 }
 

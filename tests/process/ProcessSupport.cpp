@@ -1,6 +1,8 @@
 #include "tests/process/ProcessSupport.hpp"
 
 #include <gtest/gtest.h>
+#include <poll.h>
+#include <sys/wait.h>
 
 #include <algorithm>
 #include <boost/json/object.hpp>
@@ -11,6 +13,27 @@
 #include "TavrinCore/Support/Path.hpp"
 
 namespace tavrin::test {
+
+namespace {
+
+// Whether a process waits for a lock: "N: -> FLOCK ADVISORY WRITE PID DEVICE:INODE START END".
+bool isWaiting(pid_t pid) {
+  std::istringstream locks(readFile("/proc/locks"));
+  for (std::string line; std::getline(locks, line);) {
+    std::istringstream fields(line);
+    std::string number;
+    std::string arrow;
+    std::string kind;
+    std::string advisory;
+    std::string access;
+    pid_t owner = 0;
+    fields >> number >> arrow >> kind >> advisory >> access >> owner;
+    if (arrow == "->" && kind == "FLOCK" && owner == pid) return true;
+  }
+  return false;
+}
+
+}  // namespace
 
 std::string sessionWorker() {
   return TAVRIN_TEST_PROGRAMS "/session-worker";
@@ -30,6 +53,21 @@ Running start(const std::vector<std::string>& words, const Subprocess::Environme
 
 Running startHook(const ScratchHome& home) {
   return start({hookExecutable().string()}, {{"HOME", home.string()}});
+}
+
+bool hasEnded(pid_t pid) {
+  siginfo_t state{};
+  return ::waitid(P_PID, static_cast<id_t>(pid), &state, WEXITED | WNOHANG | WNOWAIT) != 0 ||
+         state.si_pid == pid;
+}
+
+bool waitsForLock(pid_t pid) {
+  constexpr int milliseconds = 1;
+  while (!isWaiting(pid)) {
+    if (hasEnded(pid)) return false;
+    ::poll(nullptr, 0, milliseconds);
+  }
+  return true;
 }
 
 std::string toolStart(std::string_view sessionId, std::string_view toolUseId, std::string_view cwd) {

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <sys/types.h>
+
 #include <gmock/gmock.h>
 
 #include <filesystem>
@@ -26,6 +28,13 @@ Running start(const std::vector<std::string>& words, const Subprocess::Environme
 
 /// The run of tavrin-hook, fed nothing yet.
 Running startHook(const ScratchHome& home);
+
+/// Whether a child of this process has ended; it can still be waited for.
+bool hasEnded(pid_t pid);
+
+/// Waits until a process waits for a lock, as Linux tells in /proc/locks (proc(5)), or has ended, and says
+/// which: true when it waits.
+bool waitsForLock(pid_t pid);
 
 /// The event of Claude Code that starts the call `toolUseId` in a session.
 std::string toolStart(std::string_view sessionId, std::string_view toolUseId, std::string_view cwd = "");

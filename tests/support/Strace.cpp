@@ -22,14 +22,6 @@ std::string findStrace() {
   throw std::runtime_error("strace is not installed");
 }
 
-std::vector<std::filesystem::path> tracesIn(const std::filesystem::path& directory) {
-  std::vector<std::filesystem::path> paths;
-  for (const auto& entry : std::filesystem::directory_iterator(directory)) {
-    if (entry.path().filename().string().starts_with("trace.")) paths.push_back(entry.path());
-  }
-  return paths;
-}
-
 }  // namespace
 
 std::vector<std::string> underStrace(const std::filesystem::path& directory,
@@ -40,6 +32,14 @@ std::vector<std::string> underStrace(const std::filesystem::path& directory,
   all.insert(all.end(), options.begin(), options.end());
   all.insert(all.end(), words.begin(), words.end());
   return all;
+}
+
+std::vector<std::filesystem::path> tracesIn(const std::filesystem::path& directory) {
+  std::vector<std::filesystem::path> paths;
+  for (const auto& entry : std::filesystem::directory_iterator(directory)) {
+    if (entry.path().filename().string().starts_with("trace.")) paths.push_back(entry.path());
+  }
+  return paths;
 }
 
 std::vector<std::string> callsOfHook(const std::filesystem::path& directory) {

@@ -21,6 +21,9 @@ std::vector<std::string> underStrace(const std::filesystem::path& directory,
 /// `directory` tell. That there are none is a failure of the test.
 std::vector<std::string> callsOfHook(const std::filesystem::path& directory);
 
+/// The files that strace has written into `directory`, one for each process.
+std::vector<std::filesystem::path> tracesIn(const std::filesystem::path& directory);
+
 /// Removes the files that strace has written into `directory`.
 void removeTraces(const std::filesystem::path& directory);
 

@@ -1,0 +1,31 @@
+#pragma once
+
+#include <sys/types.h>
+
+#include "tests/faults/Stage.hpp"
+#include "tests/faults/SystemCallPoint.hpp"
+#include "tests/process/ProcessSupport.hpp"
+
+namespace tavrin::test {
+
+/// A run of tavrin-hook that a signal stops as one of its system calls is done. It is killed when nobody did
+/// so before.
+class StoppedRun {
+ public:
+  /// Starts the run on what `stage` holds, and waits until it has stopped.
+  StoppedRun(const Stage& stage, const Scenario& scenario, const SystemCallPoint& point);
+  ~StoppedRun();
+  StoppedRun(const StoppedRun&) = delete;
+  StoppedRun& operator=(const StoppedRun&) = delete;
+
+  pid_t pid() const { return pid_; }
+
+  /// Kills it, and waits until it is gone.
+  void kill();
+
+ private:
+  Running strace_;
+  pid_t pid_ = -1;
+};
+
+}  // namespace tavrin::test
