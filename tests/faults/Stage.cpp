@@ -17,6 +17,8 @@ const std::string lockFile = "Application Support/Tavrin/sessions/.s.lock";
 const std::string logName = "Logs/Tavrin/hook.log";
 const std::string titlesFile = "Application Support/Claude/claude-code-sessions/account/local_s.json";
 
+constexpr std::string_view homeWord = "{home}";
+
 constexpr std::string_view oldLine = "2025-01-31T09:15:02Z claude s PreToolUse Bash#call-0 \u2192 working\n";
 
 // Of a session in the Claude desktop app, whose files are looked through for a title.
@@ -65,6 +67,12 @@ bool isOfProcesses(std::string_view line) {
   return false;
 }
 
+std::string replaced(std::string text, std::string_view part, std::string_view by) {
+  for (std::size_t at = text.find(part); at != std::string::npos; at = text.find(part, at + by.size()))
+    text.replace(at, part.size(), by);
+  return text;
+}
+
 std::string comparable(const std::string& text) {
   std::istringstream lines(text);
   std::string result;
@@ -108,7 +116,7 @@ void Stage::set(const Files& files) const {
   fs::remove_all(library);
   for (const auto& [name, text] : files) {
     if (text) {
-      writeFile(library / name, *text);
+      writeFile(library / name, here(*text));
     } else {
       fs::create_directories(library / name);
     }
@@ -121,7 +129,7 @@ Files Stage::files() const {
   if (!fs::exists(library)) return files;
   for (const auto& entry : fs::recursive_directory_iterator(library)) {
     std::optional<std::string>& text = files[fs::relative(entry.path(), library).string()];
-    if (entry.is_regular_file()) text = readFile(entry.path());
+    if (entry.is_regular_file()) text = anywhere(readFile(entry.path()));
   }
   return files;
 }
@@ -150,9 +158,9 @@ Record Stage::record() const {
   return text && Session::decode(*text) ? comparable(*text) : text;
 }
 
-std::optional<std::string> Stage::oldRecordText(const Scenario& scenario) {
+std::optional<std::string> Stage::oldRecordText(const Scenario& scenario) const {
   const auto found = scenario.files.find(recordFile);
-  return found == scenario.files.end() ? std::nullopt : found->second;
+  return found == scenario.files.end() ? std::nullopt : std::optional(here(found->second.value()));
 }
 
 const Record& Stage::cleanRecord(const Scenario& scenario) {
@@ -193,6 +201,14 @@ void Stage::setSurroundings(Repository repository, bool hasTranscript) const {
   if (hasTranscript) writeFile(path() / "transcript.jsonl", "{}\n");
 }
 
+std::string Stage::here(std::string text) const {
+  return replaced(std::move(text), homeWord, path().filename().string());
+}
+
+std::string Stage::anywhere(std::string text) const {
+  return replaced(std::move(text), path().filename().string(), homeWord);
+}
+
 Record Stage::recordAfter(const Files& files, const Scenario& scenario) const {
   set(files);
   EXPECT_EQ(runHook(path(), event(scenario)), silentSuccess);
@@ -202,8 +218,9 @@ Record Stage::recordAfter(const Files& files, const Scenario& scenario) const {
 std::vector<std::string> Stage::newLogLines(const Files& before) const {
   if (!fs::exists(logFile())) return {};
   std::string text = readFile(logFile());
-  const auto old = before.find(logName);
-  if (old != before.end() && text.starts_with(*old->second)) text.erase(0, old->second->size());
+  const auto found = before.find(logName);
+  const std::string old = found == before.end() ? "" : here(found->second.value());
+  if (text.starts_with(old)) text.erase(0, old.size());
   EXPECT_TRUE(text.empty() || text.ends_with('\n')) << "the log's last line is cut off";
   std::vector<std::string> messages;
   std::istringstream lines(text);
@@ -213,6 +230,14 @@ std::vector<std::string> Stage::newLogLines(const Files& before) const {
     messages.push_back(line.substr(std::min(stampLength, line.size())));
   }
   return messages;
+}
+
+std::size_t Stage::newTemporaries(const Files& before) const {
+  std::size_t count = 0;
+  for (const std::string& name : temporaries(sessions())) {
+    if (!before.contains(fs::path(recordFile).parent_path() / name)) ++count;
+  }
+  return count;
 }
 
 void Stage::expectNextEventWorks() const {

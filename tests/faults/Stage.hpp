@@ -12,6 +12,7 @@
 namespace tavrin::test {
 
 /// Files below a home's directory "Library", by their paths from there: texts, or nothing for a directory.
+/// Where a text names the home, there is a word for it, so that the files fit any.
 using Files = std::map<std::string, std::optional<std::string>>;
 
 /// What a run finds, and the event that it is given.
@@ -49,7 +50,7 @@ class Stage : public ScratchHome {
   Record record() const;
 
   /// The record's file that a scenario begins with.
-  static std::optional<std::string> oldRecordText(const Scenario& scenario);
+  std::optional<std::string> oldRecordText(const Scenario& scenario) const;
 
   /// The record after a run in which nothing fails, begun on the scenario's files.
   const Record& cleanRecord(const Scenario& scenario);
@@ -61,12 +62,19 @@ class Stage : public ScratchHome {
   /// The lines in the log that are not in that of `before`, without their time stamps. They must be whole.
   std::vector<std::string> newLogLines(const Files& before) const;
 
+  /// How many temporaries there are that are not in `before`.
+  std::size_t newTemporaries(const Files& before) const;
+
   /// A further event of the same session is handled as if nothing had happened.
   void expectNextEventWorks() const;
 
  private:
   enum class Repository { linkedWorkTree, ordinary, none };
   void setSurroundings(Repository repository, bool hasTranscript) const;
+
+  // A text with this home's name in the place of the word for it, and the other way round.
+  std::string here(std::string text) const;
+  std::string anywhere(std::string text) const;
 
   // The record after a clean run begun on `files`.
   Record recordAfter(const Files& files, const Scenario& scenario) const;

@@ -1,0 +1,51 @@
+#pragma once
+
+#include <array>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "tests/faults/Stage.hpp"
+#include "tests/faults/SystemCallPoint.hpp"
+
+/// Runs of the real executable to which one thing happens, and what must be left of each: the old record or
+/// the new one, the line in the log or none, and a session whose next event is handled. What they are begun
+/// on is a scenario, `points` are the system calls of a run of it in which nothing happens.
+namespace tavrin::test {
+
+inline constexpr std::array<std::string_view, 8> systemErrors = {"EINTR",  "EIO",   "ENOSPC", "EDQUOT",
+                                                                 "EACCES", "EROFS", "EMFILE", "ENOLCK"};
+
+/// A system call that fails.
+struct SystemCallFault {
+  SystemCallPoint point;
+  std::string_view error;
+  bool isRepeated =
+      false;  ///< so do all later calls of its name; but a signal interrupts five in a row at most
+
+  std::string option() const;  ///< for strace(1)
+  bool isInterruption() const { return error == "EINTR"; }
+  bool isHit(const SystemCallPoint& other) const;
+};
+
+void tryFault(Stage& stage, const Scenario& scenario, const std::vector<SystemCallPoint>& points,
+              const SystemCallFault& fault);
+
+/// The run is killed on its way into the system call.
+void tryKill(Stage& stage, const Scenario& scenario, const std::vector<SystemCallPoint>& points,
+             const SystemCallPoint& point);
+
+/// Looks at what is left of a run of which no more than its first `done` system calls were made.
+void expectWhole(Stage& stage, const Scenario& scenario, const std::vector<SystemCallPoint>& points,
+                 std::size_t done);
+
+/// The first and the last system call of a run at which it holds the session's lock.
+struct LockedCalls {
+  explicit LockedCalls(const std::vector<SystemCallPoint>& points);
+  bool contains(std::size_t number) const { return number >= first && number <= last; }
+
+  std::size_t first = 0;
+  std::size_t last = 0;
+};
+
+}  // namespace tavrin::test

@@ -1,0 +1,91 @@
+// What becomes of a record when a run of the real executable fails or is killed on what another one left that
+// was killed.
+#include <gtest/gtest.h>
+
+#include <iostream>
+#include <map>
+
+#include "tests/faults/InParallel.hpp"
+#include "tests/faults/Size.hpp"
+#include "tests/faults/Trials.hpp"
+
+namespace tavrin::test {
+namespace {
+
+// The files but for what is different in each run, so that equal ones are known: names of temporaries, and
+// what the record says of times and identifiers.
+std::string signature(const Stage& stage) {
+  std::string text = stage.record().value_or("none");
+  for (const auto& [name, content] : stage.files()) {
+    const bool isTemporary = name.ends_with(".tmp");
+    text += isTemporary ? "a temporary" : name;
+    text += content ? " of " + std::to_string(content->size()) + " bytes\n" : "/\n";
+  }
+  return text;
+}
+
+struct LeftBehind {
+  Scenario scenario;
+  std::size_t kills = 0;  // how many of the first run's system calls leave just this
+};
+
+// What is left by runs that are killed at each of their system calls.
+std::vector<LeftBehind> leftBehind(const Scenario& scenario) {
+  const Stage first;
+  first.set(scenario.files);
+  const std::vector<SystemCallPoint> points = systemCallPoints(first, scenario);
+  std::vector<std::pair<std::string, Files>> left(points.size());
+  inParallel<Stage>(points.size(), [&](Stage& stage, std::size_t i) {
+    tryKill(stage, scenario, points, points[i]);
+    left[i] = {signature(stage), stage.files()};
+  });
+
+  std::vector<LeftBehind> different;
+  std::map<std::string, std::size_t> known;
+  for (std::size_t i = 0; i < points.size(); ++i) {
+    const auto [entry, isNew] = known.try_emplace(left[i].first, different.size());
+    if (isNew) {
+      const std::string name = scenario.name + ", killed at " + std::to_string(points[i].number);
+      different.push_back({.scenario = {.name = name, .files = left[i].second, .isEnd = scenario.isEnd}});
+    }
+    ++different[entry->second].kills;
+  }
+  return different;
+}
+
+TEST(TwoFailures, ARunThatFailsOnWhatAKilledOneLeftLeavesAWholeRecordToo) {
+  constexpr std::size_t fewestLeftBehind = 5;
+  std::size_t runs = 0;
+  std::size_t pairs = 0;
+  for (const Scenario& start : Scenario::starts()) {
+    const std::vector<LeftBehind> different = leftBehind(start);
+    EXPECT_GE(different.size(), fewestLeftBehind);
+    for (const auto& [scenario, kills] : different) {
+      const Stage first;
+      first.set(scenario.files);
+      const std::vector<SystemCallPoint> points = systemCallPoints(first, scenario);
+      EXPECT_GE(points.size(), 25U);
+      // In the small size, every sixth call, and other ones each time.
+      const std::size_t step = isFullSize() ? 1 : 6;
+      const std::size_t offset = isFullSize() ? 0 : runs % step;
+      const std::size_t count = (points.size() - offset + step - 1) / step;
+      inParallel<Stage>(count, [&](Stage& stage, std::size_t i) {
+        const SystemCallPoint& point = points[offset + i * step];
+        tryKill(stage, scenario, points, point);
+        stage.expectNextEventWorks();
+        const std::string_view error = systemErrors[(i + kills) % systemErrors.size()];
+        if (point.canFail()) tryFault(stage, scenario, points, {point, error, i % 2 == 1});
+      });
+      runs += count;
+      pairs += count * kills;
+    }
+    std::cout << "[   RUNS   ] " << different.size() << " different remains of runs killed, from "
+              << start.name << '\n';
+  }
+  std::cout << "[   RUNS   ] " << runs << " on them killed, and as many with an error, which stand for "
+            << pairs << " pairs each\n";
+  EXPECT_GE(pairs, isFullSize() ? 1350U : 225U);
+}
+
+}  // namespace
+}  // namespace tavrin::test
