@@ -107,7 +107,7 @@ std::vector<Scenario> Scenario::rare() {
   return {end, full};
 }
 
-Stage::Stage() {
+Stage::Stage() : ScratchHome(directoryInMemory()) {
   setSurroundings(Repository::linkedWorkTree, true);
 }
 
@@ -240,8 +240,16 @@ std::size_t Stage::newTemporaries(const Files& before) const {
   return count;
 }
 
+std::string Stage::nextEvent() {
+  return toolStart("s", "next-1");
+}
+
 void Stage::expectNextEventWorks() const {
-  EXPECT_EQ(runHook(path(), toolStart("s", "next-1")), silentSuccess);
+  EXPECT_EQ(runHook(path(), nextEvent()), silentSuccess);
+  expectNextEventIsHandled();
+}
+
+void Stage::expectNextEventIsHandled() const {
   const std::optional<Session> session = stored(*this, "s");
   ASSERT_TRUE(session) << "no record after the next event";
   EXPECT_EQ(session->state, SessionState::working);

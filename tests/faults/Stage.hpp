@@ -65,7 +65,11 @@ class Stage : public ScratchHome {
   /// How many temporaries there are that are not in `before`.
   std::size_t newTemporaries(const Files& before) const;
 
-  /// A further event of the same session is handled as if nothing had happened.
+  /// A further event of the same session, and that it was handled as if nothing had happened before it.
+  static std::string nextEvent();
+  void expectNextEventIsHandled() const;
+
+  /// Runs it and looks.
   void expectNextEventWorks() const;
 
  private:

@@ -1,5 +1,7 @@
 #include "tests/support/Scratch.hpp"
 
+#include <unistd.h>
+
 #include <cstdlib>
 #include <fstream>
 #include <sstream>
@@ -7,8 +9,8 @@
 
 namespace tavrin::test {
 
-ScratchDirectory::ScratchDirectory() {
-  std::string pattern = (std::filesystem::temp_directory_path() / "tavrin-test-XXXXXX").string();
+ScratchDirectory::ScratchDirectory(const std::filesystem::path& parent) {
+  std::string pattern = (parent / "tavrin-test-XXXXXX").string();
   if (::mkdtemp(pattern.data()) == nullptr) throw std::runtime_error("no scratch directory");
   path_ = std::filesystem::canonical(pattern);
 }
@@ -22,6 +24,12 @@ ScratchDirectory::~ScratchDirectory() {
     }
   }
   std::filesystem::remove_all(path_, ignored);
+}
+
+std::filesystem::path directoryInMemory() {
+  constexpr const char* directory = "/dev/shm";
+  return ::access(directory, W_OK) == 0 ? std::filesystem::path(directory)
+                                        : std::filesystem::temp_directory_path();
 }
 
 void writeFile(const std::filesystem::path& path, std::string_view text) {

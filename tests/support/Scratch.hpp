@@ -10,7 +10,8 @@ namespace tavrin::test {
 /// An empty directory of a test's own, removed with everything in it when the test is over.
 class ScratchDirectory {
  public:
-  ScratchDirectory();
+  /// In `parent`, or where the system has its temporary files.
+  explicit ScratchDirectory(const std::filesystem::path& parent = std::filesystem::temp_directory_path());
   ~ScratchDirectory();
   ScratchDirectory(const ScratchDirectory&) = delete;
   ScratchDirectory& operator=(const ScratchDirectory&) = delete;
@@ -23,6 +24,10 @@ class ScratchDirectory {
   std::filesystem::path path_;
 };
 
+/// A directory that the system keeps in memory, for tests that make files by the thousand; that of temporary
+/// files where there is none.
+std::filesystem::path directoryInMemory();
+
 /// Writes `text` as the whole content of `path`, making the directories above it.
 void writeFile(const std::filesystem::path& path, std::string_view text);
 
@@ -32,6 +37,8 @@ std::string readFile(const std::filesystem::path& path);
 /// A home directory for runs of the command: where it keeps its files, and what is in them.
 class ScratchHome : public ScratchDirectory {
  public:
+  using ScratchDirectory::ScratchDirectory;
+
   std::filesystem::path sessions() const { return path() / "Library/Application Support/Tavrin/sessions"; }
   std::filesystem::path sessionFile(std::string_view safeName) const {
     return sessions() / (std::string(safeName) + ".json");
