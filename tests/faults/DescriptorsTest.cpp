@@ -25,16 +25,16 @@ int descriptorOf(const std::string& text) {
 
 TEST(Descriptors, EveryFileIsClosedOnExecAndClosedByTheRunItself) {
   constexpr std::size_t fewest = 2;
-  std::vector<Scenario> scenarios = Scenario::starts();
-  for (Scenario& scenario : Scenario::rare()) scenarios.push_back(std::move(scenario));
+  std::vector<Situation> situations = Situation::starts();
+  for (Situation& situation : Situation::rare()) situations.push_back(std::move(situation));
   std::size_t opened = 0;
-  for (const Scenario& scenario : scenarios) {
-    SCOPED_TRACE(scenario.name);
+  for (const Situation& situation : situations) {
+    SCOPED_TRACE(situation.name);
     const Stage stage;
-    stage.set(scenario.files);
+    stage.set(situation.files);
     std::map<int, std::string> open;
     std::size_t most = 0;
-    for (const SystemCallPoint& point : systemCallPoints(stage, scenario)) {
+    for (const SystemCallPoint& point : systemCallPoints(stage, situation)) {
       EXPECT_THAT(givesDescriptors, testing::Not(testing::Contains(point.name))) << point.call;
       const std::string result = point.call.substr(point.call.rfind(" = ") + 3);
       if (point.name == "openat" && !result.starts_with("-1")) {
@@ -51,7 +51,7 @@ TEST(Descriptors, EveryFileIsClosedOnExecAndClosedByTheRunItself) {
     EXPECT_GE(most, fewest);
     EXPECT_LE(most, 4U) << "the lock, the folders of titles, and one file";
   }
-  std::cout << "[   RUNS   ] " << scenarios.size() << " looked at, " << opened << " files opened\n";
+  std::cout << "[   RUNS   ] " << situations.size() << " looked at, " << opened << " files opened\n";
   EXPECT_GE(opened, 30U);
 }
 

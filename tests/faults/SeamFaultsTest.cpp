@@ -25,9 +25,9 @@ constexpr std::array<int, 8> errors = {EINTR, EIO, ENOSPC, EDQUOT, EACCES, EROFS
 // Fewer calls than any of the runs below makes.
 constexpr std::size_t fewestCalls = 14;
 
-std::vector<Scenario> allScenarios() {
-  std::vector<Scenario> all = Scenario::starts();
-  for (Scenario& scenario : Scenario::rare()) all.push_back(std::move(scenario));
+std::vector<Situation> allSituations() {
+  std::vector<Situation> all = Situation::starts();
+  for (Situation& situation : Situation::rare()) all.push_back(std::move(situation));
   return all;
 }
 
@@ -78,14 +78,14 @@ struct Failing {
 };
 
 // Lets the calls fail under a run, and looks at what it leaves. Gives how many have failed.
-std::size_t tryFailing(Stage& stage, const Scenario& scenario, const Failing& failing) {
-  const std::set<Record>& poorer = stage.poorerRecords(scenario);
-  const Record& clean = stage.cleanRecord(scenario);
-  stage.set(scenario.files);
-  std::string trace = scenario.name + ", errno " + std::to_string(failing.error);
+std::size_t tryFailing(Stage& stage, const Situation& situation, const Failing& failing) {
+  const std::set<Record>& poorer = stage.poorerRecords(situation);
+  const Record& clean = stage.cleanRecord(situation);
+  stage.set(situation.files);
+  std::string trace = situation.name + ", errno " + std::to_string(failing.error);
   std::size_t made = 0;
   std::size_t failed = 0;
-  runHere(stage, stage.event(scenario), [&](std::string_view call) -> Answer {
+  runHere(stage, stage.event(situation), [&](std::string_view call) -> Answer {
     const bool fails = failing.contains(++made);
     if (fails) ++failed;
     if (fails) trace += ", " + std::to_string(made) + " " + std::string(call);
@@ -94,33 +94,33 @@ std::size_t tryFailing(Stage& stage, const Scenario& scenario, const Failing& fa
   if (failed == 0) return 0;
 
   SCOPED_TRACE(trace);
-  const bool isOld = stage.recordText() == stage.oldRecordText(scenario);
+  const bool isOld = stage.recordText() == stage.oldRecordText(situation);
   if (failing.error == EINTR) {
     EXPECT_EQ(stage.record(), clean);
   } else if (!isOld) {
     EXPECT_THAT(poorer, Contains(stage.record()));
   }
-  const std::vector<std::string> lines = stage.newLogLines(scenario.files);
+  const std::vector<std::string> lines = stage.newLogLines(situation.files);
   EXPECT_LE(lines.size(), 1U);
   EXPECT_TRUE(!isOld || !failing.isOnce() || lines.size() == 1)
       << "nothing says why the record is the old one";
   for (const std::string& line : lines) {
-    const bool isClean = line == cleanLine(scenario);
+    const bool isClean = line == cleanLine(situation);
     EXPECT_TRUE(isClean || isErrorLine(line)) << line;
-    EXPECT_TRUE(scenario.isEnd || isClean != isOld) << line;
+    EXPECT_TRUE(situation.isEnd || isClean != isOld) << line;
   }
-  EXPECT_LE(stage.newTemporaries(scenario.files), failing.isOnce() || failing.error == EINTR ? 0U : 1U);
+  EXPECT_LE(stage.newTemporaries(situation.files), failing.isOnce() || failing.error == EINTR ? 0U : 1U);
   expectNextEventWorks(stage);
   return failed;
 }
 
 TEST(SeamFaults, EachCallThatFailsOnceLeavesTheOldRecordOrTheNewOne) {
   std::size_t runs = 0;
-  for (const Scenario& scenario : allScenarios()) {
+  for (const Situation& situation : allSituations()) {
     Stage stage;
     for (const int error : errors) {
       std::size_t call = 1;
-      while (tryFailing(stage, scenario, {.error = error, .first = call, .last = call}) > 0) ++call;
+      while (tryFailing(stage, situation, {.error = error, .first = call, .last = call}) > 0) ++call;
       EXPECT_GE(call, fewestCalls);
       runs += call - 1;
     }
@@ -132,12 +132,12 @@ TEST(SeamFaults, EachCallThatFailsOnceLeavesTheOldRecordOrTheNewOne) {
 TEST(SeamFaults, CallsThatAllFailFromOneOnLeaveTheOldRecordOrTheNewOne) {
   constexpr std::size_t furtherInterruptions = 4;
   std::size_t runs = 0;
-  for (const Scenario& scenario : allScenarios()) {
+  for (const Situation& situation : allSituations()) {
     Stage stage;
     for (const int error : errors) {
       std::size_t call = 1;
       const auto last = [&] { return error == EINTR ? call + furtherInterruptions : SIZE_MAX; };
-      while (tryFailing(stage, scenario, {.error = error, .first = call, .last = last()}) > 0) ++call;
+      while (tryFailing(stage, situation, {.error = error, .first = call, .last = last()}) > 0) ++call;
       EXPECT_GE(call, fewestCalls);
       runs += call - 1;
     }
@@ -149,7 +149,7 @@ TEST(SeamFaults, CallsThatAllFailFromOneOnLeaveTheOldRecordOrTheNewOne) {
 TEST(SeamFaults, TwoCallsThatFailInOneRunLeaveTheOldRecordOrTheNewOne) {
   const std::size_t step = isFullSize() ? 1 : 5;
   std::size_t pairs = 0;
-  for (const Scenario& scenario : allScenarios()) {
+  for (const Situation& situation : allSituations()) {
     Stage stage;
     std::size_t failed = 1;
     for (std::size_t call = 1; failed > 0; ++call) {
@@ -157,7 +157,7 @@ TEST(SeamFaults, TwoCallsThatFailInOneRunLeaveTheOldRecordOrTheNewOne) {
       for (std::size_t another = call + 1 + call % step;; another += step) {
         const int error = errors[1 + pairs % (errors.size() - 1)];
         failed =
-            tryFailing(stage, scenario, {.error = error, .first = call, .last = call, .another = another});
+            tryFailing(stage, situation, {.error = error, .first = call, .last = call, .another = another});
         if (failed < 2) break;
         ++pairs;
       }
@@ -168,18 +168,18 @@ TEST(SeamFaults, TwoCallsThatFailInOneRunLeaveTheOldRecordOrTheNewOne) {
 }
 
 TEST(SeamFaults, OneByteAtATimeIsReadAndWrittenToTheEnd) {
-  for (const Scenario& scenario : Scenario::starts()) {
-    SCOPED_TRACE(scenario.name);
+  for (const Situation& situation : Situation::starts()) {
+    SCOPED_TRACE(situation.name);
     Stage stage;
-    const Record clean = stage.cleanRecord(scenario);
-    stage.set(scenario.files);
+    const Record clean = stage.cleanRecord(situation);
+    stage.set(situation.files);
     std::size_t calls = 0;
-    runHere(stage, stage.event(scenario), [&](std::string_view /*call*/) -> Answer {
+    runHere(stage, stage.event(situation), [&](std::string_view /*call*/) -> Answer {
       ++calls;
       return {.mostBytes = 1};
     });
     EXPECT_EQ(stage.record(), clean);
-    EXPECT_GE(calls, stage.recordText().value().size() + stage.event(scenario).size());
+    EXPECT_GE(calls, stage.recordText().value().size() + stage.event(situation).size());
     // A line is written in one go or not at all; what is missing of it is missing.
     const std::string log = readFile(stage.logFile());
     EXPECT_THAT(log, testing::AnyOf("2", testing::EndsWith("\n2")));
@@ -194,17 +194,17 @@ std::string descriptorsOfAChild() {
 
 TEST(SeamFaults, AProgramStartedAtAnyMomentOfARunGetsNoneOfItsFiles) {
   std::size_t children = 0;
-  for (const Scenario& scenario : allScenarios()) {
-    SCOPED_TRACE(scenario.name);
+  for (const Situation& situation : allSituations()) {
+    SCOPED_TRACE(situation.name);
     const Stage stage;
-    stage.set(scenario.files);
+    stage.set(situation.files);
     const std::string before = descriptorsOfAChild();
-    runHere(stage, stage.event(scenario), [&](std::string_view call) -> Answer {
+    runHere(stage, stage.event(situation), [&](std::string_view call) -> Answer {
       EXPECT_EQ(descriptorsOfAChild(), before) << call;
       ++children;
       return {};
     });
-    EXPECT_THAT(stage.newLogLines(scenario.files), ElementsAre(cleanLine(scenario)));
+    EXPECT_THAT(stage.newLogLines(situation.files), ElementsAre(cleanLine(situation)));
   }
   std::cout << "[   RUNS   ] " << children << " programs started\n";
   EXPECT_GE(children, 100U);

@@ -21,27 +21,6 @@ constexpr std::string_view homeWord = "{home}";
 
 constexpr std::string_view oldLine = "2025-01-31T09:15:02Z claude s PreToolUse Bash#call-0 \u2192 working\n";
 
-// Of a session in the Claude desktop app, whose files are looked through for a title.
-std::string goodRecord() {
-  Session session;
-  session.sessionId = "s";
-  session.state = SessionState::working;
-  session.inFlight = {"call-0"};
-  session.cwd = "/Users/dev/src/app";
-  session.repoRoot = "/Users/dev/src/app";
-  session.transcriptPath = "/Users/dev/.claude/projects/app/s.jsonl";
-  session.hostPid = 612;
-  session.hostBundleId = "com.anthropic.claudefordesktop";
-  session.tty = "/dev/ttys004";
-  session.title = "Old title";
-  return session.encode();
-}
-
-std::string damagedRecord() {
-  const std::string good = goodRecord();
-  return good.substr(0, good.size() / 2);
-}
-
 std::string fullLog() {
   std::string text(1'000'000, '\n');
   text += oldLine;
@@ -86,22 +65,42 @@ std::string comparable(const std::string& text) {
 
 }  // namespace
 
-std::vector<Scenario> Scenario::starts() {
-  const Files rest = {{lockFile, ""}, {logName, std::string(oldLine)}};
-  Scenario none{.name = "no record", .files = {}};
-  Scenario good{.name = "a good record", .files = rest};
-  good.files[recordFile] = goodRecord();
-  good.files[titlesFile] = R"({"sessionId":"local_s","title":"New title"})";
-  Scenario damaged{.name = "a damaged record", .files = rest};
-  damaged.files[recordFile] = damagedRecord();
-  return {none, good, damaged};
+// It is one of the Claude desktop app, whose files are looked through for a title.
+Session goodSession() {
+  Session session;
+  session.sessionId = "s";
+  session.state = SessionState::working;
+  session.inFlight = {"call-0"};
+  session.cwd = "/Users/dev/src/app";
+  session.repoRoot = "/Users/dev/src/app";
+  session.transcriptPath = "/Users/dev/.claude/projects/app/s.jsonl";
+  session.hostPid = 612;
+  session.hostBundleId = "com.anthropic.claudefordesktop";
+  session.tty = "/dev/ttys004";
+  session.title = "Old title";
+  return session;
 }
 
-std::vector<Scenario> Scenario::rare() {
-  Scenario end = starts().at(1);
+Situation Situation::with(std::string name, const std::string& record) {
+  return {.name = std::move(name),
+          .files = {{recordFile, record},
+                    {lockFile, ""},
+                    {logName, std::string(oldLine)},
+                    {titlesFile, R"({"sessionId":"local_s","title":"New title"})"}}};
+}
+
+std::vector<Situation> Situation::starts() {
+  const std::string good = goodSession().encode();
+  return {{.name = "no record", .files = {}},
+          with("a good record", good),
+          with("a damaged record", good.substr(0, good.size() / 2))};
+}
+
+std::vector<Situation> Situation::rare() {
+  Situation end = starts().at(1);
   end.name = "a record at its end";
   end.isEnd = true;
-  Scenario full = starts().at(1);
+  Situation full = starts().at(1);
   full.name = "a full log";
   full.files[logName] = fullLog();
   return {end, full};
@@ -134,9 +133,9 @@ Files Stage::files() const {
   return files;
 }
 
-std::string Stage::event(const Scenario& scenario) const {
+std::string Stage::event(const Situation& situation) const {
   boost::json::object event = {{"session_id", "s"}};
-  if (scenario.isEnd) {
+  if (situation.isEnd) {
     event["hook_event_name"] = "SessionEnd";
   } else {
     event["hook_event_name"] = "PreToolUse";
@@ -158,30 +157,30 @@ Record Stage::record() const {
   return text && Session::decode(*text) ? comparable(*text) : text;
 }
 
-std::optional<std::string> Stage::oldRecordText(const Scenario& scenario) const {
-  const auto found = scenario.files.find(recordFile);
-  return found == scenario.files.end() ? std::nullopt : std::optional(here(found->second.value()));
+std::optional<std::string> Stage::oldRecordText(const Situation& situation) const {
+  const auto found = situation.files.find(recordFile);
+  return found == situation.files.end() ? std::nullopt : std::optional(here(found->second.value()));
 }
 
-const Record& Stage::cleanRecord(const Scenario& scenario) {
-  const auto [entry, isNew] = clean_.try_emplace(scenario.name);
-  if (isNew) entry->second = recordAfter(scenario.files, scenario);
+const Record& Stage::cleanRecord(const Situation& situation) {
+  const auto [entry, isNew] = clean_.try_emplace(situation.name);
+  if (isNew) entry->second = recordAfter(situation.files, situation);
   return entry->second;
 }
 
-const std::set<Record>& Stage::poorerRecords(const Scenario& scenario) {
-  const auto [entry, isNew] = poorer_.try_emplace(scenario.name);
+const std::set<Record>& Stage::poorerRecords(const Situation& situation) {
+  const auto [entry, isNew] = poorer_.try_emplace(situation.name);
   if (!isNew) return entry->second;
   for (const bool hasRecord : {true, false}) {
     for (const bool hasTitles : {true, false}) {
-      Files files = scenario.files;
+      Files files = situation.files;
       if (!hasRecord) files.erase(recordFile);
       if (!hasTitles) files.erase(titlesFile);
       for (const Repository repository :
            {Repository::linkedWorkTree, Repository::ordinary, Repository::none}) {
         for (const bool hasTranscript : {true, false}) {
           setSurroundings(repository, hasTranscript);
-          entry->second.insert(recordAfter(files, scenario));
+          entry->second.insert(recordAfter(files, situation));
         }
       }
     }
@@ -209,9 +208,9 @@ std::string Stage::anywhere(std::string text) const {
   return replaced(std::move(text), path().filename().string(), homeWord);
 }
 
-Record Stage::recordAfter(const Files& files, const Scenario& scenario) const {
+Record Stage::recordAfter(const Files& files, const Situation& situation) const {
   set(files);
-  EXPECT_EQ(runHook(path(), event(scenario)), silentSuccess);
+  EXPECT_EQ(runHook(path(), event(situation)), silentSuccess);
   return record();
 }
 
@@ -257,9 +256,9 @@ void Stage::expectNextEventIsHandled() const {
   EXPECT_THAT(readFile(logFile()), testing::EndsWith("Z claude s PreToolUse Bash#next-1 \u2192 working\n"));
 }
 
-std::string cleanLine(const Scenario& scenario) {
-  return scenario.isEnd ? "claude s SessionEnd  \u2192 ended"
-                        : "claude s PreToolUse AskUserQuestion#ask-1 \u2192 needsYou holding 1";
+std::string cleanLine(const Situation& situation) {
+  return situation.isEnd ? "claude s SessionEnd  \u2192 ended"
+                         : "claude s PreToolUse AskUserQuestion#ask-1 \u2192 needsYou holding 1";
 }
 
 bool isErrorLine(std::string_view line) {

@@ -16,17 +16,23 @@ namespace tavrin::test {
 using Files = std::map<std::string, std::optional<std::string>>;
 
 /// What a run finds, and the event that it is given.
-struct Scenario {
+struct Situation {
   std::string name;
   Files files;
   bool isEnd = false;  ///< the event ends the session; else it asks the user something
 
+  /// A record, the lock, the log, and the titles of an application.
+  static Situation with(std::string name, const std::string& record);
+
   /// No record, a good one, or a damaged one.
-  static std::vector<Scenario> starts();
+  static std::vector<Situation> starts();
 
   /// Two ways that a run takes more rarely: a record that is to go, and a log that is full.
-  static std::vector<Scenario> rare();
+  static std::vector<Situation> rare();
 };
+
+/// The record of "a good record".
+Session goodSession();
 
 /// A record as it can be compared with others: without what differs from run to run, times and identifiers
 /// and the processes that happen to be there. Nothing when there is no file.
@@ -43,21 +49,21 @@ class Stage : public ScratchHome {
   void set(const Files& files) const;
   Files files() const;
 
-  std::string event(const Scenario& scenario) const;
+  std::string event(const Situation& situation) const;
 
   /// The record as it is there, and as it can be compared.
   std::optional<std::string> recordText() const;
   Record record() const;
 
-  /// The record's file that a scenario begins with.
-  std::optional<std::string> oldRecordText(const Scenario& scenario) const;
+  /// The record's file that a situation begins with.
+  std::optional<std::string> oldRecordText(const Situation& situation) const;
 
-  /// The record after a run in which nothing fails, begun on the scenario's files.
-  const Record& cleanRecord(const Scenario& scenario);
+  /// The record after a run in which nothing fails, begun on the situation's files.
+  const Record& cleanRecord(const Situation& situation);
 
   /// Those after runs that find less than there is: no record, no transcript, a repository that cannot be
   /// read or is not there, no titles. That something cannot be read is as if it were not there.
-  const std::set<Record>& poorerRecords(const Scenario& scenario);
+  const std::set<Record>& poorerRecords(const Situation& situation);
 
   /// The lines in the log that are not in that of `before`, without their time stamps. They must be whole.
   std::vector<std::string> newLogLines(const Files& before) const;
@@ -81,14 +87,14 @@ class Stage : public ScratchHome {
   std::string anywhere(std::string text) const;
 
   // The record after a clean run begun on `files`.
-  Record recordAfter(const Files& files, const Scenario& scenario) const;
+  Record recordAfter(const Files& files, const Situation& situation) const;
 
-  std::map<std::string, Record> clean_;             // by the scenario's name
-  std::map<std::string, std::set<Record>> poorer_;  // by the scenario's name
+  std::map<std::string, Record> clean_;             // by the situation's name
+  std::map<std::string, std::set<Record>> poorer_;  // by the situation's name
 };
 
 /// The line of the log after a clean run, and one that says why the record stayed as it was.
-std::string cleanLine(const Scenario& scenario);
+std::string cleanLine(const Situation& situation);
 bool isErrorLine(std::string_view line);
 
 }  // namespace tavrin::test

@@ -24,12 +24,12 @@ std::optional<pid_t> stoppedIn(const std::filesystem::path& directory) {
 
 }  // namespace
 
-StoppedRun::StoppedRun(const Stage& stage, const Scenario& scenario, const SystemCallPoint& point) {
+StoppedRun::StoppedRun(const Stage& stage, const Situation& situation, const SystemCallPoint& point) {
   constexpr int milliseconds = 1;
   removeTraces(stage.path());
   const std::string option = "inject=" + point.name + ":signal=STOP:when=" + std::to_string(point.nth);
   strace_ = start(underStrace(stage.path(), {"-e", option}, {hookExecutable()}), {{"HOME", stage.string()}});
-  strace_->write(stage.event(scenario));
+  strace_->write(stage.event(situation));
   strace_->closeInput();
   for (;;) {
     if (const std::optional<pid_t> stopped = stoppedIn(stage.path())) {

@@ -13,7 +13,7 @@ namespace tavrin::test {
 class StoppedRun {
  public:
   /// Starts the run on what `stage` holds, and waits until it has stopped.
-  StoppedRun(const Stage& stage, const Scenario& scenario, const SystemCallPoint& point);
+  StoppedRun(const Stage& stage, const Situation& situation, const SystemCallPoint& point);
   ~StoppedRun();
   StoppedRun(const StoppedRun&) = delete;
   StoppedRun& operator=(const StoppedRun&) = delete;

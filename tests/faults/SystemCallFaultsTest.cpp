@@ -25,29 +25,29 @@ std::vector<SystemCallFault> faultsAt(const std::vector<SystemCallPoint>& points
   return faults;
 }
 
-void tryFaultsIn(const std::vector<Scenario>& scenarios) {
+void tryFaultsIn(const std::vector<Situation>& situations) {
   constexpr std::size_t fewestPoints = 15;
-  for (const Scenario& scenario : scenarios) {
+  for (const Situation& situation : situations) {
     const Stage stage;
-    stage.set(scenario.files);
-    std::vector<SystemCallPoint> points = systemCallPoints(stage, scenario);
+    stage.set(situation.files);
+    std::vector<SystemCallPoint> points = systemCallPoints(stage, situation);
     std::erase_if(points, [](const SystemCallPoint& point) { return !point.canFail(); });
     EXPECT_GE(points.size(), fewestPoints);
     const std::vector<SystemCallFault> faults = faultsAt(points);
     EXPECT_EQ(faults.size(), points.size() * (isFullSize() ? systemErrors.size() * 2 : 3));
     inParallel<Stage>(faults.size(),
-                      [&](Stage& own, std::size_t i) { tryFault(own, scenario, points, faults[i]); });
-    std::cout << "[   RUNS   ] " << faults.size() << " from " << scenario.name << ", " << points.size()
+                      [&](Stage& own, std::size_t i) { tryFault(own, situation, points, faults[i]); });
+    std::cout << "[   RUNS   ] " << faults.size() << " from " << situation.name << ", " << points.size()
               << " system calls\n";
   }
 }
 
 TEST(SystemCallFaults, EachOneLeavesTheOldRecordOrTheNewOne) {
-  tryFaultsIn(Scenario::starts());
+  tryFaultsIn(Situation::starts());
 }
 
 TEST(SystemCallFaults, NeitherTheEndOfASessionNorAFullLogIsAnException) {
-  tryFaultsIn(Scenario::rare());
+  tryFaultsIn(Situation::rare());
 }
 
 }  // namespace

@@ -108,10 +108,10 @@ bool SystemCallPoint::isRemoval() const {
   return subject == Subject::record && name.starts_with("unlink");
 }
 
-std::vector<SystemCallPoint> systemCallPoints(const Stage& stage, const Scenario& scenario) {
+std::vector<SystemCallPoint> systemCallPoints(const Stage& stage, const Situation& situation) {
   constexpr std::size_t fewProcesses = 2;
   removeTraces(stage.path());
-  EXPECT_EQ(run(underStrace(stage.path(), {"-y"}, {hookExecutable()}), stage.event(scenario),
+  EXPECT_EQ(run(underStrace(stage.path(), {"-y"}, {hookExecutable()}), stage.event(situation),
                 {{"HOME", stage.string()}}),
             silentSuccess);
   std::vector<SystemCallPoint> points;

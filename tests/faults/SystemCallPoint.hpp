@@ -57,6 +57,6 @@ struct SystemCallPoint {
 
 /// The system calls of a run in which nothing fails, begun on what `stage` holds now, from the first one
 /// after execve(2). Of the ancestors, which are all looked up alike, there are those of the first two.
-std::vector<SystemCallPoint> systemCallPoints(const Stage& stage, const Scenario& scenario);
+std::vector<SystemCallPoint> systemCallPoints(const Stage& stage, const Situation& situation);
 
 }  // namespace tavrin::test

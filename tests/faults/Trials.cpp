@@ -18,9 +18,9 @@ using testing::ElementsAre;
 using testing::IsEmpty;
 using Subject = SystemCallPoint::Subject;
 
-Outcome runWith(const std::string& option, const Stage& stage, const Scenario& scenario) {
+Outcome runWith(const std::string& option, const Stage& stage, const Situation& situation) {
   removeTraces(stage.path());
-  return run(underStrace(stage.path(), {"-e", option}, {hookExecutable()}), stage.event(scenario),
+  return run(underStrace(stage.path(), {"-e", option}, {hookExecutable()}), stage.event(situation),
              {{"HOME", stage.string()}});
 }
 
@@ -47,9 +47,9 @@ bool SystemCallFault::isHit(const SystemCallPoint& other) const {
   return other.name == point.name && (isRepeated ? other.nth >= point.nth : other.nth == point.nth);
 }
 
-void tryFault(Stage& stage, const Scenario& scenario, const std::vector<SystemCallPoint>& points,
+void tryFault(Stage& stage, const Situation& situation, const std::vector<SystemCallPoint>& points,
               const SystemCallFault& fault) {
-  SCOPED_TRACE(scenario.name + ", " + fault.option());
+  SCOPED_TRACE(situation.name + ", " + fault.option());
   const auto fails = [&](const auto& isNeeded) {
     return !fault.isInterruption() && std::ranges::any_of(points, [&](const SystemCallPoint& point) {
       return fault.isHit(point) && std::invoke(isNeeded, point);
@@ -58,43 +58,43 @@ void tryFault(Stage& stage, const Scenario& scenario, const std::vector<SystemCa
   const bool isKept = fails(&SystemCallPoint::isNeededForRecord);
   const bool isPoorer = fails(&SystemCallPoint::isLookUp);
   std::set<Record> expected;
-  if (!isKept) expected = isPoorer ? stage.poorerRecords(scenario) : std::set{stage.cleanRecord(scenario)};
+  if (!isKept) expected = isPoorer ? stage.poorerRecords(situation) : std::set{stage.cleanRecord(situation)};
 
-  stage.set(scenario.files);
-  EXPECT_EQ(runWith(fault.option(), stage, scenario), silentSuccess);
+  stage.set(situation.files);
+  EXPECT_EQ(runWith(fault.option(), stage, situation), silentSuccess);
   const std::vector<std::string> calls = callsOfHook(stage.path());
   SCOPED_TRACE(table(calls));
   EXPECT_THAT(calls, Contains(testing::HasSubstr("(INJECTED)")));
   if (isKept) {
-    EXPECT_EQ(stage.recordText(), stage.oldRecordText(scenario));
+    EXPECT_EQ(stage.recordText(), stage.oldRecordText(situation));
   } else {
     EXPECT_THAT(expected, Contains(stage.record()));
   }
-  EXPECT_EQ(stage.newTemporaries(scenario.files), 0U);
+  EXPECT_EQ(stage.newTemporaries(situation.files), 0U);
 
-  const std::vector<std::string> lines = stage.newLogLines(scenario.files);
+  const std::vector<std::string> lines = stage.newLogLines(situation.files);
   if (fails(&SystemCallPoint::isNeededForLog)) {
     EXPECT_THAT(lines, IsEmpty());
   } else if (fails(&SystemCallPoint::isNeededForEvent)) {
     EXPECT_THAT(lines, ElementsAre(testing::ResultOf(isErrorLine, true)));
   } else {
-    EXPECT_THAT(lines, ElementsAre(cleanLine(scenario)));
+    EXPECT_THAT(lines, ElementsAre(cleanLine(situation)));
   }
   stage.expectNextEventWorks();
 }
 
-void tryKill(Stage& stage, const Scenario& scenario, const std::vector<SystemCallPoint>& points,
+void tryKill(Stage& stage, const Situation& situation, const std::vector<SystemCallPoint>& points,
              const SystemCallPoint& point) {
-  SCOPED_TRACE(scenario.name + ", killed at " + std::to_string(point.number) + ": " + point.call);
-  stage.cleanRecord(scenario);
-  stage.set(scenario.files);
+  SCOPED_TRACE(situation.name + ", killed at " + std::to_string(point.number) + ": " + point.call);
+  stage.cleanRecord(situation);
+  stage.set(situation.files);
   const Outcome killed = {.exitStatus = -1, .signal = SIGKILL, .output = "", .error = ""};
   const std::string option = "inject=" + point.name + ":signal=KILL:when=" + std::to_string(point.nth);
-  EXPECT_EQ(runWith(option, stage, scenario), killed);
-  expectWhole(stage, scenario, points, point.number - 1);
+  EXPECT_EQ(runWith(option, stage, situation), killed);
+  expectWhole(stage, situation, points, point.number - 1);
 }
 
-void expectWhole(Stage& stage, const Scenario& scenario, const std::vector<SystemCallPoint>& points,
+void expectWhole(Stage& stage, const Situation& situation, const std::vector<SystemCallPoint>& points,
                  std::size_t done) {
   const std::size_t change = numberOf(
       points, [](const SystemCallPoint& point) { return point.isReplacement() || point.isRemoval(); });
@@ -105,16 +105,16 @@ void expectWhole(Stage& stage, const Scenario& scenario, const std::vector<Syste
     return point.subject == Subject::log && point.name == "write";
   });
   if (done < change) {
-    EXPECT_EQ(stage.recordText(), stage.oldRecordText(scenario));
+    EXPECT_EQ(stage.recordText(), stage.oldRecordText(situation));
   } else {
-    EXPECT_EQ(stage.record(), stage.cleanRecord(scenario));
+    EXPECT_EQ(stage.record(), stage.cleanRecord(situation));
   }
   const bool hasTemporary = temporary != 0 && done >= temporary && done < change;
-  EXPECT_EQ(stage.newTemporaries(scenario.files), hasTemporary ? 1U : 0U);
+  EXPECT_EQ(stage.newTemporaries(situation.files), hasTemporary ? 1U : 0U);
   if (done < line) {
-    EXPECT_THAT(stage.newLogLines(scenario.files), IsEmpty());
+    EXPECT_THAT(stage.newLogLines(situation.files), IsEmpty());
   } else {
-    EXPECT_THAT(stage.newLogLines(scenario.files), ElementsAre(cleanLine(scenario)));
+    EXPECT_THAT(stage.newLogLines(situation.files), ElementsAre(cleanLine(situation)));
   }
 }
 

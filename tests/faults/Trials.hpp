@@ -10,7 +10,7 @@
 
 /// Runs of the real executable to which one thing happens, and what must be left of each: the old record or
 /// the new one, the line in the log or none, and a session whose next event is handled. What they are begun
-/// on is a scenario, `points` are the system calls of a run of it in which nothing happens.
+/// on is a situation, `points` are the system calls of a run of it in which nothing happens.
 namespace tavrin::test {
 
 inline constexpr std::array<std::string_view, 8> systemErrors = {"EINTR",  "EIO",   "ENOSPC", "EDQUOT",
@@ -28,15 +28,15 @@ struct SystemCallFault {
   bool isHit(const SystemCallPoint& other) const;
 };
 
-void tryFault(Stage& stage, const Scenario& scenario, const std::vector<SystemCallPoint>& points,
+void tryFault(Stage& stage, const Situation& situation, const std::vector<SystemCallPoint>& points,
               const SystemCallFault& fault);
 
 /// The run is killed on its way into the system call.
-void tryKill(Stage& stage, const Scenario& scenario, const std::vector<SystemCallPoint>& points,
+void tryKill(Stage& stage, const Situation& situation, const std::vector<SystemCallPoint>& points,
              const SystemCallPoint& point);
 
 /// Looks at what is left of a run of which no more than its first `done` system calls were made.
-void expectWhole(Stage& stage, const Scenario& scenario, const std::vector<SystemCallPoint>& points,
+void expectWhole(Stage& stage, const Situation& situation, const std::vector<SystemCallPoint>& points,
                  std::size_t done);
 
 /// The first and the last system call of a run at which it holds the session's lock.

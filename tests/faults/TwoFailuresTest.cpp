@@ -25,18 +25,18 @@ std::string signature(const Stage& stage) {
 }
 
 struct LeftBehind {
-  Scenario scenario;
+  Situation situation;
   std::size_t kills = 0;  // how many of the first run's system calls leave just this
 };
 
 // What is left by runs that are killed at each of their system calls.
-std::vector<LeftBehind> leftBehind(const Scenario& scenario) {
+std::vector<LeftBehind> leftBehind(const Situation& situation) {
   const Stage first;
-  first.set(scenario.files);
-  const std::vector<SystemCallPoint> points = systemCallPoints(first, scenario);
+  first.set(situation.files);
+  const std::vector<SystemCallPoint> points = systemCallPoints(first, situation);
   std::vector<std::pair<std::string, Files>> left(points.size());
   inParallel<Stage>(points.size(), [&](Stage& stage, std::size_t i) {
-    tryKill(stage, scenario, points, points[i]);
+    tryKill(stage, situation, points, points[i]);
     left[i] = {signature(stage), stage.files()};
   });
 
@@ -45,8 +45,8 @@ std::vector<LeftBehind> leftBehind(const Scenario& scenario) {
   for (std::size_t i = 0; i < points.size(); ++i) {
     const auto [entry, isNew] = known.try_emplace(left[i].first, different.size());
     if (isNew) {
-      const std::string name = scenario.name + ", killed at " + std::to_string(points[i].number);
-      different.push_back({.scenario = {.name = name, .files = left[i].second, .isEnd = scenario.isEnd}});
+      const std::string name = situation.name + ", killed at " + std::to_string(points[i].number);
+      different.push_back({.situation = {.name = name, .files = left[i].second, .isEnd = situation.isEnd}});
     }
     ++different[entry->second].kills;
   }
@@ -57,13 +57,13 @@ TEST(TwoFailures, ARunThatFailsOnWhatAKilledOneLeftLeavesAWholeRecordToo) {
   constexpr std::size_t fewestLeftBehind = 5;
   std::size_t runs = 0;
   std::size_t pairs = 0;
-  for (const Scenario& start : Scenario::starts()) {
+  for (const Situation& start : Situation::starts()) {
     const std::vector<LeftBehind> different = leftBehind(start);
     EXPECT_GE(different.size(), fewestLeftBehind);
-    for (const auto& [scenario, kills] : different) {
+    for (const auto& [situation, kills] : different) {
       const Stage first;
-      first.set(scenario.files);
-      const std::vector<SystemCallPoint> points = systemCallPoints(first, scenario);
+      first.set(situation.files);
+      const std::vector<SystemCallPoint> points = systemCallPoints(first, situation);
       EXPECT_GE(points.size(), 25U);
       // In the small size, every sixth call, and other ones each time.
       const std::size_t step = isFullSize() ? 1 : 6;
@@ -71,10 +71,10 @@ TEST(TwoFailures, ARunThatFailsOnWhatAKilledOneLeftLeavesAWholeRecordToo) {
       const std::size_t count = (points.size() - offset + step - 1) / step;
       inParallel<Stage>(count, [&](Stage& stage, std::size_t i) {
         const SystemCallPoint& point = points[offset + i * step];
-        tryKill(stage, scenario, points, point);
+        tryKill(stage, situation, points, point);
         stage.expectNextEventWorks();
         const std::string_view error = systemErrors[(i + kills) % systemErrors.size()];
-        if (point.canFail()) tryFault(stage, scenario, points, {point, error, i % 2 == 1});
+        if (point.canFail()) tryFault(stage, situation, points, {point, error, i % 2 == 1});
       });
       runs += count;
       pairs += count * kills;

@@ -4,12 +4,14 @@
 //
 //   close=N                              without the open file N
 //   nonblocking=N                        with the open file N set to non-blocking
+//   ignored=N                            with the signal N ignored
 //   user=N                               as another user
 //   fsize=N  stack=N  nofile=N  as=N     with a limit of setrlimit(2)
 #include <fcntl.h>
 #include <sys/resource.h>
 #include <unistd.h>
 
+#include <csignal>
 #include <cstdlib>
 #include <string_view>
 
@@ -28,6 +30,7 @@ bool confine(std::string_view option, unsigned long value) {
   const int number = static_cast<int>(value);
   if (option == "close") return ::close(number) == 0;
   if (option == "nonblocking") return ::fcntl(number, F_SETFL, O_NONBLOCK) == 0;
+  if (option == "ignored") return std::signal(number, SIG_IGN) != SIG_ERR;
   if (option == "user") return ::setuid(static_cast<uid_t>(value)) == 0;
   if (option == "fsize") return limit(RLIMIT_FSIZE, value);
   if (option == "stack") return limit(RLIMIT_STACK, value);
