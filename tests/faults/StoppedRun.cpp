@@ -51,4 +51,10 @@ void StoppedRun::kill() {
   strace_.reset();
 }
 
+void StoppedRun::goOn() {
+  EXPECT_EQ(::kill(pid_, SIGCONT), 0);
+  EXPECT_EQ(strace_->wait(), silentSuccess);
+  strace_.reset();
+}
+
 }  // namespace tavrin::test

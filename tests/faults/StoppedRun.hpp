@@ -20,8 +20,9 @@ class StoppedRun {
 
   pid_t pid() const { return pid_; }
 
-  /// Kills it, and waits until it is gone.
+  /// Kills it, or lets it go on, and waits until it is gone. When it has gone on, it must end like any other.
   void kill();
+  void goOn();
 
  private:
   Running strace_;
