@@ -1,25 +1,64 @@
 // What the real executable does when those it works with misbehave: the agent that feeds it, and other runs.
+// More of it is in BadInputTest, BadPlacesTest, LimitsTest and LockWaitTest.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <csignal>
 
+#include "TavrinHook/HookCommand.hpp"
 #include "tests/process/ProcessSupport.hpp"
 
 namespace tavrin::test {
 namespace {
 
 TEST(Partners, AnAgentThatNeverClosesTheInputIsWaitedForAndNothingIsDoneUntilThen) {
+  const std::string event = toolStart("s", "call-1");
+  const std::string tooLarge = event + std::string(HookCommand::largestPayload, ' ');
+  for (const std::string& input : {std::string(), event.substr(0, 20), event, tooLarge}) {
+    SCOPED_TRACE(input.size());
+    SeededHome home;
+    const Running process = startHook(home);
+    process->write(input);
+    process->waitUntilInputIsRead();
+    home.expectUntouched();
+    EXPECT_THAT(home.newLogLines(), testing::IsEmpty());
+    // It has not taken the session's lock, so it stands in nobody's way.
+    home.expectNextEventWorks();
+    EXPECT_FALSE(hasEnded(process->pid()));
+    ASSERT_EQ(::kill(process->pid(), SIGKILL), 0);
+    EXPECT_EQ(process->wait().signal, SIGKILL);
+    EXPECT_EQ(stored(home, "s").value().inFlight, (std::vector<std::string>{"call-0", "next-1"}));
+  }
+}
+
+TEST(Partners, AnAgentMayWriteOneByteAtATime) {
   SeededHome home;
   const Running process = startHook(home);
-  process->write(toolStart("s", "call-1"));
-  process->waitUntilInputIsRead();
+  for (const char byte : toolStart("s", "call-1")) {
+    process->write(std::string(1, byte));
+    process->waitUntilInputIsRead();
+  }
   home.expectUntouched();
-  // Another run of the same session does not wait for it: it has not taken the lock yet.
-  home.expectNextEventWorks();
-  ASSERT_EQ(::kill(process->pid(), SIGKILL), 0);
-  EXPECT_EQ(process->wait().signal, SIGKILL);
-  EXPECT_EQ(stored(home, "s").value().inFlight, (std::vector<std::string>{"call-0", "next-1"}));
+  EXPECT_EQ(process->wait(), silentSuccess);
+  home.expectUpdated("call-1");
+}
+
+TEST(Partners, AHolderOfTheLockThatIsStoppedAndGoesOnIsWaitedForAllTheWhile) {
+  SeededHome home;
+  const Running holder = start({sessionWorker(), "hold", home.sessions().string(), "s"});
+  EXPECT_EQ(holder->readLine(), "held");
+  ASSERT_EQ(::kill(holder->pid(), SIGSTOP), 0);
+  const Running waiting = startHook(home);
+  waiting->write(toolStart("s", "call-1"));
+  waiting->closeInput();
+  EXPECT_TRUE(waitsForLock(waiting->pid()));
+  holder->closeInput();
+  home.expectUntouched();
+  EXPECT_TRUE(waitsForLock(waiting->pid()));
+  ASSERT_EQ(::kill(holder->pid(), SIGCONT), 0);
+  EXPECT_EQ(holder->wait().exitStatus, 0);
+  EXPECT_EQ(waiting->wait(), silentSuccess);
+  home.expectUpdated("call-1");
 }
 
 }  // namespace

@@ -1,5 +1,6 @@
 // What a run of the real executable does while another one of its session is stopped in the middle, and after
 // that was killed or has gone on.
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -42,7 +43,7 @@ class Waiters : public testing::TestWithParam<bool> {
     stage.set(situation.files);
     StoppedRun stopped(stage, situation, point);
     const Running other = startHook(stage);
-    other->write(toolStart("s", "other-1"));
+    other->write(toolStart("s", "late-1"));
     other->closeInput();
     const bool isLocked = locked.contains(point.number);
     EXPECT_EQ(waitsForLock(other->pid()), isLocked);
@@ -57,7 +58,7 @@ class Waiters : public testing::TestWithParam<bool> {
     EXPECT_EQ(other->wait(), silentSuccess);
     const std::optional time = steady_clock::now() - end;
 
-    std::vector<std::string> calls = {"ask-1", "other-1"};
+    std::vector<std::string> calls = {"ask-1", "late-1"};
     if (goesOn() && point.number < locked.first) std::ranges::reverse(calls);
     if (!goesOn() && point.number < change) calls.erase(calls.begin());
     const std::optional<Session> session = stored(stage, "s");
@@ -99,6 +100,43 @@ TEST_P(Waiters, ARunWaitsForAnotherJustAsLongAsThatHasTheLock) {
   const auto milliseconds = std::chrono::duration_cast<std::chrono::milliseconds>(longest);
   std::cout << "[   RUNS   ] " << runs << " stopped while another was there, which waited in " << waited
             << " and was done " << milliseconds.count() << " ms later at most\n";
+}
+
+TEST_P(Waiters, ARunOfAnotherSessionWaitsForTheLogAtMost) {
+  Stage stage;
+  const Situation situation = Situation::starts().at(1);
+  stage.set(situation.files);
+  std::vector<SystemCallPoint> points = systemCallPoints(stage, situation);
+  std::erase_if(points, [](const SystemCallPoint& point) {
+    return point.subject == Subject::startOfProcess || point.name == "exit_group";
+  });
+  const auto isLogLock = [](const SystemCallPoint& point) {
+    return point.subject == Subject::log && point.name == "flock";
+  };
+  const auto locked = std::ranges::find_if(points, isLogLock);
+  const auto unlocked = std::find_if(locked + 1, points.end(), isLogLock);
+  ASSERT_NE(unlocked, points.end());
+  // Before, as it holds the session's lock, at both ends of holding the log's, and after that.
+  for (const auto& [point, waits] :
+       {std::pair{locked - 1, false}, {locked, true}, {unlocked - 1, true}, {unlocked, false}}) {
+    SCOPED_TRACE(point->call);
+    stage.set(situation.files);
+    StoppedRun stopped(stage, situation, *point);
+    const Running other = startHook(stage);
+    other->write(toolStart("t", "late-1"));
+    other->closeInput();
+    EXPECT_EQ(waitsForLock(other->pid()), waits);
+    EXPECT_EQ(stored(stage, "t").value_or(Session()).inFlight, std::vector<std::string>{"late-1"});
+    if (goesOn()) {
+      stopped.goOn();
+    } else {
+      stopped.kill();
+    }
+    EXPECT_EQ(other->wait(), silentSuccess);
+    EXPECT_THAT(stage.newLogLines(situation.files),
+                testing::Contains("claude t PreToolUse Bash#late-1 \u2192 working"));
+    stage.expectNextEventWorks();
+  }
 }
 
 INSTANTIATE_TEST_SUITE_P(AfterThat, Waiters, testing::Bool(), [](const auto& goesOn) {
