@@ -148,31 +148,5 @@ TEST(SystemCalls, TheExecutableIsOneFileWithoutInterpreterOrLibraries) {
   EXPECT_GT(dynamicEntries, 0) << "the headers were not read";
 }
 
-TEST(SystemCalls, OneThatASignalInterruptsIsMadeAgain) {
-  const std::vector<std::string> names = {"openat", "read",   "write",      "flock",
-                                          "rename", "access", "newfstatat", "mkdir"};
-  constexpr int most = 12;
-  int runs = 0;
-  for (const std::string& name : names) {
-    for (int nth = 1; nth <= most; ++nth, ++runs) {
-      const std::string fault = name + ":error=EINTR:when=" + std::to_string(nth);
-      SCOPED_TRACE(fault);
-      const ScratchHome home;
-      std::filesystem::create_directories(home / "repo/.git");
-      const std::string event = toolStart("s", "t", (home / "repo").string());
-      EXPECT_EQ(trace(home, {"-e", "inject=" + fault}, {hookExecutable().string()}, event,
-                      {{"HOME", home.string()}}),
-                silentSuccess);
-      const auto session = stored(home, "s");
-      ASSERT_TRUE(session.has_value());
-      EXPECT_THAT(session->inFlight, ElementsAre("t"));
-      EXPECT_EQ(session->repoRoot, (home / "repo").string());
-      EXPECT_THAT(temporaries(home.sessions()), IsEmpty());
-      EXPECT_EQ(logLines(home).size(), 1U);
-    }
-  }
-  EXPECT_EQ(runs, 96);
-}
-
 }  // namespace
 }  // namespace tavrin::test
