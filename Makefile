@@ -39,8 +39,13 @@ run: packages $(BUILD)/build.ninja
 test: build
 	@ctest --preset $(PRESET)
 
+# DOCS=1 puts the table into docs/reliability.md.
+faults: fault-tests
+	@tests/faults/table.py $(if $(DOCS),--docs) $(BUILD)
+
 # Verbose, for the counts that each test tells.
-faults: build
+.PHONY: fault-tests
+fault-tests: build
 	@ctest --preset $(PRESET) -C Faults -L faults --verbose
 
 sanitize:
