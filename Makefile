@@ -6,8 +6,7 @@ HOOK := $(BUILD)/TavrinHook/tavrin-hook
 BIN ?= $(HOME)/Library/Application Support/Tavrin/bin
 
 .DEFAULT_GOAL := help
-.PHONY: help run test lint docs format sanitize bench install build packages clean
-.PHONY: help run test faults lint format sanitize bench install build packages clean
+.PHONY: help run test faults lint docs format sanitize bench install build packages clean
 
 help:
 	@echo "make run        play recorded sessions of all five agents through tavrin-hook, in a scratch home"
