@@ -3,69 +3,11 @@
 #include <gtest/gtest.h>
 
 #include <csignal>
-#include <set>
 
-#include "TavrinCore/Sessions/SessionFileStore.hpp"
 #include "tests/process/ProcessSupport.hpp"
 
 namespace tavrin::test {
 namespace {
-
-constexpr int writers = 16;
-constexpr int updates = 1000;
-
-// A store that holds the record "s" with the counter at 0.
-class Counter {
- public:
-  Counter() {
-    Session session;
-    session.sessionId = "s";
-    session.inFlight = std::vector<std::string>(64, "toolu_0184573f55a0884b11a33972");
-    store_.save(session);
-  }
-
-  std::int32_t value() const { return store_.load("s").value().agentPid; }
-  const std::filesystem::path& directory() const { return directory_.path(); }
-
-  Running worker(const std::string& task, const std::vector<std::string>& more = {}) const {
-    std::vector<std::string> words = {sessionWorker(), task, directory_.string(), "s"};
-    words.insert(words.end(), more.begin(), more.end());
-    return start(words);
-  }
-
-  // Lets 16 writers loose together, and waits until each has made its updates.
-  void runWriters(const std::string& task) const {
-    std::vector<Running> processes;
-    processes.reserve(writers);
-    for (int i = 0; i < writers; ++i) processes.push_back(worker(task, {std::to_string(updates)}));
-    for (const Running& process : processes) process->closeInput();
-    for (const Running& process : processes) EXPECT_EQ(process->wait(), silentSuccess);
-  }
-
- private:
-  ScratchDirectory directory_;
-  SessionFileStore store_{directory_.string()};
-};
-
-TEST(StoreProcesses, SixteenWritersLoseNoUpdateAndReadersSeeOnlyWholeRecordsThatNeverStepBack) {
-  const Counter counter;
-  const Running first = counter.worker("watch");
-  const Running second = counter.worker("watch");
-  counter.runWriters("count");
-  constexpr int total = writers * updates;
-  EXPECT_EQ(counter.value(), total);
-  for (const Running& reader : {std::cref(first), std::cref(second)}) {
-    const Outcome outcome = reader->wait();
-    EXPECT_EQ(outcome.exitStatus, 0) << outcome.output << outcome.error;
-  }
-  EXPECT_THAT(temporaries(counter.directory()), testing::IsEmpty());
-}
-
-TEST(StoreProcesses, WithoutTheLockTheSameWritersLoseUpdates) {
-  const Counter counter;
-  counter.runWriters("race");
-  EXPECT_LT(counter.value(), writers * updates);
-}
 
 TEST(StoreProcesses, FortyRunsOnOneSessionEachAddTheirCall) {
   constexpr int runs = 40;

@@ -1,0 +1,28 @@
+// The control of the tests of lost updates: agents whose hook is the real one but for its lock do lose some.
+#include <gtest/gtest.h>
+
+#include "tests/faults/Size.hpp"
+#include "tests/faults/parallel/CallerReport.hpp"
+
+namespace tavrin::test {
+namespace {
+
+void expectLosses(const std::string& flawedHook) {
+  const SeededHome home;
+  const int events = isFullSize() ? 250 : 25;
+  const CallerReport report = runSixteenCallers(TAVRIN_PARALLEL_PROGRAMS "/" + flawedHook, home, events);
+  EXPECT_EQ(report.events, 16 * events);
+  EXPECT_GT(report.lost, 0);
+  std::cout << flawedHook << ": " << report.lost << " of " << report.events << " events lost\n";
+}
+
+TEST(FlawedLock, AgentsWhoseHookTakesNoLockLoseUpdates) {
+  expectLosses("hook-without-lock");
+}
+
+TEST(FlawedLock, AgentsWhoseHookLocksTheFileThatItReplacesLoseUpdates) {
+  expectLosses("hook-with-locked-record");
+}
+
+}  // namespace
+}  // namespace tavrin::test

@@ -1,0 +1,92 @@
+// Runs of the hook command that are killed at any moment, four agents at a time.
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <map>
+
+#include "tests/faults/Size.hpp"
+#include "tests/faults/parallel/CallerReport.hpp"
+#include "tests/support/Random.hpp"
+
+namespace tavrin::test {
+namespace {
+
+std::map<std::string, int> counted(const std::vector<std::string>& lines) {
+  std::map<std::string, int> counts;
+  for (const std::string& line : lines) ++counts[line];
+  return counts;
+}
+
+// The log has the lines of all runs that came to their ends, once each, and beside them only lines of updates
+// whose runs were killed.
+void expectLinesOf(const CallerReport& report, const std::vector<std::string>& log) {
+  std::vector<std::string> possible = report.certain;
+  possible.insert(possible.end(), report.uncertain.begin(), report.uncertain.end());
+  const std::map<std::string, int> most = counted(possible);
+  const std::map<std::string, int> least = counted(report.certain);
+  const std::map<std::string, int> found = counted(log);
+  for (const auto& [line, count] : found) {
+    const auto allowed = most.find(line);
+    ASSERT_TRUE(allowed != most.end() && count <= allowed->second) << count << " times: " << line;
+  }
+  for (const auto& [line, count] : least) {
+    const auto there = found.find(line);
+    ASSERT_TRUE(there != found.end() && there->second >= count) << "missing: " << line;
+  }
+  const int lines = static_cast<int>(log.size());
+  EXPECT_LE(lines, report.updates);
+  EXPECT_LE(report.updates - lines, report.kills);
+}
+
+// Four agents at one session until `kills` of their runs were killed.
+CallerReport killRuns(int kills, unsigned seed) {
+  constexpr int writers = 4;
+  SeededHome home;
+  std::vector<Running> processes;
+  for (int i = 0; i < writers; ++i) {
+    const std::string name(1, static_cast<char>('a' + i));
+    processes.push_back(
+        startCaller(hookExecutable(), {home.string(), "s", name, "kills", std::to_string(kills / writers),
+                                       std::to_string(seed + static_cast<unsigned>(i))}));
+  }
+  CallerReport report = reportOf(processes);
+  EXPECT_EQ(report.kills, kills);
+  EXPECT_EQ(report.lost, 0);
+  expectLinesOf(report, home.newLogLines());
+
+  std::vector<std::string> open = report.open;
+  open.emplace_back("call-0");
+  EXPECT_THAT(stored(home, "s").value().inFlight, testing::UnorderedElementsAreArray(open));
+  // A run may die with its record half written beside the other; nobody will ever read that.
+  const std::vector<std::string> left = temporaries(home.sessions());
+  EXPECT_LE(left.size(), static_cast<std::size_t>(report.kills));
+  for (const std::string& name : left) std::filesystem::remove(home.sessions() / name);
+  home.expectNextEventWorks();
+  return report;
+}
+
+TEST(RandomKills, WheneverARunIsKilledTheRecordIsWholeAndNoLineIsThereWithoutItsUpdate) {
+  constexpr int killsARound = 1000;
+  const int rounds = isFullSize() ? 10 : 1;
+  Random random(randomSeed());
+  int kills = 0;
+  int updates = 0;
+  int late = 0;
+  for (int round = 0; round < rounds && !HasFailure(); ++round) {
+    const CallerReport report = killRuns(killsARound, random.any<unsigned>());
+    kills += report.kills;
+    updates += report.updates;
+    late += static_cast<int>(report.uncertain.size());
+  }
+  EXPECT_EQ(kills, isFullSize() ? 10'000 : 1'000);
+  EXPECT_GT(updates, 0);
+  // The times were spread over whole runs: some were killed with the record replaced, and most before that.
+  EXPECT_GT(late, 0);
+  EXPECT_LT(late, kills);
+  std::cout << kills << " kills, " << updates << " updates, " << late
+            << " of them by runs killed afterwards\n";
+}
+
+}  // namespace
+}  // namespace tavrin::test
