@@ -1,0 +1,137 @@
+// Records that were cut off or have a bit turned over. Each counts as none, or as the record that it spells;
+// the next event is handled in any case.
+#include <fcntl.h>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "tests/TavrinHook/HookRun.hpp"
+#include "tests/faults/Size.hpp"
+#include "tests/faults/damage/DamagedRecord.hpp"
+#include "tests/support/Subprocess.hpp"
+
+namespace tavrin::test {
+namespace {
+
+class DamagedRecord : public HookRun {
+ protected:
+  DamagedRecord() {
+    std::filesystem::create_directories(home.sessions());
+    writeFile(input, nextEvent());
+  }
+
+  // The tool call "next" begins.
+  static std::string nextEvent() { return event("PreToolUse", R"("tool_name":"Bash","tool_use_id":"next")"); }
+
+  // What the next event makes of a record, or of none.
+  Session afterNextEvent(const std::optional<Session>& record) const {
+    Session session = record ? *record : usualRecord(SessionState::working);
+    session.agent = Agent::claude;
+    if (session.state != SessionState::working) session.stateSince = now;
+    session.state = SessionState::working;
+    session.needsYouTool.reset();
+    session.attentionId.reset();
+    session.attentionTranscriptOffset.reset();
+    session.inFlight.emplace_back("next");
+    session.waitingOn.clear();
+    session.updatedAt = now;
+    session.agentPid = 200;
+    if (!session.hostPid) {
+      session.hostPid = 100;
+      session.hostBundleId = "com.apple.Terminal";
+      session.tty = "/dev/ttys004";
+    }
+    if (session.cwd != "/Users/dev/app" || !session.repoRoot) {
+      session.cwd = "/Users/dev/app";
+      session.repoRoot = "/Users/dev/app";
+      session.worktreeName.reset();
+    }
+    return session;
+  }
+
+  // Stores what is left of the record, in the place of all that runs before have left.
+  void place(const Damage& damage) {
+    for (const auto& entry : std::filesystem::directory_iterator(home.sessions()))
+      std::filesystem::remove(entry.path());
+    std::filesystem::remove(home.logFile());
+    writeFile(home.sessionFile("s1"), damage.text);
+  }
+
+  // Whether the log tells of the next event alone.
+  bool hasLoggedIt() const { return home.logMessages() == "claude s1 PreToolUse Bash#next \u2192 working\n"; }
+
+  const std::string input = home / "input";
+};
+
+TEST_F(DamagedRecord, CutOffAnywhereCountsAsNone) {
+  int cases = 0;
+  forEachCut(wholeRecord().encode(), [&](const Damage& damage) {
+    if (!isTried(damage.name, cases)) return;
+    ++cases;
+    EXPECT_FALSE(Session::decode(damage.text).has_value()) << damage.name;
+  });
+  EXPECT_EQ(cases, casesTried(2'048, 2'048));
+}
+
+TEST_F(DamagedRecord, WithABitTurnedOverDiffersInOneFieldOrCountsAsNone) {
+  int cases = 0;
+  int records = 0;
+  forEachFlip(wholeRecord().encode(), [&](const Damage& damage) {
+    if (!isTried(damage.name, cases)) return;
+    ++cases;
+    const std::optional<Session> record = Session::decode(damage.text);
+    if (!record) return;
+    ++records;
+    EXPECT_EQ(Session::decode(record->encode()), record) << damage.name;
+    EXPECT_LE(fieldsThatDiffer(*record, wholeRecord()), 1) << damage.name;
+  });
+  EXPECT_EQ(cases, casesTried(16'384, 16'384));
+  if (cases == 1) return;
+  // Most bytes are inside of texts, where five or six of their bits make another text.
+  EXPECT_GT(records, cases / 2);
+  EXPECT_LT(records, cases * 3 / 4);
+  std::cout << records << " of " << cases << " spell a record\n";
+}
+
+// Calls `body` with all that can happen to the record or, in the small size, with each `stride`-th of that,
+// which must be `part`. An odd stride has all bits in turn.
+template <class Body>
+void forEachDamage(int stride, int part, const Body& body) {
+  const std::string text = wholeRecord().encode();
+  int number = 0;
+  int cases = 0;
+  const auto tryIt = [&](const Damage& damage) {
+    if (!isTried(damage.name, number++, stride)) return;
+    SCOPED_TRACE(damage.name);
+    ++cases;
+    body(damage);
+  };
+  forEachCut(text, tryIt);
+  forEachFlip(text, tryIt);
+  EXPECT_EQ(cases, casesTried(part, 18'432));
+}
+
+TEST_F(DamagedRecord, IsNoneOrWhatItSpellsForTheNextEvent) {
+  forEachDamage(9, 2'048, [&](const Damage& damage) {
+    place(damage);
+    const Session expected = afterNextEvent(stored());
+    runOn(FileDescriptor::open(input, O_RDONLY).number());
+    EXPECT_EQ(readFile(store().fileURL(expected.sessionId)), expected.encode());
+    EXPECT_TRUE(hasLoggedIt());
+  });
+}
+
+TEST_F(DamagedRecord, IsNoneOrWhatItSpellsForTheNextRunOfTheExecutable) {
+  forEachDamage(129, 143, [&](const Damage& damage) {
+    place(damage);
+    const std::optional<Session> record = stored();
+    EXPECT_EQ(runHook(home.path(), nextEvent()), silentSuccess);
+    const std::optional<Session> after = stored(record ? record->sessionId : "s1");
+    ASSERT_TRUE(after.has_value());
+    EXPECT_EQ(after->state, SessionState::working);
+    EXPECT_EQ(after->inFlight, afterNextEvent(record).inFlight);
+    EXPECT_TRUE(hasLoggedIt());
+  });
+}
+
+}  // namespace
+}  // namespace tavrin::test
