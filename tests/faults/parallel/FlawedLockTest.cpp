@@ -9,7 +9,7 @@ namespace {
 
 void expectLosses(const std::string& flawedHook) {
   const SeededHome home;
-  const int events = isFullSize() ? 250 : 25;
+  const int events = isFullSize() ? 250 : TAVRIN_RUNS / 2;
   const CallerReport report = runSixteenCallers(TAVRIN_PARALLEL_PROGRAMS "/" + flawedHook, home, events);
   EXPECT_EQ(report.events, 16 * events);
   EXPECT_GT(report.lost, 0);
