@@ -6,13 +6,14 @@ HOOK := $(BUILD)/TavrinHook/tavrin-hook
 BIN ?= $(HOME)/Library/Application Support/Tavrin/bin
 
 .DEFAULT_GOAL := help
-.PHONY: help run test faults lint docs format sanitize bench install build packages clean
+.PHONY: help run test faults lint docs format sanitize bench install planted build packages clean
 
 help:
 	@echo "make run        play recorded sessions of all five agents through tavrin-hook, in a scratch home"
 	@echo "                (AGENT=codex: only that agent's; KEEP=1: keep the scratch home)"
 	@echo "make test       build everything and run all tests"
 	@echo "make faults     make everything fail that can, in full (make test does a part of it; takes minutes)"
+	@echo "make planted    plant faults in a copy of the sources, one at a time, and see that a test notices each"
 	@echo "make lint       check the sources with clang-format and clang-tidy"
 	@echo "make sanitize   run all tests under AddressSanitizer and UndefinedBehaviorSanitizer"
 	@echo "make bench      measure whole runs beside hooks written by hand, and the library's steps"
@@ -46,6 +47,10 @@ faults: fault-tests
 .PHONY: fault-tests
 fault-tests: build
 	@ctest --preset $(PRESET) -C Faults -L faults --verbose
+	@$(MAKE) --no-print-directory planted
+
+planted: packages
+	@tests/faults/planted/run.py
 
 sanitize:
 	@$(MAKE) --no-print-directory test PRESET=sanitize

@@ -1,0 +1,182 @@
+#!/usr/bin/env python3
+"""Plants faults in a copy of the sources, one at a time, and looks for a test that notices.
+
+Each patch in this directory is one fault. Its first line says what is wrong. Its second one names, after "Tests:",
+the test programs that ought to notice, the best first, each with a filter for its tests after "=" or without one.
+When none of them does, all other test programs have their turn. The copy and its build stay in build/planted, so that
+a second time takes less long.
+
+The exit status is 1 when a fault goes unnoticed, when a patch does not apply or build any more, and when one of the
+named tests fails without a fault.
+"""
+import argparse
+import os
+import pathlib
+import re
+import shutil
+import subprocess
+import sys
+import time
+
+PATCHES = pathlib.Path(__file__).resolve().parent
+SOURCES = PATCHES.parents[2]
+FEWEST_FAULTS = 20
+LONGEST_RUN = 300  # seconds; a program that takes longer hangs
+
+
+class Fault:
+    def __init__(self, patch):
+        self.patch = patch
+        self.name = patch.stem
+        self.description, tests, *_ = patch.read_text().splitlines()
+        if not tests.startswith("Tests: "):
+            sys.exit(f"{patch.name}: the second line names no tests")
+        # Pairs of a program and a filter.
+        self.tests = [tuple((word + "=*").split("=")[:2]) for word in tests.split()[1:]]
+
+
+def apply(fault, directory, *options):
+    """Whether the patch could be applied, or whatever the options say, to the sources in `directory`."""
+    # A repository around the copy is none of git's business.
+    environment = dict(os.environ, GIT_CEILING_DIRECTORIES=str(directory.parent))
+    result = subprocess.run(
+        ["git", "apply", *options, fault.patch], cwd=directory, env=environment, capture_output=True, text=True
+    )
+    if result.returncode != 0:
+        print(f"{fault.name}: does not apply\n{result.stderr}", file=sys.stderr)
+    return result.returncode == 0
+
+
+def update(source, target):
+    """Makes `target` a copy of `source`, leaving alone the files that are the same already."""
+    left_out = {".git", "build", "__pycache__"}
+    wanted = set()
+    for directory, directories, files in os.walk(source):
+        directories[:] = [name for name in directories if name not in left_out]
+        wanted |= {pathlib.Path(directory, name).relative_to(source) for name in files}
+    for path in target.rglob("*"):
+        if path.is_file() and path.relative_to(target) not in wanted:
+            path.unlink()
+    for path in wanted:
+        if not (target / path).is_file() or (target / path).read_bytes() != (source / path).read_bytes():
+            (target / path).parent.mkdir(parents=True, exist_ok=True)
+            shutil.copy(source / path, target / path)
+
+
+class Copy:
+    """The copied sources and what is built of them."""
+
+    def __init__(self, directory):
+        self.sources = directory / "sources"
+        self.build = directory / "build"
+        self.environment = dict(os.environ)
+        options = []
+        if shutil.which("ccache"):
+            options.append("-DCMAKE_CXX_COMPILER_LAUNCHER=ccache")
+            self.environment |= {"CCACHE_BASEDIR": str(directory), "CCACHE_NOHASHDIR": "1"}
+        update(SOURCES, self.sources)
+        self._call(["cmake", "--preset", "release", "-B", self.build, *options], self.sources)
+        # The test programs by name, each with its place.
+        targets = self._call(["ninja", "-C", self.build, "-t", "targets", "all"])
+        self.programs = {
+            name: place for place, name in re.findall(r"^(\S+/(\w+_tests)): CXX_EXECUTABLE", targets, re.MULTILINE)
+        }
+
+    def _call(self, words, directory=None):
+        result = subprocess.run(words, cwd=directory, env=self.environment, capture_output=True, text=True)
+        if result.returncode != 0:
+            raise RuntimeError(result.stdout + result.stderr)
+        return result.stdout
+
+    def make(self, programs):
+        self._call(["cmake", "--build", self.build, "--target", *programs])
+
+    def red_test(self, program, tests):
+        """The first of the tests that fails; none when all succeed."""
+        words = [self.build / self.programs[program], "--gtest_fail_fast", "--gtest_filter=" + tests]
+        try:
+            result = subprocess.run(words, capture_output=True, text=True, errors="replace", timeout=LONGEST_RUN)
+            output, status = result.stdout, result.returncode
+        except subprocess.TimeoutExpired as hang:
+            output, status = (hang.stdout or b"").decode(errors="replace"), "no end"
+        # Some tests are for Linux alone.
+        if "[==========] Running 0 tests" in output and sys.platform == "linux":
+            sys.exit(f"{program} has no tests {tests}")
+        if status == 0:
+            return None
+        failed = re.findall(r"^\[  FAILED  \] (\S+)", output, re.MULTILINE)
+        begun = re.findall(r"^\[ RUN      \] (\S+)", output, re.MULTILINE)
+        return failed[0] if failed else f"{begun[-1] if begun else program} ({status})"
+
+    def noticed_by(self, fault):
+        """The test that notices the fault, with its program; none when none does."""
+        named = [program for program, _ in fault.tests]
+        others = [(program, "*") for program in self.programs if program not in named]
+        whole = [(program, "*") for program, tests in fault.tests if tests != "*"]
+        for program, tests in fault.tests + whole + others:
+            self.make([program])
+            red = self.red_test(program, tests)
+            if red:
+                return f"{program} {red}"
+        return None
+
+
+def check_tests_without_fault(copy, faults):
+    """Builds all that is named, and sees that it is green: only then does red mean anything."""
+    named = sorted({entry for fault in faults for entry in fault.tests})
+    unknown = {program for program, _ in named} - copy.programs.keys()
+    if unknown:
+        sys.exit("no such test programs: " + " ".join(sorted(unknown)))
+    copy.make(sorted({program for program, _ in named}))
+    for program, tests in named:
+        red = copy.red_test(program, tests)
+        if red:
+            sys.exit(f"{program} {red} fails without a fault")
+
+
+def plant(copy, fault):
+    """Plants one fault, and takes it out again. Whether a test noticed."""
+    begin = time.monotonic()
+    if not apply(fault, copy.sources):
+        return False
+    try:
+        noticed = copy.noticed_by(fault)
+    except RuntimeError as error:
+        print(f"{fault.name}: does not build\n{error}", file=sys.stderr)
+        return False
+    finally:
+        apply(fault, copy.sources, "--reverse")
+    seconds = time.monotonic() - begin
+    print(f"{'noticed' if noticed else 'UNNOTICED'}  {fault.name}  ({fault.description})", flush=True)
+    print(f"         by {noticed or 'no test'}, {seconds:.0f} s", flush=True)
+    return noticed is not None
+
+
+def main():
+    parser = argparse.ArgumentParser(description=__doc__, formatter_class=argparse.RawDescriptionHelpFormatter)
+    parser.add_argument("--check", action="store_true", help="see only whether all patches apply to the sources")
+    parser.add_argument("names", nargs="*", help="the faults to plant (default: all)")
+    arguments = parser.parse_args()
+    faults = [Fault(patch) for patch in sorted(PATCHES.glob("*.patch"))]
+    if len(faults) < FEWEST_FAULTS:
+        sys.exit(f"only {len(faults)} patches")
+    if arguments.check:
+        applied = sum(apply(fault, SOURCES, "--check") for fault in faults)
+        print(f"{applied} of {len(faults)} patches apply")
+        sys.exit(applied != len(faults))
+
+    unknown = set(arguments.names) - {fault.name for fault in faults}
+    if unknown:
+        sys.exit("no such faults: " + " ".join(sorted(unknown)))
+    wanted = [fault for fault in faults if not arguments.names or fault.name in arguments.names]
+    begin = time.monotonic()
+    copy = Copy(SOURCES / "build" / "planted")
+    check_tests_without_fault(copy, wanted)
+    print(f"Everything is built and green without a fault, {time.monotonic() - begin:.0f} s", flush=True)
+    noticed = sum(plant(copy, fault) for fault in wanted)
+    print(f"{noticed} of {len(wanted)} faults noticed, {time.monotonic() - begin:.0f} s")
+    sys.exit(noticed != len(wanted))
+
+
+if __name__ == "__main__":
+    main()
