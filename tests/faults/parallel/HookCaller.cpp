@@ -1,8 +1,8 @@
 // Plays one of many agents that run the hook command for the same session, an event after the other.
 //
 //   hook-caller HOOK HOME SESSION NAME events COUNT        COUNT events
-//   hook-caller HOOK HOME SESSION NAME kills COUNT SEED    events, each run killed after a random time, until
-//                                                          COUNT of them were still under way when they were
+//   hook-caller HOOK HOME SESSION NAME kills COUNT SEED    events, each run but the first killed after some
+//                                                          time, until COUNT of them had not ended by then
 //
 // SESSION has at most 8 characters, NAME is a letter. It opens calls called "NAME-0000" and so on, and closes
 // the oldest as soon as four are open; nobody else touches them, so it knows after each event which of them
@@ -130,11 +130,14 @@ class Caller {
 };
 
 // The times after which runs are killed reach so far that about every second run ends before, whatever a run
-// takes on this machine just now: then all moments of a run have their turn.
+// takes on this machine just now: then all moments of a run have their turn. The first run is not killed, and
+// tells what one takes.
 void sendKilled(Caller& caller, int kills, unsigned seed) {
-  constexpr double microseconds = 2000;
+  using Clock = std::chrono::steady_clock;
+  const auto begin = Clock::now();
+  caller.send();
   constexpr double step = 1.05;
-  double longest = microseconds;
+  double longest = std::chrono::duration<double, std::micro>(Clock::now() - begin).count();
   std::mt19937 random(seed);
   for (int killed = 0; killed < kills;) {
     const double delay = std::uniform_real_distribution<double>(0, longest)(random);
