@@ -5,6 +5,8 @@
 #include <gtest/gtest.h>
 #include <unistd.h>
 
+#include <iostream>
+
 #include "TavrinCore/Hook/HookLog.hpp"
 #include "TavrinCore/Support/File.hpp"
 #include "tests/faults/Size.hpp"
@@ -60,6 +62,7 @@ TEST(DamagedLog, TakesTheNextLineWhicheverByteIsDamaged) {
     ASSERT_EQ(::ftruncate(file.number(), fullSize), 0);
   }
   EXPECT_EQ(cases, casesTried(32'259, 32'259));
+  std::cout << "[   RUNS   ] " << cases << " damaged bytes\n";
   EXPECT_TRUE(readFile(path) == text) << "a byte changed that was not damaged";
   EXPECT_FALSE(std::filesystem::exists(directory / "hook.1.log"));
 }
@@ -95,6 +98,7 @@ TEST(DamagedLog, TakesTheNextLineOfARun) {
                 testing::MatchesRegex("[0-9]{4}-[0-9]{2}-[0-9]{2}T[0-9:]{8}Z claude s Stop  → idle\n"));
   }
   EXPECT_EQ(cases, casesTried(32, 1'041));
+  std::cout << "[   RUNS   ] " << cases << " on damaged logs\n";
 }
 
 }  // namespace

@@ -4,6 +4,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <iostream>
+
 #include "tests/TavrinHook/HookRun.hpp"
 #include "tests/faults/Size.hpp"
 #include "tests/faults/damage/DamagedRecord.hpp"
@@ -70,6 +72,7 @@ TEST_F(DamagedRecord, CutOffAnywhereCountsAsNone) {
     EXPECT_FALSE(Session::decode(damage.text).has_value()) << damage.name;
   });
   EXPECT_EQ(cases, casesTried(2'048, 2'048));
+  std::cout << "[   RUNS   ] " << cases << " lengths\n";
 }
 
 TEST_F(DamagedRecord, WithABitTurnedOverDiffersInOneFieldOrCountsAsNone) {
@@ -89,7 +92,7 @@ TEST_F(DamagedRecord, WithABitTurnedOverDiffersInOneFieldOrCountsAsNone) {
   // Most bytes are inside of texts, where five or six of their bits make another text.
   EXPECT_GT(records, cases / 2);
   EXPECT_LT(records, cases * 3 / 4);
-  std::cout << records << " of " << cases << " spell a record\n";
+  std::cout << "[   RUNS   ] " << cases << " bits, " << records << " of which spell another record\n";
 }
 
 // Calls `body` with all that can happen to the record or, in the small size, with each `stride`-th of that,
@@ -108,6 +111,7 @@ void forEachDamage(int stride, int part, const Body& body) {
   forEachCut(text, tryIt);
   forEachFlip(text, tryIt);
   EXPECT_EQ(cases, casesTried(part, 18'432));
+  std::cout << "[   RUNS   ] " << cases << " on damaged records\n";
 }
 
 TEST_F(DamagedRecord, IsNoneOrWhatItSpellsForTheNextEvent) {

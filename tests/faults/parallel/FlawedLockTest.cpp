@@ -1,6 +1,8 @@
 // The control of the tests of lost updates: agents whose hook is the real one but for its lock do lose some.
 #include <gtest/gtest.h>
 
+#include <iostream>
+
 #include "tests/faults/Size.hpp"
 #include "tests/faults/parallel/CallerReport.hpp"
 
@@ -13,7 +15,7 @@ void expectLosses(const std::string& flawedHook) {
   const CallerReport report = runSixteenCallers(TAVRIN_PARALLEL_PROGRAMS "/" + flawedHook, home, events);
   EXPECT_EQ(report.events, 16 * events);
   EXPECT_GT(report.lost, 0);
-  std::cout << flawedHook << ": " << report.lost << " of " << report.events << " events lost\n";
+  std::cout << "[   RUNS   ] " << report.events << ", " << report.lost << " of whose events were lost\n";
 }
 
 TEST(FlawedLock, AgentsWhoseHookTakesNoLockLoseUpdates) {

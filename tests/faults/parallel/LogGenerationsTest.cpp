@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <iostream>
 #include <numeric>
 
 #include "tests/faults/parallel/LogFile.hpp"
@@ -36,6 +37,7 @@ TEST(LogGenerations, HoldEveryLineOfEightWritersOnce) {
     EXPECT_TRUE(own == all) << writer << " has " << own.size() << " lines";
   }
   EXPECT_EQ(bytes, logWriters * lines * (stampLength + width + 1));
+  std::cout << "[   RUNS   ] " << logWriters * lines << " lines, " << generations << " generations\n";
 }
 
 }  // namespace

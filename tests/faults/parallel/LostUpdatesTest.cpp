@@ -3,6 +3,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <iostream>
+
 #include "TavrinCore/Sessions/SessionFileStore.hpp"
 #include "tests/faults/Size.hpp"
 #include "tests/faults/parallel/CallerReport.hpp"
@@ -65,6 +67,7 @@ TEST(LostUpdates, SixteenWritersLoseNoneAndReadersSeeOnlyWholeRecordsThatNeverSt
   EXPECT_EQ(updates, isFullSize() ? 16'000 : 4'000);
   EXPECT_LE(numberFrom(first), updates);
   EXPECT_LE(numberFrom(second), updates);
+  std::cout << "[   RUNS   ] " << updates << " updates\n";
   EXPECT_THAT(temporaries(counter.directory()), IsEmpty());
 }
 
@@ -72,14 +75,14 @@ TEST(LostUpdates, WithoutALockTheSameWritersLoseSome) {
   const Counter counter;
   const int updates = counter.runWriters("count-unlocked");
   EXPECT_LT(counter.value(), updates);
-  std::cout << updates - counter.value() << " of " << updates << " updates lost\n";
+  std::cout << "[   RUNS   ] " << updates << " updates, " << updates - counter.value() << " of them lost\n";
 }
 
 TEST(LostUpdates, WithALockOnTheFileThatIsReplacedTheSameWritersLoseSome) {
   const Counter counter;
   const int updates = counter.runWriters("count-replaced");
   EXPECT_LT(counter.value(), updates);
-  std::cout << updates - counter.value() << " of " << updates << " updates lost\n";
+  std::cout << "[   RUNS   ] " << updates << " updates, " << updates - counter.value() << " of them lost\n";
 }
 
 TEST(LostUpdates, ReadersThatNeverPauseFindARecordAtEveryReadAndItNeverStepsBack) {
@@ -97,6 +100,7 @@ TEST(LostUpdates, ReadersThatNeverPauseFindARecordAtEveryReadAndItNeverStepsBack
   int written = 0;
   for (const Running& writer : writing) written += numberFrom(writer);
   EXPECT_EQ(counter.value(), written);
+  std::cout << "[   RUNS   ] " << readers * reads << " reads at least, during " << written << " updates\n";
 }
 
 // Every event that was sent came into the record and, once, into the log.
@@ -121,6 +125,7 @@ TEST(LostUpdates, SixteenAgentsAtOneSessionLoseNoEventAndNoLine) {
   EXPECT_FALSE(std::filesystem::exists(home / "Library/Logs/Tavrin/hook.1.log"))
       << "the log was moved meanwhile";
   EXPECT_THAT(temporaries(home.sessions()), IsEmpty());
+  std::cout << "[   RUNS   ] " << report.events << " of one session\n";
 }
 
 TEST(LostUpdates, SixtyFourSessionsOfFourAgentsEachLoseNoEventAndNoLine) {
@@ -152,6 +157,7 @@ TEST(LostUpdates, SixtyFourSessionsOfFourAgentsEachLoseNoEventAndNoLine) {
   EXPECT_EQ(total, isFullSize() ? 25'600 : 256 * (TAVRIN_RUNS / 10));
   EXPECT_EQ(SessionFileStore(home.sessions().string()).loadAll().sessions.size(), 64U);
   EXPECT_THAT(temporaries(home.sessions()), IsEmpty());
+  std::cout << "[   RUNS   ] " << total << " of " << sessions << " sessions\n";
 }
 
 }  // namespace

@@ -4,6 +4,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <iostream>
 #include <map>
 
 #include "tests/faults/Size.hpp"
@@ -125,7 +126,7 @@ TEST(RandomKills, WheneverARunIsKilledTheRecordIsWholeAndNoLineIsThereWithoutIts
   // The times were spread over whole runs: some were killed with the record replaced, and most before that.
   EXPECT_GT(late, 0);
   EXPECT_LT(late, kills);
-  std::cout << kills << " kills, " << updates << " updates, " << late
+  std::cout << "[   RUNS   ] " << kills << " killed, " << updates << " updates, " << late
             << " of them by runs killed afterwards\n";
 }
 

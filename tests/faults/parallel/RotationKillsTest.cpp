@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <csignal>
+#include <iostream>
 
 #include "tests/process/ProcessSupport.hpp"
 
@@ -106,7 +107,7 @@ TEST(RotationKills, WhereverARunDiesTheFullLogStaysWholeInOneOfItsPlaces) {
     EXPECT_GT(nth, fewest) << names;
   }
   EXPECT_GE(kills, 22);
-  std::cout << kills << " kills\n";
+  std::cout << "[   RUNS   ] " << kills << " killed\n";
 }
 
 }  // namespace
