@@ -9,7 +9,15 @@
 
 #include "TavrinHook/HookCommand.hpp"
 
+namespace {
+
+// Nothing prints it, but strings(1) finds it in the executable.
+constexpr const volatile char* version = "tavrin-hook " TAVRIN_VERSION;
+
+}  // namespace
+
 int main(int argc, char** argv) {
+  static_cast<void>(*version);  // so that neither compiler nor linker leaves it out
   // An error of the library's own, as an exception on its way out of another, must not end in abort(3).
   std::set_terminate([] { _exit(0); });
   // A file over the size limit of setrlimit(2), or a pipe in a file's place, is then a failed write like any

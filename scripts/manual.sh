@@ -1,0 +1,29 @@
+#!/usr/bin/env bash
+# Renders the manual pages in docs/man as Markdown beside them, for readers without man(1). With --check it writes
+# nothing, and fails where a page is not as mandoc wants it or its Markdown is not up to date.
+set -euo pipefail
+cd "$(dirname "$0")/../docs/man"
+
+# The system's name would stand at the foot of the page.
+render() { mandoc -I os=Tavrin -T markdown "$1"; }
+
+# Whether other pages are installed that a page refers to is no matter of the page's.
+lint() { mandoc -T lint "$1" 2>&1 | grep -v -e 'referenced manual not found' -e 'mandoc\.db' || true; }
+
+status=0
+for page in *.[1-9]; do
+  if [ "${1:-}" != --check ]; then
+    render "$page" >"$page.md"
+    continue
+  fi
+  complaints=$(lint "$page")
+  if [ -n "$complaints" ]; then
+    echo "$complaints"
+    status=1
+  fi
+  if ! render "$page" | diff -u "$page.md" -; then
+    echo "docs/man/$page.md is not up to date: scripts/manual.sh renders it."
+    status=1
+  fi
+done
+exit "$status"
