@@ -3,10 +3,9 @@
 PRESET ?= release
 BUILD := build/$(PRESET)
 HOOK := $(BUILD)/TavrinHook/tavrin-hook
-BIN ?= $(HOME)/Library/Application Support/Tavrin/bin
 
 .DEFAULT_GOAL := help
-.PHONY: help run test faults lint docs format sanitize bench install planted build packages clean
+.PHONY: help run test faults lint docs format sanitize bench install planted uninstall hook build packages clean
 
 help:
 	@echo "make run        play recorded sessions of all five agents through tavrin-hook, in a scratch home"
@@ -20,6 +19,7 @@ help:
 	@echo "                (DOCS=1: put the results into docs/performance.md and README.md)"
 	@echo "make docs       make the reference of the library's functions, in build/docs/api"
 	@echo "make install    put tavrin-hook where agents' settings look for it, below your home directory"
+	@echo "make uninstall  remove it from there"
 	@echo "make format     format the sources"
 	@echo "make clean      remove everything that was built"
 
@@ -32,8 +32,10 @@ $(BUILD)/build.ninja: | packages
 build: packages $(BUILD)/build.ninja
 	@cmake --build --preset $(PRESET)
 
-run: packages $(BUILD)/build.ninja
+hook: packages $(BUILD)/build.ninja
 	@cmake --build --preset $(PRESET) --target tavrin-hook
+
+run: hook
 	@scripts/replay.py $(if $(AGENT),--agent $(AGENT)) $(if $(KEEP),--keep) $(HOOK)
 
 test: build
@@ -71,13 +73,12 @@ format:
 	@scripts/install-packages.sh lint
 	@git ls-files '*.cpp' '*.hpp' | xargs clang-format -i
 
-# Copied beside its place and moved there: agents run it at any moment.
-install: packages $(BUILD)/build.ninja
-	@cmake --build --preset $(PRESET) --target tavrin-hook
-	@mkdir -p "$(BIN)"
-	@install -m 755 $(HOOK) "$(BIN)/.tavrin-hook.new"
-	@mv -f "$(BIN)/.tavrin-hook.new" "$(BIN)/tavrin-hook"
-	@echo "Installed $(BIN)/tavrin-hook"
+# BIN and DESTDIR reach the scripts by the environment.
+install: hook
+	@packaging/install.sh $(HOOK)
+
+uninstall:
+	@packaging/uninstall.sh
 
 clean:
 	@rm -rf build
