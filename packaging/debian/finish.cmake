@@ -1,0 +1,13 @@
+# What becomes of the files of the .deb between their installation and its making: the changelog comes along, and it
+# and the manual are compressed, as Debian wants them.
+cmake_minimum_required(VERSION 3.22)
+
+set(root "${CPACK_TEMPORARY_INSTALL_DIRECTORY}/ALL_COMPONENTS_IN_ONE")
+set(changelog "${root}/usr/share/doc/tavrin-hook/changelog")
+execute_process(
+  COMMAND python3 "${CMAKE_CURRENT_LIST_DIR}/changelog.py" "${CPACK_PACKAGE_VERSION}" "${CPACK_PACKAGE_CONTACT}"
+  INPUT_FILE "${CMAKE_CURRENT_LIST_DIR}/../../CHANGELOG.md"
+  OUTPUT_FILE "${changelog}"
+  COMMAND_ERROR_IS_FATAL ANY)
+file(GLOB pages "${root}/usr/share/man/man*/*")
+execute_process(COMMAND gzip -9n "${changelog}" ${pages} COMMAND_ERROR_IS_FATAL ANY)

@@ -1,0 +1,26 @@
+# CPack's number for the size of what is installed counts directories as the file system at hand does, and files more
+# than once. This puts Debian's in its place: each file in whole KiB, and one for everything else.
+cmake_minimum_required(VERSION 3.22)
+
+foreach(package IN LISTS CPACK_PACKAGE_FILES)
+  set(tree "${CPACK_TEMPORARY_INSTALL_DIRECTORY}/rebuilt")
+  execute_process(COMMAND dpkg-deb --raw-extract "${package}" "${tree}" COMMAND_ERROR_IS_FATAL ANY)
+
+  file(GLOB_RECURSE paths LIST_DIRECTORIES true "${tree}/usr/*")
+  set(size 1)  # of /usr
+  foreach(path IN LISTS paths)
+    if(IS_DIRECTORY "${path}" OR IS_SYMLINK "${path}")
+      math(EXPR size "${size} + 1")
+    else()
+      file(SIZE "${path}" bytes)
+      math(EXPR size "${size} + (${bytes} + 1023) / 1024")
+    endif()
+  endforeach()
+
+  file(READ "${tree}/DEBIAN/control" control)
+  string(REGEX REPLACE "Installed-Size: [0-9]+" "Installed-Size: ${size}" control "${control}")
+  file(WRITE "${tree}/DEBIAN/control" "${control}")
+  # With one thread, for the bytes depend on how many there are.
+  execute_process(COMMAND dpkg-deb --root-owner-group --threads-max=1 -Zxz --build "${tree}" "${package}"
+                  OUTPUT_QUIET COMMAND_ERROR_IS_FATAL ANY)
+endforeach()

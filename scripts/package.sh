@@ -1,0 +1,69 @@
+#!/usr/bin/env bash
+# Makes the files that people download, in build/package: of what was built for this machine a .deb and a .tar.gz, of
+# what `make arm64` and `make macos` leave a .tar.gz each, and the SHA-256 sums of them all. The arguments are what to
+# pack: native, arm64, macos. The same commit gives the same bytes, wherever it is built.
+set -euo pipefail
+cd "$(dirname "$0")/.."
+
+if [ "$(uname)" != Linux ]; then
+  echo "make package makes packages on Linux, also those for macOS." >&2
+  exit 1
+fi
+
+packages=build/package
+version=$(sed -n 's/^project(tavrin-hook VERSION \([^ ]*\) .*/\1/p' CMakeLists.txt)
+case $(uname -m) in
+  aarch64) machine=arm64 ;;
+  *) machine=$(uname -m) ;;
+esac
+# Every time in a package is that of the commit.
+export SOURCE_DATE_EPOCH="${SOURCE_DATE_EPOCH:-$(git log -1 --format=%ct)}"
+umask 022
+rm -rf "$packages"
+mkdir -p "$packages"
+stage=$(mktemp -d)
+trap 'rm -rf "$stage"' EXIT
+
+# An archive of one folder: the executable, and what goes with it everywhere.
+tarball() {
+  local name="tavrin-hook-$version-$1" executable=$2
+  mkdir "$stage/$name"
+  install -m 755 "$executable" "$stage/$name/tavrin-hook"
+  install -m 755 packaging/install.sh packaging/uninstall.sh "$stage/$name"
+  install -m 644 README.md CHANGELOG.md packaging/copyright docs/man/tavrin-hook.1 docs/man/tavrin-session.5 \
+    "$stage/$name"
+  tar --create --directory "$stage" --format=ustar --sort=name --owner=0 --group=0 --numeric-owner \
+    --mtime="@$SOURCE_DATE_EPOCH" "$name" | gzip -9n >"$packages/$name.tar.gz"
+}
+
+# Runs the make target that leaves the file, when it is missing or older than a source.
+built_by() {
+  local target=$1 file=$2
+  if [ -e "$file" ] && [ -z "$(find CMakeLists.txt TavrinCore TavrinHook -newer "$file" -print -quit)" ]; then return; fi
+  make --no-print-directory "$target"
+}
+
+pack_native() {
+  cpack --config build/release/CPackConfig.cmake -G DEB -B "$stage" >"$stage/log" 2>&1 ||
+    { cat "$stage/log" >&2 && return 1; }
+  install -m 644 "$stage"/*.deb "$packages"
+  strip -o "$stage/native" build/release/TavrinHook/tavrin-hook
+  tarball "linux-$machine" "$stage/native"
+}
+
+pack_arm64() {
+  if [ "$machine" = arm64 ]; then return; fi # it is the native one
+  built_by arm64 build/arm64/TavrinHook/tavrin-hook
+  aarch64-linux-gnu-strip -o "$stage/arm64" build/arm64/TavrinHook/tavrin-hook
+  tarball linux-arm64 "$stage/arm64"
+}
+
+# Stripped already: it is signed.
+pack_macos() {
+  built_by macos build/macos/tavrin-hook
+  tarball macos-universal build/macos/tavrin-hook
+}
+
+for what in "$@"; do "pack_$what"; done
+cd "$packages"
+sha256sum -- tavrin-hook* | tee SHA256SUMS
