@@ -5,7 +5,7 @@ BUILD := build/$(PRESET)
 HOOK := $(BUILD)/TavrinHook/tavrin-hook
 
 .DEFAULT_GOAL := help
-.PHONY: help run test faults lint docs format sanitize bench install planted uninstall hook build packages clean
+.PHONY: help run test faults lint docs format sanitize bench install planted uninstall hook package check-package build packages clean
 
 help:
 	@echo "make run        play recorded sessions of all five agents through tavrin-hook, in a scratch home"
@@ -20,6 +20,11 @@ help:
 	@echo "make docs       make the reference of the library's functions, in build/docs/api"
 	@echo "make install    put tavrin-hook where agents' settings look for it, below your home directory"
 	@echo "make uninstall  remove it from there"
+	@echo "make package    make the .deb and the archives that people download, in build/package"
+	@echo "                (FOR=native: for this machine alone)"
+	@echo "make check-package"
+	@echo "                make those for this machine twice and compare, install the .deb in a Debian and purge it"
+	@echo "                (BARE=1: in an empty directory, which needs no network)"
 	@echo "make format     format the sources"
 	@echo "make clean      remove everything that was built"
 
@@ -79,6 +84,15 @@ install: hook
 
 uninstall:
 	@packaging/uninstall.sh
+
+package: hook
+	@scripts/package.sh $(or $(FOR),native arm64 macos)
+
+check-package: hook
+	@$(if $(BARE),,scripts/install-packages.sh package)
+	@scripts/package.sh native
+	@scripts/check-reproducible.sh
+	@scripts/check-package.sh $(if $(BARE),--bare)
 
 clean:
 	@rm -rf build
