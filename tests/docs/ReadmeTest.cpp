@@ -56,6 +56,25 @@ TEST(Readme, NamesEachSettingsFile) {
   }
 }
 
+TEST(Readme, LooksForEntriesInTheSettingsFileOfEachAgent) {
+  const std::string text = readme();
+  const std::size_t start = text.find("\ngrep -ls /Tavrin/bin/tavrin-hook ");
+  ASSERT_NE(start, std::string::npos);
+  const std::string command = text.substr(start, text.find("```", start) - start);
+  for (const AgentDefinition& definition : AgentDefinition::all) {
+    EXPECT_NE(command.find(" ~/" + std::string(definition.configPath)), std::string::npos) << definition.name;
+  }
+}
+
+TEST(Readme, NamesThePackagesOfThisVersion) {
+  const std::string text = readme();
+  for (const char* name :
+       {"tavrin-hook_" TAVRIN_VERSION "_amd64.deb", "tavrin-hook-" TAVRIN_VERSION "-linux-x86_64.tar.gz",
+        "tavrin-hook-" TAVRIN_VERSION "-linux-x86_64/install.sh"}) {
+    EXPECT_NE(text.find(name), std::string::npos) << name;
+  }
+}
+
 TEST(Readme, ExplainsEveryKeyThatASessionFileMayHold) {
   const std::string text = readme();
   Session session;
