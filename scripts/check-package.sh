@@ -1,8 +1,8 @@
 #!/usr/bin/env bash
-# Installs the .deb in build/package, runs the command that it installed, and purges it again, in a Debian made for
-# that (build/debian, by debootstrap), after lintian has looked at it. With --bare the .deb goes into an empty
-# directory, where nothing is but what it brings along: that takes a moment, and no network. Both need root; for --bare
-# it is enough to be it in a namespace of one's own.
+# Installs what is in build/package for this machine, runs the command that was installed, and removes it again: the
+# archive in a scratch home, the .deb in a Debian made for that (build/debian, by debootstrap), after lintian has looked
+# at it. With --bare the .deb goes into an empty directory, where nothing is but what it brings along: that takes a
+# moment, and no network. A .deb needs root; for --bare it is enough to be it in a namespace of one's own.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
@@ -43,14 +43,37 @@ else
   }
   purge_package() { chroot "$root" dpkg --purge tavrin-hook; }
 fi
-home=$root/user
-trap 'rm -rf "$workshop" "$home"' EXIT
-mkdir "$home"
+trap 'rm -rf "$workshop" "$root/user"' EXIT
+mkdir "$root/user"
 
 fail() {
-  echo "$package: $*" >&2
+  echo "check-package: $*" >&2
   exit 1
 }
+
+# Runs a command, which is tavrin-hook, on one event. `home` is the home directory as seen from here.
+try() {
+  local home=$1 said
+  shift
+  said=$(echo '{"session_id":"one","hook_event_name":"UserPromptSubmit","cwd":"/"}' | "$@" 2>&1) ||
+    fail "$*: its exit status is $?"
+  [ -z "$said" ] || fail "$*: it printed $said"
+  record="$home/Library/Application Support/Tavrin/sessions/one.json"
+  grep -q '"state" : "working"' "$record" || fail "$*: it left no record of an event"
+}
+
+(cd build/package && sha256sum --check --quiet SHA256SUMS)
+
+archive=$(ls build/package/tavrin-hook-*-linux-"$(uname -m | sed s/aarch64/arm64/)".tar.gz)
+mkdir "$workshop/home"
+tar xzf "$archive" --directory "$workshop"
+folder=$(basename "$archive" .tar.gz)
+HOME=$workshop/home "$workshop/$folder/install.sh" >/dev/null
+HOME=$workshop/home try "$workshop/home" "$workshop/home/Library/Application Support/Tavrin/bin/tavrin-hook"
+HOME=$workshop/home "$workshop/$folder/uninstall.sh" >/dev/null
+[ ! -e "$workshop/home/Library/Application Support/Tavrin/bin" ] || fail "uninstall.sh left something"
+[ -e "$record" ] || fail "what agents reported went with uninstall.sh"
+echo "$folder.tar.gz: installed, handled an event, removed"
 
 # All there is, but what dpkg keeps of its own.
 listing() { (cd "$root" && find . -path ./var/lib/dpkg -prune -o -path ./var/log -prune -o -print | sort); }
@@ -58,16 +81,15 @@ listing() { (cd "$root" && find . -path ./var/lib/dpkg -prune -o -path ./var/log
 purge_package >/dev/null 2>&1 # what a check that was broken off has left
 listing >"$workshop/before"
 install_package >/dev/null
-listing | comm -13 "$workshop/before" - | sed 's/^\.//' >"$workshop/installed"
-
-event='{"session_id":"one","hook_event_name":"UserPromptSubmit","cwd":"/"}'
-said=$(printf %s "$event" | HOME=/user chroot "$root" /usr/bin/tavrin-hook 2>&1) || fail "its exit status is $?"
-[ -z "$said" ] || fail "it printed: $said"
-record="$home/Library/Application Support/Tavrin/sessions/one.json"
-grep -q '"state" : "working"' "$record" || fail "it left no record of an event"
-
+installed=$(listing | comm -13 "$workshop/before" - | wc -l)
+if chroot / /bin/true 2>/dev/null; then
+  HOME=/user try "$root/user" chroot "$root" /usr/bin/tavrin-hook
+else
+  where="$where (which may not be entered here)"
+  HOME=$root/user try "$root/user" "$root/usr/bin/tavrin-hook"
+fi
 purge_package >/dev/null
-[ -e "$record" ] || fail "what agents reported went with it"
-rm -r "$home/Library"
-listing | diff "$workshop/before" - || fail "it left or took something"
-echo "${package##*/} in $where: installed $(wc -l <"$workshop/installed") files and directories, handled an event, purged without a trace"
+[ -e "$record" ] || fail "what agents reported went with the package"
+rm -r "$root/user/Library"
+listing | diff "$workshop/before" - || fail "the package left or took something"
+echo "${package##*/} in $where: installed $installed files and directories, handled an event, purged without a trace"
