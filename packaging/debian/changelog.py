@@ -1,6 +1,7 @@
 #!/usr/bin/env python3
 """Turns the newest section of CHANGELOG.md, on standard input, into Debian's form of a changelog. The arguments are the
 version and the maintainer; the date is that of SOURCE_DATE_EPOCH, for the same source makes the same package."""
+import datetime
 import email.utils
 import os
 import re
@@ -16,4 +17,5 @@ if not entries:
 print(f"tavrin-hook ({version}) unstable; urgency=medium\n")
 for entry in entries:
     print(textwrap.fill(entry, 78, initial_indent="  * ", subsequent_indent="    ", break_on_hyphens=False))
-print(f"\n -- {maintainer}  {email.utils.formatdate(int(os.environ['SOURCE_DATE_EPOCH']))}")
+date = datetime.datetime.fromtimestamp(int(os.environ["SOURCE_DATE_EPOCH"]), datetime.timezone.utc)
+print(f"\n -- {maintainer}  {email.utils.format_datetime(date)}")
