@@ -5,13 +5,14 @@ BUILD := build/$(PRESET)
 HOOK := $(BUILD)/TavrinHook/tavrin-hook
 
 .DEFAULT_GOAL := help
-.PHONY: help run test faults lint docs format sanitize bench install planted uninstall hook package check-package build packages clean
+.PHONY: help run test faults fault-tests planted lint docs format sanitize bench install uninstall hook package check-package build packages clean
 
 help:
 	@echo "make run        play recorded sessions of all five agents through tavrin-hook, in a scratch home"
 	@echo "                (AGENT=codex: only that agent's; KEEP=1: keep the scratch home)"
 	@echo "make test       build everything and run all tests"
 	@echo "make faults     make everything fail that can, in full (make test does a part of it; takes minutes)"
+	@echo "                (DOCS=1: put the table into docs/reliability.md)"
 	@echo "make planted    plant faults in a copy of the sources, one at a time, and see that a test notices each"
 	@echo "make lint       check the sources with clang-format and clang-tidy"
 	@echo "make sanitize   run all tests under AddressSanitizer and UndefinedBehaviorSanitizer"
@@ -49,12 +50,11 @@ test: build
 # DOCS=1 puts the table into docs/reliability.md.
 faults: fault-tests
 	@tests/faults/table.py $(if $(DOCS),--docs) $(BUILD)
+	@$(MAKE) --no-print-directory planted
 
 # Verbose, for the counts that each test tells.
-.PHONY: fault-tests
 fault-tests: build
 	@ctest --preset $(PRESET) -C Faults -L faults --verbose
-	@$(MAKE) --no-print-directory planted
 
 planted: packages
 	@tests/faults/planted/run.py
