@@ -5,7 +5,7 @@ BUILD := build/$(PRESET)
 HOOK := $(BUILD)/TavrinHook/tavrin-hook
 
 .DEFAULT_GOAL := help
-.PHONY: help run test faults fault-tests planted lint docs format sanitize bench install uninstall hook package check-package build packages clean
+.PHONY: help run test faults fault-tests planted lint docs format sanitize bench install uninstall hook package check-package macos build packages clean
 
 help:
 	@echo "make run        play recorded sessions of all five agents through tavrin-hook, in a scratch home"
@@ -19,6 +19,7 @@ help:
 	@echo "make bench      measure whole runs beside hooks written by hand, and the library's steps"
 	@echo "                (DOCS=1: put the results into docs/performance.md and README.md)"
 	@echo "make docs       make the reference of the library's functions, in build/docs/api"
+	@echo "make macos      build for macOS, on Linux"
 	@echo "make install    put tavrin-hook where agents' settings look for it, below your home directory"
 	@echo "make uninstall  remove it from there"
 	@echo "make package    make the .deb and the archives that people download, in build/package"
@@ -65,6 +66,9 @@ sanitize:
 bench: packages
 	@scripts/install-packages.sh bench
 	@scripts/bench.sh $(if $(DOCS),--docs)
+
+macos:
+	@scripts/build-macos.sh
 
 lint: build
 	@scripts/install-packages.sh lint

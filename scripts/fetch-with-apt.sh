@@ -1,0 +1,57 @@
+#!/usr/bin/env bash
+# Fetches packages that the machine itself has no use for, from where its apt takes its own, and unpacks them.
+# Nothing is installed, no setting is changed, and no right of the superuser is needed.
+#
+#   fetch-with-apt.sh source DIRECTORY PACKAGE       the source of PACKAGE; DIRECTORY must not be there yet
+#   fetch-with-apt.sh arm64 DIRECTORY PACKAGE...     the files of packages for 64-bit ARM
+set -euo pipefail
+
+kind=$1 directory=$(realpath -m "$2")
+shift 2
+
+work=$(mktemp -d)
+trap 'rm -rf "$work"' EXIT
+mkdir -p "$work"/{sources,lists/partial,cache/archives/partial}
+: >"$work/status"
+
+# What the machine's apt is told, in both of its forms, asking for something else.
+if [ "$kind" = source ]; then type=deb-src; else type=deb; fi
+shopt -s nullglob
+for list in /etc/apt/sources.lis[t] /etc/apt/sources.list.d/*.list; do
+  sed -n -E -e '/[[:space:]]cdrom:/d' -e "s/^[[:space:]]*deb[[:space:]]+/$type /p" "$list" |
+    sed -E -e 's/(\[[^]]*)\barch=[^] ]*/\1/' -e 's/\[[[:space:]]*\]//' >"$work/sources/$(basename "$list")"
+done
+for list in /etc/apt/sources.list.d/*.sources; do
+  sed -E -e "s/^Types:.*/Types: $type/" -e '/^Architectures:/d' "$list" >"$work/sources/$(basename "$list")"
+done
+
+cat >"$work/apt.conf" <<END
+Dir::Etc::SourceList "/dev/null";
+Dir::Etc::SourceParts "$work/sources";
+Dir::State::Lists "$work/lists";
+Dir::State::Status "$work/status";
+Dir::Cache "$work/cache";
+APT::Sandbox::User "root";
+END
+if [ "$kind" = arm64 ]; then
+  cat >>"$work/apt.conf" <<END
+APT::Architecture "arm64";
+#clear APT::Architectures;
+APT::Architectures { "arm64"; };
+END
+fi
+
+mkdir "$work/downloads"
+cd "$work/downloads"
+# A source of somebody else's may have nothing of the kind: what is missing shows below.
+apt-get -c "$work/apt.conf" -qq update || true
+if [ "$kind" = source ]; then
+  apt-get -c "$work/apt.conf" -qq source --download-only "$1" >/dev/null
+  # apt has checked the files against the signed list of sources.
+  dpkg-source --no-check -x ./*.dsc unpacked >/dev/null
+  mkdir -p "$(dirname "$directory")"
+  mv unpacked "$directory"
+else
+  apt-get -c "$work/apt.conf" -qq download "$@"
+  for package in ./*.deb; do dpkg-deb -x "$package" "$directory"; done
+fi

