@@ -5,7 +5,7 @@ BUILD := build/$(PRESET)
 HOOK := $(BUILD)/TavrinHook/tavrin-hook
 
 .DEFAULT_GOAL := help
-.PHONY: help run test faults fault-tests planted lint docs format sanitize bench install uninstall hook package check-package macos build packages clean
+.PHONY: help run test faults fault-tests planted lint docs format sanitize bench install uninstall hook package check-package macos arm64 build packages clean
 
 help:
 	@echo "make run        play recorded sessions of all five agents through tavrin-hook, in a scratch home"
@@ -20,6 +20,7 @@ help:
 	@echo "                (DOCS=1: put the results into docs/performance.md and README.md)"
 	@echo "make docs       make the reference of the library's functions, in build/docs/api"
 	@echo "make macos      build for macOS, on Linux"
+	@echo "make arm64      build for 64-bit ARM Linux on another, and run the tests under qemu"
 	@echo "make install    put tavrin-hook where agents' settings look for it, below your home directory"
 	@echo "make uninstall  remove it from there"
 	@echo "make package    make the .deb and the archives that people download, in build/package"
@@ -69,6 +70,11 @@ bench: packages
 
 macos:
 	@scripts/build-macos.sh
+
+arm64:
+	@scripts/install-packages.sh build arm64
+	@scripts/arm64-sysroot.sh
+	@$(MAKE) --no-print-directory test PRESET=arm64
 
 lint: build
 	@scripts/install-packages.sh lint
