@@ -6,9 +6,9 @@ set -euo pipefail
 if command -v brew >/dev/null; then PATH="$PATH:$(brew --prefix llvm)/bin"; fi
 
 git ls-files '*.cpp' '*.hpp' | xargs clang-format --dry-run --Werror
-# One system compiles neither the other's files nor their tests.
-skipped=_macos
-if [ "$(uname)" = Darwin ]; then skipped=_linux; fi
-git ls-files 'TavrinCore/*.cpp' 'TavrinHook/*.cpp' 'examples/*.cpp' | grep -v -e "$skipped" -e ProcFormats |
+# What a Mac does not compile; Linux compiles everything, for the tests.
+skipped='^$'
+if [ "$(uname)" = Darwin ]; then skipped='_linux|_icu|ProcFormats'; fi
+git ls-files 'TavrinCore/*.cpp' 'TavrinHook/*.cpp' 'examples/*.cpp' | grep -v -E "$skipped" |
   xargs -P "$(getconf _NPROCESSORS_ONLN)" -n 4 clang-tidy --quiet -p "$1"
 echo "The sources are clean."
