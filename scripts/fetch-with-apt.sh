@@ -25,6 +25,13 @@ for list in /etc/apt/sources.list.d/*.sources; do
   sed -E -e "s/^Types:.*/Types: $type/" -e '/^Architectures:/d' "$list" >"$work/sources/$(basename "$list")"
 done
 
+# Ubuntu keeps packages for ARM apart from those for Intel; python-apt-common says where.
+templates=/usr/share/python-apt/templates/Ubuntu.info
+if [ "$kind" = arm64 ] && grep -q '^ID=ubuntu' /etc/os-release; then
+  ports=$(sed -n -E 's/^BaseURI:[[:space:]]*//p' "$templates" | head -n 1)
+  sed -i -E "s#https?://[^[:space:]]+/ubuntu/?([[:space:]]|\$)#$ports\1#g" "$work"/sources/*
+fi
+
 cat >"$work/apt.conf" <<END
 Dir::Etc::SourceList "/dev/null";
 Dir::Etc::SourceParts "$work/sources";
