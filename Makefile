@@ -6,7 +6,7 @@ HOOK := $(BUILD)/TavrinHook/tavrin-hook
 BIN ?= $(HOME)/Library/Application Support/Tavrin/bin
 
 .DEFAULT_GOAL := help
-.PHONY: help run test lint format sanitize fuzz bench install build packages clean
+.PHONY: help run test lint format sanitize fuzz coverage bench install build packages clean
 
 help:
 	@echo "make run        play recorded sessions of all five agents through tavrin-hook, in a scratch home"
@@ -17,6 +17,7 @@ help:
 	@echo "make bench      measure whole runs beside hooks written by hand, and the library's steps"
 	@echo "                (DOCS=1: put the results into docs/performance.md and README.md)"
 	@echo "make fuzz       run each fuzz target for 30 seconds (SECONDS=300: longer; TARGETS=\"event log\": only those)"
+	@echo "make coverage   say which branches the tests do not take, and fail when they are too many"
 	@echo "make install    put tavrin-hook where agents' settings look for it, below your home directory"
 	@echo "make format     format the sources"
 	@echo "make clean      remove everything that was built"
@@ -41,13 +42,21 @@ sanitize:
 	@$(MAKE) --no-print-directory test PRESET=sanitize
 
 # Homebrew keeps the compiler that has libFuzzer out of the way.
-fuzz: export PATH := $(if $(shell command -v brew),$(shell brew --prefix)/opt/llvm/bin:)$(PATH)
+fuzz coverage: export PATH := $(if $(shell command -v brew),$(shell brew --prefix)/opt/llvm/bin:)$(PATH)
 fuzz: SECONDS ?= 30
 fuzz:
 	@scripts/install-packages.sh build fuzz
 	@cmake --preset fuzz >/dev/null
 	@cmake --build --preset fuzz
 	@scripts/fuzz.py build/fuzz --seconds $(SECONDS) $(TARGETS)
+
+coverage:
+	@scripts/install-packages.sh build test coverage
+	@cmake --preset coverage >/dev/null
+	@cmake --build --preset coverage
+	@rm -rf build/coverage/profiles
+	@ctest --preset coverage --parallel 2 --progress
+	@scripts/coverage.py build/coverage
 
 bench: packages
 	@scripts/install-packages.sh bench
