@@ -16,7 +16,8 @@ help:
 	@echo "make sanitize   run all tests under AddressSanitizer and UndefinedBehaviorSanitizer"
 	@echo "make bench      measure whole runs beside hooks written by hand, and the library's steps"
 	@echo "                (DOCS=1: put the results into docs/performance.md and README.md)"
-	@echo "make fuzz       run each fuzz target for 30 seconds (SECONDS=300: longer; TARGETS=\"event log\": only those)"
+	@echo "make fuzz       run each fuzz target for 30 seconds (SECONDS=300: longer; RUNS=1000000: so often;"
+	@echo "                TARGETS=\"event log\": only those)"
 	@echo "make coverage   say which branches the tests do not take, and fail when they are too many"
 	@echo "make install    put tavrin-hook where agents' settings look for it, below your home directory"
 	@echo "make format     format the sources"
@@ -48,7 +49,7 @@ fuzz:
 	@scripts/install-packages.sh build fuzz
 	@cmake --preset fuzz >/dev/null
 	@cmake --build --preset fuzz
-	@scripts/fuzz.py build/fuzz --seconds $(SECONDS) $(TARGETS)
+	@scripts/fuzz.py build/fuzz $(if $(RUNS),--runs $(RUNS),--seconds $(SECONDS)) $(TARGETS)
 
 coverage:
 	@scripts/install-packages.sh build test coverage
