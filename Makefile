@@ -5,7 +5,7 @@ BUILD := build/$(PRESET)
 HOOK := $(BUILD)/TavrinHook/tavrin-hook
 
 .DEFAULT_GOAL := help
-.PHONY: help run test faults fault-tests planted lint docs format sanitize bench install uninstall hook package check-package macos arm64 build packages clean
+.PHONY: help run test faults fault-tests planted lint docs format sanitize bench install uninstall hook package check-package macos arm64 fuzz coverage build packages clean
 
 help:
 	@echo "make run        play recorded sessions of all five agents through tavrin-hook, in a scratch home"
@@ -21,6 +21,9 @@ help:
 	@echo "make docs       make the reference of the library's functions, in build/docs/api"
 	@echo "make macos      build for macOS, on Linux"
 	@echo "make arm64      build for 64-bit ARM Linux on another, and run the tests under qemu"
+	@echo "make fuzz       run each fuzz target for 30 seconds (SECONDS=300: longer; RUNS=1000000: so often;"
+	@echo "                TARGETS=\"event log\": only those)"
+	@echo "make coverage   say which branches the tests do not take, and fail when they are too many"
 	@echo "make install    put tavrin-hook where agents' settings look for it, below your home directory"
 	@echo "make uninstall  remove it from there"
 	@echo "make package    make the .deb and the archives that people download, in build/package"
@@ -63,6 +66,23 @@ planted: packages
 
 sanitize:
 	@$(MAKE) --no-print-directory test PRESET=sanitize
+
+# Homebrew keeps the compiler that has libFuzzer out of the way.
+fuzz coverage: export PATH := $(if $(shell command -v brew),$(shell brew --prefix)/opt/llvm/bin:)$(PATH)
+fuzz: SECONDS ?= 30
+fuzz:
+	@scripts/install-packages.sh build fuzz
+	@cmake --preset fuzz >/dev/null
+	@cmake --build --preset fuzz
+	@scripts/fuzz.py build/fuzz $(if $(RUNS),--runs $(RUNS),--seconds $(SECONDS)) $(TARGETS)
+
+coverage:
+	@scripts/install-packages.sh build test coverage
+	@cmake --preset coverage >/dev/null
+	@cmake --build --preset coverage
+	@rm -rf build/coverage/profiles
+	@ctest --preset coverage --parallel 2 --progress
+	@scripts/coverage.py build/coverage
 
 bench: packages
 	@scripts/install-packages.sh bench

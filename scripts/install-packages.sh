@@ -25,7 +25,7 @@ is_there() {
   if [ "$(uname)" = Darwin ]; then
     [ "$brew" = - ] || brew list --versions "$brew" >/dev/null 2>&1
   else
-    command -v "$probe" >/dev/null 2>&1 || [ -e "$probe" ]
+    command -v "$probe" >/dev/null 2>&1 || compgen -G "$probe" >/dev/null
   fi
 }
 

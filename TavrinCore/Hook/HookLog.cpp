@@ -30,7 +30,8 @@ FileDescriptor openWithDirectory(const std::string& path) {
 
 bool isFull(const FileDescriptor& file) {
   struct stat status = {};
-  return ::fstat(file.number(), &status) == 0 && status.st_size > largestLog;
+  ::fstat(file.number(), &status);
+  return status.st_size > largestLog;
 }
 
 // Moves the log aside and gives a new one. A writer that opened the log before that waits for its lock, finds

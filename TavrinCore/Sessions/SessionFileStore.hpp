@@ -72,13 +72,9 @@ class SessionFileStore {
   class Lock {
    public:
     explicit Lock(FileDescriptor file) : file_(std::move(file)) {}
-    Lock(Lock&&) = default;
-    Lock& operator=(Lock&&) = delete;
     Lock(const Lock&) = delete;
     Lock& operator=(const Lock&) = delete;
-    ~Lock() {
-      if (file_.isOpen()) file_.unlock();
-    }
+    ~Lock() { file_.unlock(); }
 
    private:
     FileDescriptor file_;

@@ -74,7 +74,8 @@ double nearestDouble(double parsed, std::string_view digits) {
   const auto [end, error] = std::from_chars(digits.data(), digits.data() + digits.size(), value);
   if (error != std::errc::result_out_of_range) return value;
   // Too large or too small, which the parser can tell.
-  return std::abs(parsed) > 1 ? std::numeric_limits<double>::infinity() : 0;
+  const double magnitude = std::abs(parsed) > 1 ? std::numeric_limits<double>::infinity() : 0;
+  return std::copysign(magnitude, parsed);
 #else
   (void)parsed;
   return strtod_l(std::string(digits).c_str(), nullptr, LC_C_LOCALE);

@@ -162,7 +162,7 @@ TEST(HookLog, AMissingDirectoryIsMadeWithItsParents) {
 }
 
 TEST(HookLog, ANewLogIsForItsOwnerAlone) {
-  for (const mode_t mask : {000, 022, 077}) {
+  for (const mode_t mask : {000U, 022U, 077U}) {
     const test::ScratchDirectory directory;
     const Umask narrowed(mask);
     logAt(directory / "hook.log").write("a");

@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <cmath>
 #include <cstdlib>
 #include <limits>
 #include <string>
@@ -88,6 +89,14 @@ TEST(JsonGrammar, TheNearestDoubleIsTheRoundedOneAndInfiniteBeyondTheLargest) {
   EXPECT_EQ(JsonGrammar::nearestDouble(infinity, "1e309"), infinity);
   EXPECT_EQ(JsonGrammar::nearestDouble(0, "1e-400"), 0);
   EXPECT_EQ(JsonGrammar::nearestDouble(0, "5e-324"), std::numeric_limits<double>::denorm_min());
+}
+
+// What was too small to tell from zero lost its sign, so that "-1e-400" was not what strtod(3) makes of it.
+TEST(JsonGrammar, ADoubleOutOfRangeKeepsItsSign) {
+  constexpr double infinity = std::numeric_limits<double>::infinity();
+  EXPECT_TRUE(std::signbit(JsonGrammar::nearestDouble(-0.0, "-1e-400")));
+  EXPECT_FALSE(std::signbit(JsonGrammar::nearestDouble(0.0, "1e-400")));
+  EXPECT_EQ(JsonGrammar::nearestDouble(-infinity, "-1e309"), -infinity);
 }
 
 }  // namespace

@@ -1,0 +1,180 @@
+#!/usr/bin/env python3
+"""Writes the inputs that fuzzing starts from: fuzz-seeds.py FOLDER
+
+FOLDER gets a folder for each target with a file for each input, made of what tests/data holds: events, records,
+settings and answers as agents and systems really sent them, and the odd cases that were worked out by hand.
+"""
+
+import base64
+import json
+import pathlib
+import shutil
+import sys
+
+DATA = pathlib.Path(__file__).resolve().parent.parent / "tests/data"
+AGENTS = ["claude", "codex", "gemini", "copilot", "grok"]
+SEPARATOR = b"\x1e"
+ZERO = b"\0"
+
+
+def json_lines(file):
+    return [json.loads(line) for line in (DATA / file).read_text().splitlines()]
+
+
+def text_of(line):
+    return base64.b64decode(line["base64"]) if "base64" in line else line["text"].encode("utf-8", "surrogatepass")
+
+
+def shortened(value):
+    """A document with its long texts cut, for the form is what counts."""
+    if isinstance(value, str):
+        return value[:60]
+    if isinstance(value, list):
+        return [shortened(each) for each in value[:3]]
+    if isinstance(value, dict):
+        return {key: shortened(each) for key, each in value.items()}
+    return value
+
+
+def compact(document):
+    return json.dumps(document, separators=(",", ":"), ensure_ascii=False).encode("utf-8", "backslashreplace")
+
+
+def scenarios():
+    for table in sorted(DATA.glob("events/*/*/events.tsv")):
+        rows = [row.split("\t") for row in table.read_text().splitlines()[1:]]
+        yield [(row[2].encode(), (table.parent / row[0]).read_bytes()) for row in rows]
+
+
+def event():
+    """Whole sessions in short, and events one by one."""
+    for events in scenarios():
+        by_arguments = {}
+        for arguments, payload in events:
+            yield arguments + SEPARATOR + compact(shortened(json.loads(payload)))
+            fields = {key: value for key, value in shortened(json.loads(payload)).items() if isinstance(value, str)}
+            by_arguments.setdefault(arguments, []).append(compact(fields))
+        for arguments, payloads in by_arguments.items():
+            for start in range(0, len(payloads), 12):
+                yield SEPARATOR.join([arguments] + payloads[start:start + 12])
+    for line in json_lines("platform/json.jsonl"):
+        yield SEPARATOR + text_of(line)
+
+
+def record():
+    for line in json_lines("platform/records.jsonl"):
+        yield text_of(line)
+    for file in (DATA / "panel/sessions").iterdir():
+        yield file.read_bytes()
+    for line in json_lines("platform/dates.jsonl"):
+        if "text" in line:
+            yield compact({"sessionId": "s", "state": "idle", "updatedAt": line["text"], "stateSince": line["text"],
+                           "cwd": "/", "agentPid": 1})
+
+
+def settings():
+    """The first byte chooses the agent."""
+    for index in range(len(AGENTS)):
+        for file in (DATA / "settings").iterdir():
+            yield bytes([ord("A") + index]) + file.read_bytes()
+    for line in json_lines("platform/json.jsonl"):
+        yield b"A" + text_of(line)
+    for value in [[], {}, [{}], [{"hooks": []}], [{"hooks": {}}], [{"matcher": 1, "hooks": [{}]}], "x", 1.5e-7]:
+        yield b"A" + compact({"hooks": {"Stop": value, "Other": value}, "model": value})
+
+
+def codex():
+    for file in sorted((DATA / "rpc").glob("*-response.json")):
+        document = json.loads(file.read_text())
+        yield compact(document)
+        yield compact(shortened(document))
+    hook = {"key": "k", "command": "\"/x/Tavrin/bin/tavrin-hook\" --agent codex", "currentHash": "sha256:1"}
+    for status in ["trusted", "managed", "untrusted", 1]:
+        yield compact({"id": 2, "result": {"data": [{"hooks": [hook | {"trustStatus": status}, hook, {}]}]}})
+    for thread in [{"id": "t", "name": "a"}, {"id": "t", "title": "b"}, {"id": "t", "name": " \t", "title": "c"}]:
+        yield compact({"id": 5, "result": {"data": [thread, {"id": 1}]}})
+
+
+def transcript():
+    def codex_line(kind, **payload):
+        return compact({"timestamp": "2025-01-31T09:15:02.5Z", "type": kind, "payload": payload})
+
+    for content in [[{"type": "tool_result", "tool_use_id": "toolu_1", "content": "ok"}],
+                    [{"type": "tool_result", "tool_use_id": ""}, {"type": "tool_result", "tool_use_id": "b"}],
+                    [{"type": "text", "text": "[Request interrupted by user for tool use]"}], "text", [1], []]:
+        line = compact({"type": "user", "message": {"role": "user", "content": content}, "uuid": "u"})
+        yield line
+        yield line.replace(b"tool_result", b"tool\\u005fresult").replace(b"[Req", b"\\u005bReq") + b"\n"
+    for kind in ["function_call_output", "custom_tool_call_output", "function_call"]:
+        yield codex_line("response_item", type=kind, call_id="call_1", output="ok")
+    for kind in ["token_count", "task_complete", "turn_aborted", "agent_message"]:
+        yield codex_line("event_msg", type=kind, info=None)
+    for kind in ["CommandExecution", "McpToolCall", "Extension", "FileChange", "DynamicToolCall", "Message"]:
+        yield codex_line("event_msg", type="item_completed", item={"type": kind, "id": "item_1"})
+
+
+def titles():
+    for title in ["a title", " \n two\t words ", "", None, 1, ["a"], "\u3000x\u0301 \u0301", "x" * 1025, "\ud800"]:
+        for session in ["local_s1", "s1", None]:
+            yield json.dumps({"sessionId": session, "title": title, "cwd": "/"}).encode()
+    yield b'{"sessionId":"local_s1","sessionId":"x","title":"first","title":"second",}'
+
+
+def listeners():
+    text = (DATA / "servers/lsof.txt").read_bytes()
+    yield text
+    for process in text.split(b"\np"):
+        yield b"p" + process.removeprefix(b"p")
+    for host in [b"*", b"[::]", b"[::1]", b"0.0.0.0", b"127.0.0.1", b"[fe80::1%lo0]", b"[]", b"localhost"]:
+        for port in [b"0", b"1", b"65535", b"65536", b"+80", b"-1", b"x", b""]:
+            yield b"p1\ncnode\nf7\nn" + host + b":" + port + b"\nn127.0.0.1:" + port + b"\n"
+    for line in json_lines("platform/numbers.jsonl"):
+        yield b"p" + line["text"].encode() + b"\nn*:" + line["text"].encode() + b"\n"
+
+
+def gitfile():
+    """A path, a checkout, and the text of its .git file."""
+    texts = [b"gitdir: /home/dev/app/.git/worktrees/feature-x\n", b"gitdir: ../.git/modules/sub\n", b"", b"gitdir:",
+             b" gitdir:\t/.git/worktrees/x", b"gitdir: a/.git/worktrees/x", b"gitdir: /a/.git/worktrees///", b"x"]
+    for text in texts:
+        yield SEPARATOR.join([b"home/dev/app/src", b"home/dev/app", text])
+    for line in json_lines("platform/paths.jsonl"):
+        yield SEPARATOR.join([line["path"].encode(), b"", texts[0]])
+    for depth in [62, 63, 64, 65]:
+        yield SEPARATOR.join([b"/".join([b"a"] * depth), b"", b""])
+
+
+def log():
+    """The size and the time to begin with, and messages."""
+    messages = [b"claude s1 PreToolUse Bash#a1b2c3 \xe2\x86\x92 working", b"error: notAnObject (2 bytes)", b"", b"a\0b"]
+    for size in [b"", b"0", b"1", b"999999", b"1000000", b"1000001", b"1000050"]:
+        for seconds in [b"1738314902", b"-62167219201", b"971890963200"]:
+            yield SEPARATOR.join([size + b" " + seconds] + messages)
+
+
+def arguments():
+    """Words with a zero byte between them, the first of them the process's name."""
+    for line in json_lines("servers/processes.jsonl"):
+        yield ZERO.join(word.encode() for word in [line["command"]] + line["arguments"])
+    for words in ["node node --inspect=0 app.js", "node node -r x --inspect-brk --inspect-port 9500", "node /x/node --inspect",
+                  "workerd workerd --inspector-addr=localhost:9229 --debug-port 9230 --external-addr=loopback=[::1]:8787",
+                  "ruby puma 6.4", "php php artisan serve -S", "python3 python3 manage.py runserver",
+                  "x --agent codex --event Stop", "x --agent=grok --event=", "com.docker.backend /usr/sbin/x"]:
+        yield words.replace(" ", "\0").encode()
+
+
+TARGETS = [arguments, codex, event, gitfile, listeners, log, record, settings, titles, transcript]
+
+
+def main():
+    folder = pathlib.Path(sys.argv[1])
+    for target in TARGETS:
+        place = folder / target.__name__
+        shutil.rmtree(place, ignore_errors=True)
+        place.mkdir(parents=True)
+        for number, seed in enumerate(sorted(set(target()))):
+            (place / f"{number:04}").write_bytes(seed)
+
+
+if __name__ == "__main__":
+    main()
