@@ -22,7 +22,7 @@ help:
 	@echo "make macos      build for macOS, on Linux"
 	@echo "make arm64      build for 64-bit ARM Linux on another, and run the tests under qemu"
 	@echo "make fuzz       run each fuzz target for 30 seconds (SECONDS=300: longer; RUNS=1000000: so often;"
-	@echo "                TARGETS=\"event log\": only those)"
+	@echo "                TARGETS=\"event log\": only those; JOBS=4: so many at once)"
 	@echo "make coverage   say which branches the tests do not take, and fail when they are too many"
 	@echo "make install    put tavrin-hook where agents' settings look for it, below your home directory"
 	@echo "make uninstall  remove it from there"
@@ -74,7 +74,7 @@ fuzz:
 	@scripts/install-packages.sh build fuzz
 	@cmake --preset fuzz >/dev/null
 	@cmake --build --preset fuzz
-	@scripts/fuzz.py build/fuzz $(if $(RUNS),--runs $(RUNS),--seconds $(SECONDS)) $(TARGETS)
+	@scripts/fuzz.py build/fuzz $(if $(RUNS),--runs $(RUNS),--seconds $(SECONDS)) $(if $(JOBS),--jobs $(JOBS)) $(TARGETS)
 
 coverage:
 	@scripts/install-packages.sh build test coverage

@@ -1,7 +1,7 @@
 #!/usr/bin/env python3
-"""Runs the fuzz targets of a build, as many at once as there are processors, and prints what each of them did.
+"""Runs the fuzz targets of a build, by default as many at once as there are processors, and prints what each of them did.
 
-fuzz.py BUILD [--seconds N] [--runs N] [--minimise] [TARGET...]
+fuzz.py BUILD [--seconds N] [--runs N] [--jobs N] [--minimise] [TARGET...]
 
 Each target starts from fuzz/corpus/TARGET, keeps what it finds in BUILD/found/TARGET, and leaves an input that breaks
 it in BUILD/artifacts. The status is 0 when none was broken. --minimise runs nothing: it makes the corpus anew of the
@@ -85,10 +85,10 @@ def report(build, target, status, log, took):
             print(f"To see it again: {build}/fuzz/fuzz_{target} {artifact}")
 
 
-def fuzz(build, targets, seconds, runs):
+def fuzz(build, targets, seconds, runs, jobs):
     print(f"{'target':12}{'executions':>12}{'a second':>10}{'corpus':>9}{'features':>10}", flush=True)
     broken = 0
-    with concurrent.futures.ThreadPoolExecutor(os.cpu_count()) as pool:
+    with concurrent.futures.ThreadPoolExecutor(jobs) as pool:
         for done in concurrent.futures.as_completed(pool.submit(run, build, each, seconds, runs) for each in targets):
             report(build, *done.result())
             broken += done.result()[1] != 0
@@ -117,6 +117,7 @@ def main():
     parser.add_argument("targets", nargs="*", metavar="TARGET")
     parser.add_argument("--seconds", type=int, default=0)
     parser.add_argument("--runs", type=int, default=0)
+    parser.add_argument("--jobs", type=int, default=os.cpu_count())
     parser.add_argument("--minimise", action="store_true")
     given = parser.parse_intermixed_args()
     unknown = set(given.targets) - set(TARGETS)
@@ -125,7 +126,9 @@ def main():
     if not given.minimise and not given.seconds and not given.runs:
         parser.error("--seconds or --runs says when to stop")
     targets = given.targets or list(TARGETS)
-    return minimise(given.build, targets) if given.minimise else fuzz(given.build, targets, given.seconds, given.runs)
+    if given.minimise:
+        return minimise(given.build, targets)
+    return fuzz(given.build, targets, given.seconds, given.runs, given.jobs)
 
 
 if __name__ == "__main__":
