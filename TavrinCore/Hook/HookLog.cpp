@@ -28,6 +28,7 @@ FileDescriptor openWithDirectory(const std::string& path) {
   return file;
 }
 
+// A log whose size cannot be asked for is not.
 bool isFull(const FileDescriptor& file) {
   struct stat status = {};
   ::fstat(file.number(), &status);
