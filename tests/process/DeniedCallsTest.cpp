@@ -7,7 +7,6 @@
 #include <sys/syscall.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <cstddef>
@@ -26,6 +25,7 @@ namespace tavrin {
 namespace {
 
 using test::inAnotherProcess;
+using test::names;
 using test::readFile;
 using test::ScratchDirectory;
 using test::writeFile;
@@ -71,14 +71,6 @@ Session record(SessionState state) {
   session.cwd = "/src";
   session.agentPid = 612;
   return session;
-}
-
-std::vector<std::string> names(const std::filesystem::path& directory) {
-  std::vector<std::string> found;
-  for (const auto& entry : std::filesystem::directory_iterator(directory))
-    found.push_back(entry.path().filename());
-  std::ranges::sort(found);
-  return found;
 }
 
 HookLog logIn(const ScratchDirectory& directory) {

@@ -2,6 +2,7 @@
 
 #include <unistd.h>
 
+#include <algorithm>
 #include <cstdlib>
 #include <fstream>
 #include <sstream>
@@ -46,6 +47,14 @@ std::string readFile(const std::filesystem::path& path) {
   std::ostringstream text;
   text << file.rdbuf();
   return text.str();
+}
+
+std::vector<std::string> names(const std::filesystem::path& directory) {
+  std::vector<std::string> found;
+  for (const auto& entry : std::filesystem::directory_iterator(directory))
+    found.push_back(entry.path().filename());
+  std::ranges::sort(found);
+  return found;
 }
 
 std::string ScratchHome::logMessages() const {

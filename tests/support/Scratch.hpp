@@ -4,6 +4,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <vector>
 
 namespace tavrin::test {
 
@@ -33,6 +34,9 @@ void writeFile(const std::filesystem::path& path, std::string_view text);
 
 /// The whole content of `path`; throws when it cannot be read.
 std::string readFile(const std::filesystem::path& path);
+
+/// The names in a directory, in the order of their bytes.
+std::vector<std::string> names(const std::filesystem::path& directory);
 
 /// A home directory for runs of the command: where it keeps its files, and what is in them.
 class ScratchHome : public ScratchDirectory {

@@ -7,7 +7,6 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <cerrno>
 #include <functional>
 #include <memory>
@@ -22,6 +21,7 @@ namespace tavrin {
 namespace {
 
 using test::FileSizeLimit;
+using test::names;
 using test::readFile;
 using test::ReadOnly;
 using test::ScratchDirectory;
@@ -42,15 +42,6 @@ Session record(std::string sessionId) {
   session.cwd = "/Users/dev/src/app";
   session.agentPid = 612;
   return session;
-}
-
-// The names in a directory, in the order of their bytes.
-std::vector<std::string> names(const std::filesystem::path& directory) {
-  std::vector<std::string> found;
-  for (const auto& entry : std::filesystem::directory_iterator(directory))
-    found.push_back(entry.path().filename());
-  std::ranges::sort(found);
-  return found;
 }
 
 mode_t permissions(const std::filesystem::path& path) {
