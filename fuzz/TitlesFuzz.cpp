@@ -2,6 +2,7 @@
 #include <optional>
 #include <string>
 
+#include "TavrinCore/Support/Text.hpp"
 #include "TavrinCore/Transcripts/ClaudeSessionTitles.hpp"
 #include "fuzz/Laws.hpp"
 #include "fuzz/PlainJson.hpp"
@@ -30,6 +31,15 @@ std::optional<std::string> titlePlainly(std::string_view text) {
   return shownTitle(title->text);
 }
 
+// A word that starts with a combining mark, as it can behind a tab, marks the blank that then stands before
+// it: both are one character, which is white space.
+bool hasMarkedBlank(std::string_view title) {
+  for (std::size_t i = title.find(' '); i != std::string_view::npos; i = title.find(' ', i + 1)) {
+    if (Text::firstCharacters(title.substr(i), 1) != " ") return true;
+  }
+  return false;
+}
+
 }  // namespace
 
 int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
@@ -40,6 +50,6 @@ int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   require(title == titlePlainly(text), "both readers see the same title");
   if (!title) return 0;
   require(!title->empty() && title->size() <= 1024, "a title is neither empty nor long");
-  require(shownTitle(*title) == title, "a title is shown as it is");
+  require(hasMarkedBlank(*title) || shownTitle(*title) == title, "a title is shown as it is");
   return 0;
 }

@@ -34,7 +34,9 @@ std::string lowerCased(std::string_view text);
 /// `text` in UTF-16, with U+FFFD for each byte that is no UTF-8.
 std::u16string utf16(std::string_view text);
 
-/// The words of `text`, split at white space (Unicode White_Space), joined by one blank each.
+/// The words of `text`, split at white space (Unicode White_Space), joined by one blank each. White space
+/// that carries a combining mark is white space, mark and all; so a word that starts with a mark (behind a
+/// tab or a line feed, which carry none) is joined by a blank that a second splitting drops with the mark.
 std::string words(std::string_view text);
 
 /// `text` without white space at either end.

@@ -294,5 +294,11 @@ TEST(Text, TrimmingKeepsWhatIsInside) {
   EXPECT_EQ(Text::words("a \u0301b"), "a b");
 }
 
+TEST(Text, AWordThatStartsWithAMarkMarksTheBlankItIsJoinedBy) {
+  const std::string words = Text::words("a \t\u0301b");
+  EXPECT_EQ(words, "a \u0301b");
+  EXPECT_EQ(Text::words(words), "a b");
+}
+
 }  // namespace
 }  // namespace tavrin
