@@ -74,7 +74,7 @@ fuzz:
 	@scripts/install-packages.sh build fuzz
 	@cmake --preset fuzz >/dev/null
 	@cmake --build --preset fuzz
-	@scripts/fuzz.py build/fuzz $(if $(RUNS),--runs $(RUNS),--seconds $(SECONDS)) $(if $(JOBS),--jobs $(JOBS)) $(TARGETS)
+	@scripts/fuzz.py build/fuzz $(if $(RUNS),--runs $(RUNS),--seconds $(SECONDS)) $(if $(SEED),--seed $(SEED)) $(if $(JOBS),--jobs $(JOBS)) $(TARGETS)
 
 coverage:
 	@scripts/install-packages.sh build test coverage

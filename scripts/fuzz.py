@@ -1,11 +1,12 @@
 #!/usr/bin/env python3
 """Runs the fuzz targets of a build, by default as many at once as there are processors, and prints what each of them did.
 
-fuzz.py BUILD [--seconds N] [--runs N] [--jobs N] [--minimise] [TARGET...]
+fuzz.py BUILD [--seconds N] [--runs N] [--seed N] [--jobs N] [--minimise] [TARGET...]
 
 Each target starts from fuzz/corpus/TARGET, keeps what it finds in BUILD/found/TARGET, and leaves an input that breaks
-it in BUILD/artifacts. The status is 0 when none was broken. --minimise runs nothing: it makes the corpus anew of the
-smallest inputs, among the corpus, what was found and the seeds, that reach all that those reach together.
+it in BUILD/artifacts. The status is 0 when none was broken. Without a seed each run takes another way. --minimise
+runs nothing: it makes the corpus anew of the smallest inputs, among the corpus, what was found and the seeds, that
+reach all that those reach together.
 """
 
 import argparse
@@ -56,12 +57,9 @@ def command(build, target, *options):
             f"-artifact_prefix={folder(build, 'artifacts')}/{target}-", *options]
 
 
-def run(build, target, seconds, runs):
-    limits = [f"-max_total_time={seconds}"] if seconds else []
-    if runs:
-        limits.append(f"-runs={runs}")
+def run(build, target, options):
     start = time.monotonic()
-    done = subprocess.run(command(build, target, *limits, "-print_final_stats=1", folder(build, "found", target),
+    done = subprocess.run(command(build, target, *options, "-print_final_stats=1", folder(build, "found", target),
                                   corpus(target)),
                           env=ENVIRONMENT, stdin=subprocess.DEVNULL, stdout=subprocess.PIPE, stderr=subprocess.STDOUT,
                           check=False)
@@ -85,11 +83,11 @@ def report(build, target, status, log, took):
             print(f"To see it again: {build}/fuzz/fuzz_{target} {artifact}")
 
 
-def fuzz(build, targets, seconds, runs, jobs):
+def fuzz(build, targets, options, jobs):
     print(f"{'target':12}{'executions':>12}{'a second':>10}{'corpus':>9}{'features':>10}", flush=True)
     broken = 0
     with concurrent.futures.ThreadPoolExecutor(jobs) as pool:
-        for done in concurrent.futures.as_completed(pool.submit(run, build, each, seconds, runs) for each in targets):
+        for done in concurrent.futures.as_completed(pool.submit(run, build, each, options) for each in targets):
             report(build, *done.result())
             broken += done.result()[1] != 0
     return 1 if broken else 0
@@ -117,6 +115,7 @@ def main():
     parser.add_argument("targets", nargs="*", metavar="TARGET")
     parser.add_argument("--seconds", type=int, default=0)
     parser.add_argument("--runs", type=int, default=0)
+    parser.add_argument("--seed", type=int, default=0)
     parser.add_argument("--jobs", type=int, default=os.cpu_count())
     parser.add_argument("--minimise", action="store_true")
     given = parser.parse_intermixed_args()
@@ -128,7 +127,8 @@ def main():
     targets = given.targets or list(TARGETS)
     if given.minimise:
         return minimise(given.build, targets)
-    return fuzz(given.build, targets, given.seconds, given.runs, given.jobs)
+    limits = {"max_total_time": given.seconds, "runs": given.runs, "seed": given.seed}
+    return fuzz(given.build, targets, [f"-{name}={value}" for name, value in limits.items() if value], given.jobs)
 
 
 if __name__ == "__main__":

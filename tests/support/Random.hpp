@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <cstddef>
 #include <iostream>
 #include <limits>
 #include <random>
@@ -9,7 +11,7 @@
 namespace tavrin::test {
 
 /// The seed of a random test: a new one for each run, which is printed, or the one that was given with
-/// --gtest_random_seed (1 to 99999) to have a run again.
+/// --gtest_random_seed or in GTEST_RANDOM_SEED (1 to 99999) to have a run again.
 inline unsigned randomSeed() {
   const auto given = static_cast<unsigned>(GTEST_FLAG_GET(random_seed));
   const unsigned seed = given != 0 ? given : std::random_device{}() % 99'999 + 1;
@@ -27,6 +29,11 @@ class Random {
     return std::uniform_int_distribution<std::size_t>(0, count - 1)(engine_);
   }
   bool flip() { return below(2) == 1; }
+
+  template <class List>
+  void shuffle(List& list) {
+    std::ranges::shuffle(list, engine_);
+  }
 
   /// Any of the values of an integer type.
   template <class Integer>

@@ -1,17 +1,15 @@
-// What holds for every document, whatever is in it, shown on thousands of generated ones. A failure prints
-// the seed and the document; TAVRIN_TEST_SEED=... repeats it.
+// What holds for every document, whatever is in it, shown on thousands of generated ones.
 
 #include <gtest/gtest.h>
 
 #include <array>
 #include <boost/json/serialize.hpp>
-#include <cstdlib>
-#include <random>
 #include <string>
 #include <vector>
 
 #include "TavrinCore/Agents/HookSettings.hpp"
 #include "TavrinCore/Support/Json.hpp"
+#include "tests/support/Random.hpp"
 
 namespace tavrin {
 namespace {
@@ -21,11 +19,6 @@ namespace json = boost::json;
 const std::string path = "/Users/dev/Library/Application Support/Tavrin/bin/tavrin-hook";
 const std::string movedPath = "/Volumes/Geräte/Tavrin/bin/tavrin-hook";
 
-std::uint64_t seed() {
-  const char* const given = std::getenv("TAVRIN_TEST_SEED");
-  return given == nullptr ? 20261121 : std::strtoull(given, nullptr, 10);
-}
-
 std::string text(const json::value& value) {
   return Json::print(value);
 }
@@ -33,7 +26,7 @@ std::string text(const json::value& value) {
 // Settings files as nobody should write them: of the right shape mostly, of any other now and then.
 class DocumentGenerator {
  public:
-  explicit DocumentGenerator(std::uint64_t start) : random_(start) {}
+  explicit DocumentGenerator(unsigned seed) : random_(seed) {}
 
   json::object document(const AgentDefinition& definition) {
     json::object document;
@@ -52,7 +45,7 @@ class DocumentGenerator {
   static constexpr std::array<const char*, 5> userCommands = {"make lint", "", "tavrin-hook",
                                                               "echo \"$HOME\"\n", "/usr/bin/Tavrin"};
 
-  std::size_t upTo(std::size_t most) { return std::uniform_int_distribution<std::size_t>(0, most)(random_); }
+  std::size_t upTo(std::size_t most) { return random_.below(most + 1); }
   bool oneIn(std::size_t n) { return upTo(n - 1) == 0; }
   template <class List>
   const char* pick(const List& list) {
@@ -66,13 +59,13 @@ class DocumentGenerator {
       case 1:
         return oneIn(2);
       case 2:
-        return static_cast<std::int64_t>(random_());
+        return random_.any<std::int64_t>();
       case 3:
-        return random_();
+        return random_.any<std::uint64_t>();
       case 4:
         return static_cast<double>(upTo(10));
       case 5:
-        return static_cast<double>(random_()) / 1e25;
+        return static_cast<double>(random_.any<std::uint64_t>()) / 1e25;
       case 6:
         return json::value("\"" + path + "\"");
       case 7:
@@ -131,7 +124,7 @@ class DocumentGenerator {
     return list;
   }
 
-  std::mt19937_64 random_;
+  test::Random random_;
 };
 
 bool isListOfObjects(const json::value& value) {
@@ -210,7 +203,8 @@ std::size_t ourEntries(const json::object& document, const AgentDefinition& defi
 template <class Law>
 void forGeneratedDocuments(Law law) {
   constexpr int documents = 1'000;
-  DocumentGenerator generator(seed());
+  const unsigned seed = test::randomSeed();
+  DocumentGenerator generator(seed);
   int count = 0;
   for (const AgentDefinition& definition : AgentDefinition::all) {
     for (int i = 0; i < documents; ++i, ++count) {
@@ -219,7 +213,7 @@ void forGeneratedDocuments(Law law) {
       law(document, definition);
       ASSERT_EQ(text(document), before) << "the argument was changed";
       if (::testing::Test::HasFailure())
-        FAIL() << "TAVRIN_TEST_SEED=" << seed() << " " << definition.name << "\n" << before;
+        FAIL() << "seed " << seed << " " << definition.name << "\n" << before;
     }
   }
   EXPECT_EQ(count, documents * static_cast<int>(AgentDefinition::all.size()));

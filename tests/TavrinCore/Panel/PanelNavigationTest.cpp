@@ -1,10 +1,10 @@
 #include "TavrinCore/Panel/PanelNavigation.hpp"
+#include "tests/support/Random.hpp"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <random>
 #include <string>
 #include <unordered_set>
 
@@ -169,17 +169,17 @@ TEST(PanelNavigation, OfSessionsWithOneIdTheFirstIsHeld) {
 }
 
 TEST(PanelNavigation, HoldingIsAPermutationOnGeneratedInput) {
-  std::mt19937 random(11);
+  test::Random random(test::randomSeed());
   std::size_t rows = 0;
   for (int round = 0; round < 300; ++round) {
     std::vector<Session> sessions;
-    for (std::size_t i = 0; i < random() % 20; ++i) sessions.push_back(session(std::to_string(i)));
-    std::ranges::shuffle(sessions, random);
+    for (std::size_t i = 0; i < random.below(20); ++i) sessions.push_back(session(std::to_string(i)));
+    random.shuffle(sessions);
     std::vector<std::string> held;
     for (std::size_t i = 0; i < 25; ++i) {
-      if (random() % 2 == 0) held.push_back(std::to_string(i));
+      if (random.below(2) == 0) held.push_back(std::to_string(i));
     }
-    std::ranges::shuffle(held, random);
+    random.shuffle(held);
     const std::vector<Session> result = PanelNavigation::holding(sessions, held);
     EXPECT_TRUE(std::ranges::is_permutation(result, sessions)) << "round " << round;
     EXPECT_EQ(PanelNavigation::holding(result, held), result) << "round " << round;
@@ -190,15 +190,15 @@ TEST(PanelNavigation, HoldingIsAPermutationOnGeneratedInput) {
 }
 
 TEST(PanelNavigation, VisibleOrderDoesNotDependOnTheInputWhenNamesAreDistinctOrTheSame) {
-  std::mt19937 random(12);
+  test::Random random(test::randomSeed());
   std::vector<Session> sessions;
   for (int i = 0; i < 60; ++i) {
-    sessions.push_back(session("id " + std::to_string(i), allSessionStates[random() % 3],
-                               allAgents[random() % 5], "/r/p" + std::to_string(random() % 4)));
+    sessions.push_back(session("id " + std::to_string(i), allSessionStates[random.below(3)],
+                               allAgents[random.below(5)], "/r/p" + std::to_string(random.below(4))));
   }
   const std::vector<Session> expected = PanelNavigation::visible(sessions, false);
   for (int round = 0; round < 50; ++round) {
-    std::ranges::shuffle(sessions, random);
+    random.shuffle(sessions);
     EXPECT_EQ(PanelNavigation::visible(sessions, false), expected) << "round " << round;
   }
 }

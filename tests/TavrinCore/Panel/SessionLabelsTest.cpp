@@ -1,9 +1,9 @@
 #include "TavrinCore/Panel/SessionLabels.hpp"
+#include "tests/support/Random.hpp"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <random>
 #include <set>
 #include <string>
 
@@ -93,16 +93,16 @@ TEST(SessionLabels, OddNamesHaveLabels) {
 // Two sessions in one project have different labels when they are of one agent and have terminals of their
 // own.
 TEST(SessionLabels, AreUniqueWhereTheRulesMakeThemSo) {
-  std::mt19937 random(3);
+  test::Random random(test::randomSeed());
   std::size_t checked = 0;
   for (int round = 0; round < 300; ++round) {
     std::vector<Session> sessions;
     std::map<std::string, std::set<Agent>> agents;
-    const std::size_t count = random() % 20;
+    const std::size_t count = random.below(20);
     for (std::size_t i = 0; i < count; ++i) {
-      const std::string root = "/r/p" + std::to_string(random() % 6);
+      const std::string root = "/r/p" + std::to_string(random.below(6));
       sessions.push_back(
-          session(std::to_string(i), allAgents[random() % 2], "/dev/ttys" + std::to_string(i), root));
+          session(std::to_string(i), allAgents[random.below(2)], "/dev/ttys" + std::to_string(i), root));
       agents[root].insert(sessions.back().agent);
     }
     const std::map<std::string, std::string> labels = SessionLabels::display(sessions);

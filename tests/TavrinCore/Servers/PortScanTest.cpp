@@ -1,10 +1,10 @@
 #include "TavrinCore/Servers/PortScan.hpp"
+#include "tests/support/Random.hpp"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <random>
 #include <set>
 #include <string>
 #include <tuple>
@@ -183,14 +183,15 @@ TEST(PortScan, AProcessMayHaveAHundredThousandEndpoints) {
 
 // Whatever comes in, no process loses a port that it listens on, and none is made up.
 TEST(PortScan, NoEndpointIsLostOnGeneratedInput) {
-  std::mt19937 random(42);
+  test::Random random(test::randomSeed());
   const std::vector<std::string> hosts = {"127.0.0.1", "::1", "localhost", "10.0.0.1", "fe80::1"};
   std::size_t endpoints = 0;
   for (int round = 0; round < 500; ++round) {
     std::vector<Listener> listeners;
-    for (std::size_t i = random() % 60; i > 0; --i) {
-      listeners.push_back(listener(static_cast<std::int32_t>(1 + random() % 6),
-                                   static_cast<int>(1 + random() % 9), hosts[random() % hosts.size()]));
+    for (std::size_t i = random.below(60); i > 0; --i) {
+      listeners.push_back(listener(static_cast<std::int32_t>(1 + random.below(6)),
+                                   static_cast<int>(1 + random.below(9)),
+                                   hosts[random.any<std::uint64_t>() % hosts.size()]));
     }
     std::set<std::pair<std::int32_t, int>> before;
     for (const Listener& each : listeners) before.insert({each.pid, each.port});

@@ -1,10 +1,10 @@
 #include "TavrinCore/Servers/ServerPlacement.hpp"
+#include "tests/support/Random.hpp"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <random>
 #include <string>
 
 namespace tavrin {
@@ -119,17 +119,17 @@ TEST(ServerPlacement, OddNamesAreSortedSomehow) {
 }
 
 TEST(ServerPlacement, EveryServerIsPlacedOnceOnGeneratedInput) {
-  std::mt19937 random(7);
+  test::Random random(test::randomSeed());
   std::size_t placedInAll = 0;
   for (int round = 0; round < 300; ++round) {
-    const auto root = [&] { return "/r/" + std::string(1, "abCA"[random() % 4]); };
+    const auto root = [&] { return "/r/" + std::string(1, "abCA"[random.below(4)]); };
     std::vector<LocalServer> servers;
-    for (std::size_t i = random() % 40; i > 0; --i) {
-      servers.push_back(server(root(), static_cast<int>(random() % 5), static_cast<std::int32_t>(i)));
+    for (std::size_t i = random.below(40); i > 0; --i) {
+      servers.push_back(server(root(), static_cast<int>(random.below(5)), static_cast<std::int32_t>(i)));
     }
     std::vector<Session> sessions;
-    for (std::size_t i = random() % 4; i > 0; --i)
-      sessions.push_back(session("s" + std::to_string(random() % 3), root()));
+    for (std::size_t i = random.below(4); i > 0; --i)
+      sessions.push_back(session("s" + std::to_string(random.below(3)), root()));
 
     const ServerPlacement::Placed placed = ServerPlacement::place(servers, sessions);
     std::vector<std::int32_t> pids;

@@ -4,12 +4,12 @@
 #include <cmath>
 #include <cstdint>
 #include <limits>
-#include <random>
 #include <string>
 #include <utility>
 #include <vector>
 
 #include "TavrinCore/Support/Json.hpp"
+#include "tests/support/Random.hpp"
 
 namespace tavrin {
 namespace {
@@ -133,13 +133,14 @@ TEST(JsonPrint, NumbersInOtherFormsKeepTheirValueAndKind) {
 }
 
 TEST(JsonPrint, RandomDoublesReadBackBitForBitAsDoubles) {
-  std::mt19937_64 random(20261121);
+  test::Random random(test::randomSeed());
   int finite = 0;
   for (int i = 0; i < 200'000; ++i) {
     // All bit patterns at first, then those of ordinary size.
-    double number = std::bit_cast<double>(random());
+    double number = std::bit_cast<double>(random.any<std::uint64_t>());
     if (i % 2 == 1)
-      number = std::ldexp(static_cast<double>(random() >> (random() % 64)), -static_cast<int>(random() % 40));
+      number = std::ldexp(static_cast<double>(random.any<std::uint64_t>() >> random.below(64)),
+                          -static_cast<int>(random.below(40)));
     if (!std::isfinite(number)) continue;
     ++finite;
     const std::string printed = Json::print(json::value(number));
@@ -152,9 +153,9 @@ TEST(JsonPrint, RandomDoublesReadBackBitForBitAsDoubles) {
 }
 
 TEST(JsonPrint, IntegersReadBackAsIntegers) {
-  std::mt19937_64 random(20261121);
+  test::Random random(test::randomSeed());
   for (int i = 0; i < 50'000; ++i) {
-    const std::uint64_t bits = random() >> (random() % 64);
+    const std::uint64_t bits = random.any<std::uint64_t>() >> random.below(64);
     ASSERT_EQ(Json::parse(Json::print(json::value(bits))), json::value(bits));
     const auto negative = -static_cast<std::int64_t>(bits >> 1U);
     ASSERT_EQ(Json::parse(Json::print(json::value(negative))), json::value(negative));

@@ -1,10 +1,10 @@
 #include "TavrinCore/Support/NameOrder.hpp"
+#include "tests/support/Random.hpp"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <random>
 #include <string>
 
 namespace tavrin {
@@ -63,18 +63,18 @@ TEST(NameOrder, EachSpellingIsRankedOnce) {
 
 // The order against a plainer one: every pair stands as the rules for pairs say, where these can all be kept.
 TEST(NameOrder, EveryPairIsInOrderOnGeneratedInput) {
-  std::mt19937 random(20250131);
+  test::Random random(test::randomSeed());
   constexpr int rounds = 300;
   std::size_t pairs = 0;
   for (int round = 0; round < rounds; ++round) {
     std::vector<Key> keys;
     std::vector<int> ties;
-    const std::size_t count = random() % 30;
+    const std::size_t count = random.below(30);
     for (std::size_t i = 0; i < count; ++i) {
-      std::string name(1, static_cast<char>('a' + random() % 4));
-      if (random() % 3 == 0) name[0] = static_cast<char>(name[0] - 'a' + 'A');
-      keys.push_back({.group = random() % 2, .name = name});
-      ties.push_back(static_cast<int>(random() % 5));
+      std::string name(1, static_cast<char>('a' + random.below(4)));
+      if (random.below(3) == 0) name[0] = static_cast<char>(name[0] - 'a' + 'A');
+      keys.push_back({.group = random.below(2), .name = name});
+      ties.push_back(static_cast<int>(random.below(5)));
     }
     const std::vector<std::size_t> order =
         NameOrder::order(keys, [&](std::size_t a, std::size_t b) { return ties[a] < ties[b]; });

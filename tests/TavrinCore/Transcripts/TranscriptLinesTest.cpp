@@ -5,15 +5,14 @@
 
 #include <array>
 #include <boost/json/serialize.hpp>
-#include <cstdlib>
 #include <optional>
-#include <random>
 #include <string>
 #include <string_view>
 #include <vector>
 
 #include "TavrinCore/Support/Json.hpp"
 #include "TavrinCore/Transcripts/TranscriptSignal.hpp"
+#include "tests/support/Random.hpp"
 
 namespace tavrin {
 namespace {
@@ -79,7 +78,7 @@ std::vector<TranscriptSignal> codex(const json::value& line) {
 // Lines made of the words that matter, nearly right or quite wrong, written with any escapes and blanks.
 class LineGenerator {
  public:
-  explicit LineGenerator(std::uint64_t start) : random_(start) {}
+  explicit LineGenerator(unsigned seed) : random_(seed) {}
 
   std::string line() {
     std::string text;
@@ -91,7 +90,7 @@ class LineGenerator {
   }
 
  private:
-  std::size_t upTo(std::size_t most) { return std::uniform_int_distribution<std::size_t>(0, most)(random_); }
+  std::size_t upTo(std::size_t most) { return random_.below(most + 1); }
   bool oneIn(std::size_t n) { return upTo(n - 1) == 0; }
 
   // `right` mostly, else one of the other words, or no text at all.
@@ -229,15 +228,11 @@ class LineGenerator {
     blanks(out);
   }
 
-  std::mt19937_64 random_;
+  test::Random random_;
 };
 
-// TAVRIN_TEST_SEED=... repeats a failure.
 TEST(TranscriptLines, NoSignalIsLostToLinesThatArePassedOver) {
-  const char* const given = std::getenv("TAVRIN_TEST_SEED");
-  const std::uint64_t seed = given == nullptr ? 20261121 : std::strtoull(given, nullptr, 10);
-  SCOPED_TRACE("TAVRIN_TEST_SEED=" + std::to_string(seed));
-  LineGenerator generator(seed);
+  LineGenerator generator(test::randomSeed());
   std::size_t claudeFound = 0;
   std::size_t codexFound = 0;
   constexpr int lines = 200'000;
