@@ -30,7 +30,7 @@ help:
 	@echo "                (FOR=native: for this machine alone)"
 	@echo "make check-package"
 	@echo "                make those for this machine twice and compare, install the .deb in a Debian and purge it"
-	@echo "                (BARE=1: in an empty directory, which needs no network)"
+	@echo "                (BARE=1: in an empty directory)"
 	@echo "make format     format the sources"
 	@echo "make clean      remove everything that was built"
 
@@ -119,7 +119,7 @@ package: hook
 	@scripts/package.sh $(or $(FOR),native arm64 macos)
 
 check-package: hook
-	@$(if $(BARE),,scripts/install-packages.sh package)
+	@scripts/install-packages.sh package $(if $(BARE),,debian)
 	@scripts/package.sh native
 	@scripts/check-reproducible.sh
 	@scripts/check-package.sh $(if $(BARE),--bare)

