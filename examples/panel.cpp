@@ -1,4 +1,4 @@
-// Prints once what a panel shows: example_panel SESSIONS [LSOF-OUTPUT PROCESSES]
+// Prints once what a panel shows: panel SESSIONS [LSOF-OUTPUT PROCESSES]
 //
 // SESSIONS is the folder of session files, LSOF-OUTPUT what `lsof -nP -iTCP -sTCP:LISTEN -F pcn` printed,
 // PROCESSES what the system says of these processes, one JSON object a line: "pid", "executable", "cwd",
@@ -101,7 +101,7 @@ void printEmptyContent(const ActivityEmptyContent& content) {
 
 int main(int argc, char** argv) {
   if (argc != 2 && argc != 4) {
-    std::fputs("usage: example_panel SESSIONS [LSOF-OUTPUT PROCESSES]\n", stderr);
+    std::fputs("usage: panel SESSIONS [LSOF-OUTPUT PROCESSES]\n", stderr);
     return 2;
   }
   const std::vector<Session> sessions = SessionFileStore(argv[1]).loadAll().sessions;
