@@ -1,14 +1,25 @@
 #!/usr/bin/env bash
 # Renders the manual pages in docs/man as Markdown beside them, for readers without man(1). With --check it writes
-# nothing, and fails where a page is not as mandoc wants it or its Markdown is not up to date.
+# nothing, and fails where a page is not as mandoc wants it, refers to an unknown page, or its Markdown is not up to date.
 set -euo pipefail
 cd "$(dirname "$0")/../docs/man"
 
 # The system's name would stand at the foot of the page.
 render() { mandoc -I os=Tavrin -T markdown "$1"; }
 
-# Whether other pages are installed that a page refers to is no matter of the page's.
-lint() { mandoc -T lint "$1" 2>&1 | grep -v -e 'referenced manual not found' -e 'mandoc\.db' || true; }
+# The pages beside those here that may be referred to. Which of them a machine has is no matter of the page's, so mandoc is
+# not heard on that.
+others=" flock.2 jq.1 rename.2 "
+
+lint() {
+  local name section
+  mandoc -T lint "$1" 2>&1 | grep -v -e 'referenced manual not found' -e 'mandoc\.db' || true
+  while read -r _ name section _; do
+    if [ ! -f "$name.$section" ] && [[ $others != *" $name.$section "* ]]; then
+      echo "docs/man/$1 refers to $name($section), which is not in the list in scripts/manual.sh."
+    fi
+  done < <(grep -o '\bXr .*' "$1")
+}
 
 status=0
 for page in *.[1-9]; do
