@@ -2,6 +2,8 @@
 
 #include <unistd.h>
 
+#include <filesystem>
+#include <fstream>
 #include <stdexcept>
 
 #include "bench/BenchHome.hpp"
@@ -20,14 +22,43 @@ std::string systemsOwn(const std::string& program) {
   throw std::runtime_error(program + " is missing");
 }
 
-// A session with calls side by side, permissions and questions, and an end.
-std::vector<std::string> events() {
-  const std::string start = R"({"session_id":")" + std::string(recordedSession) +
-                            R"(","transcript_path":"/Users/dev/t.jsonl","cwd":"/Users/dev/src/app",)";
-  const auto made = [&start](const std::string& rest) {
-    return start + R"("hook_event_name":)" + rest + "}";
+// Where the session is at work: a repository with a folder, a folder that is in none, and a transcript.
+class Workplace : public test::ScratchDirectory {
+ public:
+  Workplace() {
+    test::writeFile(*this / "src/app/.git/HEAD", "ref: refs/heads/main\n");
+    std::filesystem::create_directories(*this / "src/app/lib");
+    std::filesystem::create_directories(*this / "notes");
+    test::writeFile(transcript(), "");
+  }
+
+  // Where the recorded events have it.
+  std::filesystem::path transcript() const {
+    return *this / (".claude/projects/-Users-dev-src-app/" + std::string(recordedSession) + ".jsonl");
+  }
+
+  void addToTranscript() const { std::ofstream(transcript(), std::ios::app) << "a line\n"; }
+};
+
+// `text` with all paths of the recorded user's those of the workplace.
+std::string placed(std::string text, const Workplace& place) {
+  constexpr std::string_view home = "/Users/dev";
+  const std::string here = place.string();
+  for (std::size_t at = text.find(home); at != std::string::npos; at = text.find(home, at + here.size()))
+    text.replace(at, home.size(), here);
+  return text;
+}
+
+// A session with calls side by side, permissions and questions, in several folders, and an end.
+std::vector<std::string> events(const Workplace& place) {
+  const auto made = [&place](const std::string& rest, const std::string& folder = "src/app") {
+    return R"({"session_id":")" + std::string(recordedSession) + R"(","transcript_path":")" +
+           place.transcript().string() + R"(","cwd":")" + (place / folder).string() +
+           R"(","hook_event_name":)" + rest + "}";
   };
-  const auto read = [](const std::string& name) { return test::readFile(recorded / (name + ".json")); };
+  const auto read = [&place](const std::string& name) {
+    return placed(test::readFile(recorded / (name + ".json")), place);
+  };
   std::vector<std::string> events = {
       read("003-PreToolUse"),
       read("004-PostToolUse"),
@@ -42,6 +73,9 @@ std::vector<std::string> events() {
       read("008-PostToolUse"),
       made(R"("PreToolUse","tool_name":"AskUserQuestion","tool_use_id":"toolu_asked")"),
       made(R"("PostToolUse","tool_name":"AskUserQuestion","tool_use_id":"toolu_asked")"),
+      made(R"("PreToolUse","tool_name":"Bash","tool_use_id":"toolu_below")", "src/app/lib"),
+      made(R"("PermissionRequest","tool_name":"Bash")", "notes"),
+      made(R"("PostToolUse","tool_name":"Bash","tool_use_id":"toolu_below")"),
   };
   for (const std::size_t size : payloadSizes) events.push_back(eventPayload(size));
   events.push_back(read("011-Stop"));
@@ -76,9 +110,11 @@ void checkPeers(const Program& hook, const std::vector<Program>& peers) {
   for (const Program& peer : peers) {
     const BenchHome ours(recordedSession);
     const BenchHome theirs(recordedSession);
+    const Workplace place;
     std::size_t number = 0;
-    for (const std::string& event : events()) {
+    for (const std::string& event : events(place)) {
       ++number;
+      place.addToTranscript();
       run(hook, ours.path(), event);
       run(peer, theirs.path(), event);
       const std::string expected = stored(ours) + "\n" + lastLine(ours);

@@ -95,7 +95,9 @@ function advance(old, state, event, now) {
   }
 
   if (event.cwd) {
-    if (event.cwd !== record.cwd || !record.repoRoot) record.repoRoot = repository(event.cwd);
+    if (event.cwd !== record.cwd || !record.repoRoot) {
+      record.repoRoot = repository(event.cwd) ?? record.repoRoot;
+    }
     record.cwd = event.cwd;
   }
   return record;

@@ -101,7 +101,7 @@ def advance(old, state, event, now):
 
     if event.get("cwd"):
         if event["cwd"] != record["cwd"] or "repoRoot" not in record:
-            record["repoRoot"] = repository(event["cwd"])
+            record["repoRoot"] = repository(event["cwd"]) or record.get("repoRoot")
         record["cwd"] = event["cwd"]
     return {field: value for field, value in record.items() if value is not None}
 

@@ -2,13 +2,15 @@
 # tavrin-hook for Claude Code as one would write it by hand, with jq: the same record, lock and log.
 #
 # It knows Claude Code's events. It leaves the host as it is stored, and does not rotate the log. Four processes
-# beside its own: jq to take the few fields from a payload that may be large, flock, jq for the record, mv.
+# beside its own: jq to take the few fields from a payload that may be large, flock, jq for the record, mv; and stat
+# where there is a transcript.
 exec 2>/dev/null
 
-{ IFS= read -r name && IFS= read -r event; } < <(jq -cr '
+{ IFS= read -r name && IFS= read -r event && IFS= read -r root && IFS= read -r transcript; } < <(jq -cr '
   (.session_id | gsub("[^\\p{L}\\p{N}_-]"; "")),
   {session_id, hook_event_name, cwd, tool_name, tool_use_id, notification_type, source, agent_id, transcript_path}
-  | if type == "object" then with_entries(select(.value != null)) else . end') || exit 0
+  | if type == "object" then with_entries(select(.value != null)), .cwd // "", .transcript_path // "" else . end') ||
+  exit 0
 
 folder="$HOME/Library/Application Support/Tavrin/sessions"
 log="$HOME/Library/Logs/Tavrin/hook.log"
@@ -30,6 +32,9 @@ for _ in {1..20}; do
   fi
   read -r _ pid _ <<<"${stat##*)}"
 done
+while [[ $root == */* && ! -e $root/.git ]]; do root=${root%/*}; done
+size=null
+[[ -f $transcript ]] && size=$(stat -c %s "$transcript")
 read -r uuid </proc/sys/kernel/random/uuid
 TZ=UTC printf -v now '%(%Y-%m-%dT%H:%M:%SZ)T'
 old=null
@@ -37,7 +42,7 @@ old=null
 
 # The log's outcome on the first line, then the record.
 result=$(jq -nr --argjson event "$event" --argjson old "$old" --argjson pid "$agent_pid" \
-  --arg now "$now" --arg uuid "${uuid^^}" '
+  --arg now "$now" --arg uuid "${uuid^^}" --arg root "$root" --argjson size "${size:-null}" '
   def among(list): . as $it | any(list[]; . == $it);
   ($event.hook_event_name) as $name |
   (if ($event.tool_use_id // "") != "" then $event.tool_use_id
@@ -70,8 +75,10 @@ result=$(jq -nr --argjson event "$event" --argjson old "$old" --argjson pid "$ag
            then .needsYouTool = $event.tool_name else . end)
        | if $needed then . else
            .attentionId = $uuid
+           | if $size then .attentionTranscriptOffset = $size else . end
            | .waitingOn = (if $name == "PreToolUse" and $key != null then [$key] else .inFlight end) end
      end
+   | if $root != "" and (.repoRoot == null or .cwd != $event.cwd) then .repoRoot = $root else . end
    | if ($event.cwd // "") != "" then .cwd = $event.cwd else . end) as $record |
   $state + (if $state == "needsYou" then " holding \($record.waitingOn | length)" else "" end),
   "\($event.session_id[:8]) \($name)" +
