@@ -5,27 +5,17 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <cstdio>
 
 #include "TavrinCore/Support/Path.hpp"
 #include "TavrinCore/Support/Text.hpp"
+#include "TavrinCore/Support/Uninterrupted.hpp"
 
 namespace tavrin {
 
 namespace {
-
-// Makes a system call again for as long as a signal interrupts it (EINTR, see signal(7)).
-template <class Call>
-auto uninterrupted(Call call) {
-  decltype(call()) result;
-  do {
-    result = call();
-  } while (result == -1 && errno == EINTR);
-  return result;
-}
 
 // Whether the system would see the whole of `path`; errno says why not.
 bool isName(const std::string& path) {

@@ -4,12 +4,19 @@
 #include <boost/uuid/random_generator.hpp>
 #include <boost/uuid/uuid.hpp>
 #include <boost/uuid/uuid_io.hpp>
+#include <system_error>
 
 namespace tavrin::Uuid {
 
 std::string random() {
   // The "pure" generator asks the system for just these 16 bytes; the ordinary one seeds a whole generator.
-  std::string text = boost::uuids::to_string(boost::uuids::random_generator_pure()());
+  boost::uuids::uuid uuid;
+  try {
+    uuid = boost::uuids::random_generator_pure()();
+  } catch (const boost::uuids::entropy_error& error) {
+    throw std::system_error(static_cast<int>(error.errcode()), std::generic_category(), "random bytes");
+  }
+  std::string text = boost::uuids::to_string(uuid);
   std::ranges::transform(text, text.begin(),
                          [](char c) { return c >= 'a' && c <= 'f' ? static_cast<char>(c - 'a' + 'A') : c; });
   return text;

@@ -8,8 +8,8 @@ namespace tavrin {
 /// Identifiers that are nobody else's.
 namespace Uuid {
 
-/// A fresh random UUID (RFC 9562, version 4) in its standard form with upper-case letters. Throws when the
-/// system gives no random bytes.
+/// A fresh random UUID (RFC 9562, version 4) in its standard form with upper-case letters. Throws
+/// std::system_error when the system gives no random bytes.
 std::string random();
 
 }  // namespace Uuid

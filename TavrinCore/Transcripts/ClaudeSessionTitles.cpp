@@ -12,6 +12,7 @@
 #include "TavrinCore/Support/File.hpp"
 #include "TavrinCore/Support/JsonFields.hpp"
 #include "TavrinCore/Support/Path.hpp"
+#include "TavrinCore/Support/Uninterrupted.hpp"
 
 namespace tavrin::ClaudeSessionTitles {
 
@@ -22,16 +23,6 @@ constexpr std::size_t longestId = 128;
 // Folders that the system shows as one file.
 constexpr std::array<std::string_view, 8> packageExtensions = {"app",    "appex", "bundle",   "framework",
                                                                "plugin", "rtfd",  "workflow", "xpc"};
-
-// Makes a call again for as long as a signal interrupts it.
-template <class Call>
-auto uninterrupted(Call call) {
-  for (;;) {
-    errno = 0;
-    const auto result = call();
-    if (errno != EINTR) return result;
-  }
-}
 
 // A folder on the way through the directory.
 struct Folder {
