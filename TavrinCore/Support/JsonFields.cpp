@@ -162,6 +162,9 @@ std::optional<Integer> exactInteger(std::string_view digits) {
     std::string_view power = digits.substr(e + 1);
     if (power.starts_with('+')) power.remove_prefix(1);
     if (std::from_chars(power.data(), power.data() + power.size(), exponent).ec != std::errc()) return {};
+    // Beyond that no digits make up for it; no text is so long.
+    constexpr std::int64_t farthest = 1'000'000'000;
+    exponent = std::clamp(exponent, -farthest, farthest);
     digits = digits.substr(0, e);
   }
   std::string significant(digits);

@@ -361,6 +361,17 @@ TEST(JsonFields, OnlyNumbersThatAreIntegersAndFitAreIntegers) {
   }
 }
 
+TEST(JsonFields, AFieldWithAnExponentAtTheEndOfItsRangeIsNoInteger) {
+  for (const char* digits :
+       {"1.5e-9223372036854775808", "15e-9223372036854775808", "1.5e9223372036854775807"}) {
+    JsonField field;
+    field.kind = Kind::number;
+    field.text = digits;
+    EXPECT_EQ(field.asInt32(), std::nullopt) << digits;
+    EXPECT_EQ(field.asUInt64(), std::nullopt) << digits;
+  }
+}
+
 TEST(JsonFields, AnExponentOfAnyLengthIsRead) {
   for (const char* zero :
        {"0e99999999999999999999", "0E+2147483648", "-0.0e-99999999999999999999", "0.000e2147483647"}) {
