@@ -5,6 +5,7 @@
 #include "TavrinCore/Support/File.hpp"
 #include "TavrinCore/Support/Path.hpp"
 #include "TavrinCore/Support/Text.hpp"
+#include "TavrinCore/Support/Typography.hpp"
 
 namespace tavrin {
 
@@ -39,7 +40,7 @@ std::string RepoLabel::displayName() const {
   const std::string_view last = Path::lastComponent(root);
   std::string name(last.empty() ? std::string_view(root) : last);
   if (worktree && !worktree->empty()) {
-    name += " \u00b7 ";
+    name += dotSeparator;
     name += *worktree;
   }
   return name;

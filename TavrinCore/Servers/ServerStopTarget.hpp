@@ -4,7 +4,6 @@
 #include <cstdint>
 #include <functional>
 #include <string>
-#include <string_view>
 #include <variant>
 
 #include "TavrinCore/Support/Date.hpp"

@@ -40,7 +40,7 @@ struct Session {
   bool operator==(const Session&) const = default;
 
   /// The record as its file holds it: pretty-printed JSON with sorted keys, dates in whole seconds, no key
-  /// for what is absent, no final line feed.
+  /// for what is absent, no final line feed. Texts that are no UTF-8 make a file that `decode` refuses.
   std::string encode() const;
 
   /// The record that a file's text holds, or nothing when a required key is missing, a value has the wrong
