@@ -1,9 +1,8 @@
 // Connects an agent to tavrin-hook the way a panel does it, and disconnects it again.
 //
 //   connect-agent AGENT HELPER            writes the hooks that run HELPER into the agent's settings file
-//   connect-agent codex HELPER ANSWERS    and has Codex trust them; ANSWERS is a folder with the answers of
-//   an
-//                                         app server, "01-response.json" to the request with the id 1
+//   connect-agent codex HELPER ANSWERS    and has Codex trust them; ANSWERS is a folder with the answers
+//                                         of an app server, "01-response.json" to the request with the id 1
 //   connect-agent AGENT --disconnect      takes them out again
 //
 // HELPER is where tavrin-hook is installed, a path that ends in "/Tavrin/bin/tavrin-hook". The home directory
@@ -51,11 +50,16 @@ struct SettingsFile {
   json::object document;
 };
 
-// The file that `path` names in the end, as settings are often links into a folder under version control.
+// The file that `path` names in the end, as settings are often links into a folder under version control. It
+// need not be there.
 std::string linkTarget(const std::string& path) {
-  std::error_code error;
-  const std::filesystem::path target = std::filesystem::canonical(path, error);
-  return error ? path : target.string();
+  std::filesystem::path target = path;
+  constexpr int mostLinks = 40;
+  for (int i = 0; i < mostLinks; ++i) {
+    if (!std::filesystem::is_symlink(target)) return target.string();
+    target = target.parent_path() / std::filesystem::read_symlink(target);
+  }
+  throwPosixError(ELOOP, "follow", path);
 }
 
 // A file that is there and cannot be read, or is no JSON object, is left to its user.
@@ -116,7 +120,7 @@ void disconnect(const AgentDefinition& definition) {
     const json::object document = HookSettings::removed(file.document);
     if (document != file.document) replace(file, Json::print(document));
   } else if (HookSettings::isOwnFile(file.document)) {
-    ::unlink(file.path.c_str());
+    if (::unlink(file.path.c_str()) != 0 && errno != ENOENT) throwPosixError(errno, "remove", file.path);
   }
   say(std::string(definition.name) + " is not connected");
 }
@@ -181,14 +185,15 @@ int run(const std::vector<std::string>& arguments) {
     return 2;
   }
   const AgentDefinition& definition = AgentDefinition::definition(*agent);
-  if (!AgentPresence::isPresent(definition)) {
-    say(AgentPresence::absentLine({std::string(definition.name)}).value_or(""));
-    return 1;
-  }
   const std::string& helperPath = arguments[1];
+  // An agent that was uninstalled may have left its settings.
   if (helperPath == "--disconnect") {
     disconnect(definition);
     return 0;
+  }
+  if (!AgentPresence::isPresent(definition)) {
+    say(AgentPresence::absentLine({std::string(definition.name)}).value_or(""));
+    return 1;
   }
   connect(definition, helperPath);
   if (definition.activation == AgentActivation::codexTrust && arguments.size() == 3) {

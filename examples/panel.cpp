@@ -7,9 +7,11 @@
 #include <boost/json/parse.hpp>
 #include <boost/json/value_to.hpp>
 #include <cstdio>
-#include <fstream>
-#include <iterator>
+#include <exception>
 #include <map>
+#include <optional>
+#include <sstream>
+#include <stdexcept>
 #include <string>
 #include <vector>
 
@@ -24,6 +26,7 @@
 #include "TavrinCore/Servers/ServerPlacement.hpp"
 #include "TavrinCore/Servers/ServerPortRoles.hpp"
 #include "TavrinCore/Sessions/SessionFileStore.hpp"
+#include "TavrinCore/Support/File.hpp"
 
 namespace {
 
@@ -40,10 +43,16 @@ struct Process {
   std::vector<std::string> arguments;
 };
 
-std::map<std::int32_t, Process> processes(const char* path) {
+std::string contents(const std::string& path) {
+  std::optional<std::string> contents = File::contents(path);
+  if (!contents) throw std::runtime_error("cannot read " + path);
+  return *std::move(contents);
+}
+
+std::map<std::int32_t, Process> processes(const std::string& lines) {
   std::map<std::int32_t, Process> processes;
-  std::ifstream file(path);
-  for (std::string line; std::getline(file, line);) {
+  std::istringstream stream(lines);
+  for (std::string line; std::getline(stream, line);) {
     const boost::json::value value = boost::json::parse(line);
     processes[value.at("pid").to_number<std::int32_t>()] = {
         .executable = boost::json::value_to<std::string>(value.at("executable")),
@@ -97,19 +106,14 @@ void printEmptyContent(const ActivityEmptyContent& content) {
   if (content.action()) print("[Settings]");
 }
 
-}  // namespace
-
-int main(int argc, char** argv) {
-  if (argc != 2 && argc != 4) {
+int run(const std::vector<std::string>& arguments) {
+  if (arguments.size() != 1 && arguments.size() != 3) {
     std::fputs("usage: panel SESSIONS [LSOF-OUTPUT PROCESSES]\n", stderr);
     return 2;
   }
-  const std::vector<Session> sessions = SessionFileStore(argv[1]).loadAll().sessions;
+  const std::vector<Session> sessions = SessionFileStore(arguments[0]).loadAll().sessions;
   std::vector<LocalServer> found;
-  if (argc == 4) {
-    std::ifstream lsof(argv[2]);
-    found = servers({std::istreambuf_iterator<char>(lsof), {}}, processes(argv[3]));
-  }
+  if (arguments.size() == 3) found = servers(contents(arguments[1]), processes(contents(arguments[2])));
 
   print(SessionAggregator::summary(sessions).statusLine() + "\n");
 
@@ -134,5 +138,17 @@ int main(int argc, char** argv) {
          {Localhost::off, Localhost::checking, Localhost::unavailable, Localhost::quiet}) {
       printEmptyContent({.agents = agents, .localhost = localhost, .hiddenIdleCount = 2});
     }
+  }
+  return 0;
+}
+
+}  // namespace
+
+int main(int count, char** words) {
+  try {
+    return run(std::vector<std::string>(words + 1, words + count));
+  } catch (const std::exception& error) {
+    std::fprintf(stderr, "panel: %s\n", error.what());
+    return 1;
   }
 }

@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <filesystem>
 #include <string>
@@ -121,6 +122,34 @@ TEST_F(ConnectAgent, ALinkStaysALinkAndPermissionsStay) {
   EXPECT_TRUE(fs::is_symlink(settings(AgentDefinition::claude)));
   EXPECT_NE(test::readFile(real), sample("claude-settings.json"));
   EXPECT_EQ(fs::status(real).permissions(), fs::perms(0640));
+}
+
+TEST_F(ConnectAgent, ALinkToAFileThatIsMissingStaysALinkAndTheFileIsMade) {
+  const AgentDefinition& claude = AgentDefinition::definition(Agent::claude);
+  fs::create_symlink("../dotfiles/claude.json", settings(claude));
+  EXPECT_EQ(connectAgent({"claude", helperPath}).exitStatus, 0);
+  EXPECT_TRUE(fs::is_symlink(settings(claude)));
+  EXPECT_NE(test::readFile(home_ / "dotfiles/claude.json").find(helperPath), std::string::npos);
+}
+
+TEST_F(ConnectAgent, AnAgentThatWasUninstalledCanBeDisconnected) {
+  const AgentDefinition& grok = AgentDefinition::definition(Agent::grok);
+  ASSERT_EQ(connectAgent({"grok", helperPath}).exitStatus, 0);
+  fs::remove_all(home_ / ".grok/bin");
+  EXPECT_EQ(connectAgent({"grok", helperPath}).exitStatus, 1);
+  EXPECT_EQ(connectAgent({"grok", "--disconnect"}).exitStatus, 0);
+  EXPECT_FALSE(fs::exists(settings(grok)));
+}
+
+TEST_F(ConnectAgent, AFileThatCannotBeRemovedIsAFailure) {
+  const AgentDefinition& copilot = AgentDefinition::definition(Agent::copilot);
+  ASSERT_EQ(connectAgent({"copilot", helperPath}).exitStatus, 0);
+  const fs::path folder = settings(copilot).parent_path();
+  fs::permissions(folder, fs::perms::owner_read | fs::perms::owner_exec);
+  // Permissions mean nothing to the superuser.
+  const bool isRemovable = ::access(folder.c_str(), W_OK) == 0;
+  EXPECT_EQ(connectAgent({"copilot", "--disconnect"}).exitStatus, isRemovable ? 0 : 1);
+  EXPECT_EQ(fs::exists(settings(copilot)), !isRemovable);
 }
 
 TEST_F(ConnectAgent, CodexTrustsTheHooksAndIsActive) {
