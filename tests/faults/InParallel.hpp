@@ -25,9 +25,11 @@ void inParallel(std::size_t count, const Body& body) {
       ADD_FAILURE() << error.what();
     }
   };
-  std::vector<std::jthread> threads;
+  // Not std::jthread, which not every C++20 library has.
+  std::vector<std::thread> threads;
   const std::size_t processors = std::max(1U, std::thread::hardware_concurrency());
   for (std::size_t i = 0; i < std::min(processors, count); ++i) threads.emplace_back(work);
+  for (std::thread& thread : threads) thread.join();
 }
 
 }  // namespace tavrin::test

@@ -43,23 +43,5 @@ TEST(Partners, AnAgentMayWriteOneByteAtATime) {
   home.expectUpdated("call-1");
 }
 
-TEST(Partners, AHolderOfTheLockThatIsStoppedAndGoesOnIsWaitedForAllTheWhile) {
-  SeededHome home;
-  const Running holder = start({sessionWorker(), "hold", home.sessions().string(), "s"});
-  EXPECT_EQ(holder->readLine(), "held");
-  ASSERT_EQ(::kill(holder->pid(), SIGSTOP), 0);
-  const Running waiting = startHook(home);
-  waiting->write(toolStart("s", "call-1"));
-  waiting->closeInput();
-  EXPECT_TRUE(waitsForLock(waiting->pid()));
-  holder->closeInput();
-  home.expectUntouched();
-  EXPECT_TRUE(waitsForLock(waiting->pid()));
-  ASSERT_EQ(::kill(holder->pid(), SIGCONT), 0);
-  EXPECT_EQ(holder->wait().exitStatus, 0);
-  EXPECT_EQ(waiting->wait(), silentSuccess);
-  home.expectUpdated("call-1");
-}
-
 }  // namespace
 }  // namespace tavrin::test

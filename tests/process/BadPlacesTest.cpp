@@ -6,6 +6,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <climits>
 #include <functional>
 
 #include "TavrinCore/Support/File.hpp"
@@ -205,7 +206,7 @@ TEST(BadPlaces, TranscriptsThatHaveNoSizeOrCannotBeAskedHoldNobodyUp) {
 TEST(BadPlaces, AHomeThatIsMissingIsMade) {
   const ScratchDirectory scratch;
   std::string deep = scratch.string();
-  while (deep.size() < 3500) deep += "/" + std::string(20, 'd');
+  while (deep.size() < PATH_MAX - 300) deep += "/" + std::string(20, 'd');
   for (const std::string& home : {scratch.string() + "/new", scratch.string() + "/a//b/./c/", deep}) {
     EXPECT_EQ(runHook(home, toolStart("s", "call-1")), silentSuccess);
     EXPECT_TRUE(fs::exists(fs::path(home) / sessions / "s.json")) << home;

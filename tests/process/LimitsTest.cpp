@@ -80,6 +80,8 @@ TEST(Limits, TheThreeStandardDescriptorsMayBeClosedInAnyCombination) {
 TEST(Limits, OutputThatGoesNowhereIsNeverMissed) {
   for (const std::string redirection :
        {">&- 2>&-", ">/dev/full 2>&1", ">/dev/null 2>/dev/full", "1<&0 2<&0"}) {
+    // A Mac has no such device.
+    if (redirection.find("/dev/full") != std::string::npos && !std::filesystem::exists("/dev/full")) continue;
     SCOPED_TRACE(redirection);
     SeededHome home;
     const std::string script = "exec \"$0\" " + redirection;

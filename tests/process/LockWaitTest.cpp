@@ -130,5 +130,19 @@ TEST(LockWait, ALineThatWaitedForAFullLogRotatesOnceMore) {
   EXPECT_EQ(home.logMessages(), "claude s PreToolUse Bash#call-1 \u2192 working\n");
 }
 
+TEST(LockWait, AHolderThatIsStoppedAndGoesOnIsWaitedForAllTheWhile) {
+  const ScratchHome home;
+  const Running holder = holderOf("s", home);
+  ASSERT_EQ(::kill(holder->pid(), SIGSTOP), 0);
+  const Running waiting = waitingRun(home, "s", "call-1");
+  holder->closeInput();
+  EXPECT_EQ(stored(home, "s"), std::nullopt);
+  EXPECT_TRUE(waitsForLock(waiting->pid()));
+  ASSERT_EQ(::kill(holder->pid(), SIGCONT), 0);
+  EXPECT_EQ(holder->wait().exitStatus, 0);
+  EXPECT_EQ(waiting->wait(), silentSuccess);
+  EXPECT_EQ(stored(home, "s").value().inFlight, std::vector<std::string>{"call-1"});
+}
+
 }  // namespace
 }  // namespace tavrin::test

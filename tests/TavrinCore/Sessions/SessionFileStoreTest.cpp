@@ -431,7 +431,7 @@ TEST(SessionFileStore, LoadAllTakesFilesWhoseExtensionIsExactlyJson) {
   const SessionFileStore store(directory.string());
   for (const std::string name : {"a.json", "b.c.json", ".hidden.json", "\u00e9.json"})
     writeFile(directory / name, record(name).encode());
-  for (const std::string name : {"a.JSON", "a.Json", "a.json.bak", "a.jsonl", "json", "a json", ".a.lock",
+  for (const std::string name : {"b.JSON", "c.Json", "a.json.bak", "a.jsonl", "json", "a json", ".a.lock",
                                  ".json", ".6F1C0F0E-6A43-4E0B-9C59-0B1D7D7B2E11.tmp", "a.json~", "a."})
     writeFile(directory / name, record(name).encode());
 

@@ -318,7 +318,11 @@ TEST(File, APathWithAZeroByteNamesNothing) {
 TEST(File, AWorkingDirectoryWhoseNameIsNoTextIsTheRoot) {
   const test::ScratchDirectory scratch;
   const std::filesystem::path before = std::filesystem::current_path();
-  std::filesystem::create_directory(scratch / "d\xff");
+  std::error_code refusal;
+  std::filesystem::create_directory(scratch / "d\xff", refusal);
+  // A Mac's file system has no such names.
+  if (refusal == std::errc::illegal_byte_sequence) return;
+  ASSERT_FALSE(refusal);
   std::filesystem::current_path(scratch / "d\xff");
   EXPECT_EQ(File::currentDirectory(), "/");
   std::filesystem::current_path(scratch.path());
