@@ -115,10 +115,13 @@ install: hook
 uninstall:
 	@packaging/uninstall.sh
 
-package: hook
+# What is packed is the release, whatever PRESET says.
+package:
+	@$(MAKE) --no-print-directory hook PRESET=release
 	@scripts/package.sh $(or $(FOR),native arm64 macos)
 
-check-package: hook
+check-package:
+	@$(MAKE) --no-print-directory hook PRESET=release
 	@scripts/install-packages.sh package $(if $(BARE),,debian)
 	@scripts/package.sh native
 	@scripts/check-reproducible.sh

@@ -17,9 +17,9 @@ set(CMAKE_CXX_COMPILER ${tools}/zig c++ -target ${processor}-macos.12.0)
 set(CMAKE_INSTALL_NAME_TOOL llvm-install-name-tool)
 
 # zig describes everything for a debugger unless told not to. No path of this machine in what is built.
-set(CMAKE_C_FLAGS_INIT "-g0 -ffile-prefix-map=${root}/=")
-set(CMAKE_CXX_FLAGS_INIT "-g0 -ffile-prefix-map=${root}/=")
-set(CMAKE_EXE_LINKER_FLAGS_INIT "-L${CMAKE_CURRENT_LIST_DIR}/macos")
+set(CMAKE_C_FLAGS_INIT "-g0 \"-ffile-prefix-map=${root}/=\"")
+set(CMAKE_CXX_FLAGS_INIT "-g0 \"-ffile-prefix-map=${root}/=\"")
+set(CMAKE_EXE_LINKER_FLAGS_INIT "\"-L${CMAKE_CURRENT_LIST_DIR}/macos\"")
 
 set(Boost_NO_BOOST_CMAKE ON)
 set(Boost_INCLUDE_DIR ${tools}/include)

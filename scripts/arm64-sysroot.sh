@@ -8,5 +8,5 @@ if [ -e "$root" ]; then exit 0; fi
 
 echo "Fetching libraries for arm64"
 scripts/fetch-with-apt.sh arm64 "$root.new" libgmock-dev libgtest-dev libicu-dev libutf8proc-dev
-ln -s /usr/include/boost "$root.new/usr/include/boost"
+ln -sfn /usr/include/boost "$root.new/usr/include/boost"
 mv "$root.new" "$root"

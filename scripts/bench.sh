@@ -7,6 +7,11 @@ cd "$(dirname "$0")/.."
 # Files in memory, where there is such a place: a disk is shared with everything that writes.
 if [ -z "${TMPDIR:-}" ] && [ -w /dev/shm ]; then export TMPDIR=/dev/shm; fi
 
+if [ "${1:-}" = --docs ] && [ "$(uname)" != Linux ]; then
+  echo "The documents hold what is measured on Linux." >&2
+  exit 1
+fi
+
 build=build/bench
 cmake --preset release -B $build -DTAVRIN_BUILD_BENCHMARKS=ON -DTAVRIN_BUILD_TESTS=OFF >/dev/null
 targets=(steps_bench transcript_bench panel_bench)

@@ -12,7 +12,7 @@ if [ "$(id -u)" -ne 0 ]; then
     exit 1
   fi
   echo "Without root, the .deb goes into an empty directory."
-  exec unshare --map-root-user "$0" --bare
+  exec unshare --map-root-user scripts/check-package.sh --bare
 fi
 
 package=$(ls build/package/tavrin-hook_*.deb)

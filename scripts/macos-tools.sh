@@ -7,8 +7,9 @@ cd "$(dirname "$0")/.."
 tools=build/macos-tools
 mkdir -p "$tools/include"
 
-if [ ! -e "$tools/zig" ]; then
+if ! cmp -s packaging/macos/package-lock.json "$tools/package-lock.json" || [ ! -e "$tools/zig" ]; then
   echo "Fetching zig"
+  rm -f "$tools/zig"
   cp packaging/macos/package.json packaging/macos/package-lock.json "$tools"
   # Each file is checked against its hash in package-lock.json.
   npm ci --prefix "$tools" --ignore-scripts --no-audit --no-fund --loglevel=error
