@@ -3,7 +3,6 @@
 #include <optional>
 #include <string>
 #include <string_view>
-#include <vector>
 
 #include "TavrinCore/Sessions/Session.hpp"
 #include "tests/support/Scratch.hpp"

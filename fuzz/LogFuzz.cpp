@@ -4,8 +4,6 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <array>
-#include <filesystem>
 #include <optional>
 #include <string>
 

@@ -13,7 +13,6 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstdarg>
-#include <cstdio>
 #include <stdexcept>
 #include <utility>
 

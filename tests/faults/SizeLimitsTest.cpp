@@ -10,6 +10,7 @@
 #include "tests/faults/InParallel.hpp"
 #include "tests/faults/Size.hpp"
 #include "tests/faults/Stage.hpp"
+#include "tests/support/Scratch.hpp"
 #include "tests/support/TestData.hpp"
 
 namespace tavrin::test {
@@ -79,7 +80,6 @@ TEST(SizeLimits, ALogCutShortAtAnyByteCostsNothingButTheLine) {
   for (auto& [name, text] : situation.files) {
     if (name.ends_with(".log")) text = std::string(logSize, '\n');
   }
-  constexpr std::size_t stampLength = 21;
   const std::size_t lineLength = stampLength + cleanLine(situation).size() + 1;
   const std::size_t count = lineLength + margin + 1;
   inParallel<Stage>(count, [&](Stage& stage, std::size_t i) {

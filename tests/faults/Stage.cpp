@@ -224,9 +224,8 @@ std::vector<std::string> Stage::newLogLines(const Files& before) const {
   std::vector<std::string> messages;
   std::istringstream lines(text);
   for (std::string line; std::getline(lines, line);) {
-    constexpr std::size_t stampLength = 21;
     EXPECT_TRUE(isStamped(line)) << line;
-    messages.push_back(line.substr(std::min(stampLength, line.size())));
+    messages.push_back(messageOf(line));
   }
   return messages;
 }

@@ -129,9 +129,8 @@ std::vector<std::string> SeededHome::newLogLines() {
   logRead_ = text.size();
   std::vector<std::string> lines;
   for (std::string line; std::getline(log, line);) {
-    constexpr std::size_t stampLength = 21;
     EXPECT_TRUE(isStamped(line)) << line;
-    lines.push_back(line.substr(std::min(stampLength, line.size())));
+    lines.push_back(messageOf(line));
   }
   EXPECT_TRUE(text.empty() || text.ends_with('\n')) << "the log's last line is cut off";
   return lines;

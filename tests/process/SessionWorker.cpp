@@ -1,32 +1,24 @@
 // Plays another process that is at work on a session.
 //
-//   session-worker hold DIRECTORY SESSION           takes the lock, says "held", and keeps it until its input
-//   ends
-#include <unistd.h>
+//   session-worker hold DIRECTORY SESSION    takes the lock, says "held", and keeps it until its input ends
 
-#include <array>
 #include <cstdio>
 #include <exception>
 #include <string>
 #include <vector>
 
 #include "TavrinCore/Sessions/SessionFileStore.hpp"
+#include "tests/support/Input.hpp"
 
 namespace {
 
 using tavrin::SessionFileStore;
 
-void waitForEndOfInput() {
-  std::array<char, 64> ignored{};
-  while (::read(STDIN_FILENO, ignored.data(), ignored.size()) > 0) {
-  }
-}
-
 void hold(const SessionFileStore& store, const std::string& session) {
   store.withLock(session, [] {
     std::puts("held");
     std::fflush(stdout);
-    waitForEndOfInput();
+    tavrin::test::waitForEndOfInput();
   });
 }
 

@@ -18,10 +18,12 @@ ScratchDirectory::ScratchDirectory(const std::filesystem::path& parent) {
 
 ScratchDirectory::~ScratchDirectory() {
   std::error_code ignored;
-  for (const auto& entry : std::filesystem::recursive_directory_iterator(path_, ignored)) {
+  using Entries = std::filesystem::recursive_directory_iterator;
+  // A process that a failed test has left may still be at work here.
+  for (Entries entry(path_, ignored); entry != Entries(); entry.increment(ignored)) {
     // A test may have made a directory read-only.
-    if (entry.is_directory(ignored) && !entry.is_symlink(ignored)) {
-      std::filesystem::permissions(entry.path(), std::filesystem::perms::owner_all, ignored);
+    if (entry->is_directory(ignored) && !entry->is_symlink(ignored)) {
+      std::filesystem::permissions(entry->path(), std::filesystem::perms::owner_all, ignored);
     }
   }
   std::filesystem::remove_all(path_, ignored);
@@ -57,13 +59,15 @@ std::vector<std::string> names(const std::filesystem::path& directory) {
   return found;
 }
 
+std::string messageOf(const std::string& line) {
+  return line.substr(std::min(stampLength, line.size()));
+}
+
 std::string ScratchHome::logMessages() const {
-  constexpr std::size_t stampLength = 21;
   if (!std::filesystem::exists(logFile())) return "";
   std::istringstream lines(readFile(logFile()));
   std::string messages;
-  for (std::string line; std::getline(lines, line);)
-    messages += line.substr(std::min(stampLength, line.size())) + "\n";
+  for (std::string line; std::getline(lines, line);) messages += messageOf(line) + "\n";
   return messages;
 }
 

@@ -1,7 +1,6 @@
 #pragma once
 
 #include <filesystem>
-#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -38,6 +37,12 @@ std::string readFile(const std::filesystem::path& path);
 /// The names in a directory, in the order of their bytes.
 std::vector<std::string> names(const std::filesystem::path& directory);
 
+/// The bytes of time stamp and blank in front of each line of the log.
+inline constexpr std::size_t stampLength = 21;
+
+/// A line of the log without them.
+std::string messageOf(const std::string& line);
+
 /// A home directory for runs of the command: where it keeps its files, and what is in them.
 class ScratchHome : public ScratchDirectory {
  public:
@@ -49,7 +54,7 @@ class ScratchHome : public ScratchDirectory {
   }
   std::filesystem::path logFile() const { return path() / "Library/Logs/Tavrin/hook.log"; }
 
-  /// The log's text without the 21 bytes of time stamp and blank in front of each line; "" without a log.
+  /// The messages of the log, each with its line feed; "" without a log.
   std::string logMessages() const;
 };
 

@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <boost/json/parse.hpp>
 #include <sstream>
-#include <stdexcept>
 
 #include "tests/support/Scratch.hpp"
 

@@ -3,11 +3,11 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <cstdlib>
 #include <string>
 #include <vector>
 
 #include "TavrinCore/Support/Home.hpp"
+#include "tests/support/HomeVariable.hpp"
 
 namespace tavrin {
 namespace {
@@ -126,14 +126,12 @@ TEST(AgentDefinition, NamesFlagsAndPathsAreThoseOfTheFiveProducts) {
 }
 
 TEST(AgentDefinition, ConfigURLFollowsTheHomeDirectoryAndTheSubtitleKeepsTheTilde) {
-  const std::string before = std::getenv("HOME") == nullptr ? "" : std::getenv("HOME");
-  ::setenv("HOME", "/Users/somebody", 1);
+  const test::HomeVariable variable("/Users/somebody");
   EXPECT_EQ(AgentDefinition::claude.configURL(), "/Users/somebody/.claude/settings.json");
   EXPECT_EQ(AgentDefinition::copilot.configURL(), "/Users/somebody/.copilot/hooks/tavrin.json");
   for (const AgentDefinition& definition : AgentDefinition::all) {
     EXPECT_EQ(definition.subtitle, "~/" + std::string(definition.configPath));
   }
-  ::setenv("HOME", before.c_str(), 1);
 }
 
 }  // namespace

@@ -8,12 +8,13 @@
 #include <unistd.h>
 
 #include <csignal>
-#include <cstdlib>
 #include <filesystem>
 #include <functional>
 #include <string>
 
 #include "TavrinCore/Support/File.hpp"
+#include "tests/support/HomeVariable.hpp"
+#include "tests/support/Restrictions.hpp"
 #include "tests/support/Scratch.hpp"
 
 namespace tavrin {
@@ -39,18 +40,6 @@ mode_t permissionsOf(const fs::path& path) {
   EXPECT_EQ(::stat(path.c_str(), &status), 0) << path;
   return status.st_mode & 07777U;
 }
-
-// The file mode creation mask for as long as this lives.
-class Umask {
- public:
-  explicit Umask(mode_t mask) : before_(::umask(mask)) {}
-  Umask(const Umask&) = delete;
-  Umask& operator=(const Umask&) = delete;
-  ~Umask() { ::umask(before_); }
-
- private:
-  mode_t before_;
-};
 
 // Runs `body` in a child process, and waits for its end.
 void inChild(const std::function<void()>& body) {
@@ -78,12 +67,9 @@ TEST(HookLog, LiesUnderTheHomeDirectory) {
   EXPECT_EQ(HookLog::defaultURL("/Users/dev"), "/Users/dev/Library/Logs/Tavrin/hook.log");
   EXPECT_EQ(HookLog("/a/b.log").url(), "/a/b.log");
 
-  const char* const variable = std::getenv("HOME");
-  const std::string before = variable == nullptr ? "" : variable;
-  ::setenv("HOME", "/Users/somebody", 1);
+  const test::HomeVariable variable("/Users/somebody");
   EXPECT_EQ(HookLog::defaultURL(), "/Users/somebody/Library/Logs/Tavrin/hook.log");
   EXPECT_EQ(HookLog().url(), "/Users/somebody/Library/Logs/Tavrin/hook.log");
-  ::setenv("HOME", before.c_str(), 1);
 }
 
 TEST(HookLog, ALineIsTimeBlankMessageAndLineFeed) {
@@ -154,7 +140,7 @@ TEST(HookLog, ALongMessageIsWhole) {
 TEST(HookLog, AMissingDirectoryIsMadeWithItsParents) {
   const test::ScratchDirectory directory;
   const fs::path log = directory / "Library/Logs/Tavrin/hook.log";
-  const Umask mask(022);
+  const test::Umask mask(022);
   logAt(log).write("a");
   logAt(log).write("b");
   EXPECT_EQ(readFile(log), lineOf("a") + lineOf("b"));
@@ -164,7 +150,7 @@ TEST(HookLog, AMissingDirectoryIsMadeWithItsParents) {
 TEST(HookLog, ANewLogIsForItsOwnerAlone) {
   for (const mode_t mask : {000U, 022U, 077U}) {
     const test::ScratchDirectory directory;
-    const Umask narrowed(mask);
+    const test::Umask narrowed(mask);
     logAt(directory / "hook.log").write("a");
     EXPECT_EQ(permissionsOf(directory / "hook.log"), 0600U) << mask;
     fs::resize_file(directory / "hook.log", 1'000'001);

@@ -5,6 +5,7 @@
 #include <cstdlib>
 #include <optional>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "TavrinCore/Servers/PortScan.hpp"
@@ -46,6 +47,7 @@ std::optional<PortScan::ProcessListener> listening(pid_t pid, std::size_t ports,
         PortScan::byProcess(PortScan::dedupe(listeners(environment)));
     const auto process = std::ranges::find(processes, pid, &PortScan::ProcessListener::pid);
     if (process != processes.end() && process->ports.size() == ports) return *process;
+    std::this_thread::sleep_for(std::chrono::milliseconds(50));
   }
   return std::nullopt;
 }

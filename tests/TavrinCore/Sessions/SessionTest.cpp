@@ -3,12 +3,12 @@
 #include <gtest/gtest.h>
 
 #include <array>
-#include <cstdlib>
 #include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
 
+#include "tests/support/HomeVariable.hpp"
 #include "tests/support/TestData.hpp"
 
 namespace tavrin {
@@ -296,19 +296,11 @@ TEST(Session, OtherwiseItIsCalledByItsRepositoryAndThenByItsFolder) {
 }
 
 TEST(Session, TheHomeDirectoryIsTheUsersUnlessItIsHandedIn) {
-  const char* const variable = std::getenv("HOME");
-  const std::optional<std::string> before =
-      variable == nullptr ? std::nullopt : std::optional<std::string>(variable);
-  ::setenv("HOME", "/Users/somebody/", 1);
+  const test::HomeVariable variable("/Users/somebody/");
   Session session;
   session.cwd = "/Users/somebody";
   EXPECT_EQ(session.projectName(), "home");
   EXPECT_EQ(session.projectName(home), "somebody");
-  if (before) {
-    ::setenv("HOME", before->c_str(), 1);
-  } else {
-    ::unsetenv("HOME");
-  }
 }
 
 }  // namespace

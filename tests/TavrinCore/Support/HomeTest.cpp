@@ -8,34 +8,13 @@
 #include <optional>
 #include <string>
 
+#include "tests/support/HomeVariable.hpp"
+
 namespace tavrin {
 namespace {
 
-// Sets HOME, or removes it, for as long as it lives.
-class HomeVariable {
- public:
-  explicit HomeVariable(const std::optional<std::string>& value) {
-    if (const char* before = std::getenv("HOME")) before_ = before;
-    set(value);
-  }
-  ~HomeVariable() { set(before_); }
-  HomeVariable(const HomeVariable&) = delete;
-  HomeVariable& operator=(const HomeVariable&) = delete;
-
- private:
-  static void set(const std::optional<std::string>& value) {
-    if (value) {
-      ::setenv("HOME", value->c_str(), 1);
-    } else {
-      ::unsetenv("HOME");
-    }
-  }
-
-  std::optional<std::string> before_;
-};
-
 std::string homeWith(const std::optional<std::string>& value) {
-  const HomeVariable variable(value);
+  const test::HomeVariable variable(value);
   return Home::directory();
 }
 

@@ -4,7 +4,6 @@
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 
-#include <cstdlib>
 #include <filesystem>
 #include <iterator>
 #include <map>
@@ -15,6 +14,7 @@
 #include <vector>
 
 #include "TavrinCore/Support/JsonFields.hpp"
+#include "tests/support/HomeVariable.hpp"
 #include "tests/support/Scratch.hpp"
 
 namespace tavrin {
@@ -69,15 +69,12 @@ TEST_F(ClaudeTitles, LieUnderTheHomeDirectory) {
             "/Users/dev/Library/Application Support/Claude/claude-code-sessions");
   EXPECT_EQ(ClaudeSessionTitles::desktopBundleIdentifier, "com.anthropic.claudefordesktop");
 
-  const char* const variable = std::getenv("HOME");
-  const std::string before = variable == nullptr ? "" : variable;
-  ::setenv("HOME", directory.string().c_str(), 1);
+  const test::HomeVariable variable(directory.string());
   writeFile(fs::path(defaultDirectory()) / "local_s.json", metadata("s", R"("A title")"));
   EXPECT_EQ(defaultDirectory(),
             directory.string() + "/Library/Application Support/Claude/claude-code-sessions");
   EXPECT_EQ(ClaudeSessionTitles::resolve("s"), "A title");
   EXPECT_THAT(ClaudeSessionTitles::resolve(std::set<std::string>{"s"}), ElementsAre(Pair("s", "A title")));
-  ::setenv("HOME", before.c_str(), 1);
 }
 
 TEST_F(ClaudeTitles, ASessionWithAFileHasATitle) {

@@ -1,6 +1,5 @@
 #include "tests/faults/damage/DamagedRecord.hpp"
 
-#include <array>
 #include <stdexcept>
 
 namespace tavrin::test {

@@ -1,8 +1,6 @@
 #pragma once
 
 #include <string>
-#include <string_view>
-#include <utility>
 #include <vector>
 
 #include "tests/process/ProcessSupport.hpp"

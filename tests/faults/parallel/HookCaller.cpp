@@ -15,7 +15,6 @@
 //   lost LINE       the run came to its end, or the record showed more before, and now something is missing
 //
 // and at last "open CALL" for each call that it left open. Whatever else happens ends it with a complaint.
-#include <unistd.h>
 
 #include <algorithm>
 #include <array>
@@ -25,7 +24,6 @@
 #include <deque>
 #include <exception>
 #include <filesystem>
-#include <functional>
 #include <optional>
 #include <random>
 #include <stdexcept>
@@ -34,6 +32,7 @@
 #include <vector>
 
 #include "TavrinCore/Sessions/SessionFileStore.hpp"
+#include "tests/support/Input.hpp"
 #include "tests/support/Subprocess.hpp"
 
 namespace tavrin::test {
@@ -147,12 +146,6 @@ void sendKilled(Caller& caller, int kills, unsigned seed) {
     } else {
       longest /= step;
     }
-  }
-}
-
-void waitForEndOfInput() {
-  std::array<char, 64> ignored{};
-  while (::read(STDIN_FILENO, ignored.data(), ignored.size()) > 0) {
   }
 }
 

@@ -38,7 +38,7 @@ std::map<char, std::vector<int>> numbersByWriter(const std::filesystem::path& lo
   EXPECT_TRUE(text.empty() || text.ends_with('\n')) << "the last line is cut off in " << log;
   std::istringstream lines(text);
   for (std::string line; std::getline(lines, line);) {
-    const std::string written = line.substr(std::min(stampLength, line.size()));
+    const std::string written = messageOf(line);
     int number = -1;
     if (written.size() > 2) std::from_chars(written.data() + 2, written.data() + written.size(), number);
     if (!isStamped(line) || number < 0 || written != message(written.front(), number, width)) {

@@ -7,8 +7,6 @@
 
 namespace tavrin::test {
 
-inline constexpr std::size_t stampLength = 21;
-
 /// Lets 8 writers loose together on one log, with the program named; each has a letter of its own, and writes
 /// `times` messages of `width` bytes.
 inline constexpr std::size_t logWriters = 8;

@@ -3,30 +3,23 @@
 //   log-worker FILE NAME TIMES WIDTH        writes TIMES numbered messages of WIDTH bytes
 //
 // It begins when its input ends, so that all of them begin together.
-#include <unistd.h>
 
-#include <array>
 #include <cstdio>
 #include <exception>
 #include <string>
 #include <vector>
 
 #include "TavrinCore/Hook/HookLog.hpp"
+#include "tests/support/Input.hpp"
 
 namespace {
-
-void waitForEndOfInput() {
-  std::array<char, 64> ignored{};
-  while (::read(STDIN_FILENO, ignored.data(), ignored.size()) > 0) {
-  }
-}
 
 void write(const std::vector<std::string>& words) {
   const tavrin::HookLog log(words.at(1));
   const std::string& name = words.at(2);
   const int times = std::stoi(words.at(3));
   const std::size_t width = std::stoul(words.at(4));
-  waitForEndOfInput();
+  tavrin::test::waitForEndOfInput();
   for (int i = 0; i < times; ++i) {
     std::string message = name + " " + std::to_string(i) + " ";
     message.resize(width, name.front());

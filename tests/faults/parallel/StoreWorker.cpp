@@ -18,7 +18,6 @@
 #include <poll.h>
 #include <unistd.h>
 
-#include <array>
 #include <cstdio>
 #include <exception>
 #include <functional>
@@ -29,18 +28,13 @@
 
 #include "TavrinCore/Sessions/SessionFileStore.hpp"
 #include "TavrinCore/Support/File.hpp"
+#include "tests/support/Input.hpp"
 
 namespace {
 
 using tavrin::FileDescriptor;
 using tavrin::Session;
 using tavrin::SessionFileStore;
-
-void waitForEndOfInput() {
-  std::array<char, 64> ignored{};
-  while (::read(STDIN_FILENO, ignored.data(), ignored.size()) > 0) {
-  }
-}
 
 bool hasInputEnded(int milliseconds) {
   pollfd request{.fd = STDIN_FILENO, .events = POLLIN, .revents = 0};
@@ -54,17 +48,17 @@ class Worker {
       : store_(directory), session_(std::move(session)), times_(times) {}
 
   void count() const {
-    waitForEndOfInput();
+    tavrin::test::waitForEndOfInput();
     for (int i = 0; i < times_; ++i) addOneLocked();
   }
 
   void countUnlocked() const {
-    waitForEndOfInput();
+    tavrin::test::waitForEndOfInput();
     for (int i = 0; i < times_; ++i) addOne();
   }
 
   void countReplaced() const {
-    waitForEndOfInput();
+    tavrin::test::waitForEndOfInput();
     for (int i = 0; i < times_; ++i) {
       const FileDescriptor record = FileDescriptor::open(store_.fileURL(session_), O_RDWR);
       if (!record.lock()) throw std::runtime_error("no lock");
