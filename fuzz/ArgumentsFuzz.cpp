@@ -30,7 +30,7 @@ AgentArgument::Parsed parsePlainly(const std::vector<std::string_view>& words) {
   AgentArgument::Parsed parsed;
   const auto setEvent = [&](std::string_view value) {
     parsed.event.reset();
-    if (!value.empty()) parsed.event = value;
+    if (!value.empty()) parsed.event = Text::isValidUtf8(value) ? std::string(value) : Text::repaired(value);
   };
   for (std::size_t i = 1; i < words.size(); ++i) {
     const bool hasNext = i + 1 < words.size();

@@ -203,8 +203,7 @@ class Sessions {
     const std::string_view id = Text::firstCharacters(event.sessionId, 8);
     require(line.substr(start.size()).starts_with(std::string(id) + " " + event.eventName),
             "a trace begins with session and event");
-    require(Text::isValidUtf8(line) || !Text::isValidUtf8(event.eventName),
-            "a trace is UTF-8 when the command line is");
+    require(Text::isValidUtf8(line), "a trace is UTF-8");
   }
 
   AgentArgument::Parsed arguments_;

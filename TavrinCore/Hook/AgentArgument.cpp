@@ -1,5 +1,7 @@
 #include "TavrinCore/Hook/AgentArgument.hpp"
 
+#include "TavrinCore/Support/Text.hpp"
+
 namespace tavrin::AgentArgument {
 
 namespace {
@@ -24,7 +26,7 @@ Parsed parseAll(std::span<const std::string_view> words) {
     if (const auto agent = valueOf("--agent", words, i)) {
       parsed.agent = agentFromRawValue(*agent).value_or(Agent::claude);
     } else if (const auto event = valueOf("--event", words, i)) {
-      parsed.event = event->empty() ? std::nullopt : std::optional<std::string>(*event);
+      parsed.event = event->empty() ? std::nullopt : std::optional(Text::repaired(*event));
     }
   }
   return parsed;

@@ -19,7 +19,8 @@ struct Parsed {
 };
 
 /// Reads `words`, the program's own name first, which is not looked at. The last of each option counts; an
-/// agent of another name, or none, is Claude Code; an empty event is none. Anything else is passed over.
+/// agent of another name, or none, is Claude Code; an empty event is none, and one that is no UTF-8 is
+/// repaired. Anything else is passed over.
 Parsed parseAll(std::span<const std::string_view> words);
 
 /// The agent of `parseAll`.

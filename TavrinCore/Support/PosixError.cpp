@@ -15,7 +15,7 @@ void throwPosixError(int code, std::string_view operation, std::string_view path
   what += ' ';
   std::string_view shown = path.substr(0, longestPath);
   while (!shown.empty() && shown.size() < path.size() && !Text::isValidUtf8(shown)) shown.remove_suffix(1);
-  what += shown;
+  what += Text::repaired(shown);
   if (shown.size() < path.size()) what += "...";
   throw std::system_error(code == 0 ? EIO : code, std::generic_category(), what);
 }

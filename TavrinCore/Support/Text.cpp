@@ -108,6 +108,9 @@ void appendCodePoint(std::string& out, utf8proc_int32_t codePoint) {
   out.append(reinterpret_cast<const char*>(bytes.data()), length);
 }
 
+// What stands for what cannot be read.
+constexpr utf8proc_int32_t replacement = 0xfffd;
+
 // The one code point whose lower-case form is not one code point.
 constexpr utf8proc_int32_t capitalIWithDot = 0x130;
 
@@ -208,8 +211,22 @@ std::string lowerCased(std::string_view text) {
   return out;
 }
 
+std::string repaired(std::string_view text) {
+  std::string out;
+  out.reserve(text.size());
+  for (std::size_t i = 0; i < text.size();) {
+    const CodePoint codePoint = firstCodePoint(text.substr(i));
+    if (codePoint.value < 0) {
+      appendCodePoint(out, replacement);
+    } else {
+      out += text.substr(i, codePoint.length);
+    }
+    i += codePoint.length;
+  }
+  return out;
+}
+
 std::u16string utf16(std::string_view text) {
-  constexpr utf8proc_int32_t replacement = 0xfffd;
   constexpr utf8proc_int32_t firstBeyond16Bits = 0x10000;
   std::u16string out;
   out.reserve(text.size());

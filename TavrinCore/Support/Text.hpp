@@ -31,6 +31,9 @@ std::string upperCasedFirst(std::string_view text);
 /// are.
 std::string lowerCased(std::string_view text);
 
+/// `text` with U+FFFD for each byte that is no UTF-8.
+std::string repaired(std::string_view text);
+
 /// `text` in UTF-16, with U+FFFD for each byte that is no UTF-8.
 std::u16string utf16(std::string_view text);
 

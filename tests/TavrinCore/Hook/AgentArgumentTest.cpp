@@ -121,6 +121,13 @@ TEST(AgentArgument, OtherWordsAreIgnored) {
   }
 }
 
+TEST(AgentArgument, AnEventThatIsNoUtf8IsRepaired) {
+  const Words joined = {"tavrin-hook", "--event=St\xffop\xc3"};
+  EXPECT_EQ(AgentArgument::parseAll(joined).event, "St\ufffdop\ufffd");
+  const Words apart = {"tavrin-hook", "--event", "\xe2\x82\u00e9"};
+  EXPECT_EQ(AgentArgument::parseAll(apart).event, "\ufffd\ufffd\u00e9");
+}
+
 TEST(AgentArgument, ParseGivesTheAgentOfParseAll) {
   EXPECT_EQ(AgentArgument::parse({}), Agent::claude);
   const Words words = {"tavrin-hook", "--event", "agentStop", "--agent=copilot"};

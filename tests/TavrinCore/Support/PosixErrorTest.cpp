@@ -43,14 +43,22 @@ TEST(PosixError, CutsOffAPathThatNobodyWouldRead) {
   }
 }
 
+TEST(PosixError, APathThatIsNoUtf8IsShownRepaired) {
+  try {
+    throwPosixError(ENOENT, "open", "/a\xff/\u00e9");
+  } catch (const std::system_error& error) {
+    EXPECT_EQ(error.what(), "open /a\ufffd/\u00e9: " + std::generic_category().message(ENOENT));
+  }
+}
+
 TEST(PosixError, CutsBetweenCodePointsOfALetterUnderAHeapOfAccents) {
-  std::string path = "/a";
+  std::string path = "/ab";
   for (int i = 0; i < 1000; ++i) path += "\u0301";
   try {
     throwPosixError(ENAMETOOLONG, "open", path);
   } catch (const std::system_error& error) {
     const std::string reason = std::generic_category().message(ENAMETOOLONG);
-    EXPECT_EQ(error.what(), "open " + path.substr(0, 300) + "...: " + reason);
+    EXPECT_EQ(error.what(), "open " + path.substr(0, 299) + "...: " + reason);
   }
 }
 
