@@ -27,8 +27,9 @@ std::string temporaryFileName() {
   return "." + Uuid::random() + ".tmp";
 }
 
-// Far more than the largest record; what is longer in its place is none, and not worth the memory.
-constexpr std::size_t largestRecord = 256'000'000;
+// The largest record holds 64 calls twice, and a few texts more, each of a payload's size and, with its
+// slashes escaped, twice as long in the file. What is longer in its place is none, and not worth the memory.
+constexpr std::size_t largestRecord = 512'000'000;
 
 std::optional<Session> read(const std::string& path) {
   const std::optional<std::string> text = File::contents(path, largestRecord);

@@ -286,6 +286,18 @@ TEST(SessionFileStore, TheFileHoldsTheEncodedRecordAndNothingElse) {
   EXPECT_EQ(readFile(directory / "s.json"), record("s").encode());
 }
 
+// The largest payloads make identifiers of nearly a megabyte, which stand in two lists.
+TEST(SessionFileStore, ARecordOfLargePayloadsIsReadAgain) {
+  const ScratchDirectory directory;
+  const SessionFileStore store(directory.string());
+  Session session = record("s");
+  session.inFlight = {std::string(900'000, '/'), std::string(900'000, 'b')};
+  session.waitingOn = session.inFlight;
+  store.save(session);
+  EXPECT_GT(File::size((directory / "s.json").string()), 5'000'000U);
+  EXPECT_EQ(store.load("s"), session);
+}
+
 TEST(SessionFileStore, SavePutsANewFileInTheOldOnesPlace) {
   const ScratchDirectory directory;
   const SessionFileStore store(directory.string());
