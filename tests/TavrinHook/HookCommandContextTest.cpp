@@ -206,6 +206,10 @@ TEST_F(HookCommandContext, AHostMayHaveNoBundle) {
   run(event("SessionStart"));
   EXPECT_EQ(record().hostPid, 100);
   EXPECT_EQ(record().hostBundleId, std::nullopt);
+  // It is not looked up again for that.
+  const std::size_t before = processes.countOf("application");
+  run(event("PostToolUse"));
+  EXPECT_EQ(processes.countOf("application"), before);
 }
 
 TEST_F(HookCommandContext, TheTerminalIsThatOfTheProcessThatStandsInForTheAgent) {

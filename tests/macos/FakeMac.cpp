@@ -74,6 +74,7 @@ int FakeMac::sysctl(std::span<const int> name, void* value, std::size_t* size) {
   info.kp_eproc.e_ppid = process->parent;
   copy(process->name.substr(0, longestName), info.kp_proc.p_comm);
   std::memcpy(bytes.data(), &info, bytes.size());
+  *size = process->recordSize;
   return 0;
 }
 

@@ -35,6 +35,7 @@ class FakeMac {
     std::uint32_t terminal = noDevice;
     bool isOfAnotherUser = false;  ///< whom proc_name and proc_pidinfo do not serve
     int infoSize = 136;            ///< what proc_pidinfo gives back
+    std::size_t recordSize = 648;  ///< what sysctl says that it has filled
     std::optional<Application> application = {};
   };
 

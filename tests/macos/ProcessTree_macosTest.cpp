@@ -105,6 +105,13 @@ TEST_F(ProcessTableOfMacos, AProcessThatIsGoneEndsTheChain) {
   EXPECT_FALSE(table().application(login).has_value());
 }
 
+TEST_F(ProcessTableOfMacos, ARecordOfAnyLengthButNoneCounts) {
+  mac.processes[login].recordSize = 1;
+  EXPECT_EQ(chain().size(), 5U);
+  mac.processes[login].recordSize = 0;
+  EXPECT_EQ(pidsOf(chain()), (std::vector{shell, agent, loginShell}));
+}
+
 TEST_F(ProcessTableOfMacos, ASystemThatTellsNothingGivesNoChain) {
   MacCalls calls = mac.calls();
   calls.sysctl = [](int*, unsigned, void*, std::size_t*, void*, std::size_t) { return -1; };

@@ -220,6 +220,14 @@ TEST(RepoLabel, AGitdirThatIsNoLinkedWorkTreeIsADirectoryOfItsOwn) {
   }
 }
 
+TEST(RepoLabel, OnlyBlanksAndTabsAreTrimmedFromAPath) {
+  EXPECT_EQ(RepoLabel::fromGitdir("gitdir: \t /m/.git/worktrees/w\t \n", "/near"), label("/m", "w"));
+  for (const char* const text : {"gitdir:\n/m/.git/worktrees/w", "gitdir:\r/m/.git/worktrees/w",
+                                 "gitdir:\u00a0/m/.git/worktrees/w", "gitdir:\v/m/.git/worktrees/w"}) {
+    EXPECT_EQ(RepoLabel::fromGitdir(text, "/near"), label("/near")) << text;
+  }
+}
+
 TEST(RepoLabel, ALinkedWorkTreeByARelativePathIsADirectoryOfItsOwn) {
   for (const char* const text :
        {"gitdir: ../m/.git/worktrees/w", "gitdir: ./.git/worktrees/w", "gitdir: m/.git/worktrees/w",

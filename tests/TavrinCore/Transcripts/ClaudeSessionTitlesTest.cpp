@@ -153,6 +153,11 @@ TEST_F(ClaudeTitles, OfFilesOfOneNameAUsableOneCounts) {
   EXPECT_EQ(titleOf("s"), "Usable");
 }
 
+TEST_F(ClaudeTitles, OfUsableFilesOfOneNameTheFirstOnTheWayCounts) {
+  for (const char* folder : {"a", "b", "c", "d"}) write("s", folder, folder);
+  EXPECT_EQ(titleOf("s"), fs::directory_iterator(directory.path())->path().filename());
+}
+
 TEST_F(ClaudeTitles, FileNamesAreComparedExactly) {
   const std::string text = metadata("s", R"("A title")");
   for (const char* const name : {"s.json", "local_s", "local_s.JSON", "Local_s.json", "local_s.json.tmp",
