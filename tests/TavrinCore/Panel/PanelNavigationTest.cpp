@@ -1,4 +1,5 @@
 #include "TavrinCore/Panel/PanelNavigation.hpp"
+#include "TavrinCore/Support/Home.hpp"
 #include "tests/support/Random.hpp"
 
 #include <gmock/gmock.h>
@@ -77,6 +78,7 @@ TEST(PanelNavigation, ALibraryIsOneBelowTheHomeDirectory) {
       {"/Users/dev/library/x", "/Users/dev", false},
       {"/Users/dev/Libraries/x", "/Users/dev", false},
       {"/Users/dev2/Library/x", "/Users/dev", false},
+      {"/Users/abc/Library/x", "/Users/dev", false},
       {"/x/Users/dev/Library/x", "/Users/dev", false},
       {"/Library/x", "", true},
       {"/Users/dev/Library/x", "", false},
@@ -120,13 +122,34 @@ TEST(PanelNavigation, RowsComeByStateThenAgentThenNameThenId) {
                           "idle"));
 }
 
+TEST(PanelNavigation, RowsComeByTheStoredStateNotByTheOneShown) {
+  Session approving = session("z", SessionState::needsYou, Agent::codex, "/r/z");
+  approving.needsYouTool = "shell";
+  ASSERT_EQ(approving.displayState(), SessionState::working);
+  EXPECT_THAT(ids(PanelNavigation::visible(
+                  {session("a", SessionState::working, Agent::codex, "/r/a"), approving}, false)),
+              ElementsAre("z", "a"));
+}
+
+// A session in the home directory is named "home" and thus stands among those of that name by its id, which
+// under any other name it would not.
+TEST(PanelNavigation, NamesGoByTheUsersHomeDirectoryWhereverProbesAreLookedFor) {
+  Session home;
+  home.sessionId = "b";
+  home.cwd = Home::directory();
+  EXPECT_THAT(
+      ids(PanelNavigation::visible({named("c", "home"), home, named("a", "home")}, false, "/elsewhere")),
+      ElementsAre("a", "b", "c"));
+}
+
 TEST(PanelNavigation, AnAgentThatIsNotInTheListComesLast) {
   const auto unknown = static_cast<Agent>(200);
   EXPECT_THAT(ids(PanelNavigation::visible({session("u", SessionState::idle, unknown, "/r/a"),
                                             session("g", SessionState::idle, Agent::grok, "/r/b"),
+                                            session("c", SessionState::idle, Agent::claude, "/r/a"),
                                             session("w", SessionState::working, unknown, "/r/b")},
                                            false)),
-              ElementsAre("w", "g", "u"));
+              ElementsAre("w", "c", "g", "u"));
 }
 
 TEST(PanelNavigation, NamesThatDifferOnlyInCaseStayInInputOrder) {

@@ -110,6 +110,16 @@ TEST(SessionAggregator, UrgentSessionsComeFirstThenNamesWhateverTheirCase) {
   EXPECT_THAT(ids(sorted), ElementsAre("4", "5", "2", "3", "1"));
 }
 
+TEST(SessionAggregator, SortsByTheStoredStateNotByTheOneShown) {
+  Session approving = session("z", SessionState::needsYou, "/r/z");
+  approving.agent = Agent::codex;
+  approving.needsYouTool = "shell";
+  ASSERT_EQ(approving.displayState(), SessionState::working);
+  Session working = session("a", SessionState::working, "/r/a");
+  working.agent = Agent::codex;
+  EXPECT_THAT(ids(SessionAggregator::sorted({working, approving})), ElementsAre("z", "a"));
+}
+
 TEST(SessionAggregator, SessionsOfOneNameKeepTheirOrder) {
   const std::vector<Session> sorted = SessionAggregator::sorted(
       {session("z", SessionState::idle, "/r/app"), session("b", SessionState::idle, "/q/APP"),
@@ -137,11 +147,12 @@ TEST(SessionAggregator, OddNamesAreSortedSomehow) {
   EXPECT_THAT(SessionAggregator::sorted({}), IsEmpty());
 }
 
-TEST(SessionAggregator, PruneAsksOnceForEachSession) {
+TEST(SessionAggregator, PruneAsksOnceForTheAgentOfEachSession) {
   std::vector<Session> sessions;
   for (const std::int32_t pid : {5, 1, 5, -3, 0}) {
     sessions.push_back(session("pid " + std::to_string(pid), SessionState::idle));
     sessions.back().agentPid = pid;
+    sessions.back().hostPid = 7;
   }
   std::vector<std::int32_t> asked;
   const SessionAggregator::Pruned pruned = SessionAggregator::prune(sessions, [&](std::int32_t pid) {

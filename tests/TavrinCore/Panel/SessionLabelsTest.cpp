@@ -57,6 +57,14 @@ TEST(SessionLabels, SessionsOfSeveralAgentsAreToldApartByAgentAlone) {
                           Pair("e", "app \u00b7 copilot"), Pair("f", "app \u00b7 grok")));
 }
 
+TEST(SessionLabels, TheAgentOfTheFirstSessionMayComeAgainLast) {
+  EXPECT_THAT(SessionLabels::display({session("a", Agent::codex, "/dev/ttys001"),
+                                      session("b", Agent::claude, "/dev/ttys002"),
+                                      session("c", Agent::codex, "/dev/ttys003")}),
+              ElementsAre(Pair("a", "app \u00b7 codex"), Pair("b", "app \u00b7 claude"),
+                          Pair("c", "app \u00b7 codex")));
+}
+
 TEST(SessionLabels, OfSessionsWithOneIdTheLastOnesLabelCounts) {
   EXPECT_THAT(SessionLabels::display(
                   {session("a", Agent::claude, {}, "/r/one"), session("a", Agent::claude, {}, "/r/two")}),
