@@ -17,7 +17,7 @@ LocalServer server(PortList ports = {3000}, std::string host = "localhost") {
   return {.pid = 4242,
           .ports = std::move(ports),
           .command = "node",
-          .cwd = "/Users/dev/app",
+          .cwd = "/Users/dev/app/web",
           .host = std::move(host),
           .repo = {.root = "/Users/dev/app", .worktree = {}}};
 }
@@ -100,7 +100,8 @@ TEST(LocalServer, AProcessIsStoppedOnlyWhenItsStartIsKnown) {
   EXPECT_EQ(stopped.stopTarget(), std::nullopt);
   EXPECT_FALSE(stopped.isStoppable());
   stopped.startedAt = dateFromSeconds(1000);
-  EXPECT_EQ(stopped.stopTarget(), ServerStopTarget::process(4242, dateFromSeconds(1000), "/Users/dev/app"));
+  EXPECT_EQ(stopped.stopTarget(),
+            ServerStopTarget::process(4242, dateFromSeconds(1000), "/Users/dev/app/web"));
   EXPECT_TRUE(stopped.isStoppable());
   for (const std::int32_t pid : {1, 0, -1, -4242, std::numeric_limits<std::int32_t>::min()}) {
     stopped.pid = pid;

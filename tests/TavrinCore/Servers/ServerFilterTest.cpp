@@ -12,7 +12,8 @@ TEST(ServerFilter, ApplicationsAndTheSystemAreNoise) {
        {"/Applications/Foo.app/Contents/MacOS/Foo", "/Users/dev/Foo.app/Contents/Frameworks/node",
         "/System/Library/CoreServices/ControlCenter", "/usr/libexec/rapportd", "/usr/sbin/cupsd",
         "/sbin/launchd", "/Library/Apple/System/x", "/Library/PrivilegedHelperTools/helper",
-        "/Library/Python.framework/Versions/3.11/bin/python3.app/Contents/MacOS/python3"}) {
+        "/Library/Python.framework/Versions/3.11/bin/python3.app/Contents/MacOS/python3", "/System/x/docker",
+        "/Applications/DockerHelper.app/Contents/MacOS/x"}) {
     EXPECT_TRUE(ServerFilter::isNoise(path)) << path;
   }
 }
@@ -63,6 +64,7 @@ TEST(ServerFilter, DockerIsKnownByItsCommandOrItsPath) {
       {"doc\u212aer", "", true},
       {"", "/Applications/DOCKER.app/Contents/MacOS/x", true},
       {"", "/usr/bin/docker-proxy", true},
+      {"", "/x/docker-proxy-2", true},
       {"", "/opt/vpnkit", true},
       {"", "/opt/my-vpnkit", false},
       {"", "/usr/bin/docker", false},

@@ -14,8 +14,11 @@ using ::testing::ElementsAre;
 using ::testing::IsEmpty;
 
 LocalServer server(std::string root, int port, std::int32_t pid = 100) {
-  return {
-      .pid = pid, .ports = {port}, .command = "node", .cwd = root, .repo = {.root = root, .worktree = {}}};
+  return {.pid = pid,
+          .ports = {port},
+          .command = "node",
+          .cwd = root + "/sub",
+          .repo = {.root = root, .worktree = {}}};
 }
 
 Session session(std::string id, std::optional<std::string> root) {
@@ -63,6 +66,21 @@ TEST(ServerPlacement, ServersOfOnePortKeepTheirOrder) {
   std::vector<std::int32_t> pids;
   for (const LocalServer& each : placed.bySession.at("s")) pids.push_back(each.pid);
   EXPECT_THAT(pids, ElementsAre(5, 9, 2, 7));
+}
+
+TEST(ServerPlacement, ManyServersOfOnePortKeepTheirOrder) {
+  std::vector<LocalServer> servers;
+  for (std::int32_t pid = 1; pid <= 40; ++pid) servers.push_back(server("/r", 3000, pid));
+  EXPECT_EQ(ServerPlacement::place(servers, {session("s", "/r")}).bySession.at("s"), servers);
+}
+
+TEST(ServerPlacement, TheWorkingDirectoryOfAServerDoesNotMatter) {
+  const ServerPlacement::Placed placed =
+      ServerPlacement::place({server("/r", 1)}, {session("below", "/r/sub"), session("root", "/r")});
+  ASSERT_EQ(placed.bySession.size(), 1U);
+  EXPECT_THAT(described(placed.bySession.at("root")), ElementsAre("r 1"));
+  EXPECT_THAT(described(ServerPlacement::place({server("/r", 1)}, {session("below", "/r/sub")}).orphans),
+              ElementsAre("r 1"));
 }
 
 TEST(ServerPlacement, RootsAreTheSameOnlyLetterForLetter) {

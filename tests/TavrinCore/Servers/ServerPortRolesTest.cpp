@@ -30,6 +30,7 @@ TEST(ServerPortRoles, NodesInspectorIsReadFromNodesOwnOptions) {
       {{"node", "--inspect=9333"}, 9333},
       {{"node", "--inspect=[::1]:9333"}, 9333},
       {{"node", "--inspect=9333:"}, 9333},
+      {{"node", "--inspect=a=b:9333"}, 9333},
       {{"node", "--inspect=0", "app.js"}, 0},
       {{"node", "--inspect="}, 0},
       {{"node", "--inspect=:"}, 0},
@@ -74,7 +75,10 @@ TEST(ServerPortRoles, OnlyNodeHasNodesInspector) {
   EXPECT_FALSE(ServerPortRoles::needsNodeInspectorProbe("bun", {"bun", "--inspect=0"}));
   EXPECT_EQ(ServerPortRoles::inspectorPorts("MainThread", {"/opt/bin/node", "--inspect"}),
             std::set<int>{9229});
-  EXPECT_EQ(ServerPortRoles::inspectorPorts("Node", {"NODE", "--inspect"}), std::set<int>{});
+  for (const char* const other : {"Node", "NODE", "nodemon", "xnode", "/x/nodemon", "/x/node/", ""}) {
+    EXPECT_EQ(ServerPortRoles::inspectorPorts(other, {other, "--inspect"}), std::set<int>{}) << other;
+    EXPECT_EQ(ServerPortRoles::inspectorPorts("x", {other, "--inspect"}), std::set<int>{}) << other;
+  }
 }
 
 TEST(ServerPortRoles, WorkerdIsKnownByItsCommandOrItsProgram) {
@@ -83,6 +87,8 @@ TEST(ServerPortRoles, WorkerdIsKnownByItsCommandOrItsProgram) {
   EXPECT_TRUE(ServerPortRoles::isWorkerd("x", {"workerd"}));
   EXPECT_FALSE(ServerPortRoles::isWorkerd("x", {"x", "workerd"}));
   EXPECT_FALSE(ServerPortRoles::isWorkerd("Workerd", {"workerd/"}));
+  EXPECT_FALSE(ServerPortRoles::isWorkerd("x", {"workerd2"}));
+  EXPECT_FALSE(ServerPortRoles::isWorkerd("workerd2", {}));
   EXPECT_FALSE(ServerPortRoles::isWorkerd("", {}));
 }
 
