@@ -121,10 +121,16 @@ TEST_F(ClaudeTitles, HiddenFilesAndFoldersAreSkipped) {
 }
 
 TEST_F(ClaudeTitles, WhatLiesInPackagesIsSkipped) {
-  write("s", "In an application", "X.app");
-  write("s", "In its folder", "X.app/Contents/Resources");
-  write("s", "In a bundle", "folder/Y.bundle");
-  EXPECT_EQ(titleOf("s"), std::nullopt);
+  std::set<std::string> ids;
+  for (const std::string extension :
+       {"app", "appex", "bundle", "framework", "plugin", "rtfd", "workflow", "xpc"}) {
+    write(extension, "In a package", "X." + extension);
+    write(extension, "In a package below", "folder/Y." + extension);
+    write(extension, "In a package's folder", "Z." + extension + "/Contents/Resources");
+    ids.insert(extension);
+  }
+  EXPECT_EQ(ids.size(), 8U);
+  EXPECT_THAT(titlesOf(ids), IsEmpty());
   write("s", "In a folder", "application");
   EXPECT_EQ(titleOf("s"), "In a folder");
 }

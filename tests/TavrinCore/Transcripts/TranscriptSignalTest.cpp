@@ -250,6 +250,10 @@ TEST(Signals, NamesSpelledWithEscapesCount) {
       claudeSignals(
           R"({"type":"user","message":{"content":[{"type":"text","text":"\u005BRequest interrupted by user]"}]}})"),
       ElementsAre(interrupted));
+  EXPECT_THAT(
+      claudeSignals(
+          R"({"type":"user","message":{"content":[{"type":"text","text":"[Request\u0020interrupted by user]"}]}})"),
+      ElementsAre(interrupted));
   EXPECT_THAT(codexSignals(R"({"type":"event_msg","payload":{"type":"token\u005Fcount"}})"),
               ElementsAre(resumed));
   EXPECT_THAT(codexSignals(R"({"type":"event_msg","payload":{"type":"\u0074ask_complete"}})"),
