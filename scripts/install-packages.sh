@@ -25,7 +25,10 @@ is_there() {
   if [ "$(uname)" = Darwin ]; then
     [ "$brew" = - ] || brew list --versions "$brew" >/dev/null 2>&1
   else
-    command -v "$probe" >/dev/null 2>&1 || compgen -G "$probe" >/dev/null
+    case $probe in
+      /*) compgen -G "$probe" >/dev/null ;;
+      *) command -v "$probe" >/dev/null 2>&1 ;;
+    esac
   fi
 }
 
