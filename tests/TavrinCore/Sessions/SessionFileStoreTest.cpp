@@ -1,16 +1,12 @@
 #include "TavrinCore/Sessions/SessionFileStore.hpp"
 
-#include <fcntl.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <sys/file.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
 #include <functional>
-#include <memory>
-#include <stdexcept>
 #include <system_error>
 #include <vector>
 
@@ -48,15 +44,6 @@ mode_t permissions(const std::filesystem::path& path) {
   struct stat status {};
   EXPECT_EQ(::lstat(path.c_str(), &status), 0) << path;
   return status.st_mode & 07777U;
-}
-
-// Whether somebody holds the exclusive lock of a lock file, asked through an open file of its own.
-bool isLocked(const std::string& path) {
-  const FileDescriptor file = FileDescriptor::open(path, O_RDWR);
-  EXPECT_TRUE(file.isOpen()) << path;
-  if (::flock(file.number(), LOCK_EX | LOCK_NB) == 0) return false;
-  EXPECT_EQ(errno, EWOULDBLOCK);
-  return true;
 }
 
 // The errno that an operation reports; 0 when it does not fail.
@@ -122,19 +109,6 @@ TEST(SessionFileStore, NothingOfALongNameIsCutOff) {
   EXPECT_EQ(SessionFileStore("/sessions").fileURL(id), "/sessions/" + id + ".json");
 }
 
-TEST(SessionFileStore, IdsThatDifferInOtherCharactersShareFileAndLock) {
-  const ScratchDirectory directory;
-  const SessionFileStore store(directory.string());
-  store.withLock("a/b:c", [&] {
-    EXPECT_TRUE(isLocked(directory / ".abc.lock"));
-    store.save(record("a/b:c"));
-  });
-  EXPECT_EQ(store.load("abc"), record("a/b:c"));
-  EXPECT_THAT(names(directory.path()), ElementsAre(".abc.lock", "abc.json"));
-  store.deleteSession("a.b.c");
-  EXPECT_THAT(names(directory.path()), ElementsAre(".abc.lock"));
-}
-
 TEST(SessionFileStore, EnsureDirectoryMakesAllMissingParentsAndLeavesAnExistingOneAsItIs) {
   const ScratchDirectory scratch;
   const auto directory = scratch / "a/b c/d";
@@ -174,64 +148,6 @@ TEST(SessionFileStore, AFileInTheDirectorysPlaceFailsEverythingThatWritesAndNoth
     EXPECT_THAT(store.loadAll().corrupt, IsEmpty()) << place;
   }
   EXPECT_EQ(readFile(scratch / "file"), "in the way");
-}
-
-TEST(SessionFileStore, WithLockGivesBackWhatTheBodyReturns) {
-  const ScratchDirectory directory;
-  const SessionFileStore store(directory.string());
-  EXPECT_EQ(store.withLock("s", [] { return 42; }), 42);
-  EXPECT_EQ(*store.withLock("s", [] { return std::make_unique<int>(7); }), 7);
-  int runs = 0;
-  store.withLock("s", [&] { ++runs; });
-  EXPECT_EQ(runs, 1);
-}
-
-TEST(SessionFileStore, TheLockIsHeldJustWhileTheBodyRuns) {
-  const ScratchDirectory scratch;
-  const SessionFileStore store(scratch / "missing/sessions");
-  const std::string lock = scratch / "missing/sessions/.s.lock";
-  store.withLock("s", [&] { EXPECT_TRUE(isLocked(lock)); });
-  EXPECT_FALSE(isLocked(lock));
-}
-
-TEST(SessionFileStore, TheLockEndsWithABodyThatThrowsAndTheErrorComesOutUnchanged) {
-  const ScratchDirectory directory;
-  const SessionFileStore store(directory.string());
-  const std::string lock = directory / ".s.lock";
-  EXPECT_THAT([&] { store.withLock("s", [] { throw std::out_of_range("of the body"); }); },
-              testing::ThrowsMessage<std::out_of_range>("of the body"));
-  EXPECT_FALSE(isLocked(lock));
-  EXPECT_THROW(store.withLock("s", []() -> int { throw 5; }), int);
-  EXPECT_FALSE(isLocked(lock));
-  EXPECT_EQ(store.withLock("s", [] { return 1; }), 1);
-}
-
-TEST(SessionFileStore, TheLocksOfTwoSessionsAreHeldAtOnce) {
-  const ScratchDirectory directory;
-  const SessionFileStore store(directory.string());
-  store.withLock("a", [&] {
-    store.withLock("b", [&] {
-      EXPECT_TRUE(isLocked(directory / ".a.lock"));
-      EXPECT_TRUE(isLocked(directory / ".b.lock"));
-    });
-    EXPECT_FALSE(isLocked(directory / ".b.lock"));
-  });
-}
-
-TEST(SessionFileStore, TheLockFileStaysAsItIsForGood) {
-  const ScratchDirectory directory;
-  const SessionFileStore store(directory.string());
-  store.withLock("s", [] {});
-  EXPECT_EQ(readFile(directory / ".s.lock"), "");
-  writeFile(directory / ".s.lock", "not ours");
-  struct stat before {};
-  ::stat((directory / ".s.lock").c_str(), &before);
-  store.withLock("s", [&] { store.save(record("s")); });
-  store.withLock("s", [&] { store.deleteSession("s"); });
-  struct stat after {};
-  ::stat((directory / ".s.lock").c_str(), &after);
-  EXPECT_EQ(before.st_ino, after.st_ino);
-  EXPECT_EQ(readFile(directory / ".s.lock"), "not ours");
 }
 
 TEST(SessionFileStore, ALockThatCannotBeOpenedKeepsTheBodyFromRunning) {
