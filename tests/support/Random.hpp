@@ -19,6 +19,16 @@ inline unsigned randomSeed() {
   return seed;
 }
 
+/// How many generated cases a test goes through: a tenth of `count` where it is emulated, which makes it
+/// thirty times as long.
+constexpr int generatedCases(int count) {
+#ifdef TAVRIN_EMULATED
+  return count / 10;
+#else
+  return count;
+#endif
+}
+
 /// Random choices for generated cases.
 class Random {
  public:
