@@ -13,6 +13,9 @@ set(tools ${root}/build/macos-tools)
 string(REPLACE arm64 aarch64 processor "${TAVRIN_MACOS_ARCH}")
 set(CMAKE_C_COMPILER ${tools}/zig cc -target ${processor}-macos.12.0)
 set(CMAKE_CXX_COMPILER ${tools}/zig c++ -target ${processor}-macos.12.0)
+# Not the system's own, which does not know what macOS has in its files; so CMake need not guess.
+find_program(CMAKE_AR llvm-ar REQUIRED)
+find_program(CMAKE_RANLIB llvm-ranlib REQUIRED)
 # Used by nothing here, and missed by CMake.
 set(CMAKE_INSTALL_NAME_TOOL llvm-install-name-tool)
 
