@@ -6,7 +6,9 @@
 #include <array>
 #include <cerrno>
 #include <iostream>
+#include <system_error>
 
+#include "TavrinCore/Sessions/SessionFileStore.hpp"
 #include "TavrinCore/Support/File.hpp"
 #include "TavrinHook/HookCommand.hpp"
 #include "tests/TavrinHook/FakeProcesses.hpp"
@@ -165,6 +167,37 @@ TEST(SeamFaults, TwoCallsThatFailInOneRunLeaveTheOldRecordOrTheNewOne) {
   }
   std::cout << "[   RUNS   ] " << pairs << " in which two calls fail\n";
   EXPECT_GE(pairs, isFullSize() ? 1500U : 300U);
+}
+
+// What a caller of the library catches, whichever library made the call.
+TEST(SeamFaults, ASaveThatFailsThrowsASystemErrorWhateverCallFailed) {
+  const ScratchDirectory directory;
+  const SessionFileStore store(directory.string());
+  Session session;
+  session.sessionId = "s";
+  std::vector<std::string> reported;
+  std::string failed = "none yet";
+  for (std::size_t failing = 0; !failed.empty(); ++failing) {
+    std::size_t made = 0;
+    failed.clear();
+    const auto decide = [&](std::string_view call) {
+      if (made++ != failing) return Answer{};
+      failed = call;
+      return Answer{.error = EIO};
+    };
+    try {
+      const FaultySystem system(decide);
+      store.save(session);
+    } catch (const std::system_error& error) {
+      EXPECT_EQ(error.code(), std::error_code(EIO, std::generic_category())) << failed;
+      reported.push_back(failed);
+    }
+  }
+  EXPECT_THAT(reported, testing::IsSupersetOf({"open", "write", "rename"}));
+#ifdef __linux__
+  // Elsewhere random bytes come from a file.
+  EXPECT_THAT(reported, Contains("getrandom"));
+#endif
 }
 
 TEST(SeamFaults, OneByteAtATimeIsReadAndWrittenToTheEnd) {
