@@ -7,11 +7,11 @@
 #include <string_view>
 
 #include "TavrinCore/Agents/Agent.hpp"
+#include "TavrinCore/Context/ProcessTree.hpp"
 #include "TavrinCore/Context/RepoLabel.hpp"
 #include "TavrinCore/Hook/HookEvent.hpp"
 #include "TavrinCore/Support/Date.hpp"
 #include "TavrinCore/Support/Uuid.hpp"
-#include "TavrinHook/ProcessTree.hpp"
 
 /// One run of tavrin-hook, from the bytes of one event to one session file and one log line.
 namespace tavrin::HookCommand {

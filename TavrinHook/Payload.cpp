@@ -7,7 +7,7 @@
 #include <memory>
 
 #include "TavrinCore/Support/File.hpp"
-#include "TavrinCore/Support/JsonSkimmer.hpp"
+#include "TavrinHook/JsonSkimmer.hpp"
 
 namespace tavrin {
 

@@ -9,14 +9,14 @@
 #include <string>
 #include <vector>
 
+#include "TavrinCore/Panel/Collation.hpp"
 #include "TavrinCore/Panel/PanelNavigation.hpp"
+#include "TavrinCore/Panel/ServerPlacement.hpp"
 #include "TavrinCore/Panel/SessionAggregator.hpp"
-#include "TavrinCore/Panel/SessionLabels.hpp"
-#include "TavrinCore/Panel/SessionRowText.hpp"
 #include "TavrinCore/Servers/PortScan.hpp"
 #include "TavrinCore/Servers/ServerIdentity.hpp"
-#include "TavrinCore/Servers/ServerPlacement.hpp"
-#include "TavrinCore/Support/Collation.hpp"
+#include "TavrinCore/Sessions/SessionLabels.hpp"
+#include "TavrinCore/Sessions/SessionRowText.hpp"
 
 namespace {
 

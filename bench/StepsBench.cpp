@@ -14,7 +14,7 @@
 #include "TavrinCore/Context/RepoLabel.hpp"
 #include "TavrinCore/Hook/HookTransitions.hpp"
 #include "TavrinCore/Sessions/SessionFileStore.hpp"
-#include "TavrinCore/Support/Json.hpp"
+#include "TavrinCore/Support/Json/Json.hpp"
 #include "TavrinCore/Transcripts/ClaudeSessionTitles.hpp"
 #include "TavrinHook/HookCommand.hpp"
 #include "bench/BenchHome.hpp"

@@ -28,7 +28,7 @@
 #include "TavrinCore/Agents/CodexActivation.hpp"
 #include "TavrinCore/Agents/HookSettings.hpp"
 #include "TavrinCore/Support/File.hpp"
-#include "TavrinCore/Support/Json.hpp"
+#include "TavrinCore/Support/Json/Json.hpp"
 #include "TavrinCore/Support/Path.hpp"
 #include "TavrinCore/Support/PosixError.hpp"
 #include "TavrinCore/Support/Uuid.hpp"

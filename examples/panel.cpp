@@ -17,15 +17,15 @@
 
 #include "TavrinCore/Panel/ActivityEmptyContent.hpp"
 #include "TavrinCore/Panel/PanelNavigation.hpp"
+#include "TavrinCore/Panel/ServerPlacement.hpp"
 #include "TavrinCore/Panel/SessionAggregator.hpp"
-#include "TavrinCore/Panel/SessionLabels.hpp"
-#include "TavrinCore/Panel/SessionRowText.hpp"
 #include "TavrinCore/Servers/PortScan.hpp"
 #include "TavrinCore/Servers/ServerFilter.hpp"
 #include "TavrinCore/Servers/ServerIdentity.hpp"
-#include "TavrinCore/Servers/ServerPlacement.hpp"
 #include "TavrinCore/Servers/ServerPortRoles.hpp"
 #include "TavrinCore/Sessions/SessionFileStore.hpp"
+#include "TavrinCore/Sessions/SessionLabels.hpp"
+#include "TavrinCore/Sessions/SessionRowText.hpp"
 #include "TavrinCore/Support/File.hpp"
 
 namespace {

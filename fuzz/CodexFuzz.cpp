@@ -5,7 +5,7 @@
 #include <string>
 
 #include "TavrinCore/Agents/CodexActivation.hpp"
-#include "TavrinCore/Support/Json.hpp"
+#include "TavrinCore/Support/Json/Json.hpp"
 #include "fuzz/Laws.hpp"
 #include "fuzz/PlainJson.hpp"
 

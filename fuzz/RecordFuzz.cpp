@@ -4,7 +4,7 @@
 #include <string>
 
 #include "TavrinCore/Sessions/Session.hpp"
-#include "TavrinCore/Support/JsonFields.hpp"
+#include "TavrinCore/Support/Json/JsonFields.hpp"
 #include "TavrinCore/Support/Text.hpp"
 #include "fuzz/Laws.hpp"
 #include "fuzz/PlainJson.hpp"

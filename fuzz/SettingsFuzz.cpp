@@ -6,7 +6,7 @@
 
 #include "TavrinCore/Agents/AgentDefinition.hpp"
 #include "TavrinCore/Agents/HookSettings.hpp"
-#include "TavrinCore/Support/Json.hpp"
+#include "TavrinCore/Support/Json/Json.hpp"
 #include "fuzz/Laws.hpp"
 #include "fuzz/PlainJson.hpp"
 

@@ -5,7 +5,7 @@
 #include <iterator>
 #include <utility>
 
-#include "TavrinCore/Support/Json.hpp"
+#include "TavrinCore/Support/Json/Json.hpp"
 
 namespace tavrin::CodexActivation {
 

@@ -4,7 +4,7 @@
 #include <boost/json/value.hpp>
 #include <utility>
 
-#include "TavrinCore/Support/Json.hpp"
+#include "TavrinCore/Support/Json/Json.hpp"
 
 namespace tavrin::HookSettings {
 

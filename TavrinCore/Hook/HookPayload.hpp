@@ -5,7 +5,7 @@
 #include <string>
 #include <string_view>
 
-#include "TavrinCore/Support/JsonFields.hpp"
+#include "TavrinCore/Support/Json/JsonFields.hpp"
 
 namespace tavrin {
 

@@ -3,7 +3,7 @@
 #include <unordered_map>
 #include <unordered_set>
 
-#include "TavrinCore/Support/NameOrder.hpp"
+#include "TavrinCore/Panel/NameOrder.hpp"
 
 namespace tavrin::PanelNavigation {
 

@@ -3,8 +3,8 @@
 #include <array>
 #include <utility>
 
+#include "TavrinCore/Panel/NameOrder.hpp"
 #include "TavrinCore/Support/FatalError.hpp"
-#include "TavrinCore/Support/NameOrder.hpp"
 #include "TavrinCore/Support/Typography.hpp"
 
 namespace tavrin {

@@ -4,7 +4,7 @@
 #include <cstddef>
 
 #include "TavrinCore/Sessions/Session.hpp"
-#include "TavrinCore/Support/JsonFields.hpp"
+#include "TavrinCore/Support/Json/JsonFields.hpp"
 
 namespace tavrin {
 

@@ -10,7 +10,7 @@
 #include <vector>
 
 #include "TavrinCore/Support/File.hpp"
-#include "TavrinCore/Support/JsonFields.hpp"
+#include "TavrinCore/Support/Json/JsonFields.hpp"
 #include "TavrinCore/Support/Path.hpp"
 #include "TavrinCore/Support/Uninterrupted.hpp"
 

@@ -7,7 +7,7 @@
 #include <optional>
 #include <span>
 
-#include "TavrinCore/Support/Json.hpp"
+#include "TavrinCore/Support/Json/Json.hpp"
 
 namespace tavrin::TranscriptParser {
 

@@ -16,7 +16,7 @@
 #include "TavrinCore/Sessions/SessionFileStore.hpp"
 #include "TavrinCore/Support/File.hpp"
 #include "TavrinHook/HookCommand.hpp"
-#include "tests/TavrinHook/FakeProcesses.hpp"
+#include "tests/TavrinCore/Context/FakeProcesses.hpp"
 #include "tests/support/FakeFiles.hpp"
 #include "tests/support/Scratch.hpp"
 

@@ -4,7 +4,7 @@
 
 #include "TavrinCore/Agents/AgentDefinition.hpp"
 #include "TavrinCore/Agents/HookSettings.hpp"
-#include "TavrinCore/Support/Json.hpp"
+#include "TavrinCore/Support/Json/Json.hpp"
 
 int main() {
   using namespace tavrin;

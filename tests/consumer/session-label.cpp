@@ -4,9 +4,9 @@
 #include <optional>
 #include <string>
 
-#include "TavrinCore/Panel/SessionLabels.hpp"
-#include "TavrinCore/Panel/SessionRowText.hpp"
 #include "TavrinCore/Sessions/Session.hpp"
+#include "TavrinCore/Sessions/SessionLabels.hpp"
+#include "TavrinCore/Sessions/SessionRowText.hpp"
 #include "TavrinCore/Support/File.hpp"
 
 int main(int argc, char** argv) {

@@ -13,7 +13,7 @@
 #include "TavrinCore/Hook/HookPayload.hpp"
 #include "TavrinCore/Hook/HookTransitions.hpp"
 #include "TavrinCore/Sessions/Session.hpp"
-#include "TavrinCore/Support/Json.hpp"
+#include "TavrinCore/Support/Json/Json.hpp"
 #include "tests/support/Scratch.hpp"
 #include "tests/support/Subprocess.hpp"
 #include "tests/support/TestData.hpp"

@@ -11,7 +11,7 @@
 #include "TavrinCore/Sessions/SessionFileStore.hpp"
 #include "TavrinCore/Support/File.hpp"
 #include "TavrinHook/HookCommand.hpp"
-#include "tests/TavrinHook/FakeProcesses.hpp"
+#include "tests/TavrinCore/Context/FakeProcesses.hpp"
 #include "tests/faults/FaultySystem.hpp"
 #include "tests/faults/Size.hpp"
 #include "tests/faults/Stage.hpp"

@@ -1,5 +1,5 @@
 // The order of names on macOS, over a CoreFoundation that the test makes up.
-#include "TavrinCore/Support/Collation_corefoundation.hpp"
+#include "TavrinCore/Panel/Collation_corefoundation.hpp"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -10,8 +10,8 @@
 #include <string_view>
 #include <vector>
 
-#include "TavrinCore/Support/Collation.hpp"
-#include "TavrinCore/Support/CollationPlatform.hpp"
+#include "TavrinCore/Panel/Collation.hpp"
+#include "TavrinCore/Panel/CollationPlatform.hpp"
 #include "tests/macos/FakeCoreFoundation.hpp"
 
 namespace tavrin {

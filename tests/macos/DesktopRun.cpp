@@ -8,7 +8,7 @@
 
 #include "TavrinCore/Transcripts/ClaudeSessionTitles.hpp"
 #include "TavrinHook/HookCommand.hpp"
-#include "tests/TavrinHook/FakeProcesses.hpp"
+#include "tests/TavrinCore/Context/FakeProcesses.hpp"
 
 int main(int argc, char** argv) {
   using namespace tavrin;

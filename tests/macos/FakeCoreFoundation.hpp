@@ -6,7 +6,7 @@
 #include <string_view>
 #include <vector>
 
-#include "TavrinCore/Support/Collation_corefoundation.hpp"
+#include "TavrinCore/Panel/Collation_corefoundation.hpp"
 
 namespace tavrin::test {
 

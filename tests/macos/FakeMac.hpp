@@ -11,7 +11,7 @@
 #include <string_view>
 #include <vector>
 
-#include "TavrinHook/ProcessTree_macos.hpp"
+#include "TavrinCore/Context/ProcessTree_macos.hpp"
 
 namespace tavrin::test {
 

@@ -1,5 +1,5 @@
 // The process table of macOS over a kernel and a runtime that the test makes up.
-#include "TavrinHook/ProcessTree_macos.hpp"
+#include "TavrinCore/Context/ProcessTree_macos.hpp"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

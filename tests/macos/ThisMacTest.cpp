@@ -9,8 +9,8 @@
 #include <optional>
 #include <string>
 
+#include "TavrinCore/Context/ProcessTree.hpp"
 #include "TavrinCore/Support/File.hpp"
-#include "TavrinHook/ProcessTree.hpp"
 
 namespace tavrin {
 namespace {

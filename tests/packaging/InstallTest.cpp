@@ -11,7 +11,7 @@
 
 #include "TavrinCore/Agents/AgentDefinition.hpp"
 #include "TavrinCore/Agents/HookSettings.hpp"
-#include "TavrinCore/Support/Json.hpp"
+#include "TavrinCore/Support/Json/Json.hpp"
 #include "tests/support/Restrictions.hpp"
 #include "tests/support/Scratch.hpp"
 #include "tests/support/Subprocess.hpp"

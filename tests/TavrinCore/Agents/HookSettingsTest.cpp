@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-#include "TavrinCore/Support/Json.hpp"
+#include "TavrinCore/Support/Json/Json.hpp"
 
 namespace tavrin {
 namespace {

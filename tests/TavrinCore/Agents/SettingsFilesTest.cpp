@@ -8,7 +8,7 @@
 #include <vector>
 
 #include "TavrinCore/Agents/HookSettings.hpp"
-#include "TavrinCore/Support/Json.hpp"
+#include "TavrinCore/Support/Json/Json.hpp"
 #include "tests/support/Scratch.hpp"
 #include "tests/support/TestData.hpp"
 

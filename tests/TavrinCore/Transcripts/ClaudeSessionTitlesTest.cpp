@@ -13,7 +13,7 @@
 #include <string_view>
 #include <vector>
 
-#include "TavrinCore/Support/JsonFields.hpp"
+#include "TavrinCore/Support/Json/JsonFields.hpp"
 #include "tests/support/HomeVariable.hpp"
 #include "tests/support/Scratch.hpp"
 

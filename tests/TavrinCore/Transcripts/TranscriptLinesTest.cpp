@@ -10,7 +10,7 @@
 #include <string_view>
 #include <vector>
 
-#include "TavrinCore/Support/Json.hpp"
+#include "TavrinCore/Support/Json/Json.hpp"
 #include "TavrinCore/Transcripts/TranscriptSignal.hpp"
 #include "tests/support/Random.hpp"
 

@@ -1,0 +1,134 @@
+#include "TavrinCore/Context/ProcFormats.hpp"
+
+#include <sys/sysmacros.h>
+
+#include <charconv>
+#include <vector>
+
+#include "TavrinCore/Support/Text.hpp"
+
+namespace tavrin::ProcFormats {
+
+namespace {
+
+template <class Integer>
+std::optional<Integer> number(std::string_view text, int base = 10) {
+  Integer value{};
+  const auto [stop, error] = std::from_chars(text.data(), text.data() + text.size(), value, base);
+  return error == std::errc() && stop == text.data() + text.size() ? std::optional(value) : std::nullopt;
+}
+
+std::vector<std::string_view> split(std::string_view text, char separator) {
+  std::vector<std::string_view> parts;
+  for (;;) {
+    const std::size_t end = text.find(separator);
+    parts.push_back(text.substr(0, end));
+    if (end == std::string_view::npos) return parts;
+    text.remove_prefix(end + 1);
+  }
+}
+
+// The text between the blank number `index`, counted from 1, and the next one; "" when there are not as many.
+std::string_view fieldAt(std::string_view text, std::size_t index) {
+  for (; index > 0; --index) {
+    const std::size_t blank = text.find(' ');
+    if (blank == std::string_view::npos) return {};
+    text.remove_prefix(blank + 1);
+  }
+  return text.substr(0, text.find(' '));
+}
+
+bool removeSuffix(std::string_view& text, std::string_view suffix) {
+  if (!text.ends_with(suffix)) return false;
+  text.remove_suffix(suffix.size());
+  return true;
+}
+
+// A unit name with its \xXX escapes undone (systemd.unit(5)); nothing when what comes out is no text.
+std::optional<std::string> unescaped(std::string_view name) {
+  constexpr std::size_t escapeLength = 4;
+  std::string out;
+  while (!name.empty()) {
+    const bool mayBeEscape = name.size() >= escapeLength && name.starts_with("\\x");
+    const std::optional<std::uint8_t> byte =
+        mayBeEscape ? number<std::uint8_t>(name.substr(2, 2), 16) : std::nullopt;
+    out += byte ? static_cast<char>(*byte) : name.front();
+    name.remove_prefix(byte ? escapeLength : 1);
+  }
+  return out.empty() || !Text::isValidUtf8(out) ? std::nullopt : std::optional(std::move(out));
+}
+
+bool isRandom(std::string_view text) {
+  return !text.empty() && text.find_first_not_of("0123456789") == std::string_view::npos;
+}
+
+// The application ID that a unit's name holds.
+std::optional<std::string> idInUnit(std::string_view unit) {
+  constexpr std::string_view prefix = "app-";
+  if (!unit.starts_with(prefix)) return std::nullopt;
+  unit.remove_prefix(prefix.size());
+
+  std::size_t afterId = 0;
+  std::vector<std::string_view> parts;  // LAUNCHER, ID, RANDOM, of which the ends may be missing
+  if (removeSuffix(unit, ".scope")) {
+    parts = split(unit, '-');
+    afterId = 1;
+  } else if (removeSuffix(unit, ".service")) {
+    parts = split(unit.substr(0, unit.find('@')), '-');
+  } else if (removeSuffix(unit, ".slice")) {
+    parts = split(unit, '-');
+    // With two parts either may be the ID, which as a rule has dots; a random text has digits alone.
+    const bool endsRandomly = isRandom(parts.back());
+    if (parts.size() == 3 || (parts.size() == 2 && endsRandomly)) afterId = 1;
+  }
+  if (parts.size() <= afterId || parts.size() > afterId + 2) return std::nullopt;
+  return unescaped(parts[parts.size() - 1 - afterId]);
+}
+
+}  // namespace
+
+std::optional<Stat> parseStat(std::string_view text) {
+  // PID (NAME) STATE PPID PGRP SESSION TTY_NR …, where NAME may hold blanks and parentheses of its own.
+  const std::size_t open = text.find('(');
+  const std::size_t close = text.rfind(')');
+  if (open == std::string_view::npos || close == std::string_view::npos || close < open) return std::nullopt;
+  const std::string_view fields = text.substr(close + 1);
+  constexpr std::size_t parentField = 2;
+  constexpr std::size_t terminalField = 5;
+  const auto parent = number<std::int32_t>(fieldAt(fields, parentField));
+  const auto terminal = number<std::int32_t>(fieldAt(fields, terminalField));
+  if (!parent || !terminal) return std::nullopt;
+  return Stat{.name = std::string(text.substr(open + 1, close - open - 1)),
+              .parent = *parent,
+              .terminal = static_cast<std::uint32_t>(*terminal)};
+}
+
+std::optional<std::string> applicationId(std::string_view cgroup) {
+  std::optional<std::string> id;
+  for (const std::string_view line : split(cgroup, '\n')) {
+    // HIERARCHY:CONTROLLERS:PATH
+    const std::size_t path = line.find(':', line.find(':') + 1);
+    if (path == std::string_view::npos) continue;
+    for (const std::string_view unit : split(line.substr(path + 1), '/')) {
+      if (std::optional<std::string> inner = idInUnit(unit)) id = std::move(inner);
+    }
+  }
+  return id;
+}
+
+std::optional<std::string> terminalPath(std::uint32_t device) {
+  // Major numbers are those of Linux's list of devices (devices.txt).
+  const std::uint32_t majorNumber = major(device);
+  const std::uint32_t minorNumber = minor(device);
+  constexpr std::uint32_t consoles = 4;
+  constexpr std::uint32_t firstSerial = 64;
+  constexpr std::uint32_t firstPty = 136;
+  constexpr std::uint32_t lastPty = 143;
+  if (majorNumber == consoles && minorNumber < firstSerial) return "/dev/tty" + std::to_string(minorNumber);
+  if (majorNumber == consoles) return "/dev/ttyS" + std::to_string(minorNumber - firstSerial);
+  if (majorNumber >= firstPty && majorNumber <= lastPty)
+    return "/dev/pts/" + std::to_string(minorNumber + ((majorNumber - firstPty) << 8U));
+  return std::nullopt;
+}
+
+}  // namespace tavrin::ProcFormats

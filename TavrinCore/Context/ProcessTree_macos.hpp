@@ -1,0 +1,46 @@
+#pragma once
+
+#include <objc/runtime.h>
+#include <sys/types.h>
+
+#include <cstddef>
+#include <cstdint>
+#include <functional>
+
+#include "TavrinCore/Context/ProcessTree.hpp"
+
+namespace tavrin {
+
+/// The calls to macOS that its process table is made of, each as the system declares it.
+struct MacCalls {
+  // The kernel: sysctl(3), <libproc.h>, devname(3).
+  std::function<int(int* name, unsigned nameLength, void* value, std::size_t* size, void* newValue,
+                    std::size_t newSize)>
+      sysctl;
+  std::function<int(int pid, void* buffer, std::uint32_t size)> procName;
+  std::function<int(int pid, int flavor, std::uint64_t argument, void* buffer, int size)> procPidinfo;
+  std::function<char*(dev_t device, mode_t type)> devname;
+
+  // dlopen(3), and the Objective-C runtime.
+  std::function<void*(const char* path, int mode)> dlopen;
+  std::function<id(const char* name)> classNamed;
+  std::function<SEL(const char* name)> selectorNamed;
+  std::function<bool(id receiver, SEL selector)> respondsTo;  ///< a class is a receiver like any other
+  std::function<void*()> pushAutoreleasePool;
+  std::function<void(void* pool)> popAutoreleasePool;
+
+  // The sending of a message, for each type of the methods that are called.
+  std::function<id(id receiver, SEL selector, pid_t argument)> objectByPid;
+  std::function<id(id receiver, SEL selector)> object;
+  std::function<long(id receiver, SEL selector)> integer;
+  std::function<const char*(id receiver, SEL selector)> text;
+
+  /// The system's own.
+  static MacCalls ofThisSystem();
+};
+
+/// The process table that these calls make. AppKit is opened by the first look-up of an application: a run
+/// that looks up no host does without the time that loading it takes.
+ProcessTable processTableOf(const MacCalls& calls);
+
+}  // namespace tavrin

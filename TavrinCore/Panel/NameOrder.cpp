@@ -1,0 +1,81 @@
+#include "TavrinCore/Panel/NameOrder.hpp"
+
+#include <algorithm>
+#include <numeric>
+#include <unordered_map>
+#include <utility>
+
+namespace tavrin::NameOrder {
+
+namespace {
+
+// The different names among `keys`, and which of them each key has.
+struct Spellings {
+  std::vector<std::string_view> names;
+  std::vector<std::size_t> ofKey;
+
+  explicit Spellings(std::span<const Key> keys) {
+    std::unordered_map<std::string_view, std::size_t> known;
+    ofKey.reserve(keys.size());
+    for (const Key& key : keys) {
+      const auto [entry, isNew] = known.try_emplace(key.name, names.size());
+      if (isNew) names.emplace_back(key.name);
+      ofKey.push_back(entry->second);
+    }
+  }
+};
+
+// One of the things to sort. What is compared lies side by side in memory.
+struct Item {
+  std::size_t group;
+  std::size_t rank;
+  std::size_t index;
+  std::size_t spelling;
+
+  bool sharesPlaceWith(const Item& other) const { return group == other.group && rank == other.rank; }
+};
+
+// Sorts things of one group and one rank: those of each spelling by `before`, within the places it holds.
+void sortSpellings(std::span<Item> items, const Before& before) {
+  std::vector<std::size_t> places(items.size());
+  std::iota(places.begin(), places.end(), std::size_t{0});
+  std::ranges::stable_sort(places, {}, [&](std::size_t place) { return items[place].spelling; });
+
+  std::vector<Item> sorted(items.begin(), items.end());
+  std::ranges::stable_sort(sorted, [&](const Item& a, const Item& b) {
+    return a.spelling != b.spelling ? a.spelling < b.spelling : before(a.index, b.index);
+  });
+  for (std::size_t i = 0; i < places.size(); ++i) items[places[i]] = sorted[i];
+}
+
+}  // namespace
+
+std::vector<std::size_t> userRanks(std::span<const std::string_view> names) {
+  return Collation::ranks(names);
+}
+
+std::vector<std::size_t> order(std::span<const Key> keys, const Before& before, const Ranks& ranks) {
+  const Spellings spellings(keys);
+  const std::vector<std::size_t> rankOf = ranks(spellings.names);
+  std::vector<Item> items;
+  items.reserve(keys.size());
+  for (std::size_t i = 0; i < keys.size(); ++i) {
+    const std::size_t spelling = spellings.ofKey[i];
+    items.push_back({.group = keys[i].group, .rank = rankOf[spelling], .index = i, .spelling = spelling});
+  }
+
+  std::ranges::stable_sort(items, {}, [](const Item& item) { return std::pair(item.group, item.rank); });
+  for (auto first = items.begin(); before && first != items.end();) {
+    const auto last =
+        std::find_if(first, items.end(), [&](const Item& item) { return !item.sharesPlaceWith(*first); });
+    if (last - first > 1) sortSpellings({first, last}, before);
+    first = last;
+  }
+
+  std::vector<std::size_t> indices;
+  indices.reserve(items.size());
+  for (const Item& item : items) indices.push_back(item.index);
+  return indices;
+}
+
+}  // namespace tavrin::NameOrder

@@ -1,0 +1,48 @@
+#pragma once
+
+#include <cstddef>
+#include <functional>
+#include <span>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "TavrinCore/Panel/Collation.hpp"
+
+/// Sorts what is shown in a list by its name.
+namespace tavrin::NameOrder {
+
+/// Gives a rank to each of some different names; Collation::ranks, but for tests.
+using Ranks = std::function<std::vector<std::size_t>(std::span<const std::string_view> names)>;
+
+/// The ranks of the user's language.
+std::vector<std::size_t> userRanks(std::span<const std::string_view> names);
+
+/// What one thing is sorted by.
+struct Key {
+  std::size_t group = 0;  ///< the lower group comes first, whatever the names
+  std::string name;
+};
+
+/// Whether the thing at index `a` comes before the one at `b`, for things of one group and the very same
+/// name.
+using Before = std::function<bool(std::size_t a, std::size_t b)>;
+
+/// The indices of `keys` in their order: by group; within a group by name, in the order of the user's
+/// language; those of the very same name by `before` (in input order without one). Names that are spelled
+/// differently and yet not told apart by the language, as when only case differs, keep their places in the
+/// input order, and things of one spelling are sorted within the places that it holds. Each spelling is
+/// ranked once.
+std::vector<std::size_t> order(std::span<const Key> keys, const Before& before = nullptr,
+                               const Ranks& ranks = userRanks);
+
+/// `items` in the order of `indices`, each of which counts from 0 and occurs once.
+template <class Item>
+std::vector<Item> arranged(std::vector<Item> items, std::span<const std::size_t> indices) {
+  std::vector<Item> arranged;
+  arranged.reserve(indices.size());
+  for (const std::size_t index : indices) arranged.push_back(std::move(items[index]));
+  return arranged;
+}
+
+}  // namespace tavrin::NameOrder

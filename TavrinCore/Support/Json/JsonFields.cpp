@@ -1,0 +1,265 @@
+#include "TavrinCore/Support/Json/JsonFields.hpp"
+
+#include <algorithm>
+#include <charconv>
+#include <cmath>
+#include <limits>
+
+#include "TavrinCore/Support/Json/JsonGrammar.hpp"
+
+namespace tavrin {
+
+// Follows the parser through a document, and keeps the fields asked for.
+class JsonFieldsHandler : public JsonGrammar::Handler {
+ public:
+  enum class Rules : std::uint8_t { message, record };
+
+  JsonFieldsHandler(std::span<const std::string_view> keys, Rules rules) : keys_(keys), rules_(rules) {
+    result_.fields_.resize(keys.size());
+  }
+
+  JsonFields take() { return std::move(result_); }
+
+  bool on_object_begin(error_code& /*error*/) {
+    if (depth_ == 0) result_.isObject_ = true;
+    begin(JsonField::Kind::another);
+    return true;
+  }
+  bool on_object_end(std::size_t /*count*/, error_code& /*error*/) { return end(); }
+
+  bool on_array_begin(error_code& /*error*/) {
+    begin(depth_ == 1 ? JsonField::Kind::texts : JsonField::Kind::another);
+    return true;
+  }
+  bool on_array_end(std::size_t /*count*/, error_code& /*error*/) { return end(); }
+
+  bool on_key_part(string_view part, std::size_t /*size*/, error_code& /*error*/) {
+    if (isMember()) key_.append(part.data(), part.size());
+    return true;
+  }
+  bool on_key(string_view part, std::size_t /*size*/, error_code& /*error*/) {
+    if (isMember()) selectField(part);
+    return true;
+  }
+
+  bool on_string_part(string_view part, std::size_t /*size*/, error_code& /*error*/) {
+    if (isKept()) text_.append(part.data(), part.size());
+    return true;
+  }
+  bool on_string(string_view part, std::size_t /*size*/, error_code& /*error*/) {
+    if (!isKept()) return true;
+    text_.append(part.data(), part.size());
+    if (depth_ == 2) {
+      if (field_->kind == JsonField::Kind::texts) field_->texts.push_back(std::move(text_));
+    } else {
+      field_->kind = JsonField::Kind::text;
+      field_->text = std::move(text_);
+    }
+    text_.clear();
+    return true;
+  }
+
+  bool on_int64(std::int64_t /*value*/, string_view digits, error_code& /*error*/) { return number(digits); }
+  bool on_uint64(std::uint64_t /*value*/, string_view digits, error_code& /*error*/) {
+    return number(digits);
+  }
+  bool on_double(double value, string_view digits, error_code& error) {
+    if (rules_ == Rules::message && std::isinf(value) &&
+        std::isinf(JsonGrammar::nearestDouble(value, digits))) {
+      error = boost::json::error::exponent_overflow;
+      return false;
+    }
+    return number(digits);
+  }
+  bool on_bool(bool /*value*/, error_code& /*error*/) { return scalar(JsonField::Kind::another); }
+  bool on_null(error_code& /*error*/) { return scalar(JsonField::Kind::null); }
+
+ private:
+  // Whether a key at this depth is one of the top-level object: an array there has none.
+  bool isMember() const { return depth_ == 1; }
+  // Values count in the top-level object, and one level down in an array that is a field.
+  bool isKept() const { return field_ != nullptr && depth_ <= 2; }
+
+  void selectField(string_view lastPart) {
+    // A key without escapes arrives in one part, and is not copied.
+    const std::string_view whole = key_.empty()
+                                       ? std::string_view(lastPart.data(), lastPart.size())
+                                       : std::string_view(key_.append(lastPart.data(), lastPart.size()));
+    const auto found = std::ranges::find(keys_, whole);
+    key_.clear();
+    field_ = nullptr;
+    if (found == keys_.end()) return;
+    JsonField& field = result_.fields_[static_cast<std::size_t>(found - keys_.begin())];
+    if (field.kind != JsonField::Kind::absent) {
+      if (rules_ == Rules::record) return;
+      field = {};
+    }
+    field_ = &field;
+  }
+
+  bool scalar(JsonField::Kind kind) {
+    if (!isKept()) return true;
+    field_->kind = depth_ == 2 ? JsonField::Kind::another : kind;
+    return true;
+  }
+  bool number(string_view digits) {
+    if (isKept() && depth_ == 1) field_->text.assign(digits.data(), digits.size());
+    return scalar(JsonField::Kind::number);
+  }
+  void begin(JsonField::Kind kind) {
+    if (isKept() && depth_ > 0) field_->kind = depth_ == 1 ? kind : JsonField::Kind::another;
+    ++depth_;
+  }
+  bool end() {
+    --depth_;
+    return true;
+  }
+
+  std::span<const std::string_view> keys_;
+  Rules rules_;
+  JsonFields result_;
+  std::size_t depth_ = 0;
+  JsonField* field_ = nullptr;  // the one whose value is being read
+  std::string key_;
+  std::string text_;
+};
+
+namespace {
+
+using Parser = boost::json::basic_parser<JsonFieldsHandler>;
+using Rules = JsonFieldsHandler::Rules;
+
+[[noreturn]] void fail(const boost::system::error_code& error) {
+  throw JsonError("not a JSON document: " + error.message());
+}
+
+JsonFields parse(std::string_view document, std::span<const std::string_view> keys, Rules rules,
+                 boost::system::error_code& error) {
+  Parser parser(JsonGrammar::options(), keys, rules);
+  error = JsonGrammar::parse(parser, document);
+  return parser.handler().take();
+}
+
+// A document that was refused with `refusal`, read once more after mending. Refused again when there was
+// nothing to mend, or when that was not all that was wrong.
+JsonFields parseMended(std::string_view document, std::span<const std::string_view> keys, Rules rules,
+                       std::string_view standIn, const boost::system::error_code& refusal) {
+  const std::string mended = JsonGrammar::mended(document, standIn);
+  if (mended == document) fail(refusal);
+  boost::system::error_code error;
+  JsonFields fields = parse(mended, keys, rules, error);
+  if (error) fail(error);
+  return fields;
+}
+
+// The integer that the digits of a JSON number spell, when it is one and fits; digits.size() bounds the work.
+template <class Integer>
+std::optional<Integer> exactInteger(std::string_view digits) {
+  const bool negative = digits.starts_with('-');
+  if (negative) digits.remove_prefix(1);
+  std::int64_t exponent = 0;
+  if (const std::size_t e = digits.find_first_of("eE"); e != std::string_view::npos) {
+    std::string_view power = digits.substr(e + 1);
+    if (power.starts_with('+')) power.remove_prefix(1);
+    if (std::from_chars(power.data(), power.data() + power.size(), exponent).ec != std::errc()) return {};
+    // Beyond that no digits make up for it; no text is so long.
+    constexpr std::int64_t farthest = 1'000'000'000;
+    exponent = std::clamp(exponent, -farthest, farthest);
+    digits = digits.substr(0, e);
+  }
+  std::string significant(digits);
+  if (const std::size_t point = significant.find('.'); point != std::string::npos) {
+    exponent -= static_cast<std::int64_t>(significant.size() - point - 1);
+    significant.erase(point, 1);
+  }
+  for (; exponent < 0 && significant.size() > 1 && significant.back() == '0'; ++exponent)
+    significant.pop_back();
+  if (significant.find_first_not_of('0') == std::string::npos) return Integer{0};
+  constexpr std::int64_t mostDigits = std::numeric_limits<Integer>::digits10 + 1;
+  if (exponent < 0 || exponent > mostDigits) return {};
+  significant.append(static_cast<std::size_t>(exponent), '0');
+  if (negative) significant.insert(0, 1, '-');
+  Integer value{};
+  const char* const end = significant.data() + significant.size();
+  const auto [stop, error] = std::from_chars(significant.data(), end, value);
+  if (error != std::errc() || stop != end) return {};
+  return value;
+}
+
+}  // namespace
+
+JsonFields JsonFields::ofMessage(std::string_view document, std::span<const std::string_view> keys) {
+  boost::system::error_code error;
+  JsonFields fields = parse(document, keys, Rules::message, error);
+  return error ? parseMended(document, keys, Rules::message, "\\ufffd", error) : fields;
+}
+
+JsonFields JsonFields::ofRecord(std::string_view document, std::span<const std::string_view> keys) {
+  boost::system::error_code error;
+  JsonFields fields = parse(document, keys, Rules::record, error);
+  if (!error) return fields;
+  // What reads differently with another stand-in stood in a field that was asked for.
+  fields = parseMended(document, keys, Rules::record, "\\ufffd", error);
+  if (fields.fields_ != parseMended(document, keys, Rules::record, "\\ufffe", error).fields_) fail(error);
+  return fields;
+}
+
+std::optional<std::int32_t> JsonField::asInt32() const {
+  return kind == Kind::number ? exactInteger<std::int32_t>(text) : std::nullopt;
+}
+
+std::optional<std::uint64_t> JsonField::asUInt64() const {
+  if (kind != Kind::number) return std::nullopt;
+  const auto value = exactInteger<std::uint64_t>(text);
+  // With a point or an exponent it is first a double, as for the platform's decoder, and these round up to
+  // 2^64.
+  constexpr std::uint64_t roundingOver = 18'446'744'073'709'550'592U;
+  const bool isPlain = text.find_first_of(".eE") == std::string::npos;
+  return value && !isPlain && *value >= roundingOver ? std::nullopt : value;
+}
+
+void appendJsonText(std::string& out, std::string_view text) {
+  constexpr std::string_view hexDigits = "0123456789abcdef";
+  const auto isRaw = [](char c) {
+    return static_cast<unsigned char>(c) >= 0x20 && c != '"' && c != '\\' && c != '/';
+  };
+  out += '"';
+  while (!text.empty()) {
+    const auto end = std::ranges::find_if_not(text, isRaw);
+    out.append(text.begin(), end);
+    text.remove_prefix(static_cast<std::size_t>(end - text.begin()));
+    if (text.empty()) break;
+    const char c = text.front();
+    text.remove_prefix(1);
+    out += '\\';
+    switch (c) {
+      case '\b':
+        out += 'b';
+        break;
+      case '\f':
+        out += 'f';
+        break;
+      case '\n':
+        out += 'n';
+        break;
+      case '\r':
+        out += 'r';
+        break;
+      case '\t':
+        out += 't';
+        break;
+      case '"':
+      case '\\':
+      case '/':
+        out += c;
+        break;
+      default:
+        out += "u00";
+        out += hexDigits[static_cast<unsigned char>(c) >> 4U];
+        out += hexDigits[static_cast<unsigned char>(c) & 0xFU];
+    }
+  }
+  out += '"';
+}
+
+}  // namespace tavrin

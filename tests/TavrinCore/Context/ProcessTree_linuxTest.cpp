@@ -1,0 +1,149 @@
+// The table of the running system, asked about processes that the test knows.
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <pty.h>
+#include <sys/prctl.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <array>
+#include <csignal>
+#include <filesystem>
+#include <functional>
+#include <optional>
+#include <string>
+
+#include "TavrinCore/Context/ProcFormats.hpp"
+#include "TavrinCore/Context/ProcessTree.hpp"
+#include "TavrinCore/Support/File.hpp"
+#include "tests/support/Scratch.hpp"
+
+namespace tavrin {
+namespace {
+
+using ::testing::IsEmpty;
+
+// What `body` gives, run in a process of its own that `start` makes as fork(2) does.
+std::string inChild(const std::function<std::string()>& body, const std::function<pid_t()>& start = ::fork) {
+  std::array<int, 2> ends{};
+  EXPECT_EQ(::pipe(ends.data()), 0);
+  const FileDescriptor reading(ends[0]);
+  FileDescriptor writing(ends[1]);
+  const pid_t child = start();
+  EXPECT_GE(child, 0);
+  if (child == 0) {
+    File::writeAll(writing.number(), body());
+    ::_exit(0);
+  }
+  writing.close();
+  std::string answer;
+  std::array<char, 4096> buffer{};
+  for (ssize_t count = 1; count > 0;) {
+    count = File::read(reading.number(), buffer.data(), buffer.size());
+    if (count > 0) answer.append(buffer.data(), static_cast<std::size_t>(count));
+  }
+  ::waitpid(child, nullptr, 0);
+  return answer;
+}
+
+std::string ownTerminal() {
+  return ProcessTree::tty(::getpid(), ProcessTable::ofThisSystem()).value_or("none");
+}
+
+// A process that has ended and is waited for.
+pid_t deadProcess() {
+  const pid_t child = ::fork();
+  if (child == 0) ::_exit(0);
+  ::waitpid(child, nullptr, 0);
+  return child;
+}
+
+TEST(ProcessTableOfLinux, TheChainStartsAtThisProcessAndFollowsParents) {
+  const ProcessTable table = ProcessTable::ofThisSystem();
+  const auto nodes = ProcessTree::ancestors(::getpid(), table);
+  ASSERT_FALSE(nodes.empty());
+  EXPECT_EQ(nodes.front().pid, ::getpid());
+  EXPECT_EQ(nodes.front().name, test::readFile("/proc/self/comm").substr(0, nodes.front().name->size()));
+  EXPECT_EQ(ProcessTree::parent(::getpid(), table), ::getppid());
+  for (std::size_t i = 1; i < nodes.size(); ++i) {
+    EXPECT_EQ(ProcessTree::parent(nodes[i - 1].pid, table), nodes[i].pid);
+    EXPECT_GE(nodes[i].pid, 2);
+  }
+}
+
+TEST(ProcessTableOfLinux, ANameMayHoldParenthesesBlanksAndLineFeeds) {
+  for (const char* const name : {"a b", ") S 1 1 1 1", "(a)", "a\nb", "tmux: server", "\xff"}) {
+    EXPECT_EQ(inChild([&] {
+                ::prctl(PR_SET_NAME, name);
+                return ProcessTree::name(::getpid(), ProcessTable::ofThisSystem()).value_or("none");
+              }),
+              name);
+  }
+}
+
+TEST(ProcessTableOfLinux, AnEmptyNameGivesWayToThatOfTheExecutable) {
+  const std::string executable = std::filesystem::read_symlink("/proc/self/exe").filename();
+  EXPECT_EQ(inChild([] {
+              ::prctl(PR_SET_NAME, "");
+              return ProcessTree::name(::getpid(), ProcessTable::ofThisSystem()).value_or("none");
+            }),
+            executable);
+}
+
+TEST(ProcessTableOfLinux, AProcessThatIsGoneIsUnknown) {
+  const ProcessTable table = ProcessTable::ofThisSystem();
+  const pid_t dead = deadProcess();
+  EXPECT_EQ(ProcessTree::parent(dead, table), std::nullopt);
+  EXPECT_EQ(ProcessTree::name(dead, table), std::nullopt);
+  EXPECT_EQ(ProcessTree::tty(dead, table), std::nullopt);
+  EXPECT_FALSE(table.application(dead).has_value());
+  EXPECT_THAT(ProcessTree::ancestors(dead, table), IsEmpty());
+}
+
+TEST(ProcessTableOfLinux, EachProcessIsReadOnce) {
+  std::array<int, 2> ends{};
+  ASSERT_EQ(::pipe(ends.data()), 0);
+  const FileDescriptor reading(ends[0]);
+  FileDescriptor writing(ends[1]);
+  const pid_t child = ::fork();
+  if (child == 0) {
+    writing.close();
+    char byte = 0;
+    ::_exit(File::read(reading.number(), &byte, 1) == 0 ? 0 : 1);
+  }
+  const ProcessTable table = ProcessTable::ofThisSystem();
+  EXPECT_EQ(ProcessTree::parent(child, table), ::getpid());
+  writing.close();
+  ::waitpid(child, nullptr, 0);
+  EXPECT_EQ(ProcessTree::parent(child, table), ::getpid());
+  EXPECT_EQ(ProcessTree::parent(child, ProcessTable::ofThisSystem()), std::nullopt);
+}
+
+TEST(ProcessTableOfLinux, AProcessWithATerminalTellsItsPath) {
+  int controller = -1;
+  const std::string answer = inChild([] { return ownTerminal() + " " + ::ttyname(STDIN_FILENO); },
+                                     [&] { return ::forkpty(&controller, nullptr, nullptr, nullptr); });
+  ::close(controller);
+  EXPECT_TRUE(answer.starts_with("/dev/")) << answer;
+  EXPECT_EQ(answer.substr(0, answer.find(' ')), answer.substr(answer.find(' ') + 1));
+}
+
+TEST(ProcessTableOfLinux, AProcessInASessionOfItsOwnHasNoTerminal) {
+  EXPECT_EQ(inChild([] {
+              ::setsid();
+              return ownTerminal();
+            }),
+            "none");
+}
+
+TEST(ProcessTableOfLinux, TheApplicationIsWhatTheCgroupSays) {
+  const auto application = ProcessTable::ofThisSystem().application(::getpid());
+  const auto id = ProcFormats::applicationId(test::readFile("/proc/self/cgroup"));
+  ASSERT_EQ(application.has_value(), id.has_value());
+  if (!application) return;
+  EXPECT_EQ(application->bundleId, id);
+  EXPECT_TRUE(application->isRegular);
+}
+
+}  // namespace
+}  // namespace tavrin

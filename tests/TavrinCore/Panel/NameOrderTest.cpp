@@ -1,0 +1,107 @@
+#include "TavrinCore/Panel/NameOrder.hpp"
+#include "tests/support/Random.hpp"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <string>
+
+namespace tavrin {
+namespace {
+
+using NameOrder::Key;
+using ::testing::ElementsAre;
+using ::testing::IsEmpty;
+using ::testing::UnorderedElementsAre;
+
+std::vector<Key> ungrouped(const std::vector<std::string>& names) {
+  std::vector<Key> keys;
+  for (const std::string& name : names) keys.push_back({.group = 0, .name = name});
+  return keys;
+}
+
+TEST(NameOrder, TheGroupCountsBeforeTheName) {
+  const std::vector<Key> keys = {{1, "a"}, {0, "z"}, {1, "B"}, {0, "c"}};
+  EXPECT_THAT(NameOrder::order(keys), ElementsAre(3, 1, 0, 2));
+}
+
+TEST(NameOrder, NamesThatDifferOnlyInCaseStayInInputOrder) {
+  EXPECT_THAT(NameOrder::order(ungrouped({"beta", "Alpha", "alpha", "ALPHA"})), ElementsAre(1, 2, 3, 0));
+}
+
+TEST(NameOrder, TheVerySameNameIsSortedByTheTie) {
+  const auto later = [](std::size_t a, std::size_t b) { return a > b; };
+  EXPECT_THAT(NameOrder::order(ungrouped({"b", "a", "b", "a"}), later), ElementsAre(3, 1, 2, 0));
+}
+
+// "alpha" 2 before "Alpha" before "alpha" 1 by the input, "alpha" 1 before "alpha" 2 by the tie: not all of
+// that can be had.
+TEST(NameOrder, SpellingsKeepTheirPlacesWhileTheirThingsAreSorted) {
+  const std::vector<int> number = {2, 0, 1};
+  EXPECT_THAT(NameOrder::order(ungrouped({"alpha", "Alpha", "alpha"}),
+                               [&](std::size_t a, std::size_t b) { return number[a] < number[b]; }),
+              ElementsAre(2, 1, 0));
+}
+
+TEST(NameOrder, NothingIsInOrder) {
+  EXPECT_THAT(NameOrder::order({}), IsEmpty());
+}
+
+TEST(NameOrder, EachSpellingIsRankedOnce) {
+  std::vector<Key> keys;
+  for (std::size_t i = 0; i < 10'000; ++i)
+    keys.push_back({.group = i % 5, .name = "app " + std::to_string(i % 7)});
+  std::vector<std::string> asked;
+  const auto ranks = [&](std::span<const std::string_view> names) {
+    asked.insert(asked.end(), names.begin(), names.end());
+    return Collation::ranks(names);
+  };
+  EXPECT_EQ(NameOrder::order(keys, nullptr, ranks).size(), keys.size());
+  EXPECT_THAT(asked, UnorderedElementsAre("app 0", "app 1", "app 2", "app 3", "app 4", "app 5", "app 6"));
+}
+
+// The order against a plainer one: every pair stands as the rules for pairs say, where these can all be kept.
+TEST(NameOrder, EveryPairIsInOrderOnGeneratedInput) {
+  test::Random random(test::randomSeed());
+  constexpr int rounds = 300;
+  std::size_t pairs = 0;
+  for (int round = 0; round < rounds; ++round) {
+    std::vector<Key> keys;
+    std::vector<int> ties;
+    const std::size_t count = random.below(30);
+    for (std::size_t i = 0; i < count; ++i) {
+      std::string name(1, static_cast<char>('a' + random.below(4)));
+      if (random.below(3) == 0) name[0] = static_cast<char>(name[0] - 'a' + 'A');
+      keys.push_back({.group = random.below(2), .name = name});
+      ties.push_back(static_cast<int>(random.below(5)));
+    }
+    const std::vector<std::size_t> order =
+        NameOrder::order(keys, [&](std::size_t a, std::size_t b) { return ties[a] < ties[b]; });
+    ASSERT_EQ(order.size(), count);
+    std::vector<std::size_t> sorted = order;
+    std::ranges::sort(sorted);
+    for (std::size_t i = 0; i < count; ++i) ASSERT_EQ(sorted[i], i) << "round " << round;
+
+    for (std::size_t i = 0; i < count; ++i) {
+      for (std::size_t j = i + 1; j < count; ++j) {
+        const Key& a = keys[order[i]];
+        const Key& b = keys[order[j]];
+        ASSERT_LE(a.group, b.group) << "round " << round;
+        if (a.group != b.group) continue;
+        ASSERT_LE(std::tolower(a.name[0]), std::tolower(b.name[0])) << "round " << round;
+        if (a.name == b.name) {
+          ASSERT_LE(ties[order[i]], ties[order[j]]) << "round " << round;
+          if (ties[order[i]] == ties[order[j]]) {
+            ASSERT_LT(order[i], order[j]) << "round " << round;
+          }
+        }
+        ++pairs;
+      }
+    }
+  }
+  EXPECT_GT(pairs, 10'000U);
+}
+
+}  // namespace
+}  // namespace tavrin
