@@ -38,7 +38,7 @@ def groups(document):
                 current = lists[name]
         if line.startswith("## "):
             current = None
-        item = re.fullmatch(r"- `(\w+/\w+\.hpp)`", line)
+        item = re.fullmatch(r"- `([\w/]+\.hpp)`", line)
         if item and current is not None:
             current.append(item[1])
     return lists
