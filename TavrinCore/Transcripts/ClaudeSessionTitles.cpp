@@ -69,20 +69,16 @@ bool isSmallRegularFile(const std::string& path) {
 
 // The title in the file at `path`, provided that the file says it is of `sessionId`.
 std::optional<std::string> titleIn(const std::string& path, std::string_view sessionId) {
-  using Kind = JsonField::Kind;
   if (!isSmallRegularFile(path)) return std::nullopt;
   const std::optional<std::string> text = File::contents(path, largestFile);
   if (!text) return std::nullopt;
-  try {
-    constexpr std::array<std::string_view, 2> keys = {"sessionId", "title"};
-    const JsonFields metadata = JsonFields::ofRecord(*text, keys);
-    if (metadata[0].kind != Kind::text || metadata[0].text != "local_" + std::string(sessionId))
-      return std::nullopt;
-    const std::string* const title = metadata[1].asText();
-    return title == nullptr ? std::nullopt : shownTitle(*title);
-  } catch (const JsonError&) {
-    return std::nullopt;
-  }
+  constexpr std::array<std::string_view, 2> keys = {"sessionId", "title"};
+  const std::optional<JsonFields> metadata = JsonFields::ofRecord(*text, keys);
+  if (!metadata) return std::nullopt;
+  const JsonField& id = (*metadata)[0];
+  if (id.kind != JsonField::Kind::text || id.text != "local_" + std::string(sessionId)) return std::nullopt;
+  const std::string* const title = (*metadata)[1].asText();
+  return title == nullptr ? std::nullopt : shownTitle(*title);
 }
 
 }  // namespace

@@ -129,10 +129,6 @@ namespace {
 using Parser = boost::json::basic_parser<JsonFieldsHandler>;
 using Rules = JsonFieldsHandler::Rules;
 
-[[noreturn]] void fail(const boost::system::error_code& error) {
-  throw JsonError("not a JSON document: " + error.message());
-}
-
 JsonFields parse(std::string_view document, std::span<const std::string_view> keys, Rules rules,
                  boost::system::error_code& error) {
   Parser parser(JsonGrammar::options(), keys, rules);
@@ -140,16 +136,12 @@ JsonFields parse(std::string_view document, std::span<const std::string_view> ke
   return parser.handler().take();
 }
 
-// A document that was refused with `refusal`, read once more after mending. Refused again when there was
-// nothing to mend, or when that was not all that was wrong.
+// Parses a document again after mending it. `error` is why the parser rejected it. It is cleared if the mended
+// document parses, and kept if there was nothing to mend.
 JsonFields parseMended(std::string_view document, std::span<const std::string_view> keys, Rules rules,
-                       std::string_view standIn, const boost::system::error_code& refusal) {
+                       std::string_view standIn, boost::system::error_code& error) {
   const std::string mended = JsonGrammar::mended(document, standIn);
-  if (mended == document) fail(refusal);
-  boost::system::error_code error;
-  JsonFields fields = parse(mended, keys, rules, error);
-  if (error) fail(error);
-  return fields;
+  return mended == document ? JsonFields() : parse(mended, keys, rules, error);
 }
 
 // The integer that the digits of a JSON number spell, when it is one and fits; digits.size() bounds the work.
@@ -191,17 +183,21 @@ std::optional<Integer> exactInteger(std::string_view digits) {
 JsonFields JsonFields::ofMessage(std::string_view document, std::span<const std::string_view> keys) {
   boost::system::error_code error;
   JsonFields fields = parse(document, keys, Rules::message, error);
-  return error ? parseMended(document, keys, Rules::message, "\\ufffd", error) : fields;
+  if (error) fields = parseMended(document, keys, Rules::message, "\\ufffd", error);
+  if (error) throw JsonError("not a JSON document: " + error.message());
+  return fields;
 }
 
-JsonFields JsonFields::ofRecord(std::string_view document, std::span<const std::string_view> keys) {
+std::optional<JsonFields> JsonFields::ofRecord(std::string_view document,
+                                               std::span<const std::string_view> keys) {
   boost::system::error_code error;
   JsonFields fields = parse(document, keys, Rules::record, error);
   if (!error) return fields;
-  // What reads differently with another stand-in stood in a field that was asked for.
   fields = parseMended(document, keys, Rules::record, "\\ufffd", error);
-  if (fields.fields_ != parseMended(document, keys, Rules::record, "\\ufffe", error).fields_) fail(error);
-  return fields;
+  if (error) return std::nullopt;
+  // A field that depends on the stand-in held an unpaired surrogate.
+  const JsonFields others = parseMended(document, keys, Rules::record, "\\ufffe", error);
+  return fields.fields_ == others.fields_ ? std::optional(std::move(fields)) : std::nullopt;
 }
 
 std::optional<std::int32_t> JsonField::asInt32() const {

@@ -50,10 +50,10 @@ class JsonFields {
   /// `document` is not JSON as JsonGrammar has it.
   static JsonFields ofMessage(std::string_view document, std::span<const std::string_view> keys);
 
-  /// A record of this system's own or of an app it reads: the first of equal keys counts; an unpaired
-  /// surrogate escape is an error only in a field that was asked for, a number out of range only when it is
-  /// used.
-  static JsonFields ofRecord(std::string_view document, std::span<const std::string_view> keys);
+  /// A record of Tavrin's own or of an app it reads. The first of equal keys counts. Returns nullopt if
+  /// `document` is not JSON as JsonGrammar has it, or if a field in `keys` holds an unpaired surrogate escape.
+  /// A number may be out of range until it is used.
+  static std::optional<JsonFields> ofRecord(std::string_view document, std::span<const std::string_view> keys);
 
   /// False for a document that is an array or a bare value; then every field is absent.
   bool isObject() const { return isObject_; }
