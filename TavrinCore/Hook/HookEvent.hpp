@@ -6,9 +6,9 @@
 #include <string>
 #include <string_view>
 
-#include "TavrinCore/Hook/HookPayload.hpp"
-
 namespace tavrin {
+
+class HookPayload;
 
 /// One hook invocation in one vocabulary, whichever agent sent it and however that spells its keys.
 struct HookEvent {

@@ -85,6 +85,16 @@ HookAction resolve(HookAction action, const HookEvent& event, const std::optiona
   return HookAction::set(working);
 }
 
+Session newRecord(const HookEvent& event, Agent agent, Date date) {
+  Session session;
+  session.sessionId = event.sessionId;
+  session.agent = agent;
+  session.updatedAt = date;
+  session.stateSince = date;
+  session.cwd = event.cwd;
+  return session;
+}
+
 Session advance(const Session& session, SessionState state, const HookEvent& event,
                 std::optional<SessionState> previous, Date date, const UuidSource& makeId) {
   return track(session.applying(state, needsYouTool(event), date, makeId), event, previous);

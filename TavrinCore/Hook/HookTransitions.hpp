@@ -36,6 +36,9 @@ HookAction action(const HookEvent& event);
 HookAction resolve(HookAction action, const HookEvent& event, const std::optional<Session>& current,
                    std::optional<Agent> agent);
 
+/// The record that a session's first event starts from: idle since `date`, in the event's directory.
+Session newRecord(const HookEvent& event, Agent agent, Date date);
+
 /// The record after the event has set `state` at the time `date`. `previous` is the state of the stored
 /// record, nothing for a new one.
 Session advance(const Session& session, SessionState state, const HookEvent& event,

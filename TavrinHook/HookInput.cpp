@@ -1,4 +1,4 @@
-#include "TavrinHook/Payload.hpp"
+#include "TavrinHook/HookInput.hpp"
 
 #include <poll.h>
 
@@ -26,8 +26,8 @@ bool waitFor(int descriptor) {
 
 }  // namespace
 
-Payload Payload::read(int descriptor, std::size_t limit, std::span<const std::string_view> keys) {
-  Payload payload;
+HookInput HookInput::read(int descriptor, std::size_t limit, std::span<const std::string_view> keys) {
+  HookInput input;
   JsonSkimmer skimmer(keys);
   const auto buffer = std::make_unique_for_overwrite<char[]>(capacity);  // NOLINT(modernize-avoid-c-arrays)
   std::size_t held = 0;  // bytes in the buffer that the skimmer must see once more
@@ -35,18 +35,18 @@ Payload Payload::read(int descriptor, std::size_t limit, std::span<const std::st
     const ssize_t count = File::read(descriptor, buffer.get() + held, capacity - held);
     if (count < 0 && (errno == EAGAIN || errno == EWOULDBLOCK) && waitFor(descriptor)) continue;
     if (count <= 0) break;
-    payload.size += static_cast<std::uint64_t>(count);
+    input.size += static_cast<std::uint64_t>(count);
     // Beyond the limit, what comes is only counted.
-    if (payload.size > limit) continue;
+    if (input.size > limit) continue;
     held += static_cast<std::size_t>(count);
     const std::size_t used = skimmer.add({buffer.get(), held}, false);
     held -= used;
     std::copy_n(buffer.get() + used, held, buffer.get());
   }
-  if (payload.size > limit) return payload;
+  if (input.size > limit) return input;
   skimmer.add({buffer.get(), held}, true);
-  payload.text = skimmer.take();
-  return payload;
+  input.text = skimmer.take();
+  return input;
 }
 
 }  // namespace tavrin
