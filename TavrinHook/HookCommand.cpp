@@ -38,16 +38,17 @@ void handle(std::string_view text, const AgentArgument::Parsed& arguments, const
   if (!agent) return;
   const HookEvent event = HookEvent::parse(payload, arguments.event);
   const SessionFileStore store(SessionFileStore::defaultDirectory(surroundings.home));
-  const SessionSurroundings around = {
-      .now = surroundings.now(),
-      .parentPid = surroundings.parentPid,
-      .processes = surroundings.processes,
-      .files = surroundings.files,
-      .makeId = surroundings.makeId,
-      .fileSize = File::size,
-      .desktopTitle = [&](const std::string& sessionId) {
-        return ClaudeSessionTitles::resolve(sessionId, ClaudeSessionTitles::defaultDirectory(surroundings.home));
-      }};
+  const SessionSurroundings around = {.now = surroundings.now(),
+                                      .parentPid = surroundings.parentPid,
+                                      .processes = surroundings.processes,
+                                      .files = surroundings.files,
+                                      .makeId = surroundings.makeId,
+                                      .fileSize = File::size,
+                                      .desktopTitle = [&](const std::string& sessionId) {
+                                        return ClaudeSessionTitles::resolve(
+                                            sessionId,
+                                            ClaudeSessionTitles::defaultDirectory(surroundings.home));
+                                      }};
   store.withLock(event.sessionId, [&] { updateRecord(event, *agent, store, log, around); });
 }
 

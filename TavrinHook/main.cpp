@@ -11,13 +11,18 @@
 
 namespace {
 
-// Nothing prints it, but strings(1) finds it in the executable.
-constexpr const volatile char* version = "tavrin-hook " TAVRIN_VERSION;
+// Nothing prints it, but strings(1) finds it in the executable. The attributes keep it through compiler and
+// linker.
+#if __has_attribute(retain)
+[[gnu::used, gnu::retain]]
+#else
+[[gnu::used]]
+#endif
+constexpr char version[] = "tavrin-hook " TAVRIN_VERSION;  // NOLINT(modernize-avoid-c-arrays)
 
 }  // namespace
 
 int main(int argc, char** argv) {
-  static_cast<void>(*version);  // so that neither compiler nor linker leaves it out
   // An error of the library's own, as an exception on its way out of another, must not end in abort(3).
   std::set_terminate([] { _exit(0); });
   // A file over the size limit of setrlimit(2), or a pipe in a file's place, is then a failed write like any

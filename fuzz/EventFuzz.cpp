@@ -149,8 +149,8 @@ std::optional<std::uint64_t> sizeOf(const std::string& path) {
   return path.size();
 }
 
-SessionUpdate updatePlainly(const std::optional<Session>& stored, const HookEvent& event, Agent agent, Date now,
-                            const std::string& freshId) {
+SessionUpdate updatePlainly(const std::optional<Session>& stored, const HookEvent& event, Agent agent,
+                            Date now, const std::string& freshId) {
   const HookAction wanted = action(event);
   require(HookTransitions::action(event) == wanted, "the action is that of the table");
   const HookAction resolved = resolve(wanted, event, stored, agent);

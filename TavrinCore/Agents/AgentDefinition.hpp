@@ -23,7 +23,7 @@ enum class HookConfigFormat : std::uint8_t {
 /// and how the agent, its processes and its applications are recognised. Everything but `configURL` is
 /// constant data.
 struct AgentDefinition {
-  using Names = FixedList<std::string_view, 4>;
+  using Names = FixedList<std::string_view, 8>;
 
   Agent agent;
   std::string_view name;        ///< the product's name as shown to the user

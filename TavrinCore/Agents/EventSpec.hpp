@@ -18,7 +18,7 @@ struct EventSpec {
 };
 
 /// The events of one agent, in the order in which they are registered.
-using EventList = FixedList<EventSpec, 11>;
+using EventList = FixedList<EventSpec, 16>;
 
 /// The events registered with Claude Code.
 inline constexpr EventList claudeEvents = {

@@ -6,15 +6,7 @@
 namespace tavrin {
 
 const char* HookEvent::ParseError::what() const noexcept {
-  switch (value_) {
-    case Case::notAnObject:
-      return "notAnObject";
-    case Case::missingSessionId:
-      return "missingSessionId";
-    case Case::missingEventName:
-      return "missingEventName";
-  }
-  return "";
+  return rawValue(value_).data();
 }
 
 HookEvent HookEvent::parse(const HookPayload& payload, const std::optional<std::string>& eventOverride) {

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <array>
+#include <cstddef>
 #include <cstdint>
 #include <exception>
 #include <optional>
@@ -24,7 +26,7 @@ struct HookEvent {
 
   bool operator==(const HookEvent&) const = default;
 
-  /// What keeps a JSON document from being an event; what() is the case's name.
+  /// Why a JSON document is not an event. what() returns the raw value of the case.
   class ParseError : public std::exception {
    public:
     enum class Case : std::uint8_t { notAnObject, missingSessionId, missingEventName };
@@ -55,5 +57,11 @@ struct HookEvent {
   /// one, "name:" and the tool's name; nothing when the event has neither.
   std::optional<std::string> callKey() const;
 };
+
+/// The name of a case in the log, such as "missingSessionId". A zero byte follows it.
+constexpr std::string_view rawValue(HookEvent::ParseError::Case value) {
+  constexpr std::array<std::string_view, 3> names = {"notAnObject", "missingSessionId", "missingEventName"};
+  return names[static_cast<std::size_t>(value)];
+}
 
 }  // namespace tavrin

@@ -52,14 +52,13 @@ void giveTitle(Session& session, const SessionSurroundings& around) {
   if (auto title = around.desktopTitle(session.sessionId)) session.title = std::move(title);
 }
 
-Session advanced(const std::optional<Session>& stored, SessionState state, const HookEvent& event, Agent agent,
-                 const SessionSurroundings& around) {
+Session advanced(const std::optional<Session>& stored, SessionState state, const HookEvent& event,
+                 Agent agent, const SessionSurroundings& around) {
   const std::optional<SessionState> previous = stored ? std::optional(stored->state) : std::nullopt;
   const auto advance = [&](const Session& session) {
     return HookTransitions::advance(session, state, event, previous, around.now, around.makeId);
   };
-  Session session =
-      stored ? advance(*stored) : advance(HookTransitions::newRecord(event, agent, around.now));
+  Session session = stored ? advance(*stored) : advance(HookTransitions::newRecord(event, agent, around.now));
   session.agent = agent;
   if (event.transcriptPath && !event.transcriptPath->empty()) session.transcriptPath = event.transcriptPath;
   if (state == SessionState::needsYou && previous != SessionState::needsYou) markTranscript(session, around);
@@ -73,8 +72,7 @@ Session advanced(const std::optional<Session>& stored, SessionState state, const
 
 SessionUpdate SessionUpdate::of(const std::optional<Session>& stored, const HookEvent& event, Agent agent,
                                 const SessionSurroundings& around) {
-  const HookAction action =
-      HookTransitions::resolve(HookTransitions::action(event), event, stored, agent);
+  const HookAction action = HookTransitions::resolve(HookTransitions::action(event), event, stored, agent);
   if (action.isRemove()) return remove();
   const std::optional<SessionState> state = action.state();
   return state ? store(advanced(stored, *state, event, agent, around)) : ignore();

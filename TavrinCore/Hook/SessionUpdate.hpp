@@ -49,8 +49,8 @@ class SessionUpdate {
   bool isRemove() const { return std::holds_alternative<Remove>(update_); }
   bool isIgnore() const { return std::holds_alternative<Ignore>(update_); }
 
-  /// What the log says about it: the state, "ended" or "ignored". A waiting session's state is followed by the
-  /// number of calls it waits for, as in "needsYou holding 2".
+  /// What the log says about it: the state, "ended" or "ignored". A waiting session's state is followed by
+  /// the number of calls it waits for, as in "needsYou holding 2".
   std::string outcome() const;
 
   bool operator==(const SessionUpdate&) const = default;

@@ -22,7 +22,7 @@ constexpr FixedList<std::string_view, 3> loopbackHosts = {"localhost", "127.0.0.
 
 // Whether the process is the program `name`, whatever folder that lies in.
 bool runs(std::string_view name, std::string_view command, const Arguments& arguments) {
-  return command == name || (!arguments.empty() && CommandLine::lastComponent(arguments.front()) == name);
+  return command == name || (!arguments.empty() && CommandLine::afterLastSlash(arguments.front()) == name);
 }
 
 // The value of `flag`, as "flag=value" or else as the argument after it.

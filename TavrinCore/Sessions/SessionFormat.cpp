@@ -169,8 +169,8 @@ std::optional<Session> Session::decode(std::string_view text) {
     return (*record)[i == agentPidIndex && isMissing((*record)[i]) ? formerAgentPidIndex : i];
   };
   Session session;
-  const bool isRecord = std::apply(
-      [&](const auto&... each) { return (read(next(), session.*each.member) && ...); }, fields);
+  const bool isRecord =
+      std::apply([&](const auto&... each) { return (read(next(), session.*each.member) && ...); }, fields);
   return isRecord ? std::optional(std::move(session)) : std::nullopt;
 }
 

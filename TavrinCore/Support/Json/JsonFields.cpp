@@ -1,10 +1,10 @@
 #include "TavrinCore/Support/Json/JsonFields.hpp"
 
 #include <algorithm>
-#include <charconv>
 #include <cmath>
 #include <limits>
 
+#include "TavrinCore/Support/Integer.hpp"
 #include "TavrinCore/Support/Json/JsonGrammar.hpp"
 
 namespace tavrin {
@@ -136,8 +136,8 @@ JsonFields parse(std::string_view document, std::span<const std::string_view> ke
   return parser.handler().take();
 }
 
-// Parses a document again after mending it. `error` is why the parser rejected it. It is cleared if the mended
-// document parses, and kept if there was nothing to mend.
+// Parses a document again after mending it. `error` is why the parser rejected it. It is cleared if the
+// mended document parses, and kept if there was nothing to mend.
 JsonFields parseMended(std::string_view document, std::span<const std::string_view> keys, Rules rules,
                        std::string_view standIn, boost::system::error_code& error) {
   const std::string mended = JsonGrammar::mended(document, standIn);
@@ -145,18 +145,19 @@ JsonFields parseMended(std::string_view document, std::span<const std::string_vi
 }
 
 // The integer that the digits of a JSON number spell, when it is one and fits; digits.size() bounds the work.
-template <class Integer>
-std::optional<Integer> exactInteger(std::string_view digits) {
+template <class Number>
+std::optional<Number> exactInteger(std::string_view digits) {
   const bool negative = digits.starts_with('-');
   if (negative) digits.remove_prefix(1);
   std::int64_t exponent = 0;
   if (const std::size_t e = digits.find_first_of("eE"); e != std::string_view::npos) {
     std::string_view power = digits.substr(e + 1);
     if (power.starts_with('+')) power.remove_prefix(1);
-    if (std::from_chars(power.data(), power.data() + power.size(), exponent).ec != std::errc()) return {};
+    const std::optional<std::int64_t> read = Integer::digits<std::int64_t>(power);
+    if (!read) return {};
     // Beyond that no digits make up for it; no text is so long.
     constexpr std::int64_t farthest = 1'000'000'000;
-    exponent = std::clamp(exponent, -farthest, farthest);
+    exponent = std::clamp(*read, -farthest, farthest);
     digits = digits.substr(0, e);
   }
   std::string significant(digits);
@@ -166,16 +167,12 @@ std::optional<Integer> exactInteger(std::string_view digits) {
   }
   for (; exponent < 0 && significant.size() > 1 && significant.back() == '0'; ++exponent)
     significant.pop_back();
-  if (significant.find_first_not_of('0') == std::string::npos) return Integer{0};
-  constexpr std::int64_t mostDigits = std::numeric_limits<Integer>::digits10 + 1;
+  if (significant.find_first_not_of('0') == std::string::npos) return Number{0};
+  constexpr std::int64_t mostDigits = std::numeric_limits<Number>::digits10 + 1;
   if (exponent < 0 || exponent > mostDigits) return {};
   significant.append(static_cast<std::size_t>(exponent), '0');
   if (negative) significant.insert(0, 1, '-');
-  Integer value{};
-  const char* const end = significant.data() + significant.size();
-  const auto [stop, error] = std::from_chars(significant.data(), end, value);
-  if (error != std::errc() || stop != end) return {};
-  return value;
+  return Integer::digits<Number>(significant);
 }
 
 }  // namespace
