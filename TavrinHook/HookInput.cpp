@@ -13,11 +13,10 @@ namespace tavrin {
 
 namespace {
 
-// Most payloads fit, so that one call reads them and one sees the end.
+// Most payloads fit. One call then reads the payload, and another one finds the end.
 constexpr std::size_t capacity = 32'768;
 
-// Waits for something to read from a descriptor that its owner has set to non-blocking. False when there is
-// no waiting for it.
+// Waits until a non-blocking descriptor has something to read. Returns false if poll(2) cannot wait for it.
 bool waitFor(int descriptor) {
   pollfd request{.fd = descriptor, .events = POLLIN, .revents = 0};
   if (::poll(&request, 1, -1) < 0) return errno == EINTR;
@@ -36,7 +35,7 @@ HookInput HookInput::read(int descriptor, std::size_t limit, std::span<const std
     if (count < 0 && (errno == EAGAIN || errno == EWOULDBLOCK) && waitFor(descriptor)) continue;
     if (count <= 0) break;
     input.size += static_cast<std::uint64_t>(count);
-    // Beyond the limit, what comes is only counted.
+    // Bytes beyond the limit are only counted.
     if (input.size > limit) continue;
     held += static_cast<std::size_t>(count);
     const std::size_t used = skimmer.add({buffer.get(), held}, false);

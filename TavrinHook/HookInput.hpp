@@ -1,5 +1,7 @@
 #pragma once
 
+// Part of TavrinHook, which is not installed. Needs nothing but the standard library.
+
 #include <cstddef>
 #include <cstdint>
 #include <span>
@@ -8,14 +10,14 @@
 
 namespace tavrin {
 
-/// What was read of an event, and how long it was.
+/// The bounded read of standard input.
 struct HookInput {
-  std::string text;        ///< what a JsonSkimmer leaves of the input; nothing when that is over the limit
-  std::uint64_t size = 0;  ///< the whole input's length in bytes
+  std::string text;        ///< the input after a JsonSkimmer, or "" if it is over the limit
+  std::uint64_t size = 0;  ///< the length of the whole input in bytes
 
-  /// Reads `descriptor` to its end, waiting as long as it takes, and keeps of at most `limit` bytes what
-  /// stands under `keys`. Little more memory is used than for what is kept. An input that cannot be read ends
-  /// there, as if it were closed.
+  /// Reads `descriptor` to its end, without a time-out. Keeps at most `limit` bytes, and of the texts in them
+  /// only the values of `keys`. Uses little more memory than for what it keeps. A read error counts as the
+  /// end of the input.
   static HookInput read(int descriptor, std::size_t limit, std::span<const std::string_view> keys);
 };
 

@@ -1,5 +1,7 @@
 #pragma once
 
+// Part of Tavrin::Core. Needs nothing but the standard library.
+
 #include <string_view>
 
 /// Parts of a process's arguments that may be paths.

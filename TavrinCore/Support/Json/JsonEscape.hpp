@@ -1,5 +1,7 @@
 #pragma once
 
+// Part of Tavrin::Core. Needs nothing but the standard library.
+
 #include <cstddef>
 #include <string_view>
 
@@ -10,7 +12,7 @@ namespace tavrin::JsonEscape {
 
 inline constexpr std::size_t length = 6;
 
-/// The UTF-16 code unit that the escape at the front of `text` spells; negative when there is no such escape.
+/// The UTF-16 code unit of the escape at the front of `text`, or a negative number if there is no escape.
 inline int unit(std::string_view text) {
   if (text.size() < length || !text.starts_with("\\u")) return -1;
   return Integer::digits<int>(text.substr(2, length - 2), 16).value_or(-1);

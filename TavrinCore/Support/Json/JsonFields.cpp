@@ -9,7 +9,7 @@
 
 namespace tavrin {
 
-// Follows the parser through a document, and keeps the fields asked for.
+// Receives what the parser finds, and keeps the fields of `keys`.
 class JsonFieldsHandler : public JsonGrammar::Handler {
  public:
   enum class Rules : std::uint8_t { message, record };
@@ -75,13 +75,13 @@ class JsonFieldsHandler : public JsonGrammar::Handler {
   bool on_null(error_code& /*error*/) { return scalar(JsonField::Kind::null); }
 
  private:
-  // Whether a key at this depth is one of the top-level object: an array there has none.
+  // Whether a key at this depth belongs to the top-level object.
   bool isMember() const { return depth_ == 1; }
-  // Values count in the top-level object, and one level down in an array that is a field.
+  // Whether the value at this depth is a field, or an element of a field that is an array.
   bool isKept() const { return field_ != nullptr && depth_ <= 2; }
 
   void selectField(string_view lastPart) {
-    // A key without escapes arrives in one part, and is not copied.
+    // A key without escapes comes in one part, so it need not be copied.
     const std::string_view whole = key_.empty()
                                        ? std::string_view(lastPart.data(), lastPart.size())
                                        : std::string_view(key_.append(lastPart.data(), lastPart.size()));
@@ -144,7 +144,8 @@ JsonFields parseMended(std::string_view document, std::span<const std::string_vi
   return mended == document ? JsonFields() : parse(mended, keys, rules, error);
 }
 
-// The integer that the digits of a JSON number spell, when it is one and fits; digits.size() bounds the work.
+// The integer that a JSON number spells, or nullopt if it is not an integer or does not fit. Takes time in
+// proportion to digits.size().
 template <class Number>
 std::optional<Number> exactInteger(std::string_view digits) {
   const bool negative = digits.starts_with('-');
@@ -155,7 +156,7 @@ std::optional<Number> exactInteger(std::string_view digits) {
     if (power.starts_with('+')) power.remove_prefix(1);
     const std::optional<std::int64_t> read = Integer::digits<std::int64_t>(power);
     if (!read) return {};
-    // Beyond that no digits make up for it; no text is so long.
+    // No text has enough digits to make up for a larger exponent.
     constexpr std::int64_t farthest = 1'000'000'000;
     exponent = std::clamp(*read, -farthest, farthest);
     digits = digits.substr(0, e);
@@ -204,8 +205,8 @@ std::optional<std::int32_t> JsonField::asInt32() const {
 std::optional<std::uint64_t> JsonField::asUInt64() const {
   if (kind != Kind::number) return std::nullopt;
   const auto value = exactInteger<std::uint64_t>(text);
-  // With a point or an exponent it is first a double, as for the platform's decoder, and these round up to
-  // 2^64.
+  // Like the decoder of macOS's Foundation: a number with a point or an exponent is first read as a double,
+  // and doubles from here on round up to 2^64.
   constexpr std::uint64_t roundingOver = 18'446'744'073'709'550'592U;
   const bool isPlain = text.find_first_of(".eE") == std::string::npos;
   return value && !isPlain && *value >= roundingOver ? std::nullopt : value;

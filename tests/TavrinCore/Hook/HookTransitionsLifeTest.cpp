@@ -143,7 +143,7 @@ TEST(HookTransitionsLife, OfTwoCallsAskedAboutTheLastOneToEndEndsTheWait) {
   EXPECT_EQ(life.record().attentionId, std::nullopt);
 }
 
-TEST(HookTransitionsLife, ASecondEventOfOneStretchKeepsItsIdentifierItsOffsetItsBeginningAndItsTool) {
+TEST(HookTransitionsLife, ASecondEventOfOneStretchKeepsItsAttentionFields) {
   Life life(Agent::claude);
   life.take(toolEvent("PermissionRequest", "Bash"));
   life.stampOffset(4711);
