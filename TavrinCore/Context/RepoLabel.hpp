@@ -16,7 +16,10 @@ struct RepoLabel {
 
   /// What a person reads: the root's last component, followed by " · " and the work tree's name when there is
   /// one.
-  std::string displayName() const;
+  std::string displayName() const { return displayNameOf(root, worktree); }
+
+  /// The same of a root and a work tree that are kept elsewhere.
+  static std::string displayNameOf(std::string_view root, const std::optional<std::string>& worktree);
 
   /// The three questions that `find` asks the file system; tests answer them from a table.
   struct Probes {

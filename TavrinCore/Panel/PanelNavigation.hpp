@@ -22,7 +22,7 @@ enum class Direction : std::uint8_t { up, down };
 /// The sessions to show, without probes and, with `hideIdle`, without idle ones: the more urgent state first,
 /// then by agent, then by name (Session::projectName) in the order of the user's language, those of one name
 /// by id. `home` is where probes are looked for; names always go by the user's home directory.
-std::vector<Session> visible(std::vector<Session> sessions, bool hideIdle,
+std::vector<Session> visible(const std::vector<Session>& sessions, bool hideIdle,
                              std::string_view home = Home::directory());
 
 /// Whether a session is one that an application started for itself: its repository, or without one its

@@ -38,7 +38,7 @@ SessionSummary summary(const std::vector<Session>& sessions);
 
 /// The sessions with the more urgent state first, then by their names (Session::projectName) in the order of
 /// the user's language; else in input order.
-std::vector<Session> sorted(std::vector<Session> sessions, std::string_view home = Home::directory());
+std::vector<Session> sorted(const std::vector<Session>& sessions, std::string_view home = Home::directory());
 
 /// Sessions parted by whether their agent still runs.
 struct Pruned {
