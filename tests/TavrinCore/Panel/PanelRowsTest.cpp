@@ -27,7 +27,8 @@ std::vector<Session> generated(test::Random& random) {
     session.sessionId = "id-" + std::to_string(random.below(25));
     session.agent = allAgents[random.below(allAgents.size())];
     session.state = allSessionStates[random.below(allSessionStates.size())];
-    const std::vector<std::string> folders = {"/src/app", "/src/App", "/src/zoo", "/Library/x", "/src/\u00e4pp"};
+    const std::vector<std::string> folders = {"/src/app", "/src/App", "/src/zoo", "/Library/x",
+                                              "/src/\u00e4pp"};
     session.cwd = home + folders[random.below(folders.size())];
     if (random.below(2) == 0) session.repoRoot = session.cwd;
     if (random.below(2) == 0) session.hostPid = 9;
@@ -67,9 +68,8 @@ TEST(PanelRows, EveryOrderIsTheOneThatPlainRulesGive) {
                       .name = session.projectName()});
     }
     std::vector<Session> expected;
-    for (const std::size_t i : NameOrder::order(keys, [&](std::size_t a, std::size_t b) {
-           return shown[a].sessionId < shown[b].sessionId;
-         })) {
+    for (const std::size_t i : NameOrder::order(
+             keys, [&](std::size_t a, std::size_t b) { return shown[a].sessionId < shown[b].sessionId; })) {
       expected.push_back(shown[i]);
     }
     EXPECT_EQ(PanelNavigation::visible(sessions, false, home), expected);

@@ -33,7 +33,8 @@ TEST(ByteOrder, AZeroByteComesBehindNothing) {
 }
 
 TEST(ByteOrder, WhatAllTextsBeginWithDoesNotCount) {
-  EXPECT_THAT(sorted({"common beginning 2", "common beginning 1", "common beginning "}), ElementsAre(2, 1, 0));
+  EXPECT_THAT(sorted({"common beginning 2", "common beginning 1", "common beginning "}),
+              ElementsAre(2, 1, 0));
   EXPECT_THAT(sorted({"same text for all", "same text for all"}), ElementsAre(0, 1));
   EXPECT_THAT(sorted({"12345678 and b", "12345678 and a", "1"}), ElementsAre(2, 1, 0));
 }
