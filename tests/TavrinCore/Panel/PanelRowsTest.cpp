@@ -1,5 +1,7 @@
 #include "TavrinCore/Panel/PanelRows.hpp"
 #include "tests/support/Random.hpp"
+#include "tests/support/RecordedServers.hpp"
+#include "tests/support/TestData.hpp"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -11,6 +13,8 @@
 #include "TavrinCore/Panel/NameOrder.hpp"
 #include "TavrinCore/Panel/PanelNavigation.hpp"
 #include "TavrinCore/Panel/SessionAggregator.hpp"
+#include "TavrinCore/Servers/ServerScan.hpp"
+#include "TavrinCore/Sessions/SessionFileStore.hpp"
 #include "TavrinCore/Sessions/SessionLabels.hpp"
 
 namespace tavrin {
@@ -124,6 +128,27 @@ TEST(PanelRows, ServersStandUnderTheFirstRowOfTheirRepository) {
   EXPECT_THAT(PanelRows::focusOrder({&sessions[0], &sessions[1]}, {servers[0]}, true, true),
               ElementsAre(PanelFocus::connectAgents(), PanelFocus::session("1"), PanelFocus::server(0, 9),
                           PanelFocus::stopAllServers(), PanelFocus::settings()));
+}
+
+TEST(PanelRows, RecordedServersStandUnderTheRecordedSessions) {
+  const std::vector<Session> sessions =
+      SessionFileStore((test::dataDirectory() / "panel/sessions").string()).loadAll().sessions;
+  const RepoLabel::Probes probes = {
+      .exists = [](const std::string& path) { return path == "/home/dev/site/.git"; },
+      .isDirectory = [](const std::string&) { return true; },
+      .contents = [](const std::string&) { return std::nullopt; },
+      .currentDirectory = [] { return std::string("/"); }};
+  const Date now = dateFromSeconds(1'790'000'000);
+  const ServerPlacement::Placed placed = PanelRows::place(
+      ServerScan::servers(test::recordedListeners(), test::recordedProcessFacts(now), now, probes),
+      PanelRows::visible(sessions, false, "/home/dev"));
+  ASSERT_EQ(placed.bySession.size(), 1U);
+  // All were started in this session's repository.
+  const std::vector<LocalServer>& servers = placed.bySession.at("11111111-aaaa");
+  EXPECT_EQ(servers.size(), 15U);
+  EXPECT_TRUE(std::ranges::is_sorted(servers, {}, &LocalServer::port));
+  EXPECT_THAT(servers, ::testing::Contains(::testing::Property(&LocalServer::displayName, "Vite")));
+  EXPECT_THAT(placed.orphans, IsEmpty());
 }
 
 }  // namespace

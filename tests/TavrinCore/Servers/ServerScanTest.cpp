@@ -1,11 +1,9 @@
 #include "TavrinCore/Servers/ServerScan.hpp"
-#include "tests/support/Scratch.hpp"
-#include "tests/support/TestData.hpp"
+#include "tests/support/RecordedServers.hpp"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <boost/json/value_to.hpp>
 #include <cmath>
 #include <map>
 #include <string>
@@ -213,18 +211,10 @@ TEST(ServerScan, AStartAfterTheListingIsNotTheServers) {
 }
 
 TEST(ServerScan, RecordedServersComeOutAsAPersonWouldListThem) {
-  Machine machine;
-  for (const boost::json::value& line : test::jsonLines("servers/processes.jsonl")) {
-    machine.processes[line.at("pid").to_number<std::int32_t>()] = {
-        .executable = boost::json::value_to<std::string>(line.at("executable")),
-        .cwd = boost::json::value_to<std::string>(line.at("cwd")),
-        .arguments = boost::json::value_to<std::vector<std::string>>(line.at("arguments")),
-        .startedAt = now};
-  }
-  const std::vector<Listener> listeners =
-      PortScan::parse(test::readFile(test::dataDirectory() / "servers/lsof.txt"));
+  FakeDisk disk;
   std::map<std::string, std::size_t> portsByName;
-  for (const LocalServer& server : machine.servers(listeners)) {
+  for (const LocalServer& server :
+       ServerScan::servers(test::recordedListeners(), test::recordedProcessFacts(now), now, disk.probes())) {
     portsByName[server.displayName()] += server.ports.size();
   }
   // nginx lies in a system folder.
