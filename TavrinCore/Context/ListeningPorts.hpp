@@ -8,7 +8,8 @@
 #include <vector>
 
 /// Who listens on which TCP port on Linux, from /proc (proc(5)). It sees the sockets of its own network
-/// namespace, and unlike lsof 4.95 also those of processes with a parenthesis in their names.
+/// namespace, and unlike lsof 4.95 also those of processes with a parenthesis in their names. Needs
+/// Tavrin::Core.
 namespace tavrin::ListeningPorts {
 
 /// A TCP socket that waits for connections.

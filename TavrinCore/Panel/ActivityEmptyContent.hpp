@@ -7,7 +7,7 @@
 
 namespace tavrin {
 
-/// What the panel shows when there is nothing to list.
+/// What the panel shows when there is nothing to list. Needs Tavrin::Panel.
 struct ActivityEmptyContent {
   /// How far the monitoring of agents is.
   class Agents {
@@ -20,7 +20,7 @@ struct ActivityEmptyContent {
     static constexpr Agents checking() { return {Kind::checking, 0}; }
 
     constexpr Kind kind() const { return kind_; }
-    /// How many are connected; nothing in the other cases.
+    /// How many are connected; nullopt in the other cases.
     constexpr std::optional<std::int64_t> connectedCount() const {
       return kind_ == Kind::connected ? std::optional(count_) : std::nullopt;
     }
@@ -48,7 +48,7 @@ struct ActivityEmptyContent {
 
   std::string_view title() const;
 
-  /// What stands below the title, if anything; a line feed parts two lines.
+  /// The text below the title, if there is one. It may have two lines.
   std::optional<std::string> subtitle() const;
 
   /// The button, if there is one.

@@ -29,7 +29,7 @@ Rows holding(const Rows& rows, const std::vector<std::string>& sessionIds);
 /// The servers under their rows, as ServerPlacement::place puts them.
 ServerPlacement::Placed place(std::vector<LocalServer> servers, const Rows& rows);
 
-/// What the keyboard can be at, as PanelNavigation::focusOrder lists it.
+/// All elements that can have the focus, as PanelNavigation::focusOrder lists them.
 std::vector<PanelFocus> focusOrder(const Rows& rows, const std::vector<LocalServer>& servers,
                                    bool includeStopAll, bool includeSetup);
 

@@ -21,10 +21,10 @@ struct DockerTarget {
   bool isValid() const;
 };
 
-/// What is stopped when the user stops a server.
+/// What is stopped when the user stops a server. Needs Tavrin::Core.
 class ServerStopTarget {
  public:
-  /// A process to signal. Process ids are used again, so its start and its folder are to be the same still.
+  /// A process to signal. Process ids are reused, so check the start time and the folder too.
   struct Process {
     std::int32_t pid = 0;
     Date startedAt;
