@@ -20,6 +20,7 @@ std::vector<std::size_t> sorted(const std::vector<std::string_view>& texts) {
 
 TEST(ByteOrder, BytesAreComparedWithoutASign) {
   EXPECT_THAT(sorted({"\xff", "a", "\x80", "Z", ""}), ElementsAre(4, 3, 1, 2, 0));
+  EXPECT_THAT(sorted({"b", "a\x80"}), ElementsAre(1, 0));
   EXPECT_THAT(sorted({}), IsEmpty());
 }
 
