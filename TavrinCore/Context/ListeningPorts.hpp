@@ -1,5 +1,7 @@
 #pragma once
 
+// Part of Tavrin::Core. Needs nothing but the standard library.
+
 #include <cstdint>
 #include <functional>
 #include <optional>
@@ -8,8 +10,7 @@
 #include <vector>
 
 /// Who listens on which TCP port on Linux, from /proc (proc(5)). It sees the sockets of its own network
-/// namespace, and unlike lsof 4.95 also those of processes with a parenthesis in their names. Needs
-/// Tavrin::Core.
+/// namespace, and unlike lsof 4.95 also those of processes with a parenthesis in their names.
 namespace tavrin::ListeningPorts {
 
 /// A TCP socket that waits for connections.

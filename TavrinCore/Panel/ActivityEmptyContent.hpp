@@ -1,5 +1,7 @@
 #pragma once
 
+// Part of Tavrin::Panel. Needs nothing but the standard library.
+
 #include <cstdint>
 #include <optional>
 #include <string>
@@ -7,7 +9,7 @@
 
 namespace tavrin {
 
-/// What the panel shows when there is nothing to list. Needs Tavrin::Panel.
+/// What the panel shows when there is nothing to list.
 struct ActivityEmptyContent {
   /// How far the monitoring of agents is.
   class Agents {

@@ -1,5 +1,7 @@
 #pragma once
 
+// Part of Tavrin::Panel. Needs nothing but the standard library.
+
 #include <cstdint>
 #include <map>
 #include <optional>
@@ -9,7 +11,7 @@ namespace tavrin {
 /// The panel's two screens.
 enum class PanelScreen : std::uint8_t { sessions, settings };
 
-/// Where the panel hangs and how tall it is, in points, with y pointing up. Needs Tavrin::Panel.
+/// Where the panel hangs and how tall it is, in points, with y pointing up.
 namespace PanelLayout {
 
 /// A place on the screen.

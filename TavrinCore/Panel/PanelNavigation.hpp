@@ -1,5 +1,7 @@
 #pragma once
 
+// Part of Tavrin::Panel. Needs nothing but the standard library.
+
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
@@ -14,7 +16,7 @@
 #include "TavrinCore/Support/Home.hpp"
 
 /// Which rows the panel shows, in which order, and how the keyboard moves between them. PanelRows does the
-/// same without copying sessions. Needs Tavrin::Panel.
+/// same without copying sessions.
 namespace tavrin::PanelNavigation {
 
 /// Which way the focus moves.

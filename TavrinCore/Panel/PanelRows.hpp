@@ -1,5 +1,7 @@
 #pragma once
 
+// Part of Tavrin::Panel. Needs nothing but the standard library.
+
 #include <string>
 #include <string_view>
 #include <vector>
@@ -12,7 +14,7 @@
 
 /// The rows of a panel as pointers to its sessions. These functions do what their namesakes for whole records
 /// do, without copying a record, which is most of the work in a long list. The pointers are never null, and
-/// are valid as long as the sessions stay where they are. Needs Tavrin::Panel.
+/// are valid as long as the sessions stay where they are.
 namespace tavrin::PanelRows {
 
 using Rows = std::vector<const Session*>;

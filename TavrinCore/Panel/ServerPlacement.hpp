@@ -1,5 +1,7 @@
 #pragma once
 
+// Part of Tavrin::Panel. Needs nothing but the standard library.
+
 #include <map>
 #include <string>
 #include <vector>
@@ -7,7 +9,7 @@
 #include "TavrinCore/Servers/LocalServer.hpp"
 #include "TavrinCore/Sessions/Session.hpp"
 
-/// Places servers under the sessions that work on them. Needs Tavrin::Panel.
+/// Places servers under the sessions that work on them.
 namespace tavrin::ServerPlacement {
 
 /// Servers by where they are shown.

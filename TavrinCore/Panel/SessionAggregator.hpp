@@ -1,5 +1,7 @@
 #pragma once
 
+// Part of Tavrin::Panel. Needs nothing but the standard library.
+
 #include <cstdint>
 #include <functional>
 #include <string>
@@ -11,7 +13,7 @@
 
 namespace tavrin {
 
-/// How many sessions are in each state: the line in the menu bar. Needs Tavrin::Panel.
+/// How many sessions are in each state: the line in the menu bar.
 struct SessionSummary {
   SessionState overall = SessionState::idle;  ///< the most urgent state
   std::int64_t working = 0;

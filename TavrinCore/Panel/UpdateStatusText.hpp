@@ -1,11 +1,13 @@
 #pragma once
 
+// Part of Tavrin::Panel. Needs nothing but the standard library.
+
 #include <optional>
 #include <string>
 
 #include "TavrinCore/Support/Date.hpp"
 
-/// The line about updates in the settings. Needs Tavrin::Panel.
+/// The line about updates in the settings.
 namespace tavrin::UpdateStatusText {
 
 /// When the last check for updates was, if there was one, and whether checks happen by themselves: "Checked

@@ -1,5 +1,7 @@
 #pragma once
 
+// Part of Tavrin::Core. Needs nothing but the standard library.
+
 #include <chrono>
 #include <cstdint>
 #include <optional>
@@ -16,7 +18,7 @@ namespace tavrin {
 enum class ServerHealth : std::uint8_t { unknown, responding, notResponding };
 
 /// A development server that runs on this machine, with the texts that a panel shows. Whoever makes one sets
-/// at least `pid`, `ports`, `command`, `cwd` and `repo`. The rest has the defaults below. Needs Tavrin::Core.
+/// at least `pid`, `ports`, `command`, `cwd` and `repo`. The rest has the defaults below.
 struct LocalServer {
   std::int32_t pid = 0;
   PortList ports;

@@ -1,5 +1,7 @@
 #pragma once
 
+// Part of Tavrin::Core. Needs nothing but the standard library.
+
 #include <cstddef>
 #include <initializer_list>
 #include <utility>
@@ -8,7 +10,7 @@
 namespace tavrin {
 
 /// The ports of a server. It is never empty: an empty list becomes the single port 0. (Only one that was
-/// moved from is empty.) Needs Tavrin::Core.
+/// moved from is empty.)
 class PortList {
  public:
   PortList() = default;

@@ -1,13 +1,14 @@
 #pragma once
 
+// Part of Tavrin::Core. Needs nothing but the standard library.
+
 #include <cstdint>
 #include <string>
 #include <string_view>
 #include <vector>
 
 /// Reads listening TCP endpoints from the output of lsof(8), run as `lsof -nP -iTCP -sTCP:LISTEN -F pcn`.
-/// Each line is a field, with its letter first: "p" process id, "c" command, "n" socket name. Needs
-/// Tavrin::Core.
+/// Each line is a field, with its letter first: "p" process id, "c" command, "n" socket name.
 namespace tavrin::PortScan {
 
 /// An endpoint that a process listens on.

@@ -1,8 +1,10 @@
 #pragma once
 
+// Part of Tavrin::Core. Needs nothing but the standard library.
+
 #include <string_view>
 
-/// Which listening processes are not development servers. Paths are compared as texts. Needs Tavrin::Core.
+/// Which listening processes are not development servers. Paths are compared as texts.
 namespace tavrin::ServerFilter {
 
 /// Whether the process belongs to the system or to an application, by the path of its executable, so that it

@@ -1,5 +1,7 @@
 #pragma once
 
+// Part of Tavrin::Core. Needs nothing but the standard library.
+
 #include <vector>
 
 #include "TavrinCore/Context/ProcessFacts.hpp"
@@ -8,8 +10,7 @@
 #include "TavrinCore/Servers/PortScan.hpp"
 #include "TavrinCore/Support/Date.hpp"
 
-/// Turns listening ports and facts about their processes into the servers that a panel shows. Needs
-/// Tavrin::Core.
+/// Turns listening ports and facts about their processes into the servers that a panel shows.
 namespace tavrin::ServerScan {
 
 /// The servers among `listeners` (PortScan::parse), one for each process, in the order of PortScan::dedupe.

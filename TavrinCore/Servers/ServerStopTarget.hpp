@@ -1,5 +1,7 @@
 #pragma once
 
+// Part of Tavrin::Core. Needs nothing but the standard library.
+
 #include <cstddef>
 #include <cstdint>
 #include <functional>
@@ -21,7 +23,7 @@ struct DockerTarget {
   bool isValid() const;
 };
 
-/// What is stopped when the user stops a server. Needs Tavrin::Core.
+/// What is stopped when the user stops a server.
 class ServerStopTarget {
  public:
   /// A process to signal. Process ids are reused, so check the start time and the folder too.

@@ -1,10 +1,12 @@
 #pragma once
 
+// Part of Tavrin::Core. Needs nothing but the standard library.
+
 #include <string>
 
 #include "TavrinCore/Support/Date.hpp"
 
-/// How long a server has been running. Needs Tavrin::Core.
+/// How long a server has been running.
 namespace tavrin::ServerUptime {
 
 /// The time from `since` to `now` in its one or two largest units: "42s", "5m", "2h 5m", "3d 4h". Parts of a

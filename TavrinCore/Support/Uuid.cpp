@@ -9,7 +9,7 @@
 namespace tavrin::Uuid {
 
 std::string random() {
-  // The "pure" generator asks the system for just these 16 bytes; the ordinary one seeds a whole generator.
+  // This generator asks the system for 16 bytes. The other one of Boost would seed a Mersenne Twister.
   boost::uuids::uuid uuid;
   try {
     uuid = boost::uuids::random_generator_pure()();
