@@ -8,6 +8,7 @@
 #include <sstream>
 
 #include "tests/process/ProcessSupport.hpp"
+#include "tests/support/Terminals.hpp"
 
 namespace tavrin::test {
 namespace {
@@ -86,8 +87,10 @@ const std::vector<Chain> chains = {
 };
 
 TEST(ProcessChain, EachAgentIsFoundWithItsTerminalWhereItRunsItsHooks) {
+  const bool hasTerminals = canOpenTerminals();
   for (const auto& [name, agent, links, agentLink, terminalLink, separator] : chains) {
     SCOPED_TRACE(name);
+    if (terminalLink && !hasTerminals) continue;
     const ChainRun chain = runInChain(links, agent, chainLink(), separator);
     ASSERT_EQ(chain.links.size(), links.size());
     EXPECT_EQ(chain.session.agentPid, chain.links[agentLink].pid);
@@ -97,6 +100,7 @@ TEST(ProcessChain, EachAgentIsFoundWithItsTerminalWhereItRunsItsHooks) {
     EXPECT_TRUE(!terminal || terminal->starts_with("/dev/")) << *terminal;
   }
   EXPECT_EQ(chains.size(), 19U);
+  if (!hasTerminals) GTEST_SKIP() << withoutTerminals << " The chains without a terminal were tested.";
 }
 
 // The walk ends after 32 processes, so that 32 of the test's own keep whoever runs the test out of it.
@@ -134,6 +138,7 @@ TEST(ProcessChain, TheAgentIsLookedForAmong32ProcessesAndNoFurther) {
 }
 
 TEST(ProcessChain, AProcessWithoutANameGoesByThatOfItsExecutable) {
+  if (!canOpenTerminals()) GTEST_SKIP() << withoutTerminals;
   const ScratchDirectory directory;
   const auto program = directory / "claude";
   std::filesystem::copy_file(chainLink(), program);
@@ -159,6 +164,7 @@ TEST(ProcessChain, AProcessWithoutANameGoesByThatOfItsExecutable) {
 }
 
 TEST(ProcessChain, AStoredSessionIsBoundToTheProcessThatSentTheLastEvent) {
+  if (!canOpenTerminals()) GTEST_SKIP() << withoutTerminals;
   const ScratchHome home;
   for (const std::string terminal : {"terminal", "session"}) {
     std::filesystem::remove(home / "links");
