@@ -51,14 +51,14 @@ build/user/Makefile:
 
 hook: build/user/Makefile
 	@scripts/install-packages.sh build
-	@MAKEFLAGS= cmake --build --preset user --target tavrin-hook --parallel $(JOBS_OF_MACHINE)
+	@MAKEFLAGS=--no-print-directory cmake --build --preset user --target tavrin-hook --parallel $(JOBS_OF_MACHINE)
 
 # Configures again, because libraries may have been installed since.
 terminal: build/user/Makefile
 ifneq ($(wildcard TavrinTerminal/CMakeLists.txt),)
 	@scripts/install-packages.sh build terminal
 	@cmake --preset user -DTAVRIN_BUILD_TERMINAL=ON >/dev/null
-	@MAKEFLAGS= cmake --build --preset user --target tavrin --parallel $(JOBS_OF_MACHINE)
+	@MAKEFLAGS=--no-print-directory cmake --build --preset user --target tavrin --parallel $(JOBS_OF_MACHINE)
 endif
 
 run: hook
