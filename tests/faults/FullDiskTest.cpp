@@ -1,5 +1,5 @@
-// A record on a full file system. The test mounts one of 64 KiB in a namespace of its own, which ends with the
-// processes in it.
+// A record on a full file system. The test mounts one of 64 KiB in a namespace of its own, which ends with
+// the processes in it.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -44,12 +44,14 @@ cp "$sessions/s.json" "$HOME/next"
 using Words = std::vector<std::string>;
 const Subprocess::Environment systemPath = {{"PATH", "/usr/sbin:/usr/bin:/sbin:/bin"}};
 
-// The words before a command that give it a mount namespace of its own in which it may mount. Empty if no user here
-// may mount a file system in any way that the test knows.
+// The words before a command that give it a mount namespace of its own in which it may mount. Empty if no
+// user here may mount a file system in any way that the test knows.
 Words wordsThatAllowMounting() {
-  for (const Words& words : {Words{"/usr/bin/env", "unshare", "-rm"}, Words{"/usr/bin/env", "unshare", "-m"}}) {
+  for (const Words& words :
+       {Words{"/usr/bin/env", "unshare", "-rm"}, Words{"/usr/bin/env", "unshare", "-m"}}) {
     Words command = words;
-    for (const char* word : {"mount", "-t", "tmpfs", "-o", "size=64k", "none", "/mnt"}) command.emplace_back(word);
+    for (const char* word : {"mount", "-t", "tmpfs", "-o", "size=64k", "none", "/mnt"})
+      command.emplace_back(word);
     if (test::run(command, "", systemPath).exitStatus == 0) return words;
   }
   return {};
@@ -73,8 +75,7 @@ class FullDisk : public testing::Test {
          {std::string("/bin/sh"), std::string("-c"), std::string(script), hookExecutable().string(),
           std::to_string(pages), std::to_string(files), std::string(hasLog ? "with" : "without")})
       words.push_back(word);
-    EXPECT_EQ(test::run(words, "", {{"HOME", home.string()}, *systemPath.begin()}),
-              silentSuccess);
+    EXPECT_EQ(test::run(words, "", {{"HOME", home.string()}, *systemPath.begin()}), silentSuccess);
   }
 
   std::string text(std::string_view name) const { return readFile(home / name); }

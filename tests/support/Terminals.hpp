@@ -9,7 +9,8 @@
 namespace tavrin::test {
 
 /// Why a test leaves out what needs a terminal, where canOpenTerminals() is false.
-constexpr const char* withoutTerminals = "Left out: no pseudo-terminal can be opened here. Is /dev/pts mounted?";
+constexpr const char* withoutTerminals =
+    "Left out: no pseudo-terminal can be opened here. Is /dev/pts mounted?";
 
 /// Whether a process here can open a new pseudo-terminal. A container or chroot without devpts cannot.
 inline bool canOpenTerminals() {

@@ -20,7 +20,8 @@ std::string homeWith(const std::optional<std::string>& value) {
   return Home::directory();
 }
 
-// The home directory in the password database, without trailing slashes, or "/var/empty" if `user` is not listed.
+// The home directory in the password database, without trailing slashes, or "/var/empty" if `user` is not
+// listed.
 std::string fromPasswordDatabase(uid_t user) {
   const passwd* entry = ::getpwuid(user);
   std::string home = entry != nullptr && entry->pw_dir != nullptr ? entry->pw_dir : "";
