@@ -1,6 +1,7 @@
 #include "TavrinCore/Support/Uuid.hpp"
 
 #include <algorithm>
+#include <boost/uuid/entropy_error.hpp>
 #include <boost/uuid/random_generator.hpp>
 #include <boost/uuid/uuid.hpp>
 #include <boost/uuid/uuid_io.hpp>
