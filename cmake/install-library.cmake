@@ -17,13 +17,8 @@ install(DIRECTORY "${PROJECT_SOURCE_DIR}/TavrinCore" DESTINATION "${CMAKE_INSTAL
 install(FILES "${PROJECT_SOURCE_DIR}/docs/session.schema.json" DESTINATION "${CMAKE_INSTALL_DATADIR}/tavrin"
   COMPONENT dev)
 
-# The headers that pass Boost.JSON documents around; what they are made of is in TavrinCore.
-add_library(TavrinSettings INTERFACE)
-add_library(Tavrin::Settings ALIAS TavrinSettings)
-target_link_libraries(TavrinSettings INTERFACE TavrinCore Boost::headers)
-
 # An export set for each component, for each has needs of its own.
-foreach(component Core Panel Settings)
+foreach(component Core Panel)
   set_target_properties(Tavrin${component} PROPERTIES EXPORT_NAME ${component})
   install(TARGETS Tavrin${component} EXPORT Tavrin${component}Targets
     ARCHIVE DESTINATION "${CMAKE_INSTALL_LIBDIR}" COMPONENT dev

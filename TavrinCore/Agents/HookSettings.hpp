@@ -18,9 +18,6 @@
 /// A value of an unexpected type counts as missing; it is replaced where an entry must be written, else kept.
 namespace tavrin::HookSettings {
 
-/// An entry whose command holds this text is this system's, wherever tavrin-hook is installed.
-inline constexpr std::string_view marker = "/Tavrin/bin/tavrin-hook";
-
 /// What an agent runs: `helperPath` in double quotes, then a blank and `flag` when there is one that is not
 /// empty.
 std::string command(std::string_view helperPath, std::optional<std::string_view> flag);
