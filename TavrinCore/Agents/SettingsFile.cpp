@@ -51,19 +51,17 @@ std::string originalRecord(Agent agent, std::string_view path, const Read& read)
 constexpr std::size_t largestRecord = 6 * SettingsFile::largestFile + 10'000;
 
 std::optional<SettingsFile::Original> originalFrom(std::string_view record, const std::string& file) {
-  try {
-    const JsonFields fields = JsonFields::ofRecord(record, originalKeys);
-    const std::string* const agentName = fields[0].asText();
-    const std::string* const path = fields[1].asText();
-    const std::optional<Agent> agent = agentName == nullptr ? std::nullopt : agentFromRawValue(*agentName);
-    if (!agent || path == nullptr || !path->starts_with('/')) return std::nullopt;
-    if (fields[2].kind != JsonField::Kind::null && fields[2].asText() == nullptr) return std::nullopt;
-    SettingsFile::Original original{.agent = *agent, .path = *path, .text = {}, .recordedIn = file};
-    if (const std::string* const text = fields[2].asText()) original.text = *text;
-    return original;
-  } catch (const JsonError&) {
-    return std::nullopt;
-  }
+  const std::optional<JsonFields> fields = JsonFields::ofRecord(record, originalKeys);
+  if (!fields) return std::nullopt;
+  const std::string* const agentName = (*fields)[0].asText();
+  const std::string* const path = (*fields)[1].asText();
+  const JsonField& text = (*fields)[2];
+  const std::optional<Agent> agent = agentName == nullptr ? std::nullopt : agentFromRawValue(*agentName);
+  if (!agent || path == nullptr || !path->starts_with('/')) return std::nullopt;
+  if (text.kind != JsonField::Kind::null && text.asText() == nullptr) return std::nullopt;
+  SettingsFile::Original original{.agent = *agent, .path = *path, .text = {}, .recordedIn = file};
+  if (text.asText() != nullptr) original.text = *text.asText();
+  return original;
 }
 
 std::optional<SettingsFile::Original> readOriginal(const std::string& file) {
