@@ -27,8 +27,9 @@ bool FollowedFacts::look(const MonitorFiles& files) {
       .startsTurn =
           [&](std::string_view line) {
             const LineEvidence found = evidenceInLine(line, agent_);
-            return std::ranges::any_of(found.facts,
-                                       [](const SessionFact& fact) { return fact.kind == Kind::turnStarted; });
+            return found.startsTurn || std::ranges::any_of(found.facts, [](const SessionFact& fact) {
+                     return fact.kind == Kind::turnStarted;
+                   });
           },
       .restart =
           [&] {

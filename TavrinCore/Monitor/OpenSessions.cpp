@@ -133,7 +133,10 @@ void OpenSessions::lookCopilot(const AgentHome& home, const Surroundings& with,
                        .state = std::nullopt,
                        .stateSince = status->modifiedAt});
     }
-    if (isOpen) watched.push_back(folder);
+    // The hold file comes a moment after the folder.
+    const auto status = isOpen ? std::nullopt : with.files.status(folder);
+    constexpr Seconds young(10);
+    if (isOpen || (status && with.now - status->modifiedAt < young)) watched.push_back(folder);
   }
 }
 
@@ -148,6 +151,16 @@ void OpenSessions::lookCodex(const AgentHome& home, const Surroundings& with,
     if (held && mayShow(home, held->id, with)) byHolder[held->holder].push_back(*std::move(held));
   }
   for (auto& [holder, held] : byHolder) {
+    for (const Holding& one : held) {
+      const auto made = codexRollout(home, one.id, with) ? std::nullopt : CodexEvidence::createdAt(one.id);
+      if (!made) continue;
+      // The first prompt makes the rollout, and the folders of its day.
+      const std::string day = Iso8601::text(*made);
+      std::string folder = home.sessionsDirectory();
+      watched.push_back(folder);
+      for (const std::string& part : {day.substr(0, 4), day.substr(5, 2), day.substr(8, 2)})
+        watched.push_back(folder = Path::joined(folder, part));
+    }
     std::ranges::sort(held, {}, &Holding::since);
     const std::vector<std::string> words = with.processes.arguments(holder);
     if (std::ranges::find(words, "app-server") != words.end())
@@ -176,6 +189,8 @@ std::optional<OpenSessions::Holding> OpenSessions::holding(const std::string& di
     // A client makes the file and then locks it, so one that is new may be free for a moment.
     const bool isSettled = lock.holder || with.now - status->modifiedAt > Seconds(1);
     lock.status = isSettled ? status : std::nullopt;
+    constexpr Seconds soon(0.1);
+    if (!isSettled) next_ = with.now + soon;
     process = lock.holder ? with.process(*lock.holder) : std::nullopt;
   }
   if (!lock.holder || !process) return std::nullopt;

@@ -38,8 +38,14 @@ class OpenSessions {
   /// is the one its terminal shows.
   const std::vector<OpenSession>& all() const { return open_; }
 
+  /// When to look again at the latest: a lock is taken without any change of its file.
+  const std::optional<Date>& next() const { return next_; }
+
   /// Forgets what the last looks found, before the looks of a new round.
-  void clear() { open_.clear(); }
+  void clear() {
+    open_.clear();
+    next_.reset();
+  }
 
   /// The threads that Codex started as sub-agents of the session, by their ids.
   std::vector<std::string> codexSubagents(const std::string& sessionId) const;
@@ -89,6 +95,7 @@ class OpenSessions {
   void add(const Holding& held, const Surroundings& with);
 
   std::vector<OpenSession> open_;
+  std::optional<Date> next_;
   std::map<std::string, std::pair<FileStatus, std::vector<OpenSession>>> stated_;  // by path
   std::map<std::string, Lock> locks_;
   std::map<std::string, Thread> threads_;

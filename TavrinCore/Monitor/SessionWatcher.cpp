@@ -82,6 +82,9 @@ SessionWatcher::Look SessionWatcher::look(Date now) {
   }
   const std::vector<std::int32_t> clients = openSessions_.clients();
   look.processes.insert(look.processes.end(), clients.begin(), clients.end());
+  look.next = look.next && openSessions_.next() ? std::min(look.next, openSessions_.next())
+              : look.next                       ? look.next
+                                                : openSessions_.next();
   std::ranges::sort(look.processes);
   look.processes.erase(std::ranges::unique(look.processes).begin(), look.processes.end());
   if (look.files.size() > mostWatched) look.files.resize(mostWatched);
@@ -122,6 +125,7 @@ void SessionWatcher::takeOpenSessions() {
 void SessionWatcher::judgeOpen(Trace& trace) {
   const Session& record = trace.session.record;
   SessionEvidence& evidence = trace.session.evidence;
+  if (record.state != SessionState::idle) processes_.erase(record.agentPid);
   evidence.process = process(record.agentPid);
   const bool isIts = evidence.process && evidence.process->startedAt <= record.updatedAt + Seconds(5);
   evidence.isFolderHere = surroundings_.files.status(record.cwd).has_value();
@@ -233,8 +237,7 @@ void SessionWatcher::follow(Trace& trace, Look& look) {
   SessionEvidence& evidence = trace.session.evidence;
   const Session& record = trace.session.record;
   const bool isGone = evidence.isClosed || (!evidence.process && !evidence.open);
-  if (isGone && record.agent != Agent::copilot) return;
-  if (look.files.size() >= mostWatched) return;
+  if (isGone || look.files.size() >= mostWatched) return;
   bool isChanged = false;
   for (const auto& [path, isSubagents] : filesOf(trace)) {
     const bool isOffset = record.transcriptPath == path && record.state == SessionState::needsYou;
@@ -266,11 +269,13 @@ void SessionWatcher::askChildren(Trace& trace) {
 void SessionWatcher::askCodexChildren(Trace& trace, std::int32_t pid) {
   SessionEvidence& evidence = trace.session.evidence;
   std::vector<const SessionFact*> open = ChildEvidence::openQuestions(evidence.facts);
-  if (open.empty()) {
+  const bool hasAsked = std::ranges::any_of(
+      evidence.facts, [](const SessionFact& fact) { return fact.kind == Kind::asked; });
+  if (!hasAsked) {
     trace.children.clear();
     trace.fromProcesses.clear();
-    return;
   }
+  if (open.empty()) return;
   std::vector<SessionFact> answers;
   for (const std::int32_t child : surroundings_.processes.children(pid)) {
     if (trace.children.contains(child)) continue;
