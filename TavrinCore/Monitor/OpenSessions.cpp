@@ -18,6 +18,9 @@ constexpr std::size_t largestStatus = std::size_t{1024} * 1024;
 // A process that started after its file was written is another one with the same id.
 constexpr Seconds startMargin(5);
 
+// When to look again, in seconds, at what an agent is about to finish.
+constexpr Seconds soon(0.1);
+
 bool wrote(const ProcessFact& process, Date written) {
   return process.startedAt <= written + startMargin;
 }
@@ -189,7 +192,6 @@ std::optional<OpenSessions::Holding> OpenSessions::holding(const std::string& di
     // A client makes the file and then locks it, so one that is new may be free for a moment.
     const bool isSettled = lock.holder || with.now - status->modifiedAt > Seconds(1);
     lock.status = isSettled ? status : std::nullopt;
-    constexpr Seconds soon(0.1);
     if (!isSettled) next_ = with.now + soon;
     process = lock.holder ? with.process(*lock.holder) : std::nullopt;
   }
@@ -209,7 +211,10 @@ bool OpenSessions::mayShow(const AgentHome& home, const std::string& id, const S
   if (!thread.hasMeta) {
     const auto text = with.files.read(*rollout, 0, largestStatus);
     const std::size_t end = text ? text->find('\n') : std::string::npos;
-    if (end == std::string::npos) return false;
+    if (end == std::string::npos) {
+      next_ = with.now + soon;
+      return false;
+    }
     const auto meta = CodexEvidence::meta(std::string_view(*text).substr(0, end));
     if (meta) thread.parentId = meta->parentId;
     thread.hasMeta = true;

@@ -260,7 +260,8 @@ void SessionWatcher::follow(Trace& trace, Look& look) {
 void SessionWatcher::askChildren(Trace& trace) {
   const Session& record = trace.session.record;
   const SessionEvidence& evidence = trace.session.evidence;
-  const std::int32_t pid = evidence.open ? evidence.open->pid : record.agentPid;
+  const bool isIts = evidence.process && evidence.isOpenByItsAgent;
+  const std::int32_t pid = isIts || !evidence.open ? record.agentPid : evidence.open->pid;
   if (evidence.isClosed || evidence.isSubagent || (!evidence.process && !evidence.open)) return;
   if (record.agent == Agent::codex) askCodexChildren(trace, pid);
   if (record.agent == Agent::gemini) askGeminiChildren(trace, pid);

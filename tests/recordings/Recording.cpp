@@ -231,7 +231,9 @@ std::optional<std::int32_t> Machine::likelyHolder() const {
     const auto parent = processes_.find(process.fact.parent);
     const bool isChild = parent != processes_.end() && parent->second.fact.name == "codex";
     if (!serves && (isDaemon || isChild)) continue;
-    if (found && serves == isDaemon && process.fact.startedAt < startedAt) continue;
+    // The daemon starts helpers after itself; of clients the last one opens a session now.
+    const bool isLater = process.fact.startedAt > startedAt;
+    if (found && serves == isDaemon && isLater == serves) continue;
     found = pid;
     isDaemon = serves;
     startedAt = process.fact.startedAt;
