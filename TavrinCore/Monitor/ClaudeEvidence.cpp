@@ -70,7 +70,8 @@ LineEvidence line(std::string_view line) {
   } else if (type == "system") {
     if (textAt(object, "subtype") == "turn_duration") add(Kind::turnEnded);
   } else if (isPrompt(object)) {
-    add(Kind::turnStarted);
+    // Its hook reports each prompt. Some lines that look like one, as after /compact, start no turn.
+    found.startsTurn = true;
   } else if (type == "user") {
     for (const TranscriptSignal& signal : TranscriptParser::claudeSignals(line)) {
       if (signal.kind() == TranscriptSignal::Kind::toolResult)

@@ -24,21 +24,29 @@ std::vector<std::string> recordingsOf(std::string_view agent) {
   return paths;
 }
 
-std::vector<std::string> allRecordings() {
-  std::vector<std::string> all;
-  for (const Agent agent : allAgents) {
-    const std::vector<std::string> some = recordingsOf(rawValue(agent));
-    all.insert(all.end(), some.begin(), some.end());
-  }
-  return all;
-}
-
 // "codex_two_prompts_2" for ".../codex/two-prompts.2.jsonl.gz".
 std::string nameOf(const std::string& path) {
   const std::filesystem::path file = path;
   std::string name = file.parent_path().filename().string() + "_" + file.stem().stem().string();
   std::ranges::replace_if(name, [](char letter) { return letter == '-' || letter == '.'; }, '_');
   return name;
+}
+
+// What a person reads in the list of tests, instead of the path.
+struct RecordingPath {
+  std::string path;
+};
+
+void PrintTo(const RecordingPath& recording, std::ostream* out) {
+  *out << nameOf(recording.path);
+}
+
+std::vector<RecordingPath> allRecordings() {
+  std::vector<RecordingPath> all;
+  for (const Agent agent : allAgents) {
+    for (const std::string& path : recordingsOf(rawValue(agent))) all.push_back({path});
+  }
+  return all;
 }
 
 struct Played {
@@ -64,11 +72,12 @@ const std::map<std::string, std::size_t> unknowable = {
     {"grok_compact_1", 1},
 };
 
-class Situation : public testing::TestWithParam<std::string> {};
+class Situation : public testing::TestWithParam<RecordingPath> {};
 
 TEST_P(Situation, IsSeenAsThePersonAtTheTerminalSeesIt) {
-  const Played both = played(GetParam());
-  const auto allowed = unknowable.find(nameOf(GetParam()));
+  const std::string& path = GetParam().path;
+  const Played both = played(path);
+  const auto allowed = unknowable.find(nameOf(path));
   EXPECT_LE(both.monitor.missed.size(), allowed == unknowable.end() ? 0 : allowed->second)
       << testing::PrintToString(both.monitor.missed);
   EXPECT_GT(both.monitor.judged, 10);
@@ -78,13 +87,17 @@ TEST_P(Situation, IsSeenAsThePersonAtTheTerminalSeesIt) {
 }
 
 INSTANTIATE_TEST_SUITE_P(Recorded, Situation, testing::ValuesIn(allRecordings()),
-                         [](const auto& instance) { return nameOf(instance.param); });
+                         [](const auto& instance) { return nameOf(instance.param.path); });
 
 struct Goal {
   std::string_view agent;
   double mostWrong;       // per cent of the judged time
   std::size_t recordings;
 };
+
+void PrintTo(const Goal& goal, std::ostream* out) {
+  *out << goal.agent << ", " << goal.mostWrong << " %";
+}
 
 class Share : public testing::TestWithParam<Goal> {};
 
