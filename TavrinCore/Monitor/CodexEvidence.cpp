@@ -18,9 +18,9 @@ namespace {
 constexpr std::size_t idLength = 36;
 
 constexpr std::array<std::string_view, 12> knownTypes = {
-    "session_meta", "event_msg",   "response_item", "turn_context",     "world_state",
-    "compacted",    "token_count", "session_state", "retained_context", "token_usage_record",
-    "ghost_snapshot", "inter_agent_communication_metadata"};
+    "session_meta",     "event_msg",          "response_item",  "turn_context",
+    "world_state",      "compacted",          "token_count",    "session_state",
+    "retained_context", "token_usage_record", "ghost_snapshot", "inter_agent_communication_metadata"};
 
 bool holds(std::string_view line, std::string_view word) {
   return line.find(word) != std::string_view::npos;

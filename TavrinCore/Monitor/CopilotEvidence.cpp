@@ -38,7 +38,8 @@ void readHook(const json::object& data, Date at, LineEvidence& found) {
 }
 
 void readPermission(std::string_view type, const json::object& data, Date at, LineEvidence& found) {
-  SessionFact fact{.kind = Kind::asked, .at = at, .call = std::string(textAt(data, "requestId")), .command = {}};
+  SessionFact fact{
+      .kind = Kind::asked, .at = at, .call = std::string(textAt(data, "requestId")), .command = {}};
   if (type == "permission.completed") {
     const std::string_view result = textAt(objectAt(data, "result"), "kind");
     // A question that was cancelled says nothing about the turn; "abort" follows if that ends.

@@ -14,8 +14,8 @@ using Kind = SessionFact::Kind;
 constexpr std::size_t mostFacts = 512;
 
 bool endsTurn(Kind kind) {
-  return kind == Kind::turnEnded || kind == Kind::interrupted || kind == Kind::refused || kind == Kind::failed ||
-         kind == Kind::sessionEnded;
+  return kind == Kind::turnEnded || kind == Kind::interrupted || kind == Kind::refused ||
+         kind == Kind::failed || kind == Kind::sessionEnded;
 }
 
 }  // namespace

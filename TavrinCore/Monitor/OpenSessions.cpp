@@ -84,7 +84,8 @@ void OpenSessions::lookClaude(const AgentHome& home, const Surroundings& with,
   }
 }
 
-void OpenSessions::lookGrok(const AgentHome& home, const Surroundings& with, std::vector<std::string>& watched) {
+void OpenSessions::lookGrok(const AgentHome& home, const Surroundings& with,
+                            std::vector<std::string>& watched) {
   const std::string path = home.activeSessionsFile().value_or("");
   watched.push_back(path);
   const std::optional<FileStatus> status = with.files.status(path);
@@ -173,7 +174,8 @@ void OpenSessions::lookCodex(const AgentHome& home, const Surroundings& with,
   }
 }
 
-std::optional<OpenSessions::Holding> OpenSessions::holding(const std::string& directory, const std::string& name,
+std::optional<OpenSessions::Holding> OpenSessions::holding(const std::string& directory,
+                                                           const std::string& name,
                                                            const Surroundings& with) {
   const std::string path = Path::joined(directory, name);
   const std::optional<FileStatus> status = with.files.status(path);
@@ -202,8 +204,8 @@ std::optional<OpenSessions::Holding> OpenSessions::holding(const std::string& di
                  .process = *process};
 }
 
-// Whether the thread may be one that a terminal shows: not a sub-agent's, and not one whose rollout exists but
-// does not say yet whose it is.
+// Whether the thread may be one that a terminal shows: not a sub-agent's, and not one whose rollout exists
+// but does not say yet whose it is.
 bool OpenSessions::mayShow(const AgentHome& home, const std::string& id, const Surroundings& with) {
   const std::optional<std::string> rollout = codexRollout(home, id, with);
   if (!rollout) return true;
@@ -264,9 +266,9 @@ void OpenSessions::lookClients(const Surroundings& with) {
   }
 }
 
-// The daemon holds the locks of all its clients, and lives on without them. A client opens its session when it
-// starts, so a lock belongs to the client that started last before it and shows nothing yet. Where that does
-// not decide, a session counts as open while any client runs that started before it.
+// The daemon holds the locks of all its clients, and lives on without them. A client opens its session when
+// it starts, so a lock belongs to the client that started last before it and shows nothing yet. Where that
+// does not decide, a session counts as open while any client runs that started before it.
 void OpenSessions::lookDaemon(const std::vector<Holding>& held, const Surroundings& with) {
   lookClients(with);
   std::map<std::string, std::int32_t> ownerOf;
@@ -283,7 +285,8 @@ void OpenSessions::lookDaemon(const std::vector<Holding>& held, const Surroundin
         ownerPid = pid;
       }
     }
-    const auto alive = std::ranges::count_if(clients_, [](const auto& entry) { return entry.second.isAlive; });
+    const auto alive =
+        std::ranges::count_if(clients_, [](const auto& entry) { return entry.second.isAlive; });
     if (owner == nullptr && alive == 1) {
       // The only client shows what was opened last.
       for (auto& [pid, client] : clients_) {

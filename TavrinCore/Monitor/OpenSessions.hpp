@@ -15,8 +15,8 @@
 
 namespace tavrin {
 
-/// The files in which agents state which sessions are open: Claude's status files, Codex's locks, Copilot's hold
-/// files and Grok's list. They are read again only when they change.
+/// The files in which agents state which sessions are open: Claude's status files, Codex's locks, Copilot's
+/// hold files and Grok's list. They are read again only when they change.
 class OpenSessions {
  public:
   using ProcessLookup = std::function<std::optional<ProcessFact>(std::int32_t pid)>;
@@ -51,7 +51,8 @@ class OpenSessions {
   std::vector<std::string> codexSubagents(const std::string& sessionId) const;
 
   /// The rollout of a thread of Codex; nullopt when there is none.
-  std::optional<std::string> codexRollout(const AgentHome& home, const std::string& id, const Surroundings& with);
+  std::optional<std::string> codexRollout(const AgentHome& home, const std::string& id,
+                                          const Surroundings& with);
 
   /// The clients of Codex's daemon, whose end changes what is open.
   std::vector<std::int32_t> clients() const;
@@ -88,7 +89,8 @@ class OpenSessions {
   void lookCopilot(const AgentHome& home, const Surroundings& with, std::vector<std::string>& watched);
   void lookGrok(const AgentHome& home, const Surroundings& with, std::vector<std::string>& watched);
 
-  std::optional<Holding> holding(const std::string& directory, const std::string& name, const Surroundings& with);
+  std::optional<Holding> holding(const std::string& directory, const std::string& name,
+                                 const Surroundings& with);
   bool mayShow(const AgentHome& home, const std::string& id, const Surroundings& with);
   void lookDaemon(const std::vector<Holding>& held, const Surroundings& with);
   void lookClients(const Surroundings& with);

@@ -106,7 +106,8 @@ class Play {
   void close(const SessionFact& fact, bool counts) {
     bool wasAsked = false;
     if (!fact.call.empty()) {
-      const auto at = std::ranges::find(asked_, fact.call, [](const SessionFact* open) { return open->call; });
+      const auto at =
+          std::ranges::find(asked_, fact.call, [](const SessionFact* open) { return open->call; });
       wasAsked = at != asked_.end();
       if (wasAsked) asked_.erase(at);
     } else if (fact.kind == Kind::answered) {
@@ -246,7 +247,8 @@ std::vector<ObservedSession> observe(std::span<const MonitoredSession> sessions,
   std::vector<ObservedSession> observed;
   observed.reserve(sessions.size());
   for (const MonitoredSession& session : sessions) {
-    if (std::optional<ObservedSession> one = judge(session, now, bootedAt)) observed.push_back(*std::move(one));
+    if (std::optional<ObservedSession> one = judge(session, now, bootedAt))
+      observed.push_back(*std::move(one));
   }
   return observed;
 }

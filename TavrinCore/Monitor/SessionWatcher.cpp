@@ -18,6 +18,9 @@ using Seconds = std::chrono::duration<double>;
 constexpr Seconds processInterval(1);
 constexpr Seconds childInterval(0.25);
 
+// How long, in seconds, a closed session is remembered.
+constexpr Seconds closedInterval(60);
+
 std::string keyOf(Agent agent, const std::string& id) {
   return std::string(rawValue(agent)) + "/" + id;
 }
@@ -61,7 +64,13 @@ SessionWatcher::Look SessionWatcher::look(Date now) {
                                         .now = now};
   for (const AgentHome& home : surroundings_.homes) openSessions_.look(home, with, look.files);
   takeOpenSessions();
-  std::erase_if(traces_, [](const auto& entry) { return !entry.second.isUsed; });
+  // A session that was closed is remembered for a while: a hook that comes after its end must not bring it
+  // back.
+  std::erase_if(traces_, [&](const auto& entry) {
+    const Trace& trace = entry.second;
+    const bool isFresh = trace.wasOpen || (trace.closedAt && now - *trace.closedAt < closedInterval);
+    return !trace.isUsed && !isFresh;
+  });
 
   const Date bootedAt = surroundings_.processes.bootedAt();
   // Sessions that do something are followed first.
@@ -213,7 +222,8 @@ std::vector<std::pair<std::string, bool>> SessionWatcher::filesOf(const Trace& t
         const std::string chats(Path::parent(*record.transcriptPath));
         const std::string subagents = Path::joined(chats, id);
         if (AgentHome::isPlainName(id))
-          for (const std::string& name : names(subagents)) addPath(paths, Path::joined(subagents, name), true);
+          for (const std::string& name : names(subagents))
+            addPath(paths, Path::joined(subagents, name), true);
       }
       break;
     case Agent::copilot:
@@ -270,8 +280,8 @@ void SessionWatcher::askChildren(Trace& trace) {
 void SessionWatcher::askCodexChildren(Trace& trace, std::int32_t pid) {
   SessionEvidence& evidence = trace.session.evidence;
   std::vector<const SessionFact*> open = ChildEvidence::openQuestions(evidence.facts);
-  const bool hasAsked = std::ranges::any_of(
-      evidence.facts, [](const SessionFact& fact) { return fact.kind == Kind::asked; });
+  const bool hasAsked =
+      std::ranges::any_of(evidence.facts, [](const SessionFact& fact) { return fact.kind == Kind::asked; });
   if (!hasAsked) {
     trace.children.clear();
     trace.fromProcesses.clear();
@@ -335,7 +345,8 @@ void SessionWatcher::askGeminiChildren(Trace& trace, std::int32_t pid) {
   }
 }
 
-void SessionWatcher::plan(const Trace& trace, const std::optional<ObservedSession>& observed, Look& look) const {
+void SessionWatcher::plan(const Trace& trace, const std::optional<ObservedSession>& observed,
+                          Look& look) const {
   const auto at = [&](Date date) {
     if (date > now_ && (!look.next || date < *look.next)) look.next = date;
   };

@@ -18,10 +18,10 @@
 
 namespace tavrin {
 
-/// Collects what SessionMonitor judges: it reads the hook's records, the agents' own files and the process table,
-/// each look only what is new. It writes nothing, starts nothing and never waits. One-shot commands look once;
-/// a program that keeps going looks again when one of `Look::files` changes, when one of `Look::processes` ends,
-/// and at `Look::next`.
+/// Collects what SessionMonitor judges: it reads the hook's records, the agents' own files and the process
+/// table, each look only what is new. It writes nothing, starts nothing and never waits. One-shot commands
+/// look once; a program that keeps going looks again when one of `Look::files` changes, when one of
+/// `Look::processes` ends, and at `Look::next`.
 class SessionWatcher {
  public:
   /// Where to look, and how. Tests and recordings hand in functions of their own.

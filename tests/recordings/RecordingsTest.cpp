@@ -7,10 +7,10 @@
 #include <numeric>
 
 #include "TavrinCore/Agents/Agent.hpp"
-#include "recordings/Recording.hpp"
-#include "recordings/Score.hpp"
-#include "support/Scratch.hpp"
-#include "support/TestData.hpp"
+#include "tests/recordings/Recording.hpp"
+#include "tests/recordings/Score.hpp"
+#include "tests/support/Scratch.hpp"
+#include "tests/support/TestData.hpp"
 
 namespace tavrin::recordings {
 namespace {
@@ -28,7 +28,8 @@ std::vector<std::string> recordingsOf(std::string_view agent) {
 std::string nameOf(const std::string& path) {
   const std::filesystem::path file = path;
   std::string name = file.parent_path().filename().string() + "_" + file.stem().stem().string();
-  std::ranges::replace_if(name, [](char letter) { return letter == '-' || letter == '.'; }, '_');
+  std::ranges::replace_if(
+      name, [](char letter) { return letter == '-' || letter == '.'; }, '_');
   return name;
 }
 
@@ -91,7 +92,7 @@ INSTANTIATE_TEST_SUITE_P(Recorded, Situation, testing::ValuesIn(allRecordings())
 
 struct Goal {
   std::string_view agent;
-  double mostWrong;       // per cent of the judged time
+  double mostWrong;  // per cent of the judged time
   std::size_t recordings;
 };
 
@@ -119,8 +120,9 @@ TEST_P(Share, OfTimeThatIsWrongStaysWithinTheGoal) {
 }
 
 INSTANTIATE_TEST_SUITE_P(Agents, Share,
-                         testing::Values(Goal{"claude", 2.0, 28}, Goal{"codex", 2.0, 26}, Goal{"gemini", 2.6, 23},
-                                         Goal{"copilot", 7.3, 25}, Goal{"grok", 3.1, 24}),
+                         testing::Values(Goal{"claude", 2.0, 28}, Goal{"codex", 2.0, 26},
+                                         Goal{"gemini", 2.6, 23}, Goal{"copilot", 7.3, 25},
+                                         Goal{"grok", 3.1, 24}),
                          [](const auto& instance) { return std::string(instance.param.agent); });
 
 TEST(Transcripts, OfClaudeSufficeWithoutItsStatusFiles) {

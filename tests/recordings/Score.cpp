@@ -1,4 +1,4 @@
-#include "recordings/Score.hpp"
+#include "tests/recordings/Score.hpp"
 
 #include <algorithm>
 #include <boost/json/serialize.hpp>
@@ -64,7 +64,8 @@ class View {
 std::string words(const Truth& before, const Truth& after, double start) {
   std::ostringstream out;
   out.precision(2);
-  out << std::fixed << after.from - start << " s: " << before.state << " to " << after.state << " in " << after.session;
+  out << std::fixed << after.from - start << " s: " << before.state << " to " << after.state << " in "
+      << after.session;
   return out.str();
 }
 

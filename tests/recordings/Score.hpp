@@ -4,7 +4,7 @@
 #include <string>
 #include <vector>
 
-#include "recordings/Recording.hpp"
+#include "tests/recordings/Recording.hpp"
 
 namespace tavrin::recordings {
 
@@ -28,8 +28,8 @@ struct Score {
   std::vector<std::string> missed;  ///< changes of over 1 s that were not followed within 2 s, in words
 };
 
-/// Compares a view with the truth. A failed session counts as right when it is shown as idle, because it is ready
-/// for a prompt. Time before a session's id occurs anywhere in the recording is not judged.
+/// Compares a view with the truth. A failed session counts as right when it is shown as idle, because it is
+/// ready for a prompt. Time before a session's id occurs anywhere in the recording is not judged.
 Score scoreOf(const std::vector<Change>& view, const std::vector<Truth>& truth,
               const std::vector<boost::json::object>& events);
 
