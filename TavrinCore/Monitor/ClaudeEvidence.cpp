@@ -14,10 +14,6 @@ namespace {
 
 constexpr std::string_view refusal = "The user doesn't want to proceed with this tool use.";
 
-bool holds(std::string_view line, std::string_view word) {
-  return line.find(word) != std::string_view::npos;
-}
-
 // Whether a user line is a prompt that the person typed. The client writes user lines of its own: results of
 // tools, notes in angle brackets (commands, notifications) and interruptions in square ones.
 bool isPrompt(const json::object& object) {

@@ -22,10 +22,6 @@ constexpr std::array<std::string_view, 12> knownTypes = {
     "world_state",      "compacted",          "token_count",    "session_state",
     "retained_context", "token_usage_record", "ghost_snapshot", "inter_agent_communication_metadata"};
 
-bool holds(std::string_view line, std::string_view word) {
-  return line.find(word) != std::string_view::npos;
-}
-
 // Codex writes "type" before "payload", so the first one is the line's own.
 std::string_view typeOf(std::string_view line) {
   constexpr std::string_view key = "\"type\":\"";
