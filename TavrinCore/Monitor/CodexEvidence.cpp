@@ -24,7 +24,7 @@ constexpr std::array<std::string_view, 12> knownTypes = {
 
 // Codex writes "type" before "payload", so the first one is the line's own.
 std::string_view typeOf(std::string_view line) {
-  constexpr std::string_view key = "\"type\":\"";
+  constexpr std::string_view key = R"("type":")";
   const std::size_t at = line.substr(0, 200).find(key);
   if (at == std::string_view::npos) return {};
   line.remove_prefix(at + key.size());
@@ -71,7 +71,7 @@ std::optional<Meta> meta(std::string_view line) {
 }
 
 std::optional<std::uint64_t> ordinal(std::string_view line) {
-  constexpr std::string_view key = "\"ordinal\":";
+  constexpr std::string_view key = R"("ordinal":)";
   const std::size_t at = line.substr(0, 200).find(key);
   if (at == std::string_view::npos) return std::nullopt;
   line.remove_prefix(at + key.size());

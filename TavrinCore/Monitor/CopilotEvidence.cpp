@@ -1,3 +1,5 @@
+#include <algorithm>
+#include <array>
 #include <boost/json/object.hpp>
 
 #include "TavrinCore/Monitor/AgentEvidence.hpp"
@@ -14,11 +16,10 @@ namespace {
 
 // The families of events that the client writes, up to the dot.
 bool isKnownType(std::string_view type) {
-  for (const std::string_view family :
-       {"session.", "assistant.", "user.", "system.", "tool.", "hook.", "permission.", "subagent.", "model.",
-        "human_response.", "abort", "elicitation.", "user_input.", "skill."})
-    if (type.starts_with(family)) return true;
-  return false;
+  constexpr std::array<std::string_view, 14> families = {
+      "session.",  "assistant.", "user.",           "system.", "tool.",        "hook.",       "permission.",
+      "subagent.", "model.",     "human_response.", "abort",   "elicitation.", "user_input.", "skill."};
+  return std::ranges::any_of(families, [&](std::string_view family) { return type.starts_with(family); });
 }
 
 // Lines of a sub-agent stand in its parent's file and carry an "agentId". Its questions are the parent's; its

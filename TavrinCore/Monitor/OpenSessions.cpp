@@ -151,8 +151,8 @@ void OpenSessions::lookCodex(const AgentHome& home, const Surroundings& with,
   std::map<std::int32_t, std::vector<Holding>> byHolder;
   for (const std::string& name : with.directories.names(directory, with.files, with.now)) {
     if (!name.ends_with(".lock") || CodexEvidence::idInName(name).empty()) continue;
-    std::optional<Holding> held = holding(directory, name, with);
-    if (held && mayShow(home, held->id, with)) byHolder[held->holder].push_back(*std::move(held));
+    const std::optional<Holding> held = holding(directory, name, with);
+    if (held && mayShow(home, held->id, with)) byHolder[held->holder].push_back(*held);
   }
   for (auto& [holder, held] : byHolder) {
     for (const Holding& one : held) {

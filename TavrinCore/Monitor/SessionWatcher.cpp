@@ -54,8 +54,7 @@ SessionWatcher::Look SessionWatcher::look(Date now) {
   now_ = now;
   Look look;
   look.files.push_back(surroundings_.sessionsDirectory);
-  saved_.look(surroundings_.files, now);
-  takeRecords();
+  takeRecords(saved_.look(surroundings_.files, now));
   openSessions_.clear();
   const OpenSessions::Surroundings with{.files = surroundings_.files,
                                         .processes = surroundings_.processes,
@@ -76,8 +75,8 @@ SessionWatcher::Look SessionWatcher::look(Date now) {
   // Sessions that do something are followed first.
   std::vector<Trace*> order;
   for (auto& [key, trace] : traces_) order.push_back(&trace);
-  std::ranges::stable_partition(
-      order, [](const Trace* trace) { return trace->session.record.state != SessionState::idle; });
+  std::stable_partition(order.begin(), order.end(),
+                        [](const Trace* trace) { return trace->session.record.state != SessionState::idle; });
   for (Trace* const trace : order) {
     judgeOpen(*trace);
     follow(*trace, look);
@@ -95,13 +94,17 @@ SessionWatcher::Look SessionWatcher::look(Date now) {
               : look.next                       ? look.next
                                                 : openSessions_.next();
   std::ranges::sort(look.processes);
-  look.processes.erase(std::ranges::unique(look.processes).begin(), look.processes.end());
+  look.processes.erase(std::unique(look.processes.begin(), look.processes.end()), look.processes.end());
   if (look.files.size() > mostWatched) look.files.resize(mostWatched);
   directories_.dropUnused();
   return look;
 }
 
-void SessionWatcher::takeRecords() {
+void SessionWatcher::takeRecords(bool isChanged) {
+  if (!isChanged) {
+    for (auto& [key, trace] : traces_) trace.isUsed = trace.hasFile;
+    return;
+  }
   for (auto& [key, trace] : traces_) trace.isUsed = trace.hasFile = false;
   for (const auto& [name, saved] : saved_.all()) {
     Trace& trace = traces_[keyOf(saved.record.agent, saved.record.sessionId)];
@@ -137,7 +140,8 @@ void SessionWatcher::judgeOpen(Trace& trace) {
   if (record.state != SessionState::idle) processes_.erase(record.agentPid);
   evidence.process = process(record.agentPid);
   const bool isIts = evidence.process && evidence.process->startedAt <= record.updatedAt + Seconds(5);
-  evidence.isFolderHere = surroundings_.files.status(record.cwd).has_value();
+  // A session that was seen here does not become one of another machine when its folder is deleted.
+  if (!evidence.wasSeen) evidence.isFolderHere = surroundings_.files.status(record.cwd).has_value();
   if (isIts && evidence.isFolderHere) evidence.wasSeen = true;
   evidence.isOpenByItsAgent = !evidence.open || isRelated(evidence.open->pid, record.agentPid);
 
@@ -169,11 +173,7 @@ bool SessionWatcher::isSubagent(Trace& trace) {
                : std::nullopt;
     if (summary) trace.isSubagent = GrokEvidence::isSubagent(*summary);
   } else if (record.agent == Agent::copilot) {
-    for (const auto& [key, other] : traces_) {
-      if (other.session.record.agent != Agent::copilot) continue;
-      for (const auto& [path, followed] : other.followed)
-        if (followed.subagents().contains(record.sessionId)) trace.isSubagent = true;
-    }
+    if (subagents_.contains(record.sessionId)) trace.isSubagent = true;
   }
   return trace.isSubagent.value_or(false);
 }
@@ -257,6 +257,8 @@ void SessionWatcher::follow(Trace& trace, Look& look) {
                          isOffset ? record.attentionTranscriptOffset : std::optional<std::uint64_t>())
             .first->second;
     isChanged = followed.look(surroundings_.files) || isChanged;
+    if (record.agent == Agent::copilot)
+      subagents_.insert(followed.subagents().begin(), followed.subagents().end());
     look.files.push_back(path);
   }
   if (!isChanged) return;

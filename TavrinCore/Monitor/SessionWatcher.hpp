@@ -4,6 +4,7 @@
 #include <map>
 #include <memory>
 #include <optional>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -81,7 +82,7 @@ class SessionWatcher {
   const AgentHome* homeOf(Agent agent) const;
   std::optional<ProcessFact> process(std::int32_t pid);
   bool isRelated(std::int32_t pid, std::int32_t agentPid);
-  void takeRecords();
+  void takeRecords(bool isChanged);
   void takeOpenSessions();
   void judgeOpen(Trace& trace);
   bool isSubagent(Trace& trace);
@@ -99,6 +100,7 @@ class SessionWatcher {
   DirectoryCache directories_;
   std::map<std::string, Trace> traces_;  // by agent and id
   std::map<std::int32_t, KnownProcess> processes_;
+  std::set<std::string> subagents_;  // ids that Copilot's files name
   Date now_;
 };
 
