@@ -1,0 +1,77 @@
+#include "TavrinTerminal/ObservedSessions.hpp"
+
+#include <unordered_map>
+#include <utility>
+
+#include "TavrinCore/Panel/PanelNavigation.hpp"
+#include "TavrinCore/Sessions/SessionFileStore.hpp"
+#include "TavrinCore/Support/File.hpp"
+
+namespace tavrin {
+
+namespace {
+
+constexpr double startTolerance = 5;  // seconds between a hook's run and its record
+constexpr double youngestDead = 60;   // seconds in which a process may not have been seen yet
+
+}  // namespace
+
+bool isDead(const Session& session, const ProcessFacts& processes, Date now) {
+  const double updatedAt = secondsOf(session.updatedAt);
+  const std::optional<Date> boot = processes.bootTime();
+  const bool isBeforeBoot = boot && updatedAt < secondsOf(*boot);
+  bool isGone = isBeforeBoot;
+  if (!isGone) {
+    if (processes.exists(session.agentPid)) {
+      const std::optional<Date> started = processes.startedAt(session.agentPid);
+      isGone = started && secondsOf(*started) > updatedAt + startTolerance;
+    } else {
+      isGone = secondsOf(now) - updatedAt >= youngestDead;
+    }
+  }
+  return isGone && File::isDirectory(session.cwd);
+}
+
+Observation observedSessions(const Surroundings& surroundings) {
+  SessionFileStore::Loaded loaded = SessionFileStore(surroundings.sessionsDirectory()).loadAll();
+  const Date now = surroundings.now();
+  Observation observation = {.sessions = {}, .unreadable = loaded.corrupt.size()};
+  observation.sessions.reserve(loaded.sessions.size());
+  for (Session& session : loaded.sessions) {
+    if (isDead(session, surroundings.processes, now)) continue;
+    const SessionState state = session.displayState();
+    const Date since = session.stateSince;
+    observation.sessions.push_back({.record = std::move(session), .state = state, .since = since});
+  }
+  return observation;
+}
+
+std::vector<Session> asObserved(std::vector<ObservedSession> sessions) {
+  std::vector<Session> records;
+  records.reserve(sessions.size());
+  for (ObservedSession& session : sessions) {
+    session.record.state = session.state;
+    session.record.stateSince = session.since;
+    records.push_back(std::move(session.record));
+  }
+  return records;
+}
+
+std::vector<ObservedSession> inShownOrder(std::vector<ObservedSession> sessions, std::string_view home,
+                                          bool withProbes) {
+  // An id occurs twice only in records that somebody copied. The first is shown.
+  std::unordered_map<std::string, std::size_t> byId;
+  std::erase_if(sessions, [&](const ObservedSession& session) {
+    return !byId.try_emplace(session.record.sessionId, byId.size()).second;
+  });
+  // No path lies in this home, so that nothing in it counts as a probe.
+  constexpr std::string_view nowhere("\0", 1);
+  const std::vector<Session> order =
+      PanelNavigation::visible(asObserved(sessions), false, withProbes ? nowhere : home);
+  std::vector<ObservedSession> shown;
+  shown.reserve(order.size());
+  for (const Session& record : order) shown.push_back(std::move(sessions[byId.at(record.sessionId)]));
+  return shown;
+}
+
+}  // namespace tavrin

@@ -1,0 +1,34 @@
+#pragma once
+
+#include <string>
+#include <utility>
+
+namespace tavrin {
+
+/// The exit statuses of `tavrin`.
+enum class ExitStatus : int {
+  done = 0,
+  failed = 1,    ///< something was not done, or there are findings
+  declined = 2,  ///< the person said no
+  timedOut = 3,  ///< `wait` reached its time-out
+  usage = 64,    ///< the words of the command line make no command (EX_USAGE of sysexits.h)
+};
+
+/// What a command comes to. `output` holds the results that were not yet written to the console. `error`
+/// holds sentences for standard error: what was not done, and what to do. It has no "tavrin: " in front and
+/// no line feed at the end.
+struct Outcome {
+  ExitStatus status = ExitStatus::done;
+  std::string output = {};
+  std::string error = {};
+
+  bool operator==(const Outcome&) const = default;
+
+  static Outcome done(std::string output = {}) { return {.output = std::move(output)}; }
+  static Outcome failed(std::string error) {
+    return {.status = ExitStatus::failed, .error = std::move(error)};
+  }
+  static Outcome usage(std::string error) { return {.status = ExitStatus::usage, .error = std::move(error)}; }
+};
+
+}  // namespace tavrin

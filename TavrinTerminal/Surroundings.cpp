@@ -1,0 +1,55 @@
+#include "TavrinTerminal/Surroundings.hpp"
+
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <cstdlib>
+
+#include "TavrinCore/Sessions/SessionFileStore.hpp"
+#include "TavrinCore/Support/File.hpp"
+#include "TavrinCore/Support/Home.hpp"
+#include "TavrinTerminal/ShownText.hpp"
+
+namespace tavrin {
+
+namespace {
+
+bool isOfAnother(const std::string& directory) {
+  struct stat status {};
+  return ::stat(directory.c_str(), &status) == 0 && status.st_uid != ::geteuid();
+}
+
+}  // namespace
+
+Surroundings Surroundings::real() {
+  Surroundings surroundings;
+  std::string home = Home::directory();
+  if (File::isDirectory(home)) {
+    constexpr uid_t root = 0;
+    surroundings.isForeignHome = ::geteuid() == root && isOfAnother(home);
+    surroundings.home = std::move(home);
+  }
+  surroundings.executable = ProcessFacts::executableOfThisProcess();
+  surroundings.now = [] { return Date(std::chrono::system_clock::now()); };
+  surroundings.environment = [](const std::string& name) -> std::optional<std::string> {
+    const char* const value = std::getenv(name.c_str());
+    return value == nullptr ? std::nullopt : std::optional<std::string>(value);
+  };
+  surroundings.processes = ProcessFacts::ofThisSystem();
+  return surroundings;
+}
+
+std::string Surroundings::sessionsDirectory() const {
+  return SessionFileStore::defaultDirectory(home);
+}
+
+std::string foreignHomeSentence(const Surroundings& surroundings, std::string_view what) {
+  std::string sentence(what);
+  sentence += ", because you are root and ";
+  sentence += ShownText::clean(surroundings.home);
+  sentence += " belongs to another user. Run tavrin as that user.";
+  return sentence;
+}
+
+}  // namespace tavrin

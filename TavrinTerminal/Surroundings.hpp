@@ -1,0 +1,53 @@
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "TavrinCore/Sessions/Session.hpp"
+#include "TavrinCore/Support/Date.hpp"
+#include "TavrinTerminal/System/ProcessFacts.hpp"
+
+namespace tavrin {
+
+/// Where a session is to be seen.
+struct SessionPlace {
+  std::optional<std::string> terminal;  ///< as "tmux:3.1"; nullopt when only the tty is known
+  bool reachable = false;               ///< whether its terminal can be brought to the front
+};
+
+/// What a command takes from outside, beside its options and its console. Tests fill in their own.
+struct Surroundings {
+  std::string home;  ///< the user's home directory; "" for a user without one
+  /// Whether this is root with another user's home. Then nothing is changed: files would become root's.
+  bool isForeignHome = false;
+  std::string executable;  ///< the real path of `tavrin`; "" when it is not known
+
+  std::function<Date()> now;
+  std::function<std::optional<std::string>(const std::string& name)> environment;
+  ProcessFacts processes;
+
+  /// The places of sessions, one for each, in their order; asked once for a whole list. May be empty: then
+  /// only the tty of a session is known.
+  std::function<std::vector<SessionPlace>(const std::vector<Session>& sessions)> places = nullptr;
+
+  /// Those of this process.
+  static Surroundings real();
+
+  /// Whether there is a home directory to look at.
+  bool hasHome() const { return !home.empty(); }
+  /// The folder of session files.
+  std::string sessionsDirectory() const;
+};
+
+/// What a user without a home is told.
+inline constexpr std::string_view noHomeSentence =
+    "there is no home directory to look in. Set HOME to the directory that holds your files.";
+
+/// What root with another user's home is told; `what` is what was not done, as "nothing was connected".
+std::string foreignHomeSentence(const Surroundings& surroundings, std::string_view what);
+
+}  // namespace tavrin
