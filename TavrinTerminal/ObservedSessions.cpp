@@ -18,13 +18,11 @@ constexpr double youngestDead = 60;   // seconds in which a process may not have
 
 bool isDead(const Session& session, const ProcessFacts& processes, Date now) {
   const double updatedAt = secondsOf(session.updatedAt);
-  const std::optional<Date> boot = processes.bootTime();
-  const bool isBeforeBoot = boot && updatedAt < secondsOf(*boot);
-  bool isGone = isBeforeBoot;
+  bool isGone = updatedAt < secondsOf(processes.bootedAt());
   if (!isGone) {
-    if (processes.exists(session.agentPid)) {
-      const std::optional<Date> started = processes.startedAt(session.agentPid);
-      isGone = started && secondsOf(*started) > updatedAt + startTolerance;
+    if (const std::optional<ProcessFact> process = processes.process(session.agentPid)) {
+      isGone = secondsOf(process->startedAt) > updatedAt + startTolerance ||
+               (session.tty && !process->terminal);
     } else {
       isGone = secondsOf(now) - updatedAt >= youngestDead;
     }

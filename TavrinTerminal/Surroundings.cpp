@@ -30,7 +30,6 @@ Surroundings Surroundings::real() {
     surroundings.isForeignHome = ::geteuid() == root && isOfAnother(home);
     surroundings.home = std::move(home);
   }
-  surroundings.executable = ProcessFacts::executableOfThisProcess();
   surroundings.now = [] { return Date(std::chrono::system_clock::now()); };
   surroundings.environment = [](const std::string& name) -> std::optional<std::string> {
     const char* const value = std::getenv(name.c_str());

@@ -7,9 +7,9 @@
 #include <string_view>
 #include <vector>
 
+#include "TavrinCore/Context/ProcessFacts.hpp"
 #include "TavrinCore/Sessions/Session.hpp"
 #include "TavrinCore/Support/Date.hpp"
-#include "TavrinTerminal/System/ProcessFacts.hpp"
 
 namespace tavrin {
 
@@ -24,8 +24,6 @@ struct Surroundings {
   std::string home;  ///< the user's home directory; "" for a user without one
   /// Whether this is root with another user's home. Then nothing is changed: files would become root's.
   bool isForeignHome = false;
-  std::string executable;  ///< the real path of `tavrin`; "" when it is not known
-
   std::function<Date()> now;
   std::function<std::optional<std::string>(const std::string& name)> environment;
   ProcessFacts processes;
