@@ -172,7 +172,8 @@ int report(const Outcome& outcome, const Console& console) {
     rest.remove_prefix(std::min(end + 1, rest.size()));
   }
   if (!lines.empty()) console.error(lines);
-  return static_cast<int>(outcome.status);
+  constexpr int firstSignal = 128;
+  return outcome.signal != 0 ? firstSignal + outcome.signal : static_cast<int>(outcome.status);
 }
 
 int run(const Invocation& invocation, const Surroundings& surroundings, const Console& console) {

@@ -1,6 +1,8 @@
 #include "TavrinTerminal/ObservedSessions.hpp"
 
+#include <algorithm>
 #include <unordered_map>
+#include <unordered_set>
 #include <utility>
 
 #include "TavrinCore/Panel/PanelNavigation.hpp"
@@ -16,18 +18,18 @@ constexpr double youngestDead = 60;   // seconds in which a process may not have
 
 }  // namespace
 
-bool isDead(const Session& session, const ProcessFacts& processes, Date now) {
+Life lifeOf(const Session& session, const ProcessFacts& processes, Date now) {
   const double updatedAt = secondsOf(session.updatedAt);
-  bool isGone = updatedAt < secondsOf(processes.bootedAt());
-  if (!isGone) {
-    if (const std::optional<ProcessFact> process = processes.process(session.agentPid)) {
-      isGone = secondsOf(process->startedAt) > updatedAt + startTolerance ||
-               (session.tty && !process->terminal);
-    } else {
-      isGone = secondsOf(now) - updatedAt >= youngestDead;
-    }
+  Life life = Life::alive;
+  if (updatedAt < secondsOf(processes.bootedAt())) {
+    life = Life::dead;
+  } else if (const std::optional<ProcessFact> process = processes.process(session.agentPid)) {
+    const bool isAnother = secondsOf(process->startedAt) > updatedAt + startTolerance;
+    if (isAnother || (session.tty && !process->terminal)) life = Life::dead;
+  } else {
+    life = secondsOf(now) - updatedAt < youngestDead ? Life::unknown : Life::dead;
   }
-  return isGone && File::isDirectory(session.cwd);
+  return life == Life::dead && !File::isDirectory(session.cwd) ? Life::alive : life;
 }
 
 Observation observedSessions(const Surroundings& surroundings) {
@@ -36,7 +38,13 @@ Observation observedSessions(const Surroundings& surroundings) {
   Observation observation = {.sessions = {}, .unreadable = loaded.corrupt.size()};
   observation.sessions.reserve(loaded.sessions.size());
   for (Session& session : loaded.sessions) {
-    if (isDead(session, surroundings.processes, now)) continue;
+    const Life life = lifeOf(session, surroundings.processes, now);
+    if (life == Life::dead) continue;
+    if (life == Life::unknown) {
+      const double left = secondsOf(session.updatedAt) + youngestDead - secondsOf(now);
+      const auto wait = std::chrono::ceil<std::chrono::milliseconds>(std::chrono::duration<double>(left));
+      observation.nextLook = std::min(observation.nextLook.value_or(wait), wait);
+    }
     const SessionState state = session.displayState();
     const Date since = session.stateSince;
     observation.sessions.push_back({.record = std::move(session), .state = state, .since = since});
@@ -53,6 +61,14 @@ std::vector<Session> asObserved(std::vector<ObservedSession> sessions) {
     records.push_back(std::move(session.record));
   }
   return records;
+}
+
+std::vector<ObservedSession> withoutProbes(std::vector<ObservedSession> sessions, std::string_view home) {
+  std::unordered_set<std::string> ids;
+  std::erase_if(sessions, [&](const ObservedSession& session) {
+    return PanelNavigation::isProbe(session.record, home) || !ids.insert(session.record.sessionId).second;
+  });
+  return sessions;
 }
 
 std::vector<ObservedSession> inShownOrder(std::vector<ObservedSession> sessions, std::string_view home,

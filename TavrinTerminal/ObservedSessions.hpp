@@ -1,5 +1,6 @@
 #pragma once
 
+#include <chrono>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -24,6 +25,8 @@ struct ObservedSession {
 struct Observation {
   std::vector<ObservedSession> sessions;  ///< in no order; dead ones left out
   std::size_t unreadable = 0;             ///< files that hold no record
+  /// When to look again although nothing is noticed: a session may then count as dead.
+  std::optional<std::chrono::milliseconds> nextLook = {};
 };
 
 /// Looks once at the records of the home directory and at the processes that they name. A folder that is
@@ -39,10 +42,16 @@ std::vector<Session> asObserved(std::vector<ObservedSession> sessions);
 std::vector<ObservedSession> inShownOrder(std::vector<ObservedSession> sessions, std::string_view home,
                                           bool withProbes);
 
-/// Whether the session of a record is over: its process is gone; or a process that started later has its id;
-/// or the machine was started after the record was written. A record whose folder is not here (a shared home,
-/// a container) is never dead, because its process is not here either; nor is one that is less than a minute
-/// old and whose process was never seen.
-bool isDead(const Session& session, const ProcessFacts& processes, Date now);
+/// Whether the session of a record is over.
+enum class Life : std::uint8_t { alive, unknown, dead };
+
+/// Dead: its process is gone; or a process that started later has its id; or the machine was started after the
+/// record was written; or it had a terminal and has none any more. Unknown: its process was not found, and the
+/// record is less than a minute old. A record whose folder is not here (a shared home, a container) is never dead,
+/// because its process is not here either.
+Life lifeOf(const Session& session, const ProcessFacts& processes, Date now);
+
+/// The sessions that are shown: each id once, and without those that an application started for itself.
+std::vector<ObservedSession> withoutProbes(std::vector<ObservedSession> sessions, std::string_view home);
 
 }  // namespace tavrin

@@ -21,14 +21,16 @@ struct Outcome {
   ExitStatus status = ExitStatus::done;
   std::string output = {};
   std::string error = {};
+  int signal = 0;  ///< the signal that ended the command, which then ends the process; else 0
 
   bool operator==(const Outcome&) const = default;
 
-  static Outcome done(std::string output = {}) { return {.output = std::move(output)}; }
+  static Outcome done(std::string output = {}) { return {.status = ExitStatus::done, .output = std::move(output)}; }
   static Outcome failed(std::string error) {
-    return {.status = ExitStatus::failed, .error = std::move(error)};
+    return {.status = ExitStatus::failed, .output = {}, .error = std::move(error)};
   }
-  static Outcome usage(std::string error) { return {.status = ExitStatus::usage, .error = std::move(error)}; }
+  static Outcome endedBy(int signal) { return {.status = ExitStatus::done, .output = {}, .error = {}, .signal = signal}; }
+  static Outcome usage(std::string error) { return {.status = ExitStatus::usage, .output = {}, .error = std::move(error)}; }
 };
 
 }  // namespace tavrin

@@ -17,6 +17,13 @@ int main(int argc, char** argv) {
   if (const auto* const outcome = std::get_if<tavrin::Outcome>(&parsed))
     return tavrin::Command::report(*outcome, tavrin::Console::real(tavrin::ColourChoice::automatic));
   const auto& invocation = std::get<tavrin::Command::Invocation>(parsed);
-  return tavrin::Command::run(invocation, tavrin::Surroundings::real(),
-                              tavrin::Console::real(invocation.colour));
+  const int status = tavrin::Command::run(invocation, tavrin::Surroundings::real(),
+                                          tavrin::Console::real(invocation.colour));
+  // The shell is to see that a signal ended the command.
+  constexpr int firstSignal = 128;
+  if (status > firstSignal) {
+    std::signal(status - firstSignal, SIG_DFL);
+    std::raise(status - firstSignal);
+  }
+  return status;
 }
