@@ -22,7 +22,7 @@ DirectoryWatch::DirectoryWatch(EventLoop& loop, std::string directory, std::stri
 // The directory, or the nearest one above it that exists.
 std::optional<DirectoryWatch::Target> DirectoryWatch::nearestTo(std::string path) {
   for (;;) {
-    struct stat status{};
+    struct stat status {};
     if (::stat(path.c_str(), &status) == 0 && S_ISDIR(status.st_mode))
       return Target{.path = path, .device = status.st_dev, .inode = status.st_ino};
     const std::string above(Path::parent(path));

@@ -12,12 +12,12 @@
 
 namespace tavrin {
 
-/// Calls back when a directory's files may have changed, which need not exist yet. It never says what changed, so
-/// no change can be lost. A burst is counted from its first event: the call comes 20 ms after that, however long the
-/// burst lasts.
+/// Calls back when a directory's files may have changed, which need not exist yet. It never says what
+/// changed, so no change can be lost. A burst is counted from its first event: the call comes 20 ms after
+/// that, however long the burst lasts.
 ///
-/// It is woken by inotify(7) or kqueue(2). Where that fails, or the file system is on another machine, it calls
-/// back every 10 s.
+/// It is woken by inotify(7) or kqueue(2). Where that fails, or the file system is on another machine, it
+/// calls back every 10 s.
 class DirectoryWatch {
  public:
   static constexpr std::chrono::milliseconds settling{20};

@@ -72,8 +72,7 @@ ReadableWatch::ReadableWatch(EventLoop& loop, FileDescriptor descriptor, EventLo
         return uv_poll_init(&loop.native(), handle, descriptor_.number());
       })) {
   handle_->data = &callback_;
-  require(uv_poll_start(
-              handle_.get(), UV_READABLE, [](uv_poll_t* handle, int, int) { callBack(handle); }),
+  require(uv_poll_start(handle_.get(), UV_READABLE, [](uv_poll_t* handle, int, int) { callBack(handle); }),
           "watch a descriptor");
 }
 

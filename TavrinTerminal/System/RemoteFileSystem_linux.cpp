@@ -19,7 +19,7 @@ bool isOnRemoteFileSystem(const std::string& path) {
       0x5346414F,  // AFS
       0x00C36400,  // Ceph
   };
-  struct statfs status{};
+  struct statfs status {};
   if (::statfs(path.c_str(), &status) != 0) return false;
   const auto type = static_cast<unsigned long>(status.f_type) & 0xFFFFFFFFUL;
   return std::ranges::find(remote, type) != remote.end();

@@ -98,8 +98,6 @@ std::string tmuxPlace(const TmuxServer::Pane& pane) {
   return "tmux:" + pane.place;
 }
 
-constexpr std::string_view tmuxVariable = "TMUX";
-
 }  // namespace
 
 TerminalFocus TerminalFocus::ofThisSystem(const Surroundings& surroundings) {
@@ -121,6 +119,18 @@ std::optional<TmuxServer> TerminalFocus::tmuxServer(std::string_view variable) c
   return TmuxServer(*std::move(program), *std::move(socket), tools_.run);
 }
 
+std::string TerminalFocus::tmuxVariableOf(std::int32_t pid) const {
+  // A tmux inside another is started without the variable, but not by a shell without it.
+  constexpr int mostAncestors = 16;
+  for (int i = 0; i < mostAncestors && pid > 1; ++i) {
+    if (std::string value = valueOf(tools_.environment(pid), "TMUX"); !value.empty()) return value;
+    const std::optional<ProcessFact> process = tools_.processes.process(pid);
+    if (!process) break;
+    pid = process->parent;
+  }
+  return "";
+}
+
 TerminalFocus::Result TerminalFocus::focus(const Session& session) const {
   return focus({.pid = session.agentPid,
                 .tty = session.tty.value_or(""),
@@ -131,7 +141,7 @@ TerminalFocus::Result TerminalFocus::focus(const Session& session) const {
 TerminalFocus::Result TerminalFocus::focus(const Target& target, int depth) const {
   constexpr int mostNested = 8;
   const Variables environment = tools_.environment(target.pid);
-  if (const std::string tmux = valueOf(environment, tmuxVariable); !tmux.empty() && depth < mostNested) {
+  if (const std::string tmux = tmuxVariableOf(target.pid); !tmux.empty() && depth < mostNested) {
     if (std::optional<Result> result = focusInTmux(target, tmux, depth)) return *std::move(result);
   }
   if (focusInKitty(target, environment)) return {.kind = Kind::front, .place = "kitty", .advice = ""};
@@ -236,7 +246,7 @@ std::vector<SessionPlace> TerminalFocus::places(const std::vector<Session>& sess
     const Session& session = sessions[i];
     if (!session.tty) continue;
     const Variables environment = tools_.environment(session.agentPid);
-    const std::optional<TmuxServer> server = tmuxServer(valueOf(environment, tmuxVariable));
+    const std::optional<TmuxServer> server = tmuxServer(tmuxVariableOf(session.agentPid));
     if (server) {
       const auto [panes, isNew] = servers.try_emplace(server->socket());
       if (isNew) panes->second = server->panes();
@@ -260,7 +270,7 @@ bool TerminalFocus::isInFront(const Session& session) const {
   bool isShown = false;
   constexpr int mostNested = 8;
   for (int depth = 0; depth < mostNested; ++depth) {
-    const std::optional<TmuxServer> server = tmuxServer(valueOf(tools_.environment(pid), tmuxVariable));
+    const std::optional<TmuxServer> server = tmuxServer(tmuxVariableOf(pid));
     if (!server) return isShown;
     const std::vector<TmuxServer::Pane> panes = server->panes();
     const TmuxServer::Pane* const pane = paneOf(panes, tty);

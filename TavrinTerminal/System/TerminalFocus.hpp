@@ -74,6 +74,7 @@ class TerminalFocus {
   bool focusInKitty(const Target& target, const ProcessEnvironment::Variables& environment) const;
   bool focusInWezTerm(const Target& target, const ProcessEnvironment::Variables& environment) const;
   std::optional<Result> focusOnMac(const Target& target) const;
+  std::string tmuxVariableOf(std::int32_t pid) const;
   std::optional<TmuxServer> tmuxServer(std::string_view variable) const;
 
   Tools tools_;

@@ -63,12 +63,10 @@ std::string quoted(std::string_view word) {
 }  // namespace
 
 std::optional<std::string> TmuxServer::socketIn(std::string_view variable) {
-  // The path may hold commas; the two numbers cannot.
-  for (int i = 0; i < 2; ++i) {
-    const std::size_t comma = variable.rfind(',');
-    if (comma == std::string_view::npos) return std::nullopt;
-    variable = variable.substr(0, comma);
-  }
+  // tmux itself takes what is before the first comma.
+  const std::size_t comma = variable.find(',');
+  if (comma == std::string_view::npos) return std::nullopt;
+  variable = variable.substr(0, comma);
   if (!variable.starts_with('/')) return std::nullopt;
   return std::string(variable);
 }
