@@ -162,16 +162,7 @@ std::variant<Invocation, Outcome> parse(std::span<const std::string> words, bool
 
 int report(const Outcome& outcome, const Console& console) {
   if (!outcome.output.empty()) console.out(outcome.output);
-  std::string_view rest = outcome.error;
-  std::string lines;
-  while (!rest.empty()) {
-    const std::size_t end = std::min(rest.find('\n'), rest.size());
-    lines += "tavrin: ";
-    lines += rest.substr(0, end);
-    lines += '\n';
-    rest.remove_prefix(std::min(end + 1, rest.size()));
-  }
-  if (!lines.empty()) console.error(lines);
+  if (!outcome.error.empty()) console.error("tavrin: " + outcome.error + "\n");
   constexpr int firstSignal = 128;
   return outcome.signal != 0 ? firstSignal + outcome.signal : static_cast<int>(outcome.status);
 }

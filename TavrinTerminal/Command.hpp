@@ -28,8 +28,8 @@ std::variant<Invocation, Outcome> parse(std::span<const std::string> words, bool
 /// output that nobody reads any more is a normal end.
 int run(const Invocation& invocation, const Surroundings& surroundings, const Console& console);
 
-/// Writes what an outcome holds, each line of its error behind "tavrin: ", and returns its status; after a signal,
-/// 128 and the signal's number.
+/// Writes what an outcome holds, its error behind "tavrin: ", and returns its status; after a
+/// signal, 128 and the signal's number.
 int report(const Outcome& outcome, const Console& console);
 
 }  // namespace tavrin::Command

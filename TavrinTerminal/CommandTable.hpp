@@ -37,7 +37,7 @@ struct OptionDescription {
 };
 
 struct ArgumentDescription {
-  std::string_view name;  ///< as "SESSION"; "" for a command without arguments
+  std::string_view name = {};  ///< as "SESSION"; "" for a command without arguments
   std::string_view help = {};
   WordKind kind = WordKind::text;
   bool isRequired = false;
@@ -60,9 +60,10 @@ struct ParsedWords {
 using Run = Outcome (*)(const ParsedWords& words, const Surroundings& surroundings, const Console& console);
 
 struct CommandDescription {
-  std::string_view name;
-  std::string_view summary;  ///< one line for the list of commands: a verb, no full stop
-  std::string_view details;  ///< paragraphs for `tavrin help NAME` and the manual page; lines of any length
+  std::string_view name = {};
+  std::string_view summary = {};  ///< one line for the list of commands: a verb, no full stop
+  std::string_view details =
+      {};  ///< paragraphs for `tavrin help NAME` and the manual page; lines of any length
   ArgumentDescription argument = {};
   std::span<const OptionDescription> options = {};
   Run run = nullptr;

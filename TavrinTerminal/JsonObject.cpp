@@ -31,6 +31,8 @@ void appendJsonString(std::string& out, std::string_view text) {
   ShownText::forEachPiece(text, [&](std::string_view piece, ShownText::Piece kind, char32_t c) {
     if (kind == ShownText::Piece::notText) {
       out += "\uFFFD";
+    } else if (c == U'\n') {
+      out += "\\n";
     } else if (kind != ShownText::Piece::shown) {
       appendEscape(out, c);
     } else if (c == U'"' || c == U'\\') {

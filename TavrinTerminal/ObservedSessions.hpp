@@ -45,10 +45,10 @@ std::vector<ObservedSession> inShownOrder(std::vector<ObservedSession> sessions,
 /// Whether the session of a record is over.
 enum class Life : std::uint8_t { alive, unknown, dead };
 
-/// Dead: its process is gone; or a process that started later has its id; or the machine was started after the
-/// record was written; or it had a terminal and has none any more. Unknown: its process was not found, and the
-/// record is less than a minute old. A record whose folder is not here (a shared home, a container) is never dead,
-/// because its process is not here either.
+/// Dead: its process is gone; or a process that started later has its id; or the machine was started after
+/// the record was written; or it had a terminal and has none any more. Unknown: its process was not found,
+/// and the record is less than a minute old. A record whose folder is not here (a shared home, a container)
+/// is never dead, because its process is not here either.
 Life lifeOf(const Session& session, const ProcessFacts& processes, Date now);
 
 /// The sessions that are shown: each id once, and without those that an application started for itself.

@@ -25,12 +25,18 @@ struct Outcome {
 
   bool operator==(const Outcome&) const = default;
 
-  static Outcome done(std::string output = {}) { return {.status = ExitStatus::done, .output = std::move(output)}; }
+  static Outcome done(std::string output = {}) {
+    return {.status = ExitStatus::done, .output = std::move(output)};
+  }
   static Outcome failed(std::string error) {
     return {.status = ExitStatus::failed, .output = {}, .error = std::move(error)};
   }
-  static Outcome endedBy(int signal) { return {.status = ExitStatus::done, .output = {}, .error = {}, .signal = signal}; }
-  static Outcome usage(std::string error) { return {.status = ExitStatus::usage, .output = {}, .error = std::move(error)}; }
+  static Outcome endedBy(int signal) {
+    return {.status = ExitStatus::done, .output = {}, .error = {}, .signal = signal};
+  }
+  static Outcome usage(std::string error) {
+    return {.status = ExitStatus::usage, .output = {}, .error = std::move(error)};
+  }
 };
 
 }  // namespace tavrin

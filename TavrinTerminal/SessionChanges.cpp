@@ -5,7 +5,6 @@
 
 #include "TavrinTerminal/JsonObject.hpp"
 
-
 namespace tavrin {
 
 std::string_view nameOf(SessionChange::Kind kind) {

@@ -30,8 +30,8 @@ std::string jsonOf(const SessionChange& change, Date time);
 /// Compares each look with the one before.
 class SessionChanges {
  public:
-  /// The changes since the last call, in the order of `rows`, those that are gone first. The first call reports
-  /// every session as appeared. A session has changed when its JSON has.
+  /// The changes since the last call, in the order of `rows`, those that are gone first. The first call
+  /// reports every session as appeared. A session has changed when its JSON has.
   std::vector<SessionChange> since(std::vector<SessionRow> rows);
 
  private:

@@ -59,7 +59,8 @@ void SessionWatch::look() {
   take_(std::move(observation));
 }
 
-// Watches the processes of sessions, whose end no hook reports. What cannot be watched is looked at every 10 s.
+// Watches the processes of sessions, whose end no hook reports. What cannot be watched is looked at every 10
+// s.
 void SessionWatch::watchProcesses(const std::vector<ObservedSession>& sessions) {
   std::set<std::int32_t> wanted;
   bool isWhole = true;

@@ -43,7 +43,8 @@ class SessionWatch {
   End run(std::optional<std::chrono::milliseconds> timeout = std::nullopt);
 
   /// Ends `run` from within. The first reason counts.
-  void stop(End end = {});
+  void stop(End end);
+  void stop() { stop(End()); }
 
  private:
   void look();

@@ -1,5 +1,7 @@
 #include "TavrinTerminal/SessionWord.hpp"
 
+#include <algorithm>
+
 #include "TavrinTerminal/ShownText.hpp"
 
 namespace tavrin {
@@ -10,7 +12,8 @@ std::variant<const SessionRow*, NoSession> sessionNamed(std::string_view word,
   for (const SessionRow& row : rows) {
     const std::string& id = row.session.record.sessionId;
     if (id == word) return &row;
-    if (!word.empty() && (id.starts_with(word) || row.project == word)) candidates.push_back(&row);
+    if (!word.empty() && (id.starts_with(word) || row.project == word || row.label == word))
+      candidates.push_back(&row);
   }
   if (candidates.size() == 1) return candidates.front();
   const std::string shown = "\"" + ShownText::clean(word) + "\"";
@@ -18,8 +21,12 @@ std::variant<const SessionRow*, NoSession> sessionNamed(std::string_view word,
     return NoSession{.isAmbiguous = false,
                      .error = "there is no session " + shown + ". \"tavrin list\" lists them."};
   NoSession several = {.isAmbiguous = true, .error = shown + " fits several sessions. Use one of these ids:"};
-  for (const SessionRow* row : candidates)
-    several.error += "\n  " + ShownText::clean(row->session.record.sessionId) + "  " + row->label;
+  constexpr std::size_t mostShown = 20;
+  for (std::size_t i = 0; i < std::min(candidates.size(), mostShown); ++i)
+    several.error +=
+        "\n  " + ShownText::clean(candidates[i]->session.record.sessionId) + "  " + candidates[i]->label;
+  if (candidates.size() > mostShown)
+    several.error += "\n  and " + std::to_string(candidates.size() - mostShown) + " more";
   return several;
 }
 

@@ -10,6 +10,8 @@
 #include "TavrinCore/Support/File.hpp"
 #include "TavrinCore/Support/Home.hpp"
 #include "TavrinTerminal/ShownText.hpp"
+#include "TavrinTerminal/System/Browser.hpp"
+#include "TavrinTerminal/System/ServerListing.hpp"
 
 namespace tavrin {
 
@@ -36,6 +38,11 @@ Surroundings Surroundings::real() {
     return value == nullptr ? std::nullopt : std::optional<std::string>(value);
   };
   surroundings.processes = ProcessFacts::ofThisSystem();
+  surroundings.listeners = ServerListing::now;
+  surroundings.openInBrowser = [](const std::string& url) {
+    const char* const path = std::getenv("PATH");
+    return tavrin::openInBrowser(url, path == nullptr ? "" : path);
+  };
   return surroundings;
 }
 

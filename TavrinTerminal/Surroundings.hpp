@@ -2,16 +2,32 @@
 
 #include <cstdint>
 #include <functional>
+#include <memory>
 #include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
 
 #include "TavrinCore/Context/ProcessFacts.hpp"
+#include "TavrinCore/Servers/PortScan.hpp"
 #include "TavrinCore/Sessions/Session.hpp"
 #include "TavrinCore/Support/Date.hpp"
 
 namespace tavrin {
+
+class EventLoop;
+struct SessionChange;
+
+/// Follows the changes of sessions; a notifier is one.
+class SessionChangeObserver {
+ public:
+  SessionChangeObserver() = default;
+  SessionChangeObserver(const SessionChangeObserver&) = delete;
+  SessionChangeObserver& operator=(const SessionChangeObserver&) = delete;
+  virtual ~SessionChangeObserver() = default;  ///< takes back what must not outlast the command
+
+  virtual void changed(const SessionChange& change) = 0;
+};
 
 /// Where a session is to be seen.
 struct SessionPlace {
@@ -31,6 +47,13 @@ struct Surroundings {
   /// The places of sessions, one for each, in their order; asked once for a whole list. May be empty: then
   /// only the tty of a session is known.
   std::function<std::vector<SessionPlace>(const std::vector<Session>& sessions)> places = nullptr;
+
+  /// The listening sockets of this machine.
+  std::function<std::vector<PortScan::Listener>()> listeners = nullptr;
+  /// Opens a URL in the browser; returns a sentence that says why it could not be opened.
+  std::function<std::optional<std::string>(const std::string& url)> openInBrowser = nullptr;
+  /// Makes what notifies the person of changes. Empty where nothing can.
+  std::function<std::unique_ptr<SessionChangeObserver>(EventLoop& loop)> makeNotifier = nullptr;
 
   /// Those of this process.
   static Surroundings real();

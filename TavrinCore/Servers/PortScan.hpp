@@ -19,13 +19,17 @@ struct Listener {
   bool operator==(const Listener&) const = default;
 };
 
-/// A process with all it listens on.
+/// A process with all the ports that it listens on.
 struct ProcessListener {
   std::int32_t pid = 0;
   std::string command;     ///< that of the process's first listener
   std::vector<int> ports;  ///< ascending, each once
+  std::string host = {};   ///< the address of the first port, as the first of its listeners has it
 
-  bool operator==(const ProcessListener&) const = default;
+  /// Whether process, command and ports are equal. The host is one choice of several and does not count.
+  bool operator==(const ProcessListener& other) const {
+    return pid == other.pid && command == other.command && ports == other.ports;
+  }
 };
 
 /// The endpoints in lsof's output, in the order of their lines. A line that is not understood is left out;

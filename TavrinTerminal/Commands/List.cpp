@@ -1,45 +1,35 @@
 #include "TavrinTerminal/Commands/List.hpp"
 
-#include <algorithm>
 #include <array>
+#include <utility>
 
+#include "TavrinTerminal/Columns.hpp"
 #include "TavrinTerminal/JsonObject.hpp"
 #include "TavrinTerminal/SessionRows.hpp"
-#include "TavrinTerminal/ShownText.hpp"
 
 namespace tavrin::List {
 
 namespace {
 
-constexpr std::size_t columnCount = 6;
-using Cells = std::array<std::string, columnCount>;
-
-constexpr std::array<std::string_view, columnCount> headings = {"STATE", "FOR",  "PROJECT",
-                                                                "AGENT", "TOOL", "TERMINAL"};
 enum Column : std::size_t { state, age, project, agent, tool, terminal };
+
+constexpr std::array<Columns::Heading, 6> headings = {{{.text = "STATE"},
+                                                       {.text = "FOR"},
+                                                       {.text = "PROJECT", .mayBeCut = true},
+                                                       {.text = "AGENT"},
+                                                       {.text = "TOOL", .mayBeCut = true},
+                                                       {.text = "TERMINAL", .mayBeCut = true}}};
 
 constexpr std::string_view hint =
     "there are no sessions. Start an agent; if it is not connected yet, run \"tavrin connect\".";
 
-Cells cellsOf(const SessionRow& row, Date now) {
+Columns::Row cellsOf(const SessionRow& row, Date now) {
   return {std::string(label(row.session.state)),
           ageOf(row.session, now),
           row.label,
           std::string(displayName(row.session.record.agent)),
           row.tool,
           row.terminal};
-}
-
-std::string separatedByTabs(const std::vector<Cells>& rows) {
-  std::string text;
-  for (const Cells& cells : rows) {
-    for (std::size_t i = 0; i < columnCount; ++i) {
-      if (i > 0) text += '\t';
-      text += cells[i];
-    }
-    text += '\n';
-  }
-  return text;
 }
 
 Colour colourOf(SessionState state) {
@@ -52,54 +42,6 @@ Colour colourOf(SessionState state) {
       break;
   }
   return Colour::dim;
-}
-
-using Widths = std::array<std::size_t, columnCount>;
-
-// What each column needs, and less for long texts where the terminal is too narrow for all.
-Widths widthsOf(const std::vector<Cells>& rows, std::size_t available) {
-  constexpr std::size_t gap = 2;
-  constexpr std::size_t least = 8;
-  Widths widths{};
-  for (std::size_t i = 0; i < columnCount; ++i) {
-    widths[i] = headings[i].size();
-    for (const Cells& cells : rows) widths[i] = std::max(widths[i], ShownText::width(cells[i]));
-  }
-  std::size_t total = gap * (columnCount - 1);
-  for (const std::size_t width : widths) total += width;
-  for (const std::size_t column : {Column::tool, Column::project, Column::terminal}) {
-    if (total <= available) break;
-    const std::size_t spare = widths[column] - std::min(widths[column], least);
-    const std::size_t taken = std::min(spare, total - available);
-    widths[column] -= taken;
-    total -= taken;
-  }
-  return widths;
-}
-
-std::string inColumns(const std::vector<SessionRow>& rows, const std::vector<Cells>& cells,
-                      const Console& console) {
-  const Widths widths = widthsOf(cells, static_cast<std::size_t>(console.width));
-  const auto line = [&](const auto& texts, auto colourOfColumn) {
-    std::string out;
-    std::string pending;  // spaces, which no line ends with
-    for (std::size_t i = 0; i < columnCount; ++i) {
-      const std::string cell = ShownText::cut(texts[i], widths[i]);
-      if (!cell.empty()) {
-        out += pending + console.painted(cell, colourOfColumn(i));
-        pending.clear();
-      }
-      pending.append(widths[i] - ShownText::width(cell) + 2, ' ');
-    }
-    return out + '\n';
-  };
-  std::string text = line(headings, [](std::size_t) { return Colour::dim; });
-  for (std::size_t i = 0; i < rows.size(); ++i) {
-    text += line(cells[i], [&](std::size_t column) {
-      return column == Column::state ? colourOf(rows[i].session.state) : Colour::plain;
-    });
-  }
-  return text;
 }
 
 std::string document(const std::vector<SessionRow>& rows, const SessionSummary& summary) {
@@ -130,11 +72,13 @@ Outcome run(const Options& options, const Surroundings& surroundings, const Cons
     return outcome;
   }
   if (rows.empty()) return outcome;
-  std::vector<Cells> cells;
+  std::vector<Columns::Row> cells;
   cells.reserve(rows.size());
   const Date now = surroundings.now();
   for (const SessionRow& row : rows) cells.push_back(cellsOf(row, now));
-  outcome.output = console.outputIsTerminal ? inColumns(rows, cells, console) : separatedByTabs(cells);
+  outcome.output = Columns::text(headings, cells, console, [&](std::size_t row, std::size_t column) {
+    return column == Column::state ? colourOf(rows[row].session.state) : Colour::plain;
+  });
   return outcome;
 }
 

@@ -52,8 +52,7 @@ std::string waybarLine(const std::vector<ObservedSession>& sessions, const Sessi
   constexpr std::size_t mostInTooltip = 20;
   std::string tooltip;
   std::size_t listed = 0;
-  for (const SessionRow& row :
-       sessionRows(inShownOrder(sessions, surroundings.home, false), surroundings)) {
+  for (const SessionRow& row : sessionRows(inShownOrder(sessions, surroundings.home, false), surroundings)) {
     if (listed == mostInTooltip) {
       tooltip += "\n\u2026";
       break;

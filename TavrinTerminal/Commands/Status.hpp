@@ -24,9 +24,11 @@ struct Options {
 ///  - plain: the library's line
 ///  - json: the summary as a document (docs/status.schema.json)
 ///  - tmux: the counts in tmux's styles; empty without sessions. A "#" in a text is doubled (tmux(1), STYLES)
-///  - waybar: an object with text, tooltip, class and alt, as its custom modules read with "return-type": "json"
+///  - waybar: an object with text, tooltip, class and alt, as its custom modules read with "return-type":
+///  "json"
 ///    (waybar-custom(5)); its text is Pango markup
-std::string line(Format format, const std::vector<ObservedSession>& sessions, const Surroundings& surroundings);
+std::string line(Format format, const std::vector<ObservedSession>& sessions,
+                 const Surroundings& surroundings);
 
 /// Prints the line once; with `follow`, until a signal or until nobody reads it.
 Outcome run(const Options& options, const Surroundings& surroundings, const Console& console);

@@ -57,7 +57,8 @@ class ForOne {
  private:
   Outcome gone() const {
     if (what_ == For::gone) return Outcome::done("gone\n");
-    Outcome outcome = Outcome::failed(label_ + " is gone. It did not come into the state that was waited for.");
+    Outcome outcome =
+        Outcome::failed(label_ + " is gone. It did not come into the state that was waited for.");
     outcome.output = "gone\n";
     return outcome;
   }

@@ -99,7 +99,6 @@ class Commands {
 
 std::vector<std::string> variablesOf(const SessionChange& change) {
   const Session& record = change.row.session.record;
-  const bool isGone = change.kind == SessionChange::Kind::gone;
   // A zero byte would end a variable early.
   const auto variable = [](std::string name, std::string_view value) {
     name += '=';
@@ -108,7 +107,7 @@ std::vector<std::string> variablesOf(const SessionChange& change) {
   };
   return {variable("TAVRIN_CHANGE", nameOf(change.kind)), variable("TAVRIN_SESSION", record.sessionId),
           variable("TAVRIN_AGENT", rawValue(record.agent)),
-          variable("TAVRIN_STATE", isGone ? "gone" : rawValue(change.row.session.state)),
+          variable("TAVRIN_STATE", rawValue(change.row.session.state)),
           variable("TAVRIN_LABEL", change.row.label)};
 }
 
@@ -117,8 +116,7 @@ Outcome run(const Options& options, const Surroundings& surroundings, const Cons
     return Outcome::failed("nothing was watched, because " + std::string(noHomeSentence));
   if (options.notify && surroundings.isForeignHome)
     return Outcome::failed(foreignHomeSentence(surroundings, "nothing was watched"));
-  SessionChangeObserver* const notifier = options.notify ? surroundings.notifier.get() : nullptr;
-  if (options.notify && notifier == nullptr)
+  if (options.notify && !surroundings.makeNotifier)
     return Outcome::failed(
         "nothing was watched, because this tavrin cannot notify. Leave out --notify, or use --exec.");
 
@@ -126,24 +124,27 @@ Outcome run(const Options& options, const Surroundings& surroundings, const Cons
   bool isFirst = true;
   SessionWatch* running = nullptr;
   std::unique_ptr<Commands> commands;
+  std::unique_ptr<SessionChangeObserver> notifier;
   SessionWatch watch(surroundings, console, [&](Observation observation) {
-    const std::vector<SessionChange> found = changes.since(sessionRows(
-        inShownOrder(std::move(observation.sessions), surroundings.home, false), surroundings));
+    const std::vector<SessionChange> found = changes.since(
+        sessionRows(inShownOrder(std::move(observation.sessions), surroundings.home, false), surroundings));
     const Date now = surroundings.now();
     std::string text;
     for (const SessionChange& change : found) {
       text += options.json ? jsonOf(change, now) : lineOf(change);
       text += '\n';
       if (commands && !isFirst) commands->add(change, now);
-      if (notifier != nullptr) notifier->changed(change);
+      if (notifier) notifier->changed(change);
     }
     isFirst = false;
     if (!text.empty() && !console.out(text)) running->stop({.why = SessionWatch::End::Why::readerGone});
   });
   running = &watch;
   if (options.exec) commands = std::make_unique<Commands>(watch.loop(), *options.exec, console);
+  if (options.notify) notifier = surroundings.makeNotifier(watch.loop());
   const SessionWatch::End end = watch.run();
-  if (notifier != nullptr) notifier->ended();
+  // They are gone before the loop that they wait on.
+  notifier.reset();
   commands.reset();
   return Outcome::endedBy(end.signal);
 }
