@@ -192,7 +192,8 @@ std::string others(std::string_view text, const std::vector<std::string>& listed
       while (text[end] != '"') end += text[end] == '\\' ? 2 : 1;
       ++end;
     } else if (text.substr(i, 2) == "//") {
-      while (end < text.size() && text[end] != '\n' && text[end] != '\r') ++end;
+      while (end < text.size() && text[end] != '\n') ++end;
+      if (end < text.size() && text[end - 1] == '\r') --end;
     } else if (text.substr(i, 2) == "/*") {
       end = text.find("*/", i + 2) + 2;
     } else if (std::string_view(", \t\r\n").find(text[i]) != std::string_view::npos) {
