@@ -12,9 +12,9 @@
 namespace tavrin::Connect {
 
 struct Options {
-  std::vector<Agent> agents;  ///< those that were named; empty for every agent on this machine
-  bool dryRun = false;        ///< shows what would change, and changes nothing
-  bool yes = false;           ///< does not ask
+  std::vector<Agent> agents = {};  ///< those that were named; empty for every agent on this machine
+  bool dryRun = false;             ///< shows what would change, and changes nothing
+  bool yes = false;                ///< does not ask
   bool here = false;  ///< entries get this installation's path, also where they have another that works
 };
 

@@ -11,9 +11,9 @@
 namespace tavrin::Disconnect {
 
 struct Options {
-  std::vector<Agent> agents;  ///< those that were named; empty for all
-  bool dryRun = false;        ///< shows what would change, and changes nothing
-  bool yes = false;           ///< does not ask
+  std::vector<Agent> agents = {};  ///< those that were named; empty for all
+  bool dryRun = false;             ///< shows what would change, and changes nothing
+  bool yes = false;                ///< does not ask
 };
 
 /// Visits the agents' settings where the environment has them now, and every file that was ever connected.
