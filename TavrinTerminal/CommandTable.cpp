@@ -8,6 +8,7 @@
 #include "TavrinTerminal/Commands/Completions.hpp"
 #include "TavrinTerminal/Commands/Connect.hpp"
 #include "TavrinTerminal/Commands/Disconnect.hpp"
+#include "TavrinTerminal/Commands/Doctor.hpp"
 #include "TavrinTerminal/Commands/Focus.hpp"
 #include "TavrinTerminal/Commands/Help.hpp"
 #include "TavrinTerminal/Commands/List.hpp"
@@ -51,6 +52,11 @@ The settings as they were before are kept in "Library/Application Support/Tavrin
 constexpr std::array<OptionDescription, 2> disconnectOptions = {{
     {.name = "--dry-run", .help = "shows what would change as a diff, and changes nothing"},
     {.name = "--yes", .help = "does not ask before files are written; needed without a terminal"},
+}};
+
+constexpr std::array<OptionDescription, 2> doctorOptions = {{
+    {.name = "--json", .help = "prints one JSON document with the findings"},
+    {.name = "--fix", .help = "removes leftover files and records of dead agents that are older than a day"},
 }};
 
 constexpr std::array<OptionDescription, 1> focusOptions = {{
@@ -218,6 +224,10 @@ Outcome runDisconnect(const ParsedWords& words, const Surroundings& surroundings
                          surroundings, console);
 }
 
+Outcome runDoctor(const ParsedWords& words, const Surroundings& surroundings, const Console& console) {
+  return Doctor::run({.json = words.has("--json"), .fix = words.has("--fix")}, surroundings, console);
+}
+
 Outcome runFocus(const ParsedWords& words, const Surroundings& surroundings, const Console&) {
   return Focus::run({.session = words.argument(), .next = words.has("--next")}, surroundings);
 }
@@ -278,7 +288,7 @@ Outcome runHelp(const ParsedWords& words, const Surroundings&, const Console&) {
   return Help::run(words.argument());
 }
 
-constexpr std::array<CommandDescription, 12> table = {{
+constexpr std::array<CommandDescription, 13> table = {{
     {.name = "connect",
      .summary = "writes the hooks into agents' settings",
      .details = connectDetails,
@@ -315,6 +325,11 @@ constexpr std::array<CommandDescription, 12> table = {{
      .argument = optionalSession,
      .options = waitOptions,
      .run = runWait},
+    {.name = "doctor",
+     .summary = "checks every agent and file, and names a command that fixes each finding",
+     .details = "The status is 1 when there are findings.\n",
+     .options = doctorOptions,
+     .run = runDoctor},
     {.name = "focus",
      .summary = "brings a session's terminal to the front",
      .details = focusDetails,
