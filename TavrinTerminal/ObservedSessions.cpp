@@ -1,55 +1,25 @@
 #include "TavrinTerminal/ObservedSessions.hpp"
 
-#include <algorithm>
 #include <unordered_map>
 #include <unordered_set>
 #include <utility>
 
 #include "TavrinCore/Panel/PanelNavigation.hpp"
-#include "TavrinCore/Sessions/SessionFileStore.hpp"
-#include "TavrinCore/Support/File.hpp"
 
 namespace tavrin {
 
-namespace {
-
-constexpr double startTolerance = 5;  // seconds between a hook's run and its record
-constexpr double youngestDead = 60;   // seconds in which a process may not have been seen yet
-
-}  // namespace
-
-Life lifeOf(const Session& session, const ProcessFacts& processes, Date now) {
-  const double updatedAt = secondsOf(session.updatedAt);
-  Life life = Life::alive;
-  if (updatedAt < secondsOf(processes.bootedAt())) {
-    life = Life::dead;
-  } else if (const std::optional<ProcessFact> process = processes.process(session.agentPid)) {
-    const bool isAnother = secondsOf(process->startedAt) > updatedAt + startTolerance;
-    if (isAnother || (session.tty && !process->terminal)) life = Life::dead;
-  } else {
-    life = secondsOf(now) - updatedAt < youngestDead ? Life::unknown : Life::dead;
-  }
-  return life == Life::dead && !File::isDirectory(session.cwd) ? Life::alive : life;
+SessionWatcher sessionWatcher(const Surroundings& surroundings) {
+  std::vector<AgentHome> homes;
+  for (const Agent agent : allAgents)
+    homes.push_back(AgentHome::of(agent, surroundings.environment, surroundings.home));
+  return SessionWatcher({.sessionsDirectory = surroundings.sessionsDirectory(),
+                         .homes = std::move(homes),
+                         .files = MonitorFiles::ofThisSystem(),
+                         .processes = surroundings.processes});
 }
 
-Observation observedSessions(const Surroundings& surroundings) {
-  SessionFileStore::Loaded loaded = SessionFileStore(surroundings.sessionsDirectory()).loadAll();
-  const Date now = surroundings.now();
-  Observation observation = {.sessions = {}, .unreadable = loaded.corrupt.size()};
-  observation.sessions.reserve(loaded.sessions.size());
-  for (Session& session : loaded.sessions) {
-    const Life life = lifeOf(session, surroundings.processes, now);
-    if (life == Life::dead) continue;
-    if (life == Life::unknown) {
-      const double left = secondsOf(session.updatedAt) + youngestDead - secondsOf(now);
-      const auto wait = std::chrono::ceil<std::chrono::milliseconds>(std::chrono::duration<double>(left));
-      observation.nextLook = std::min(observation.nextLook.value_or(wait), wait);
-    }
-    const SessionState state = session.displayState();
-    const Date since = session.stateSince;
-    observation.sessions.push_back({.record = std::move(session), .state = state, .since = since});
-  }
-  return observation;
+std::vector<ObservedSession> observedSessions(const Surroundings& surroundings) {
+  return sessionWatcher(surroundings).look(surroundings.now()).sessions;
 }
 
 std::vector<Session> asObserved(std::vector<ObservedSession> sessions) {
@@ -58,6 +28,7 @@ std::vector<Session> asObserved(std::vector<ObservedSession> sessions) {
   for (ObservedSession& session : sessions) {
     session.record.state = session.state;
     session.record.stateSince = session.since;
+    session.record.attentionId = std::move(session.attentionId);
     records.push_back(std::move(session.record));
   }
   return records;

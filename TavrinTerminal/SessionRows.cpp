@@ -5,7 +5,6 @@
 
 #include "TavrinCore/Servers/ServerUptime.hpp"
 #include "TavrinCore/Sessions/SessionLabels.hpp"
-#include "TavrinCore/Support/File.hpp"
 #include "TavrinTerminal/JsonObject.hpp"
 #include "TavrinTerminal/ShownText.hpp"
 
@@ -35,7 +34,7 @@ std::vector<SessionRow> sessionRows(std::vector<ObservedSession> sessions, const
     std::string terminal;
     if (places[i].terminal) {
       terminal = ShownText::clean(*places[i].terminal);
-    } else if (!File::isDirectory(record.cwd)) {
+    } else if (sessions[i].isElsewhere) {
       terminal = "elsewhere";
     } else if (record.tty) {
       terminal = shortTerminal(*record.tty);
@@ -66,7 +65,7 @@ std::string jsonOf(const SessionRow& row) {
   object.text("id", record.sessionId);
   object.text("agent", rawValue(record.agent));
   object.text("state", rawValue(row.session.state));
-  object.optionalText("reason", row.session.reason);
+  if (!row.session.reason.empty()) object.text("reason", row.session.reason);
   object.text("since", Iso8601::text(row.session.since));
   object.text("label", row.label);
   object.text("project", row.project);
@@ -74,7 +73,7 @@ std::string jsonOf(const SessionRow& row) {
   object.optionalText("repoRoot", record.repoRoot);
   object.optionalText("worktree", record.worktreeName);
   object.optionalText("tool", record.needsYouTool);
-  object.optionalText("attentionId", record.attentionId);
+  object.optionalText("attentionId", row.session.attentionId);
   object.number("pid", record.agentPid);
   object.optionalText("tty", record.tty);
   if (!row.terminal.empty()) object.text("terminal", row.terminal);

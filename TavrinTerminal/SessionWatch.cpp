@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <csignal>
+#include <iterator>
 #include <set>
 #include <utility>
 
@@ -19,8 +20,10 @@ constexpr std::size_t mostProcesses = 200;
 SessionWatch::SessionWatch(const Surroundings& surroundings, const Console& console, Take take)
     : surroundings_(surroundings),
       take_(std::move(take)),
-      files_(loop_, surroundings.sessionsDirectory(), ".json", [this] { look(); }),
-      again_(loop_, [this] { look(); }),
+      watcher_(sessionWatcher(surroundings)),
+      records_(loop_, surroundings.sessionsDirectory(), ".json", [this] { look(); }),
+      burst_(loop_, [this] { look(); }),
+      next_(loop_, [this] { look(); }),
       slow_(loop_, [this] { look(); }),
       timeout_(loop_, [this] { stop({.why = End::Why::timedOut}); }) {
   for (const int signal : {SIGINT, SIGTERM, SIGHUP}) {
@@ -49,47 +52,82 @@ void SessionWatch::stop(End end) {
 }
 
 void SessionWatch::look() {
-  Observation observation = observedSessions(surroundings_);
-  watchProcesses(observation.sessions);
-  if (observation.nextLook) {
-    again_.start(*observation.nextLook);
-  } else {
-    again_.stop();
-  }
-  take_(std::move(observation));
-}
-
-// Watches the processes of sessions, whose end no hook reports. What cannot be watched is looked at every 10
-// s.
-void SessionWatch::watchProcesses(const std::vector<ObservedSession>& sessions) {
-  std::set<std::int32_t> wanted;
-  bool isWhole = true;
-  for (const ObservedSession& session : sessions) {
-    if (wanted.size() == mostProcesses) {
-      isWhole = false;
-      break;
-    }
-    wanted.insert(session.record.agentPid);
-  }
-  std::erase_if(processes_, [&](const auto& watched) { return !wanted.contains(watched.first); });
-  for (const std::int32_t pid : wanted) {
-    if (processes_.contains(pid)) continue;
-    FileDescriptor end = EndDescriptors::ofProcess(pid);
-    if (!end.isOpen()) {
-      // A process that is not there cannot end, and `nextLook` counts how long it may be missing.
-      isWhole = isWhole && errno == ESRCH;
-      continue;
-    }
-    processes_.emplace(pid, std::make_unique<ReadableWatch>(loop_, std::move(end), [this, pid] {
-                         processes_.at(pid)->stop();
-                         again_.start(DirectoryWatch::settling);
-                       }));
-  }
-  if (isWhole) {
+  // Several timers may be due in the turn of the loop that ends it.
+  if (end_) return;
+  const Date now = surroundings_.now();
+  SessionWatcher::Look look = watcher_.look(now);
+  const bool filesAreWatched = watchFiles(std::move(look.files));
+  const bool processesAreWatched = watchProcesses(look.processes);
+  if (filesAreWatched && processesAreWatched) {
     slow_.stop();
   } else if (!slow_.isRunning()) {
     slow_.startRepeating(DirectoryWatch::slowCheck);
   }
+  next_.stop();
+  if (look.next) {
+    constexpr std::chrono::milliseconds longest = std::chrono::hours(24);
+    const auto wait = std::min<std::chrono::duration<double>>(*look.next - now, longest);
+    next_.start(std::chrono::ceil<std::chrono::milliseconds>(wait));
+  }
+  take_(std::move(look.sessions));
+}
+
+void SessionWatch::lookSoon() {
+  if (!burst_.isRunning()) burst_.start(DirectoryWatch::settling);
+}
+
+// Watches the agents' own files. False when some cannot be watched.
+bool SessionWatch::watchFiles(std::vector<std::string> paths) {
+  const std::set<std::string> wanted(std::make_move_iterator(paths.begin()),
+                                     std::make_move_iterator(paths.end()));
+  std::erase_if(evidence_, [&](const auto& watched) {
+    return !wanted.contains(watched.first) || watched.second->isStale();
+  });
+  bool isWhole = true;
+  for (const std::string& path : wanted) {
+    if (path == surroundings_.sessionsDirectory() || evidence_.contains(path)) continue;
+    auto watch = std::make_unique<PathWatch>(loop_, path, [this] { lookSoon(); });
+    // What is not there yet is found by a look that something else causes.
+    const bool works = watch->error() == 0 ? !isOnRemoteFileSystem(path) : watch->error() == ENOENT;
+    isWhole = isWhole && works;
+    if (watch->error() != 0) continue;
+    evidence_.emplace(path, std::move(watch));
+    // It may have changed between the look and the watch.
+    lookSoon();
+  }
+  return isWhole;
+}
+
+// Watches the processes whose end no hook reports. False when some cannot be watched.
+bool SessionWatch::watchProcesses(const std::vector<std::int32_t>& pids) {
+  std::set<std::int32_t> wanted;
+  for (const std::int32_t pid : pids) {
+    if (wanted.size() < mostProcesses) wanted.insert(pid);
+  }
+  bool isWhole = true;
+  for (const std::int32_t pid : pids) isWhole = isWhole && wanted.contains(pid);
+  std::erase_if(processes_, [&](const auto& watched) { return !wanted.contains(watched.first); });
+  std::erase_if(missing_, [&](std::int32_t pid) { return !wanted.contains(pid); });
+  for (const std::int32_t pid : wanted) {
+    if (processes_.contains(pid)) continue;
+    FileDescriptor end = EndDescriptors::ofProcess(pid);
+    if (!end.isOpen()) {
+      // One that is gone by now is asked for again, once.
+      if (errno == ESRCH && missing_.insert(pid).second) {
+        watcher_.processEnded(pid);
+        lookSoon();
+      } else {
+        isWhole = false;
+      }
+      continue;
+    }
+    processes_.emplace(pid, std::make_unique<ReadableWatch>(loop_, std::move(end), [this, pid] {
+                         processes_.at(pid)->stop();
+                         watcher_.processEnded(pid);
+                         lookSoon();
+                       }));
+  }
+  return isWhole;
 }
 
 }  // namespace tavrin

@@ -6,6 +6,8 @@
 #include <map>
 #include <memory>
 #include <optional>
+#include <set>
+#include <string>
 #include <vector>
 
 #include "TavrinTerminal/Console.hpp"
@@ -29,7 +31,7 @@ class SessionWatch {
   };
 
   /// Takes what one look finds. The first look comes at once.
-  using Take = std::function<void(Observation observation)>;
+  using Take = std::function<void(std::vector<ObservedSession> sessions)>;
 
   /// `console` is watched for the end of its reader.
   SessionWatch(const Surroundings& surroundings, const Console& console, Take take);
@@ -48,17 +50,23 @@ class SessionWatch {
 
  private:
   void look();
-  void watchProcesses(const std::vector<ObservedSession>& sessions);
+  void lookSoon();
+  bool watchFiles(std::vector<std::string> paths);
+  bool watchProcesses(const std::vector<std::int32_t>& pids);
 
   const Surroundings& surroundings_;
   Take take_;
+  SessionWatcher watcher_;
   EventLoop loop_;
   std::optional<End> end_;
-  DirectoryWatch files_;
-  Timer again_;
+  DirectoryWatch records_;
+  Timer burst_;
+  Timer next_;
   Timer slow_;
   Timer timeout_;
+  std::map<std::string, std::unique_ptr<PathWatch>> evidence_;
   std::map<std::int32_t, std::unique_ptr<ReadableWatch>> processes_;
+  std::set<std::int32_t> missing_;
   std::unique_ptr<ReadableWatch> reader_;
   std::vector<std::unique_ptr<SignalWatch>> signals_;
 };

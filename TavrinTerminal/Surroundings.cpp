@@ -33,10 +33,7 @@ Surroundings Surroundings::real() {
     surroundings.home = std::move(home);
   }
   surroundings.now = [] { return Date(std::chrono::system_clock::now()); };
-  surroundings.environment = [](const std::string& name) -> std::optional<std::string> {
-    const char* const value = std::getenv(name.c_str());
-    return value == nullptr ? std::nullopt : std::optional<std::string>(value);
-  };
+  surroundings.environment = AgentHome::ownEnvironment;
   surroundings.processes = ProcessFacts::ofThisSystem();
   surroundings.listeners = ServerListing::now;
   surroundings.openInBrowser = [](const std::string& url) {

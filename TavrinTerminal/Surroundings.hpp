@@ -8,6 +8,7 @@
 #include <string_view>
 #include <vector>
 
+#include "TavrinCore/Agents/AgentHome.hpp"
 #include "TavrinCore/Context/ProcessFacts.hpp"
 #include "TavrinCore/Servers/PortScan.hpp"
 #include "TavrinCore/Sessions/Session.hpp"
@@ -41,7 +42,7 @@ struct Surroundings {
   /// Whether this is root with another user's home. Then nothing is changed: files would become root's.
   bool isForeignHome = false;
   std::function<Date()> now;
-  std::function<std::optional<std::string>(const std::string& name)> environment;
+  AgentHome::Environment environment;
   ProcessFacts processes;
 
   /// The places of sessions, one for each, in their order; asked once for a whole list. May be empty: then

@@ -12,7 +12,7 @@ namespace tavrin {
 namespace {
 
 constexpr int mostDirectories = 64;
-// A ".git" file is one short line; what is longer is something else, and not worth the memory.
+// A ".git" file is one short line. A longer file is something else.
 constexpr std::size_t largestGitFile = 1'000'000;
 
 std::string_view withoutBlanksAtTheEnds(std::string_view text) {

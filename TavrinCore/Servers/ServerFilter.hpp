@@ -1,5 +1,7 @@
 #pragma once
 
+// Part of Tavrin::Core. Needs nothing but the standard library.
+
 #include <string_view>
 
 /// What becomes of a listening process before it is looked at as a server. Paths are compared as texts.

@@ -276,8 +276,8 @@ Outcome words(std::string_view kind, const Surroundings& surroundings) {
       for (const int port : server.ports) addWord(lines, std::to_string(port), server.displayName());
     }
   } else if (surroundings.hasHome()) {
-    for (const SessionRow& row : sessionRows(
-             inShownOrder(observedSessions(surroundings).sessions, surroundings.home, false), surroundings)) {
+    for (const SessionRow& row :
+         sessionRows(inShownOrder(observedSessions(surroundings), surroundings.home, false), surroundings)) {
       std::string meaning = row.label + ", ";
       meaning += label(row.session.state);
       addWord(lines, row.session.record.sessionId, meaning);

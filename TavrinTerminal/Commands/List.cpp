@@ -61,7 +61,7 @@ Outcome run(const Options& options, const Surroundings& surroundings, const Cons
   if (!surroundings.hasHome())
     return Outcome::failed("nothing was listed, because " + std::string(noHomeSentence));
   std::vector<ObservedSession> sessions =
-      inShownOrder(observedSessions(surroundings).sessions, surroundings.home, options.all);
+      inShownOrder(observedSessions(surroundings), surroundings.home, options.all);
   const SessionSummary summary = summaryOf(sessions);
   const std::vector<SessionRow> rows = sessionRows(std::move(sessions), surroundings);
 

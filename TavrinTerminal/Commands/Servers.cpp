@@ -42,7 +42,7 @@ std::map<std::string, std::string> sessionsOf(const std::vector<LocalServer>& se
   std::map<std::string, std::string> sessions;
   if (!surroundings.hasHome()) return sessions;
   const std::vector<Session> records =
-      asObserved(inShownOrder(observedSessions(surroundings).sessions, surroundings.home, false));
+      asObserved(inShownOrder(observedSessions(surroundings), surroundings.home, false));
   for (const auto& [session, placed] : ServerPlacement::place(servers, records).bySession) {
     for (const LocalServer& server : placed) sessions[server.id()] = session;
   }

@@ -97,17 +97,15 @@ std::string line(Format format, const std::vector<ObservedSession>& sessions,
 Outcome run(const Options& options, const Surroundings& surroundings, const Console& console) {
   if (!surroundings.hasHome())
     return Outcome::failed("there is no status, because " + std::string(noHomeSentence));
-  const auto lineNow = [&](Observation observation) {
-    return line(options.format, withoutProbes(std::move(observation.sessions), surroundings.home),
-                surroundings) +
-           "\n";
+  const auto lineNow = [&](std::vector<ObservedSession> sessions) {
+    return line(options.format, withoutProbes(std::move(sessions), surroundings.home), surroundings) + "\n";
   };
   if (!options.follow) return Outcome::done(lineNow(observedSessions(surroundings)));
 
   std::optional<std::string> printed;
   SessionWatch* running = nullptr;
-  SessionWatch watch(surroundings, console, [&](Observation observation) {
-    std::string next = lineNow(std::move(observation));
+  SessionWatch watch(surroundings, console, [&](std::vector<ObservedSession> sessions) {
+    std::string next = lineNow(std::move(sessions));
     if (next == printed) return;
     if (!console.out(next)) running->stop({.why = SessionWatch::End::Why::readerGone});
     printed = std::move(next);

@@ -97,7 +97,7 @@ class ForAny {
   bool was(const std::string& id, const SessionRow& row) const {
     const auto before = known_->find(id);
     return before != known_->end() && before->second.session.state == row.session.state &&
-           before->second.session.record.attentionId == row.session.record.attentionId;
+           before->second.session.attentionId == row.session.attentionId;
   }
 
   For what_;
@@ -127,10 +127,9 @@ Outcome run(const Options& options, const Surroundings& surroundings, const Cons
   ForAny any(options.what);
   std::optional<Outcome> outcome;
   SessionWatch* running = nullptr;
-  SessionWatch watch(surroundings, console, [&](Observation observation) {
+  SessionWatch watch(surroundings, console, [&](std::vector<ObservedSession> sessions) {
     std::vector<SessionRow> rows = sessionRows(
-        inShownOrder(std::move(observation.sessions), surroundings.home, options.session.has_value()),
-        surroundings);
+        inShownOrder(std::move(sessions), surroundings.home, options.session.has_value()), surroundings);
     outcome = one ? one->take(rows) : any.take(std::move(rows));
     if (outcome) running->stop();
   });

@@ -125,9 +125,9 @@ Outcome run(const Options& options, const Surroundings& surroundings, const Cons
   SessionWatch* running = nullptr;
   std::unique_ptr<Commands> commands;
   std::unique_ptr<SessionChangeObserver> notifier;
-  SessionWatch watch(surroundings, console, [&](Observation observation) {
-    const std::vector<SessionChange> found = changes.since(
-        sessionRows(inShownOrder(std::move(observation.sessions), surroundings.home, false), surroundings));
+  SessionWatch watch(surroundings, console, [&](std::vector<ObservedSession> sessions) {
+    const std::vector<SessionChange> found =
+        changes.since(sessionRows(inShownOrder(std::move(sessions), surroundings.home, false), surroundings));
     const Date now = surroundings.now();
     std::string text;
     for (const SessionChange& change : found) {

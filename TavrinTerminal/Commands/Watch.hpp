@@ -15,7 +15,7 @@ namespace tavrin::Watch {
 
 struct Options {
   bool json = false;                ///< JSON Lines (docs/watch.schema.json)
-  std::optional<std::string> exec;  ///< a command line for /bin/sh, run for each change
+  std::optional<std::string> exec = {};  ///< a command line for /bin/sh, run for each change
   bool notify = false;              ///< call the surroundings' notifier
 };
 

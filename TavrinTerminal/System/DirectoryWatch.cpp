@@ -73,4 +73,22 @@ void DirectoryWatch::settled() {
   changed_();
 }
 
+PathWatch::PathWatch(EventLoop& loop, const std::string& path, EventLoop::Callback changed)
+    : name_(Path::lastComponent(path)), changed_(std::move(changed)) {
+  auto handle = std::make_unique<uv_fs_event_t>();
+  error_ = -uv_fs_event_init(&loop.native(), handle.get());
+  if (error_ != 0) return;
+  handle_ = OwnedHandle<uv_fs_event_t>(handle.release());
+  handle_->data = this;
+  error_ = -uv_fs_event_start(
+      handle_.get(),
+      [](uv_fs_event_t* event, const char* name, int events, int) {
+        auto& watch = *static_cast<PathWatch*>(event->data);
+        const bool isItself = name == nullptr || name == watch.name_;
+        if (isItself && (events & UV_RENAME) != 0) watch.isStale_ = true;
+        watch.changed_();
+      },
+      path.c_str(), 0);
+}
+
 }  // namespace tavrin

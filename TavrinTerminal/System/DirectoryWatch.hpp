@@ -55,6 +55,26 @@ class DirectoryWatch {
   OwnedHandle<uv_fs_event_t> handle_;
 };
 
+/// Calls back at each event of one file or directory that exists. No burst is waited for.
+class PathWatch {
+ public:
+  PathWatch(EventLoop& loop, const std::string& path, EventLoop::Callback changed);
+  PathWatch(const PathWatch&) = delete;
+  PathWatch& operator=(const PathWatch&) = delete;
+
+  /// The errno value of what failed; 0 when the path is watched.
+  int error() const { return error_; }
+  /// Whether the file was moved, removed or replaced since, so that another must be watched.
+  bool isStale() const { return isStale_; }
+
+ private:
+  std::string name_;
+  EventLoop::Callback changed_;
+  OwnedHandle<uv_fs_event_t> handle_;
+  int error_ = 0;
+  bool isStale_ = false;
+};
+
 /// Whether a path lies on a file system of another machine, whose changes are not notified here.
 bool isOnRemoteFileSystem(const std::string& path);
 

@@ -12,7 +12,8 @@ namespace {
 
 using Command::Invocation;
 
-std::variant<Invocation, tavrin::Outcome> parse(const std::vector<std::string>& words, bool isTerminal = false) {
+std::variant<Invocation, tavrin::Outcome> parse(const std::vector<std::string>& words,
+                                                bool isTerminal = false) {
   return Command::parse(words, isTerminal);
 }
 
@@ -41,8 +42,9 @@ TEST(Command, NoWordsOpenThePanelOnATerminalWhereThereIsOne) {
 }
 
 TEST(Command, OptionsAndArgumentsMayStandInAnyOrder) {
-  for (const auto& words : std::vector<std::vector<std::string>>{
-           {"wait", "shop", "--for", "idle", "--timeout=5m"}, {"wait", "--timeout", "5m", "--for=idle", "shop"}}) {
+  for (const auto& words :
+       std::vector<std::vector<std::string>>{{"wait", "shop", "--for", "idle", "--timeout=5m"},
+                                             {"wait", "--timeout", "5m", "--for=idle", "shop"}}) {
     const Invocation found = invocation(words);
     EXPECT_EQ(found.command->name, "wait");
     EXPECT_EQ(found.words.argument(), "shop");
@@ -69,10 +71,22 @@ TEST(Command, ColourIsAcceptedBeforeAndAfterTheCommand) {
 }
 
 TEST(Command, WrongUsageHas64AndNamesTheHelp) {
-  for (const auto& words : std::vector<std::vector<std::string>>{
-           {"frob"}, {"--frob"}, {"list", "--frob"}, {"list", "x"}, {"wait", "a", "b"}, {"open"}, {"stop", "--yes"},
-           {"status", "--format", "xml"}, {"status", "--format"}, {"watch", "--exec", ""}, {"wait", "--for", "tea"},
-           {"--color", "pink", "list"}, {"completions", "tcsh"}, {"list", "--json=x"}, {"help", "a", "b"}, {"--color"}}) {
+  for (const auto& words : std::vector<std::vector<std::string>>{{"frob"},
+                                                                 {"--frob"},
+                                                                 {"list", "--frob"},
+                                                                 {"list", "x"},
+                                                                 {"wait", "a", "b"},
+                                                                 {"open"},
+                                                                 {"stop", "--yes"},
+                                                                 {"status", "--format", "xml"},
+                                                                 {"status", "--format"},
+                                                                 {"watch", "--exec", ""},
+                                                                 {"wait", "--for", "tea"},
+                                                                 {"--color", "pink", "list"},
+                                                                 {"completions", "tcsh"},
+                                                                 {"list", "--json=x"},
+                                                                 {"help", "a", "b"},
+                                                                 {"--color"}}) {
     const auto parsed = parse(words);
     ASSERT_TRUE(std::holds_alternative<tavrin::Outcome>(parsed)) << words.back();
     const auto& wrong = std::get<tavrin::Outcome>(parsed);
@@ -84,7 +98,8 @@ TEST(Command, WrongUsageHas64AndNamesTheHelp) {
 }
 
 TEST(Command, HostileWordsAreCleanedInErrors) {
-  EXPECT_EQ(outcome({"\x1b[31m"}).error, "nothing was done. There is no command \"\uFFFD[31m\". See \"tavrin help\".");
+  EXPECT_EQ(outcome({"\x1b[31m"}).error,
+            "nothing was done. There is no command \"\uFFFD[31m\". See \"tavrin help\".");
   EXPECT_EQ(outcome({"list", "--\x1b"}).error.find('\x1b'), std::string::npos);
 }
 

@@ -15,7 +15,8 @@ std::string replaced(std::string_view before, std::string_view after) {
 }
 
 TEST(ShownText, OrdinaryTextStaysAsItIs) {
-  for (const char* text : {"", "shop \u00b7 checkout", "日本語", "e\u0301", "👩‍👩‍👧‍👦", "❤️", "🇬🇷", "نیم‌فاصله", "~!@#$%^&*()"}) {
+  for (const char* text : {"", "shop \u00b7 checkout", "日本語", "e\u0301", "👩‍👩‍👧‍👦",
+                           "❤️", "🇬🇷", "نیم‌فاصله", "~!@#$%^&*()"}) {
     EXPECT_EQ(ShownText::clean(text), text);
   }
 }
@@ -38,9 +39,9 @@ TEST(ShownText, NothingThatControlsATerminalIsLeft) {
 }
 
 TEST(ShownText, NothingTurnsALineRoundOrHides) {
-  for (const char* c : {"\u202A", "\u202B", "\u202C", "\u202D", "\u202E", "\u2066", "\u2067", "\u2068", "\u2069",
-                        "\u200E", "\u200F", "\u061C", "\u200B", "\u2060", "\uFEFF", "\u00AD", "\u180E", "\uFFF9",
-                        "\u115F", "\u3164", "\uFFA0", "\U000E0041", "\U000E0001"}) {
+  for (const char* c : {"\u202A", "\u202B", "\u202C", "\u202D", "\u202E", "\u2066",     "\u2067",    "\u2068",
+                        "\u2069", "\u200E", "\u200F", "\u061C", "\u200B", "\u2060",     "\uFEFF",    "\u00AD",
+                        "\u180E", "\uFFF9", "\u115F", "\u3164", "\uFFA0", "\U000E0041", "\U000E0001"}) {
     EXPECT_EQ(ShownText::clean(std::string("a") + c + "b"), replaced("a", "b"));
   }
 }
@@ -51,7 +52,9 @@ TEST(ShownText, LineEndsBecomeOneSpace) {
 }
 
 TEST(ShownText, BytesThatAreNotTextAreReplaced) {
-  EXPECT_EQ(ShownText::clean("a\xff" "b"), replaced("a", "b"));
+  EXPECT_EQ(ShownText::clean("a\xff"
+                             "b"),
+            replaced("a", "b"));
   EXPECT_EQ(ShownText::clean("a\xC2"), replaced("a", ""));
   EXPECT_EQ(ShownText::clean("\xED\xA0\x80"), std::string(bad) + std::string(bad) + std::string(bad));
 }
@@ -81,7 +84,8 @@ TEST(ShownText, CutTextsEndInAnEllipsisWithinTheirColumns) {
 std::string noise(Random& random) {
   std::string text;
   for (std::size_t i = random.below(40); i > 0; --i)
-    text += static_cast<char>(random.flip() ? random.below(256) : random.of(std::string_view("\x1b\x9b\xe2\x80\xae\xc2\n\"\\")));
+    text += static_cast<char>(random.flip() ? random.below(256)
+                                            : random.of(std::string_view("\x1b\x9b\xe2\x80\xae\xc2\n\"\\")));
   return text;
 }
 
@@ -116,7 +120,9 @@ TEST(JsonObject, WritesMembersInTheirOrder) {
 TEST(JsonObject, EscapesWhatCouldControlATerminal) {
   std::string out;
   appendJsonString(out, "a\"\\\n\t\x1b\x7f\u009b\u202e\U000E0001\xff/é");
-  EXPECT_EQ(out, R"("a\"\\\n\u0009\u001b\u007f\u009b\u202e\udb40\udc01)" "\uFFFD" R"(/é")");
+  EXPECT_EQ(out, R"("a\"\\\n\u0009\u001b\u007f\u009b\u202e\udb40\udc01)"
+                 "\uFFFD"
+                 R"(/é")");
 }
 
 }  // namespace

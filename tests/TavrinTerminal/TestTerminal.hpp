@@ -1,5 +1,9 @@
 #pragma once
 
+#include <fcntl.h>
+#include <sys/stat.h>
+
+#include <array>
 #include <functional>
 #include <map>
 #include <string>
@@ -15,7 +19,7 @@
 namespace tavrin::test {
 
 /// 2026-01-02T03:04:05Z.
-inline constexpr Date noon = dateFromSeconds(1'767'323'045);
+inline constexpr Date testTime = dateFromSeconds(1'767'323'045);
 
 /// A console that keeps what is written to it.
 struct TestConsole {
@@ -51,7 +55,7 @@ struct FakeProcessFacts {
   std::map<std::int32_t, ProcessFact> processes;
   std::map<std::int32_t, std::string> folders;
   std::map<std::int32_t, std::vector<std::string>> arguments;
-  Date bootedAt = noon - std::chrono::hours(100);
+  Date bootedAt = testTime - std::chrono::hours(100);
 
   ProcessFacts facts() const {
     return {.process = [this](std::int32_t pid) -> std::optional<ProcessFact> {
@@ -63,10 +67,11 @@ struct FakeProcessFacts {
               const auto found = folders.find(pid);
               return found == folders.end() ? std::nullopt : std::optional(found->second);
             },
-            .arguments = [this](std::int32_t pid) {
-              const auto found = arguments.find(pid);
-              return found == arguments.end() ? std::vector<std::string>() : found->second;
-            },
+            .arguments =
+                [this](std::int32_t pid) {
+                  const auto found = arguments.find(pid);
+                  return found == arguments.end() ? std::vector<std::string>() : found->second;
+                },
             .children = [](std::int32_t) { return std::vector<std::int32_t>(); },
             .all = [] { return std::vector<std::int32_t>(); },
             .lockHolder = [](const std::string&) { return std::nullopt; },
@@ -80,10 +85,13 @@ class TestTerminal {
   static constexpr std::int32_t agentPid = 100;
 
   TestTerminal() {
-    processes.processes[agentPid] = {.parent = 1, .name = "agent", .startedAt = noon - std::chrono::hours(9), .terminal = "/dev/pts/1"};
+    processes.processes[agentPid] = {.parent = 1,
+                                     .name = "agent",
+                                     .startedAt = testTime - std::chrono::hours(9),
+                                     .terminal = "/dev/pts/1"};
     surroundings.home = home.string();
-    surroundings.now = [] { return noon; };
-    surroundings.environment = [](const std::string&) { return std::nullopt; };
+    surroundings.now = [] { return testTime; };
+    surroundings.environment = [](std::string_view) { return std::nullopt; };
     surroundings.processes = processes.facts();
     surroundings.listeners = [this] { return listeners; };
   }
@@ -97,16 +105,24 @@ class TestTerminal {
       made.needsYouTool = "Bash";
       made.attentionId = "A-" + made.sessionId;
     }
-    made.updatedAt = made.stateSince = noon - std::chrono::seconds(90);
+    made.updatedAt = made.stateSince = testTime - std::chrono::seconds(90);
     made.cwd = home.string();
     made.repoRoot = "/work-of-somebody/" + std::string(project);
     made.agentPid = agentPid;
     return made;
   }
 
-  void save(const Session& session) const { store().save(session); }
+  /// Saves the record, with the time of its last change as that of its file.
+  void save(const Session& session) const {
+    store().save(session);
+    const timespec time = {.tv_sec = static_cast<time_t>(secondsOf(session.updatedAt)), .tv_nsec = 0};
+    const std::array<timespec, 2> times = {time, time};
+    ::utimensat(AT_FDCWD, store().fileURL(session.sessionId).c_str(), times.data(), 0);
+  }
   void remove(std::string_view id) const { store().deleteSession(id); }
-  SessionFileStore store() const { return SessionFileStore(SessionFileStore::defaultDirectory(home.string())); }
+  SessionFileStore store() const {
+    return SessionFileStore(SessionFileStore::defaultDirectory(home.string()));
+  }
 
   ScratchHome home;
   FakeProcessFacts processes;

@@ -1,0 +1,36 @@
+#include "TavrinCore/Monitor/EvidenceJson.hpp"
+
+#include <limits>
+
+namespace tavrin::EvidenceJson {
+
+namespace json = boost::json;
+
+const json::object& objectAt(const json::object& object, std::string_view key) {
+  static const json::object none;
+  const json::object* const found = Json::objectAt(object, key);
+  return found == nullptr ? none : *found;
+}
+
+std::optional<std::int64_t> integerAt(const json::object& object, std::string_view key) {
+  const json::value* const value = object.if_contains(key);
+  const std::int64_t* const integer = value == nullptr ? nullptr : value->if_int64();
+  return integer == nullptr ? std::nullopt : std::optional(*integer);
+}
+
+std::optional<std::int32_t> pidAt(const json::object& object, std::string_view key) {
+  const auto integer = integerAt(object, key);
+  if (!integer || *integer < 2 || *integer > std::numeric_limits<std::int32_t>::max()) return std::nullopt;
+  return static_cast<std::int32_t>(*integer);
+}
+
+std::optional<Date> dateAt(const json::object& object, std::string_view key) {
+  return Iso8601::parse(textAt(object, key));
+}
+
+std::optional<Date> millisecondsAt(const json::object& object, std::string_view key) {
+  const auto integer = integerAt(object, key);
+  return integer ? std::optional(dateFromSeconds(static_cast<double>(*integer) / 1000)) : std::nullopt;
+}
+
+}  // namespace tavrin::EvidenceJson
