@@ -17,6 +17,8 @@
 #include "TavrinTerminal/Commands/Wait.hpp"
 #include "TavrinTerminal/Commands/Watch.hpp"
 #include "TavrinTerminal/ShownText.hpp"
+#include "TavrinTerminal/System/Notifier.hpp"
+#include "TavrinTerminal/System/TerminalFocus.hpp"
 
 namespace tavrin::CommandTable {
 
@@ -233,7 +235,13 @@ Outcome runFocus(const ParsedWords& words, const Surroundings& surroundings, con
 }
 
 Outcome runList(const ParsedWords& words, const Surroundings& surroundings, const Console& console) {
-  return List::run({.json = words.has("--json"), .all = words.has("--all")}, surroundings, console);
+  Surroundings withPlaces = surroundings;
+  if (!withPlaces.places) {
+    withPlaces.places = [&surroundings](const std::vector<Session>& sessions) {
+      return TerminalFocus::ofThisSystem(surroundings).places(sessions);
+    };
+  }
+  return List::run({.json = words.has("--json"), .all = words.has("--all")}, withPlaces, console);
 }
 
 Outcome runStatus(const ParsedWords& words, const Surroundings& surroundings, const Console& console) {
@@ -244,9 +252,15 @@ Outcome runStatus(const ParsedWords& words, const Surroundings& surroundings, co
 }
 
 Outcome runWatch(const ParsedWords& words, const Surroundings& surroundings, const Console& console) {
+  Surroundings withNotifier = surroundings;
+  if (!withNotifier.makeNotifier) {
+    withNotifier.makeNotifier = [&surroundings](EventLoop& loop) {
+      return Notifier::ofThisSystem(loop, surroundings);
+    };
+  }
   return Watch::run(
       {.json = words.has("--json"), .exec = words.value("--exec"), .notify = words.has("--notify")},
-      surroundings, console);
+      withNotifier, console);
 }
 
 Outcome runWait(const ParsedWords& words, const Surroundings& surroundings, const Console& console) {

@@ -16,7 +16,6 @@
 #include "TavrinCore/Sessions/Session.hpp"
 #include "TavrinCore/Support/File.hpp"
 #include "TavrinCore/Support/Path.hpp"
-#include "TavrinTerminal/ObservedSessions.hpp"
 
 namespace tavrin::StaleFiles {
 
@@ -32,6 +31,16 @@ std::optional<struct stat> ownFile(const std::string& path) {
   if (::lstat(path.c_str(), &status) != 0 || !S_ISREG(status.st_mode) || status.st_uid != ::geteuid())
     return std::nullopt;
   return status;
+}
+
+// Whether a session's agent is gone: no such process, or another one that got its id, or a system that was
+// started since. A record whose folder is not here belongs to another machine that shares this home.
+bool isDead(const Session& session, const ProcessFacts& processes) {
+  constexpr std::chrono::seconds tolerance(5);
+  if (!File::isDirectory(session.cwd)) return false;
+  if (session.updatedAt < processes.bootedAt()) return true;
+  const std::optional<ProcessFact> process = processes.process(session.agentPid);
+  return !process || process->startedAt > session.updatedAt + tolerance;
 }
 
 bool isOverADayOld(const struct stat& status, Date now) {
@@ -76,9 +85,9 @@ std::vector<StaleFile> find(const Surroundings& surroundings) {
     } else if (name.ends_with(".json") && !name.starts_with('.')) {
       const std::optional<std::string> bytes = File::contents(path, largestRecord);
       const std::optional<Session> session = bytes ? Session::decode(*bytes) : std::nullopt;
-      const bool isDead = session && lifeOf(*session, surroundings.processes, now) == Life::dead;
-      if (session && !isDead) continue;
-      found.push_back({.kind = isDead ? Kind::deadRecord : Kind::unreadable,
+      const bool isOfDeadAgent = session && isDead(*session, surroundings.processes);
+      if (session && !isOfDeadAgent) continue;
+      found.push_back({.kind = isOfDeadAgent ? Kind::deadRecord : Kind::unreadable,
                        .path = path,
                        .bytes = bytes.value_or(""),
                        .isOld = isOld});

@@ -51,19 +51,16 @@ std::optional<SettingsFile::Original> readOriginal(const std::string& file) {
   // A text takes up to six bytes for one.
   const std::optional<std::string> record = File::text(file, 6 * SettingsFile::largestFile + 10'000);
   if (!record) return std::nullopt;
-  try {
-    const JsonFields fields = JsonFields::ofRecord(*record, originalKeys);
-    const std::string* const agentName = fields[0].asText();
-    const std::string* const path = fields[1].asText();
-    const std::optional<Agent> agent = agentName == nullptr ? std::nullopt : agentFromRawValue(*agentName);
-    if (!agent || path == nullptr || !path->starts_with('/')) return std::nullopt;
-    if (fields[2].kind != JsonField::Kind::null && fields[2].asText() == nullptr) return std::nullopt;
-    SettingsFile::Original original{.agent = *agent, .path = *path, .text = {}, .recordedIn = file};
-    if (const std::string* const text = fields[2].asText()) original.text = *text;
-    return original;
-  } catch (const JsonError&) {
-    return std::nullopt;
-  }
+  const std::optional<JsonFields> fields = JsonFields::ofRecord(*record, originalKeys);
+  if (!fields) return std::nullopt;
+  const std::string* const agentName = (*fields)[0].asText();
+  const std::string* const path = (*fields)[1].asText();
+  const std::optional<Agent> agent = agentName == nullptr ? std::nullopt : agentFromRawValue(*agentName);
+  if (!agent || path == nullptr || !path->starts_with('/')) return std::nullopt;
+  if ((*fields)[2].kind != JsonField::Kind::null && (*fields)[2].asText() == nullptr) return std::nullopt;
+  SettingsFile::Original original{.agent = *agent, .path = *path, .text = {}, .recordedIn = file};
+  if (const std::string* const text = (*fields)[2].asText()) original.text = *text;
+  return original;
 }
 
 // Writes the record of an original, for its owner alone. One that is there is replaced only when `isFirst`.
