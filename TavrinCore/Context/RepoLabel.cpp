@@ -36,9 +36,9 @@ std::optional<std::string> checkoutAbove(std::string start, const RepoLabel::Pro
 
 }  // namespace
 
-std::string RepoLabel::displayName() const {
+std::string RepoLabel::displayNameOf(std::string_view root, const std::optional<std::string>& worktree) {
   const std::string_view last = Path::lastComponent(root);
-  std::string name(last.empty() ? std::string_view(root) : last);
+  std::string name(last.empty() ? root : last);
   if (worktree && !worktree->empty()) {
     name += dotSeparator;
     name += *worktree;

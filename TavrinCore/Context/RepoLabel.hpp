@@ -17,7 +17,10 @@ struct RepoLabel {
   bool operator==(const RepoLabel&) const = default;
 
   /// The name to show: the root's last component. If there is a work tree, " · " and its name follow.
-  std::string displayName() const;
+  std::string displayName() const { return displayNameOf(root, worktree); }
+
+  /// The same of a root and a work tree that are kept elsewhere.
+  static std::string displayNameOf(std::string_view root, const std::optional<std::string>& worktree);
 
   /// What `find` asks the file system. Tests answer from a table.
   struct Probes {

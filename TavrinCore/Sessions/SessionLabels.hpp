@@ -20,6 +20,10 @@ namespace tavrin::SessionLabels {
 std::map<std::string, std::string> display(const std::vector<Session>& sessions,
                                            std::string_view home = Home::directory());
 
+/// A label for each of some sessions, at its index. Sessions with the same id have a label each.
+std::vector<std::string> ofEach(const std::vector<const Session*>& sessions,
+                                std::string_view home = Home::directory());
+
 /// The last component of a terminal's path without "tty", such as "s004" or "3", or nullopt if that is empty.
 std::optional<std::string> terminalSuffix(const std::optional<std::string>& tty);
 
