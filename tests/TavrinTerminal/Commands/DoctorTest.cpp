@@ -52,7 +52,7 @@ class DoctorTest : public testing::Test {
   std::string stored(std::string_view name, std::string_view text, int hours) const {
     const std::filesystem::path path = machine.home.sessions() / name;
     writeFile(path, text);
-    const auto seconds = static_cast<time_t>(secondsOf(test::noon)) - hours * 3600;
+    const auto seconds = static_cast<time_t>(secondsOf(test::testTime)) - hours * 3600;
     const std::array<timespec, 2> times = {timespec{seconds, 0}, timespec{seconds, 0}};
     ::utimensat(AT_FDCWD, path.c_str(), times.data(), 0);
     return path.string();
@@ -63,7 +63,7 @@ class DoctorTest : public testing::Test {
     session.sessionId = id;
     session.cwd = machine.home.string();
     session.agentPid = 999'999'999;
-    session.updatedAt = session.stateSince = test::noon - std::chrono::hours(30);
+    session.updatedAt = session.stateSince = test::testTime - std::chrono::hours(30);
     return session.encode();
   }
 
