@@ -130,7 +130,7 @@ TEST_F(NotifierTest, WithdrawsWhatIsOver) {
       "gdbus call --session --dest org.freedesktop.Notifications --object-path "
       "/org/freedesktop/Notifications "
       "--method org.freedesktop.Notifications.CloseNotification 42",
-      log().back());
+      log().back()) << testing::PrintToString(log());
 }
 
 TEST_F(NotifierTest, WithdrawsEverythingWhenItEnds) {
