@@ -35,17 +35,14 @@ Mask places(const ByteBlock& block, std::uint8_t byte) {
   return block.where([byte](Vector bytes) { return bytes == byte; });
 }
 
-// Of `backslashes`, those that start an escape. The others are escaped themselves.
-Mask escapeStarts(Mask backslashes) {
-  // Nearly always, none has another for a neighbour.
-  if ((backslashes & backslashes << 1U) == 0) return backslashes;
-  Mask starts = 0;
-  for (Mask rest = backslashes; rest != 0;) {
-    const Mask first = rest & -rest;
-    starts |= first;
-    rest &= ~(first | first << 1U);
-  }
-  return starts;
+// Of `backslashes`, those that start an escape: the first of each run, the third and so on. The others are
+// escaped themselves.
+constexpr Mask escapeStarts(Mask backslashes) {
+  constexpr Mask even = 0x5555'5555'5555'5555;
+  const Mask firstOfRuns = backslashes & ~(backslashes << 1U);
+  // Adding its first bit to a run carries through the whole run and clears it.
+  const Mask inEvenRuns = backslashes & ~(backslashes + (firstOfRuns & even));
+  return (inEvenRuns & even) | (backslashes & ~inEvenRuns & ~even);
 }
 
 // The length of the \u escape that `text` starts with, or of two that spell one character together; 0 if it
@@ -64,6 +61,15 @@ std::size_t escapeLength(std::string_view text) {
   constexpr std::string_view plain = "\"\\/bfnrt";
   if (text.size() >= 2 && plain.find(text[1]) != std::string_view::npos) return 2;
   return codeUnitLength(text);
+}
+
+// Where \u and four digits come after a backslash. Those that start with D are left out, as surrogates do.
+Mask codeUnits(const ByteBlock& block) {
+  const Mask digits =
+      block.where([](Vector bytes) { return (bytes - '0' < 10) | ((bytes | 0x20) - 'a' < 6); });
+  const Mask two = digits & before(digits);
+  const Mask d = block.where([](Vector bytes) { return (bytes | 0x20) == 'd'; });
+  return before(places(block, 'u')) & before(two & ~d, 2) & before(two, 4);
 }
 
 // The first bytes of characters that are not well-formed or not whole, and bytes that belong to none (The
@@ -114,6 +120,7 @@ std::size_t soundLengthOfBlock(std::string_view text) {
   const Mask usual =
       block.where([](Vector bytes) { return (bytes == 'n') | (bytes == 'r') | (bytes == 't'); });
   Mask rest = starts & ~before(usual | quotes | backslashes) & below(stops);
+  if (rest != 0) rest &= ~codeUnits(block);
   while (rest != 0) {
     const std::size_t start = firstOf(rest);
     const std::size_t length = escapeLength(text.substr(start));
