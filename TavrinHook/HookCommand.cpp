@@ -104,12 +104,12 @@ class RecordUpdate {
     const bool wantsHost =
         !session.hostPid || event_.eventName == "SessionStart" || event_.eventName == "UserPromptSubmit";
     const std::vector<ProcessNode> ancestors =
-        wantsHost ? ProcessTree::ancestors(surroundings_.parentPid, surroundings_.processes)
+        wantsHost ? ProcessTree::ancestorsWithAgent(names, surroundings_.parentPid, surroundings_.processes)
                   : ProcessTree::ancestorsUpTo(names, surroundings_.parentPid, surroundings_.processes);
     const std::optional<ProcessNode> agent = HostResolver::pickAgent(ancestors, names);
     session.agentPid = agent ? agent->pid : surroundings_.parentPid;
     if (!wantsHost) return;
-    const std::optional<ProcessNode> host = HostResolver::pickHost(ancestors);
+    const std::optional<ProcessNode> host = HostResolver::findHost(ancestors, surroundings_.processes);
     session.hostPid = host ? std::optional(host->pid) : std::nullopt;
     session.hostBundleId = host ? host->bundleId : std::nullopt;
     session.tty = ProcessTree::tty(session.agentPid, surroundings_.processes);
@@ -146,7 +146,7 @@ void handle(std::string_view text, const AgentArgument::Parsed& arguments, const
   const std::optional<Agent> agent = HookOrigin::resolve(arguments.agent, HookOrigin::detect(payload));
   if (!agent) return;
   const HookEvent event = HookEvent::parse(payload, arguments.event);
-  const SessionFileStore store(SessionFileStore::defaultDirectory(surroundings.home));
+  const SessionFileStore store(SessionFileStore::defaultDirectory(surroundings.home), surroundings.afterUse);
   const RecordUpdate update(event, *agent, store, log, surroundings);
   store.withLock(event.sessionId, [&] { update.apply(); });
 }
@@ -164,7 +164,7 @@ Surroundings Surroundings::real() {
 }
 
 void run(std::span<const std::string_view> words, const Surroundings& surroundings) {
-  const HookLog log(HookLog::defaultURL(surroundings.home), surroundings.now);
+  const HookLog log(HookLog::defaultURL(surroundings.home), surroundings.now, surroundings.afterUse);
   const AgentArgument::Parsed arguments = AgentArgument::parseAll(words);
   const Payload payload = Payload::read(surroundings.input, largestPayload, HookPayload::keys());
   if (payload.size > largestPayload) {

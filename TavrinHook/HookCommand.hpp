@@ -11,6 +11,7 @@
 #include "TavrinCore/Context/RepoLabel.hpp"
 #include "TavrinCore/Hook/HookEvent.hpp"
 #include "TavrinCore/Support/Date.hpp"
+#include "TavrinCore/Support/File.hpp"
 #include "TavrinCore/Support/Uuid.hpp"
 
 /// One run of tavrin-hook, from the bytes of one event to one session file and one log line.
@@ -28,6 +29,7 @@ struct Surroundings {
   RepoLabel::Probes files;
   std::function<Date()> now;
   UuidSource makeId;
+  AfterUse afterUse = AfterUse::close;  ///< of the lock and of the log, with which a run ends
 
   /// Those of this process.
   static Surroundings real();

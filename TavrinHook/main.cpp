@@ -26,7 +26,11 @@ int main(int argc, char** argv) {
   std::signal(SIGPIPE, SIG_IGN);
   try {
     const std::vector<std::string_view> words(argv, argv + argc);
-    tavrin::HookCommand::run(words, tavrin::HookCommand::Surroundings::real());
+    // Never destroyed: the system closes its files sooner than this process could.
+    auto* const surroundings =
+        new tavrin::HookCommand::Surroundings(tavrin::HookCommand::Surroundings::real());
+    surroundings->afterUse = tavrin::AfterUse::leaveOpen;
+    tavrin::HookCommand::run(words, *surroundings);
   } catch (...) {  // NOLINT(bugprone-empty-catch): there is nobody left to tell
   }
   // Straight out, past destructors of static objects and the flushing of streams that were never used.

@@ -24,7 +24,6 @@ static int parent_of(int pid) {
   snprintf(path, sizeof path, "/proc/%d/stat", pid);
   const int file = open(path, O_RDONLY | O_NONBLOCK | O_CLOEXEC | O_NOCTTY);
   const ssize_t count = read(file, stat_text, sizeof stat_text - 1);
-  close(file);
   if (count <= 0) return 0;
   stat_text[count] = '\0';
   const char* const end = strrchr(stat_text, ')');
@@ -77,8 +76,6 @@ int main(int argc, char** argv) {
   fstat(log, &status);
   if (write(log, line, sizeof line - 1) < 0) return 1;
   flock(log, LOCK_UN);
-  close(log);
   flock(lock, LOCK_UN);
-  close(lock);
   _exit(0);
 }

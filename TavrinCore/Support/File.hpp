@@ -11,6 +11,10 @@
 
 namespace tavrin {
 
+/// What becomes of a file that is done with. A process that ends next leaves the closing to the system, which
+/// does it without being called.
+enum class AfterUse { close, leaveOpen };
+
 /// An open file descriptor, closed with its owner.
 class FileDescriptor {
  public:
@@ -28,6 +32,8 @@ class FileDescriptor {
   bool isOpen() const { return number_ >= 0; }
   int number() const { return number_; }
   void close();
+  /// Closes the file, or gives it up without that.
+  void finish(AfterUse use);
 
   /// Closes a file that was written. False, with errno, when the system says only now that bytes were lost,
   /// as network file systems may (close(2)).
@@ -64,6 +70,11 @@ inline constexpr std::size_t largestOneRead = 4096;
 /// What one read(2) of at most `largestOneRead` bytes gives of the file at `path`: all of a file that the
 /// kernel makes up as it is read, as in /proc. Nothing when it cannot be read.
 std::optional<std::string> oneRead(const std::string& path);
+/// The same of an open file.
+std::optional<std::string> oneRead(const FileDescriptor& file);
+
+/// Opens a file to read it. A pipe in its place is not waited for, and then reads as empty.
+FileDescriptor openToRead(const std::string& path);
 
 /// As `contents`, for a file that must be well-formed UTF-8.
 std::optional<std::string> text(const std::string& path, std::size_t limit = SIZE_MAX);

@@ -5,10 +5,12 @@
 #include <pwd.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cstring>
 #include <set>
 #include <sstream>
 
+#include "TavrinCore/Context/ProcFormats.hpp"
 #include "tests/process/ProcessSupport.hpp"
 #include "tests/support/Strace.hpp"
 
@@ -20,6 +22,7 @@ using testing::ElementsAre;
 using testing::IsEmpty;
 
 constexpr std::size_t mostCalls = 45;
+constexpr std::size_t mostCallsWithoutHost = 60;  // and nine ancestors
 
 Outcome trace(const ScratchHome& home, const std::vector<std::string>& options,
               const std::vector<std::string>& words, std::string_view input,
@@ -77,6 +80,42 @@ TEST(SystemCalls, AnEventOfAKnownSessionTakesFewOfThemAndOpensJustItsFiles) {
     EXPECT_THAT(names, testing::Not(Contains(other)));
 }
 
+// The files of processes that were opened, of this name.
+std::size_t procFiles(const std::vector<std::string>& calls, const std::string& name) {
+  const std::vector<std::string> opened = pathsOf(calls, "openat");
+  const std::set<std::string> once(opened.begin(), opened.end());
+  EXPECT_EQ(once.size(), opened.size()) << "a file was opened twice";
+  return static_cast<std::size_t>(std::ranges::count_if(opened, [&](const std::string& path) {
+    return path.starts_with("/proc/") && path.ends_with("/" + name);
+  }));
+}
+
+// As under ssh(1), in a container or in tmux(1), where no application is ever found.
+TEST(SystemCalls, AnEventWithoutAHostReadsEachProcessOnce) {
+  const std::string cgroup = readFile("/proc/self/cgroup");
+  if (ProcFormats::mayBeOfApplication(cgroup)) GTEST_SKIP() << "left out below a desktop:\n" << cgroup;
+  SeededHome home;
+  storeKnownSession(home);
+  Session session = stored(home, "s").value();
+  session.hostPid.reset();
+  session.hostBundleId.reset();
+  writeFile(home.record(), session.encode());
+  EXPECT_EQ(trace(home, {},
+                  {chainLink(), home / "links", "sshd+session", "sshd", "bash", "tmux", "zsh", "node", "bash",
+                   "claude", "sh", "--", hookExecutable()},
+                  toolStart("s", "call-1", "/Users/dev/src/app"), {{"HOME", home.string()}}),
+            silentSuccess);
+  home.expectUpdated("call-1");
+  const std::vector<std::string> calls = callsOfHook(home.path());
+  SCOPED_TRACE(table(calls));
+  // Above the nine are those that run the test, with two calls each.
+  const std::size_t ancestors = procFiles(calls, "stat");
+  ASSERT_GE(ancestors, 9U);
+  EXPECT_LE(calls.size(), mostCallsWithoutHost + 2 * (ancestors - 9));
+  EXPECT_LE(procFiles(calls, "cgroup"), 2U);
+  EXPECT_THAT(pathsOf(calls, "readlink"), ElementsAre("/proc/self/exe"));
+}
+
 TEST(SystemCalls, AnEventWithoutASessionTouchesNothingButTheLog) {
   SeededHome home;
   EXPECT_EQ(trace(home, {}, {hookExecutable()}, "garbage", {{"HOME", home.string()}}), silentSuccess);
@@ -111,6 +150,23 @@ TEST(SystemCalls, WithoutAnAbsoluteHomeThePasswordDatabaseTellsWhereTheFilesAre)
         << table(calls);
     EXPECT_THAT(pathsOf(calls, "mkdir"), IsEmpty());
   }
+}
+
+// As sudo(8) runs an agent: the files would be root's, and every later event of the user would fail.
+TEST(SystemCalls, RootTakesNothingToTheHomeOfAnotherUser) {
+  if (::geteuid() != 0) GTEST_SKIP() << "left out: it takes root to run as root";
+  const std::string library = std::string(::getpwuid(0)->pw_dir) + "/Library/";
+  const ScratchHome home;
+  ASSERT_EQ(::chown(home.path().c_str(), 12345, 12345), 0);
+  EXPECT_EQ(trace(home, {"-e", "inject=openat:error=EACCES:when=2+"}, {hookExecutable()},
+                  toolStart("s", "call-1"), {{"HOME", home.string()}}),
+            silentSuccess);
+  const std::vector<std::string> calls = callsOfHook(home.path());
+  EXPECT_THAT(pathsOf(calls, "openat"),
+              ElementsAre("/etc/passwd", library + "Application Support/Tavrin/sessions/.s.lock",
+                          library + "Logs/Tavrin/hook.log"))
+      << table(calls);
+  EXPECT_FALSE(std::filesystem::exists(home / "Library"));
 }
 
 template <class Part>
