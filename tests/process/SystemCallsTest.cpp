@@ -2,15 +2,19 @@
 #include <elf.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <linux/magic.h>
 #include <pwd.h>
+#include <sys/vfs.h>
 #include <unistd.h>
 
 #include <algorithm>
+#include <array>
 #include <cstring>
 #include <set>
 #include <sstream>
 
 #include "TavrinCore/Context/ProcFormats.hpp"
+#include "TavrinCore/Transcripts/ClaudeSessionTitles.hpp"
 #include "tests/process/ProcessSupport.hpp"
 #include "tests/support/Strace.hpp"
 
@@ -150,6 +154,35 @@ TEST(SystemCalls, WithoutAnAbsoluteHomeThePasswordDatabaseTellsWhereTheFilesAre)
         << table(calls);
     EXPECT_THAT(pathsOf(calls, "mkdir"), IsEmpty());
   }
+}
+
+// How many calls an event takes in the Claude desktop app, whose folders hold so many files of other
+// sessions.
+std::size_t callsInDesktopApp(int files, bool hasTitle) {
+  SeededHome home;
+  storeKnownSession(home);
+  Session session = stored(home, "s").value();
+  session.hostBundleId = ClaudeSessionTitles::desktopBundleIdentifier;
+  writeFile(home.record(), session.encode());
+  const std::filesystem::path folder =
+      ClaudeSessionTitles::defaultDirectory(home.string()) + "/account/project";
+  for (int i = 0; i < files; ++i) writeFile(folder / ("local_" + std::to_string(i) + ".json"), "");
+  if (hasTitle) writeFile(folder / "local_s.json", R"({"sessionId":"local_s","title":"A title"})");
+  EXPECT_EQ(trace(home, {}, {chainLink(), home / "links", "claude", "sh", "--", hookExecutable()},
+                  toolStart("s", "call-1", "/Users/dev/src/app"), {{"HOME", home.string()}}),
+            silentSuccess);
+  EXPECT_EQ(stored(home, "s").value().title, hasTitle ? std::optional<std::string>("A title") : std::nullopt);
+  return callsOfHook(home.path()).size();
+}
+
+TEST(SystemCalls, ATitleAmongThousandsOfFilesTakesAsManyAsAmongFew) {
+  EXPECT_EQ(callsInDesktopApp(3'000, true), callsInDesktopApp(1, true));
+  struct statfs system = {};
+  ASSERT_EQ(::statfs(std::filesystem::temp_directory_path().c_str(), &system), 0);
+  constexpr std::array<std::uint32_t, 3> counting = {EXT4_SUPER_MAGIC, XFS_SUPER_MAGIC, TMPFS_MAGIC};
+  if (std::ranges::find(counting, static_cast<std::uint32_t>(system.f_type)) == counting.end())
+    GTEST_SKIP() << "the rest is left out: this file system does not count a folder's links";
+  EXPECT_EQ(callsInDesktopApp(3'000, false), callsInDesktopApp(1, false));
 }
 
 // As sudo(8) runs an agent: the files would be root's, and every later event of the user would fail.
