@@ -2,11 +2,11 @@
 # Checks the sources with clang-format and clang-tidy. The argument is a build directory with compile commands.
 set -euo pipefail
 
-# Homebrew keeps LLVM out of the way.
+# Homebrew does not put LLVM into PATH.
 if command -v brew >/dev/null; then PATH="$PATH:$(brew --prefix llvm)/bin"; fi
 
 git ls-files '*.cpp' '*.hpp' | xargs clang-format --dry-run --Werror
-# What a Mac does not compile; Linux compiles everything, for the tests.
+# A Mac does not compile these files. Linux compiles all files, because its tests need them.
 skipped='^$'
 if [ "$(uname)" = Darwin ]; then skipped='_linux|_icu|ProcFormats'; fi
 git ls-files 'TavrinCore/*.cpp' 'TavrinHook/*.cpp' 'examples/*.cpp' | grep -v -E "$skipped" |

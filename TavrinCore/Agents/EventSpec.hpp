@@ -1,5 +1,7 @@
 #pragma once
 
+// Part of Tavrin::Core. Needs nothing but the standard library.
+
 #include <cstdint>
 #include <optional>
 #include <string_view>
@@ -18,7 +20,7 @@ struct EventSpec {
 };
 
 /// The events of one agent, in the order in which they are registered.
-using EventList = FixedList<EventSpec, 11>;
+using EventList = FixedList<EventSpec, 16>;
 
 /// The events registered with Claude Code.
 inline constexpr EventList claudeEvents = {

@@ -103,6 +103,58 @@ std::optional<Stat> parseStat(std::string_view text) {
               .terminal = static_cast<std::uint32_t>(*terminal)};
 }
 
+std::optional<Lifetime> parseLifetime(std::string_view text) {
+  const std::size_t close = text.rfind(')');
+  if (close == std::string_view::npos) return std::nullopt;
+  const std::string_view fields = text.substr(close + 1);
+  constexpr std::size_t stateField = 1;
+  constexpr std::size_t startField = 20;
+  const std::string_view state = fieldAt(fields, stateField);
+  const auto start = number<std::uint64_t>(fieldAt(fields, startField));
+  if (state.size() != 1 || !start) return std::nullopt;
+  return Lifetime{.state = state.front(), .startTicks = *start};
+}
+
+std::vector<std::string> arguments(std::string_view cmdline) {
+  std::vector<std::string> found;
+  while (!cmdline.empty()) {
+    const std::size_t end = cmdline.find('\0');
+    found.emplace_back(cmdline.substr(0, end));
+    if (end == std::string_view::npos) break;
+    cmdline.remove_prefix(end + 1);
+  }
+  return found;
+}
+
+std::vector<std::int32_t> processIds(std::string_view children) {
+  std::vector<std::int32_t> found;
+  for (const std::string_view word : split(children, ' ')) {
+    if (const auto pid = number<std::int32_t>(word)) found.push_back(*pid);
+  }
+  return found;
+}
+
+std::vector<FileLock> fileLocks(std::string_view locks) {
+  std::vector<FileLock> found;
+  for (const std::string_view line : split(locks, '\n')) {
+    // "1: FLOCK  ADVISORY  WRITE 4242 fd:01:1311 0 EOF"; one that waits has "->" after the number.
+    std::vector<std::string_view> words = split(line, ' ');
+    std::erase(words, std::string_view());
+    constexpr std::size_t pidWord = 4;
+    constexpr std::size_t fileWord = 5;
+    if (words.size() <= fileWord || words[1] != "FLOCK") continue;
+    const std::vector<std::string_view> file = split(words[fileWord], ':');
+    if (file.size() != 3) continue;
+    const auto pid = number<std::int32_t>(words[pidWord]);
+    const auto majorNumber = number<std::uint32_t>(file[0], 16);
+    const auto minorNumber = number<std::uint32_t>(file[1], 16);
+    const auto inode = number<std::uint64_t>(file[2]);
+    if (!pid || *pid <= 0 || !majorNumber || !minorNumber || !inode) continue;
+    found.push_back({.pid = *pid, .majorNumber = *majorNumber, .minorNumber = *minorNumber, .inode = *inode});
+  }
+  return found;
+}
+
 std::optional<std::string> applicationId(std::string_view cgroup) {
   std::optional<std::string> id;
   for (const std::string_view line : split(cgroup, '\n')) {

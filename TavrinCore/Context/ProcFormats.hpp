@@ -1,9 +1,12 @@
 #pragma once
 
+// Part of Tavrin::Core. Needs nothing but the standard library.
+
 #include <cstdint>
 #include <optional>
 #include <string>
 #include <string_view>
+#include <vector>
 
 /// The texts of Linux's /proc that tell about a process.
 namespace tavrin::ProcFormats {
@@ -19,6 +22,40 @@ struct Stat {
 
 /// Reads the text of /proc/PID/stat; nothing when it is not of that form.
 std::optional<Stat> parseStat(std::string_view text);
+
+/// The part of /proc/PID/stat that tells a running process from an ended one, and from another one with its
+/// id.
+struct Lifetime {
+  char state = 0;                ///< 'Z' for a zombie
+  std::uint64_t startTicks = 0;  ///< clock ticks (sysconf(3), _SC_CLK_TCK) from the system's start
+
+  bool operator==(const Lifetime&) const = default;
+};
+
+/// Reads the text of /proc/PID/stat; nullopt when it is not of that form.
+std::optional<Lifetime> parseLifetime(std::string_view text);
+
+/// The arguments in a text of /proc/PID/cmdline, each of which ends with a zero byte. The last one may lack
+/// it.
+std::vector<std::string> arguments(std::string_view cmdline);
+
+/// The process ids in a text of /proc/PID/task/TID/children: numbers with spaces between. What is not a
+/// number is left out.
+std::vector<std::int32_t> processIds(std::string_view children);
+
+/// One lock that a process holds on a file.
+struct FileLock {
+  std::int32_t pid = 0;
+  std::uint32_t majorNumber = 0;  ///< of the file system's device
+  std::uint32_t minorNumber = 0;
+  std::uint64_t inode = 0;
+
+  bool operator==(const FileLock&) const = default;
+};
+
+/// The locks of flock(2) in the text of /proc/locks (proc_locks(5)). Processes that wait for a lock, other
+/// kinds of locks and lines that cannot be read are left out.
+std::vector<FileLock> fileLocks(std::string_view locks);
 
 /// The application that a text of /proc/PID/cgroup (cgroups(7)) puts its process into: the ID of the
 /// innermost unit named by the desktop convention of systemd, app[-LAUNCHER]-ID-RANDOM.scope,

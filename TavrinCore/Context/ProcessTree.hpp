@@ -1,5 +1,7 @@
 #pragma once
 
+// Part of Tavrin::Core. Needs nothing but the standard library.
+
 #include <cstdint>
 #include <functional>
 #include <optional>
@@ -12,8 +14,8 @@
 
 namespace tavrin {
 
-/// What one system tells about processes: a handful of look-ups, each giving nothing for what it cannot tell.
-/// The walk over them is the same everywhere.
+/// The look-ups of processes that one system offers. Each returns nullopt for what it does not know. The walk
+/// over them is the same on all systems.
 struct ProcessTable {
   struct Record {
     std::int32_t parent = 0;
@@ -29,15 +31,15 @@ struct ProcessTable {
   std::function<std::optional<std::string>(std::int32_t pid)> terminal;  ///< the controlling terminal's path
   std::function<std::optional<Application>(std::int32_t pid)> application;
 
-  /// The name of a process's executable, on systems where its short name is that of a thread, which programs
-  /// change at will; not set where the short name is as good.
+  /// The name of a process's executable. Set on systems where the short name is that of a thread, which
+  /// programs change at will.
   std::function<std::optional<std::string>(std::int32_t pid)> executable = {};
 
-  /// Whether there may be an application among a process and its ancestors up to `outermost`, told at a lower
-  /// price than by asking for each of them; not set where there is no such way.
+  /// Whether there may be an application among the processes from `innermost` up to `outermost`. Set where
+  /// that costs less than asking for each of them.
   std::function<bool(std::int32_t innermost, std::int32_t outermost)> mayHaveApplications = {};
 
-  /// The table of the running system. It may remember what it has read, so it holds for one short run.
+  /// The table of the running system. It may remember what it has read, so use it for one short run only.
   static ProcessTable ofThisSystem();
 };
 
@@ -45,33 +47,33 @@ namespace ProcessTree {
 
 inline constexpr int defaultLimit = 32;
 
-/// The process `pid` and its ancestors, child first, at most `limit` of them. Process 1 and the kernel are
-/// left out; a process that ends during the walk ends the walk.
+/// The process `pid` and its ancestors, child first, at most `limit` in all. Process 1 and the kernel are
+/// left out. The walk stops at a process that has ended.
 std::vector<ProcessNode> ancestors(std::int32_t pid, const ProcessTable& table, int limit = defaultLimit);
 
-/// The same walk without asking for applications. On the way to the nearest agent, which is a process with
-/// its name or its executable's among `names`, it asks for executables where the name is not enough.
+/// The same walk without looking up applications. Up to the nearest process that goes by one of `names`, it
+/// looks up executables where the process's own name does not decide.
 std::vector<ProcessNode> ancestorsWithAgent(std::span<const std::string_view> names, std::int32_t pid,
                                             const ProcessTable& table, int limit = defaultLimit);
 
-/// That walk as far as the agent: all that finding it takes.
+/// The same walk up to that process. That is enough to find the agent.
 std::vector<ProcessNode> ancestorsUpTo(std::span<const std::string_view> names, std::int32_t pid,
                                        const ProcessTable& table, int limit = defaultLimit);
 
-/// Whether the process goes by one of `names`: by its own name or, when that is not a shell's, by its
-/// executable's. Without either it does not.
+/// Whether a process goes by one of `names`: by its own name or, if that is not a shell's, by its
+/// executable's.
 bool isNamed(const ProcessNode& node, std::span<const std::string_view> names);
 
-/// Whether the name is that of a shell, through which agents start their hooks.
+/// Whether a name is that of a shell. Agents start their hooks through shells.
 bool isShell(std::string_view name);
 
-/// The parent of a process, if it can be looked up.
+/// The parent of a process, or nullopt.
 std::optional<std::int32_t> parent(std::int32_t pid, const ProcessTable& table);
 
-/// The short name of a process or, when that is empty, its long name.
+/// The short name of a process, or its long name if the short one is empty.
 std::optional<std::string> name(std::int32_t pid, const ProcessTable& table);
 
-/// The path of a process's controlling terminal, such as "/dev/ttys004"; nothing when it has none.
+/// The path of a process's controlling terminal, such as "/dev/ttys004", or nullopt if it has none.
 std::optional<std::string> tty(std::int32_t pid, const ProcessTable& table);
 
 }  // namespace ProcessTree

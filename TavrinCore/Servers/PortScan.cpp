@@ -2,11 +2,11 @@
 
 #include <algorithm>
 #include <array>
+#include <numeric>
 #include <optional>
-#include <tuple>
-#include <unordered_map>
-#include <unordered_set>
+#include <utility>
 
+#include "TavrinCore/Support/IndexTable.hpp"
 #include "TavrinCore/Support/Integer.hpp"
 
 namespace tavrin::PortScan {
@@ -47,10 +47,40 @@ std::uint64_t processAndPort(const Listener& listener) {
          static_cast<std::uint32_t>(listener.port);
 }
 
+// For each host its place in the order of preference.
+std::vector<std::size_t> ranksOf(const std::vector<std::string_view>& hosts) {
+  std::vector<std::size_t> order(hosts.size());
+  std::iota(order.begin(), order.end(), std::size_t{0});
+  std::ranges::sort(order, {}, [&](std::size_t i) { return std::pair(preference(hosts[i]), hosts[i]); });
+  std::vector<std::size_t> ranks(hosts.size());
+  for (std::size_t rank = 0; rank < order.size(); ++rank) ranks[order[rank]] = rank;
+  return ranks;
+}
+
+// The indices of the listeners, sorted stably by host. There are few hosts and many listeners, so these are
+// counted instead of compared.
+std::vector<std::size_t> byHost(const std::vector<Listener>& listeners) {
+  TextIndex hosts(listeners.size());
+  std::vector<std::size_t> hostOf;
+  hostOf.reserve(listeners.size());
+  for (const Listener& listener : listeners) hostOf.push_back(hosts.add(listener.host));
+  const std::vector<std::size_t> ranks = ranksOf(hosts.texts());
+
+  std::vector<std::size_t> start(ranks.size() + 1);
+  for (const std::size_t host : hostOf) ++start[ranks[host] + 1];
+  std::partial_sum(start.begin(), start.end(), start.begin());
+  std::vector<std::size_t> order(listeners.size());
+  for (std::size_t i = 0; i < listeners.size(); ++i) order[start[ranks[hostOf[i]]]++] = i;
+  return order;
+}
+
 }  // namespace
 
 std::vector<Listener> parse(std::string_view lsofFields) {
+  // lsof prints about so many bytes for each socket.
+  constexpr std::size_t bytesPerSocket = 24;
   std::vector<Listener> listeners;
+  listeners.reserve(lsofFields.size() / bytesPerSocket);
   std::optional<std::int32_t> pid;
   std::string_view command;
   while (!lsofFields.empty()) {
@@ -70,10 +100,11 @@ std::vector<Listener> parse(std::string_view lsofFields) {
       case 'n':
         if (!pid || *pid < 1) break;
         if (const std::optional<Endpoint> found = endpoint(value)) {
-          listeners.push_back({.pid = *pid,
-                               .command = std::string(command),
-                               .port = found->port,
-                               .host = std::string(found->host)});
+          Listener& listener = listeners.emplace_back();
+          listener.pid = *pid;
+          listener.command = command;
+          listener.port = found->port;
+          listener.host = found->host;
         }
         break;
       default:
@@ -84,29 +115,45 @@ std::vector<Listener> parse(std::string_view lsofFields) {
 }
 
 std::vector<Listener> dedupe(std::vector<Listener> listeners) {
-  std::ranges::stable_sort(listeners, {}, [](const Listener& listener) {
-    return std::tuple(preference(listener.host), std::string_view(listener.host));
-  });
   std::vector<Listener> first;
-  std::unordered_set<std::uint64_t> seen;
-  for (Listener& listener : listeners) {
-    if (seen.insert(processAndPort(listener)).second) first.push_back(std::move(listener));
+  first.reserve(listeners.size());
+  std::vector<std::uint64_t> keys;
+  keys.reserve(listeners.size());
+  IndexTable known(listeners.size());
+  for (const std::size_t i : byHost(listeners)) {
+    const std::uint64_t key = processAndPort(listeners[i]);
+    const std::size_t index =
+        known.findOrAdd(spreadHash(key), keys.size(), [&](std::size_t other) { return keys[other] == key; });
+    if (index != keys.size()) continue;
+    keys.push_back(key);
+    first.push_back(std::move(listeners[i]));
   }
   return first;
 }
 
 std::vector<ProcessListener> byProcess(const std::vector<Listener>& listeners) {
   std::vector<ProcessListener> processes;
-  std::unordered_map<std::int32_t, std::size_t> indices;
+  std::vector<const Listener*> lowest;  // of each process
+  IndexTable known(listeners.size());
   for (const Listener& listener : listeners) {
     if (listener.pid < 1 || !Integer::isPort(listener.port)) continue;
-    const auto [entry, isNew] = indices.try_emplace(listener.pid, processes.size());
-    if (isNew) processes.push_back({.pid = listener.pid, .command = listener.command, .ports = {}});
-    processes[entry->second].ports.push_back(listener.port);
+    const std::size_t index =
+        known.findOrAdd(spreadHash(static_cast<std::uint32_t>(listener.pid)), processes.size(),
+                        [&](std::size_t other) { return processes[other].pid == listener.pid; });
+    if (index == processes.size()) {
+      ProcessListener& process = processes.emplace_back();
+      process.pid = listener.pid;
+      process.command = listener.command;
+      lowest.push_back(&listener);
+    }
+    processes[index].ports.push_back(listener.port);
+    if (listener.port < lowest[index]->port) lowest[index] = &listener;
   }
-  for (ProcessListener& process : processes) {
-    std::ranges::sort(process.ports);
-    process.ports.erase(std::unique(process.ports.begin(), process.ports.end()), process.ports.end());
+  for (std::size_t i = 0; i < processes.size(); ++i) {
+    std::vector<int>& ports = processes[i].ports;
+    std::ranges::sort(ports);
+    ports.erase(std::unique(ports.begin(), ports.end()), ports.end());
+    processes[i].host = lowest[i]->host;
   }
   return processes;
 }

@@ -20,7 +20,7 @@ namespace tavrin::Home {
 namespace {
 
 #ifdef TAVRIN_HAVE_FGETPWENT
-// A statically linked program cannot load the name services behind getpwuid(3), so the file itself is read.
+// getpwuid(3) loads name services, which a statically linked program cannot do. So read the file itself.
 std::string fromPasswordDatabase(uid_t user) {
   const std::unique_ptr<std::FILE, int (*)(std::FILE*)> file(std::fopen("/etc/passwd", "re"), std::fclose);
   if (!file) return {};
@@ -38,9 +38,10 @@ std::string fromPasswordDatabase(uid_t user) {
 
 constexpr uid_t root = 0;
 
-bool isRoot() {
+// Whether this process was started as root, asked without a system call where that is possible.
+bool startedAsRoot() {
 #ifdef __linux__
-  return getauxval(AT_EUID) == root;  // without a system call
+  return getauxval(AT_EUID) == root;
 #else
   return geteuid() == root;
 #endif
@@ -57,7 +58,7 @@ bool isOfAnother(const char* directory, uid_t user) {
 std::string directory() {
   const char* const variable = std::getenv("HOME");
   const bool isAbsolute = variable != nullptr && *variable == '/';
-  const bool isBorrowed = isAbsolute && isRoot() && isOfAnother(variable, root);
+  const bool isBorrowed = isAbsolute && startedAsRoot() && isOfAnother(variable, root) && geteuid() == root;
   if (isAbsolute && !isBorrowed) return std::string(Path::withoutTrailingSlashes(variable));
   const std::string entry = fromPasswordDatabase(isBorrowed ? root : getuid());
   return std::string(entry.starts_with('/') ? Path::withoutTrailingSlashes(entry) : "/var/empty");

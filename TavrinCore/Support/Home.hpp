@@ -1,14 +1,16 @@
 #pragma once
 
+// Part of Tavrin::Core. Needs nothing but the standard library.
+
 #include <string>
 
-/// Where the user's files lie.
+/// The user's home directory.
 namespace tavrin::Home {
 
-/// The current user's home directory, without a trailing slash (but for "/" itself): $HOME when that is an
-/// absolute path, else the directory that the password database (passwd(5)) gives for the real user id, else
-/// "/var/empty". For root, a $HOME of another user, as sudo(8) may leave it, does not count: files of root's
-/// in it would lock that user out. Root's own directory of the database stands in for it.
+/// The current user's home directory. It is $HOME if that is an absolute path, else the directory of the real
+/// user id in the password database (passwd(5)), else "/var/empty". It has no slash at the end, unless it is
+/// "/". If root runs with the $HOME of another user, as sudo(8) may leave it, the result is root's directory
+/// in the database: files that root makes in the other's would lock that user out.
 std::string directory();
 
 }  // namespace tavrin::Home

@@ -25,14 +25,14 @@ namespace {
 
 constexpr std::size_t longestId = 128;
 
-// As many names are asked for one by one in each folder before it is listed. Of more, listing tells sooner.
+// If at most so many names are wanted, each folder is asked for them before it is listed.
 constexpr std::size_t mostAskedFor = 8;
 
-// Folders that the system shows as one file.
+// Folders that macOS shows as one file.
 constexpr std::array<std::string_view, 8> packageExtensions = {"app",    "appex", "bundle",   "framework",
                                                                "plugin", "rtfd",  "workflow", "xpc"};
 
-// A folder on the way through the directory.
+// A folder that is being listed.
 struct Folder {
   std::string path;
   std::unique_ptr<DIR, int (*)(DIR*)> listing;
@@ -41,13 +41,13 @@ struct Folder {
       : path(std::move(folderPath)),
         listing(uninterrupted([this] { return ::opendir(path.c_str()); }), ::closedir) {}
 
-  // Nothing at the end.
+  // Null at the end.
   const dirent* next() const {
     return listing ? uninterrupted([this] { return ::readdir(listing.get()); }) : nullptr;
   }
 };
 
-// What lies at `path` itself, links not followed.
+// The result of lstat(2), or nullopt if it fails.
 std::optional<struct stat> statusOf(const std::string& path) {
   struct stat status = {};
   const bool isThere = uninterrupted([&] { return ::lstat(path.c_str(), &status); }) == 0;
@@ -92,23 +92,19 @@ bool isSmallRegularFile(const struct stat& status) {
   return S_ISREG(status.st_mode) && status.st_size <= static_cast<off_t>(largestFile);
 }
 
-// The title in the file at `path`, provided that the file says it is of `sessionId`.
+// The title in the file at `path`, if the file belongs to `sessionId`.
 std::optional<std::string> titleIn(const std::string& path, const struct stat& status,
                                    std::string_view sessionId) {
-  using Kind = JsonField::Kind;
   if (!isSmallRegularFile(status)) return std::nullopt;
   const std::optional<std::string> text = File::contents(path, largestFile);
   if (!text) return std::nullopt;
-  try {
-    constexpr std::array<std::string_view, 2> keys = {"sessionId", "title"};
-    const JsonFields metadata = JsonFields::ofRecord(*text, keys);
-    if (metadata[0].kind != Kind::text || metadata[0].text != "local_" + std::string(sessionId))
-      return std::nullopt;
-    const std::string* const title = metadata[1].asText();
-    return title == nullptr ? std::nullopt : shownTitle(*title);
-  } catch (const JsonError&) {
-    return std::nullopt;
-  }
+  constexpr std::array<std::string_view, 2> keys = {"sessionId", "title"};
+  const std::optional<JsonFields> metadata = JsonFields::ofRecord(*text, keys);
+  if (!metadata) return std::nullopt;
+  const JsonField& id = (*metadata)[0];
+  if (id.kind != JsonField::Kind::text || id.text != "local_" + std::string(sessionId)) return std::nullopt;
+  const std::string* const title = (*metadata)[1].asText();
+  return title == nullptr ? std::nullopt : shownTitle(*title);
 }
 
 // One look-up, which ends with the last title that is wanted.

@@ -1,15 +1,19 @@
 #pragma once
 
+// Part of Tavrin::Core. Needs nothing but the standard library.
+
 #include <array>
 #include <cstddef>
 #include <string_view>
+
+#include "TavrinCore/Support/Integer.hpp"
 
 /// The \uXXXX escapes of JSON strings (RFC 8259, section 7).
 namespace tavrin::JsonEscape {
 
 inline constexpr std::size_t length = 6;
 
-/// The value of each byte as a hexadecimal digit; -1 for those that are none.
+/// The value of each byte as a hexadecimal digit, or -1.
 inline constexpr std::array<signed char, 256> digits = [] {
   std::array<signed char, 256> values{};
   values.fill(-1);
@@ -21,7 +25,7 @@ inline constexpr std::array<signed char, 256> digits = [] {
   return values;
 }();
 
-/// The UTF-16 code unit that the escape at the front of `text` spells; negative when there is no such escape.
+/// The UTF-16 code unit of the escape at the front of `text`, or a negative number if there is no escape.
 constexpr int unit(std::string_view text) {
   if (text.size() < length || text[0] != '\\' || text[1] != 'u') return -1;
   // A negative digit makes the whole negative.

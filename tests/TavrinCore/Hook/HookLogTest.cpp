@@ -148,9 +148,9 @@ TEST(HookLog, AMissingDirectoryIsMadeWithItsParents) {
 }
 
 TEST(HookLog, ANewLogIsForItsOwnerAlone) {
-  for (const mode_t mask : {000U, 022U, 077U}) {
+  for (const unsigned mask : {000U, 022U, 077U}) {
     const test::ScratchDirectory directory;
-    const test::Umask narrowed(mask);
+    const test::Umask narrowed(static_cast<mode_t>(mask));  // 16 bits on macOS
     logAt(directory / "hook.log").write("a");
     EXPECT_EQ(permissionsOf(directory / "hook.log"), 0600U) << mask;
     fs::resize_file(directory / "hook.log", 1'000'001);

@@ -1,4 +1,4 @@
-#include "TavrinHook/Payload.hpp"
+#include "TavrinHook/HookInput.hpp"
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
@@ -65,29 +65,29 @@ void setNonBlocking(const FileDescriptor& file) {
 }
 
 // What is read of `bytes` that somebody else writes, `pieceSize` of them at a time, and then closes.
-Payload readWritten(Ends ends, std::string_view bytes, std::size_t limit, std::size_t pieceSize = 65'536) {
+HookInput readWritten(Ends ends, std::string_view bytes, std::size_t limit, std::size_t pieceSize = 65'536) {
   std::thread writer([&] {
     for (std::size_t i = 0; i < bytes.size(); i += pieceSize) {
       if (!File::writeAll(ends.writing.number(), bytes.substr(i, pieceSize))) break;
     }
     ends.writing.close();
   });
-  Payload payload = Payload::read(ends.reading.number(), limit, keys);
+  HookInput input = HookInput::read(ends.reading.number(), limit, keys);
   writer.join();
-  return payload;
+  return input;
 }
 
 // What must come of `bytes` for a limit.
-void expectRead(const Payload& payload, std::string_view bytes, std::size_t limit) {
-  EXPECT_EQ(payload.size, bytes.size());
+void expectRead(const HookInput& input, std::string_view bytes, std::size_t limit) {
+  EXPECT_EQ(input.size, bytes.size());
   if (bytes.size() > limit) {
-    EXPECT_EQ(payload.text.size(), 0U);
+    EXPECT_EQ(input.text.size(), 0U);
   } else {
-    EXPECT_TRUE(payload.text == bytes);
+    EXPECT_TRUE(input.text == bytes);
   }
 }
 
-TEST(Payload, AnInputIsReadToItsEnd) {
+TEST(HookInput, AnInputIsReadToItsEnd) {
   const std::string bytes = someBytes(3 * million);
   int count = 0;
   for (const auto& [name, make] : channels) {
@@ -102,7 +102,7 @@ TEST(Payload, AnInputIsReadToItsEnd) {
   EXPECT_EQ(count, 26);
 }
 
-TEST(Payload, TheLimitIsExact) {
+TEST(HookInput, TheLimitIsExact) {
   const std::string bytes = someBytes(3 * million);
   int count = 0;
   for (const auto& [name, make] : channels) {
@@ -120,7 +120,7 @@ TEST(Payload, TheLimitIsExact) {
   EXPECT_EQ(count, 100);
 }
 
-TEST(Payload, PiecesOfAnySizeMakeTheSameInput) {
+TEST(HookInput, PiecesOfAnySizeMakeTheSameInput) {
   const std::string bytes = someBytes(40'000);
   int count = 0;
   for (const auto& [name, make] : channels) {
@@ -135,21 +135,21 @@ TEST(Payload, PiecesOfAnySizeMakeTheSameInput) {
   EXPECT_EQ(count, 36);
 }
 
-TEST(Payload, OfAnEventOnlyWhatIsAskedForIsKept) {
+TEST(HookInput, OfAnEventOnlyWhatIsAskedForIsKept) {
   const std::string content(900'000, 'x');
   const std::string front = R"({"session_id":"abc","tool_input":{"content":")";
   const std::string back = R"("},"cwd":"/home/\u00e9"})";
   for (const auto& [name, make] : channels) {
     for (const std::size_t pieceSize : {1'000U, 65'536U, 1'000'000U}) {
       SCOPED_TRACE(name + " " + std::to_string(pieceSize));
-      const Payload payload = readWritten(make(), front + content + back, million, pieceSize);
-      EXPECT_EQ(payload.text, R"({"session_id":"abc","tool_input":{"":""},"cwd":"/home/\u00e9"})");
-      EXPECT_EQ(payload.size, front.size() + content.size() + back.size());
+      const HookInput input = readWritten(make(), front + content + back, million, pieceSize);
+      EXPECT_EQ(input.text, R"({"session_id":"abc","tool_input":{"":""},"cwd":"/home/\u00e9"})");
+      EXPECT_EQ(input.size, front.size() + content.size() + back.size());
     }
   }
 }
 
-TEST(Payload, AnEventIsTheSameInPiecesOfAnySize) {
+TEST(HookInput, AnEventIsTheSameInPiecesOfAnySize) {
   const std::string event =
       "{\"session_id\":\"a\\\"b\",\"other\":\"\\ud83d\\ude00\xF0\x9F\x98\x80\\n\\ud83d\",\"cwd\":\"/"
       "\xC3\xA9\"}";
@@ -163,37 +163,37 @@ TEST(Payload, AnEventIsTheSameInPiecesOfAnySize) {
   }
 }
 
-TEST(Payload, WhatIsFarTooLongIsCountedAndNotKept) {
+TEST(HookInput, WhatIsFarTooLongIsCountedAndNotKept) {
   const std::string bytes = someBytes(40 * million);
   for (const auto& [name, make] : channels) {
-    const Payload payload = readWritten(make(), bytes, million);
-    EXPECT_EQ(payload.size, 40 * million) << name;
-    EXPECT_TRUE(payload.text.empty()) << name;
+    const HookInput input = readWritten(make(), bytes, million);
+    EXPECT_EQ(input.size, 40 * million) << name;
+    EXPECT_TRUE(input.text.empty()) << name;
   }
 }
 
-TEST(Payload, AFileIsAnInputToo) {
+TEST(HookInput, AFileIsAnInputToo) {
   const test::ScratchDirectory directory;
   const std::string bytes = someBytes(100'000);
   test::writeFile(directory / "input", bytes);
   for (const std::size_t limit : {99'999U, 100'000U, 100'001U}) {
     const FileDescriptor file = FileDescriptor::open(directory / "input", O_RDONLY);
-    expectRead(Payload::read(file.number(), limit, keys), bytes, limit);
+    expectRead(HookInput::read(file.number(), limit, keys), bytes, limit);
   }
 }
 
-TEST(Payload, TheDescriptorStaysOpenAndIsReadFromWhereItIs) {
+TEST(HookInput, TheDescriptorStaysOpenAndIsReadFromWhereItIs) {
   const test::ScratchDirectory directory;
   test::writeFile(directory / "input", "0123456789");
   const FileDescriptor file = FileDescriptor::open(directory / "input", O_RDONLY);
   ASSERT_EQ(::lseek(file.number(), 4, SEEK_SET), 4);
-  EXPECT_EQ(Payload::read(file.number(), 100, keys).text, "456789");
-  EXPECT_EQ(Payload::read(file.number(), 100, keys).size, 0U);
+  EXPECT_EQ(HookInput::read(file.number(), 100, keys).text, "456789");
+  EXPECT_EQ(HookInput::read(file.number(), 100, keys).size, 0U);
   ASSERT_EQ(::lseek(file.number(), 0, SEEK_SET), 0);
-  EXPECT_EQ(Payload::read(file.number(), 100, keys).text, "0123456789");
+  EXPECT_EQ(HookInput::read(file.number(), 100, keys).text, "0123456789");
 }
 
-TEST(Payload, AnInputThatCannotBeReadIsEmpty) {
+TEST(HookInput, AnInputThatCannotBeReadIsEmpty) {
   const test::ScratchDirectory directory;
   const FileDescriptor folder = FileDescriptor::open(directory.string(), O_RDONLY);
   ASSERT_TRUE(folder.isOpen());
@@ -205,24 +205,24 @@ TEST(Payload, AnInputThatCannotBeReadIsEmpty) {
   const int closedNumber = closed.number();
   closed.close();
   for (const int descriptor : {-1, closedNumber, folder.number(), writeOnly.number(), null.number()}) {
-    const Payload payload = Payload::read(descriptor, million, keys);
-    EXPECT_EQ(payload.size, 0U) << descriptor;
-    EXPECT_TRUE(payload.text.empty()) << descriptor;
+    const HookInput input = HookInput::read(descriptor, million, keys);
+    EXPECT_EQ(input.size, 0U) << descriptor;
+    EXPECT_TRUE(input.text.empty()) << descriptor;
   }
 }
 
-TEST(Payload, AnInputThatFailsHalfwayEndsThere) {
+TEST(HookInput, AnInputThatFailsHalfwayEndsThere) {
   // A connection that its writer resets, by closing it with unread bytes.
   Ends ends = makeSockets();
   ASSERT_TRUE(File::writeAll(ends.reading.number(), "unread"));
   ASSERT_TRUE(File::writeAll(ends.writing.number(), "half"));
   ends.writing.close();
-  const Payload payload = Payload::read(ends.reading.number(), million, keys);
-  EXPECT_EQ(payload.size, payload.text.size());
-  EXPECT_TRUE(payload.text == "half" || payload.text.empty()) << payload.text;
+  const HookInput input = HookInput::read(ends.reading.number(), million, keys);
+  EXPECT_EQ(input.size, input.text.size());
+  EXPECT_TRUE(input.text == "half" || input.text.empty()) << input.text;
 }
 
-TEST(Payload, ANonBlockingInputIsWaitedFor) {
+TEST(HookInput, ANonBlockingInputIsWaitedFor) {
   const std::string bytes = someBytes(50'000);
   for (const auto& [name, make] : channels) {
     Ends ends = make();
@@ -239,14 +239,14 @@ TEST(Payload, ANonBlockingInputIsWaitedFor) {
       }
       ends.writing.close();
     });
-    const Payload payload = Payload::read(reading, million, keys);
+    const HookInput input = HookInput::read(reading, million, keys);
     writer.join();
     SCOPED_TRACE(name);
-    expectRead(payload, bytes, million);
+    expectRead(input, bytes, million);
   }
 }
 
-TEST(Payload, SignalsInterruptNothing) {
+TEST(HookInput, SignalsInterruptNothing) {
   struct sigaction action {};
   action.sa_handler = [](int) {};
   struct sigaction before {};
@@ -268,9 +268,9 @@ TEST(Payload, SignalsInterruptNothing) {
         }
         ends.writing.close();
       });
-      const Payload payload = Payload::read(ends.reading.number(), million, keys);
+      const HookInput input = HookInput::read(ends.reading.number(), million, keys);
       writer.join();
-      expectRead(payload, bytes, million);
+      expectRead(input, bytes, million);
     }
   }
   ::sigaction(SIGUSR1, &before, nullptr);

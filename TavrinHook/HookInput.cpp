@@ -1,4 +1,4 @@
-#include "TavrinHook/Payload.hpp"
+#include "TavrinHook/HookInput.hpp"
 
 #include <poll.h>
 
@@ -13,11 +13,10 @@ namespace tavrin {
 
 namespace {
 
-// Most payloads fit, so that one call reads them and one sees the end.
+// Most payloads fit. One call then reads the payload, and another one finds the end.
 constexpr std::size_t capacity = 32'768;
 
-// Waits for something to read from a descriptor that its owner has set to non-blocking. False when there is
-// no waiting for it.
+// Waits until a non-blocking descriptor has something to read. Returns false if poll(2) cannot wait for it.
 bool waitFor(int descriptor) {
   pollfd request{.fd = descriptor, .events = POLLIN, .revents = 0};
   if (::poll(&request, 1, -1) < 0) return errno == EINTR;
@@ -26,8 +25,8 @@ bool waitFor(int descriptor) {
 
 }  // namespace
 
-Payload Payload::read(int descriptor, std::size_t limit, std::span<const std::string_view> keys) {
-  Payload payload;
+HookInput HookInput::read(int descriptor, std::size_t limit, std::span<const std::string_view> keys) {
+  HookInput input;
   JsonSkimmer skimmer(keys);
   const auto buffer = std::make_unique_for_overwrite<char[]>(capacity);  // NOLINT(modernize-avoid-c-arrays)
   std::size_t held = 0;  // bytes in the buffer that the skimmer must see once more
@@ -35,18 +34,18 @@ Payload Payload::read(int descriptor, std::size_t limit, std::span<const std::st
     const ssize_t count = File::read(descriptor, buffer.get() + held, capacity - held);
     if (count < 0 && (errno == EAGAIN || errno == EWOULDBLOCK) && waitFor(descriptor)) continue;
     if (count <= 0) break;
-    payload.size += static_cast<std::uint64_t>(count);
-    // Beyond the limit, what comes is only counted.
-    if (payload.size > limit) continue;
+    input.size += static_cast<std::uint64_t>(count);
+    // Bytes beyond the limit are only counted.
+    if (input.size > limit) continue;
     held += static_cast<std::size_t>(count);
     const std::size_t used = skimmer.add({buffer.get(), held}, false);
     held -= used;
     std::copy_n(buffer.get() + used, held, buffer.get());
   }
-  if (payload.size > limit) return payload;
+  if (input.size > limit) return input;
   skimmer.add({buffer.get(), held}, true);
-  payload.text = skimmer.take();
-  return payload;
+  input.text = skimmer.take();
+  return input;
 }
 
 }  // namespace tavrin

@@ -1,0 +1,100 @@
+#pragma once
+
+// Part of Tavrin::Core. Needs nothing but the standard library.
+
+#include <bit>
+#include <cstddef>
+#include <cstdint>
+#include <functional>
+#include <optional>
+#include <string_view>
+#include <vector>
+
+namespace tavrin {
+
+/// A hash table for many keys that are looked up once or twice each: it stores no keys, only the index that
+/// each has in a list of the caller's, all in one piece of memory.
+class IndexTable {
+ public:
+  /// A table for at most `count` different keys; `count` is below 2^32 - 1.
+  explicit IndexTable(std::size_t count) : slots_(std::bit_ceil(2 * count + 1)) {}
+
+  /// The index of a key: the one that it was added with, or else `index`, with which it is added.
+  /// `isKey(other)` says whether the key with the index `other` is the one that is looked for.
+  template <class IsKey>
+  std::size_t findOrAdd(std::size_t hash, std::size_t index, IsKey isKey) {
+    Slot& slot = slots_[slotOf(hash, isKey)];
+    if (slot.place == 0) slot = {.place = static_cast<std::uint32_t>(index + 1), .tag = tagOf(hash)};
+    return slot.place - 1;
+  }
+
+  /// The index that a key was added with; nullopt when it was not.
+  template <class IsKey>
+  std::optional<std::size_t> find(std::size_t hash, IsKey isKey) const {
+    const Slot& slot = slots_[slotOf(hash, isKey)];
+    return slot.place == 0 ? std::nullopt : std::optional<std::size_t>(slot.place - 1);
+  }
+
+ private:
+  struct Slot {
+    std::uint32_t place = 0;  // the index and 1; 0 where there is no key
+    std::uint32_t tag = 0;    // part of the hash, compared before the key
+  };
+
+  static std::uint32_t tagOf(std::size_t hash) { return static_cast<std::uint32_t>(hash >> 32U); }
+
+  // The slot that holds the key, or the one where it belongs.
+  template <class IsKey>
+  std::size_t slotOf(std::size_t hash, IsKey isKey) const {
+    std::size_t at = hash & (slots_.size() - 1);
+    while (slots_[at].place != 0 && !(slots_[at].tag == tagOf(hash) && isKey(slots_[at].place - 1))) {
+      at = (at + 1) & (slots_.size() - 1);
+    }
+    return at;
+  }
+
+  std::vector<Slot> slots_;
+};
+
+/// A hash of a number for IndexTable, whose slots are chosen by the low bits (the finalizer of MurmurHash3).
+constexpr std::size_t spreadHash(std::uint64_t number) {
+  number = (number ^ (number >> 33U)) * 0xff51afd7ed558ccdU;
+  number = (number ^ (number >> 33U)) * 0xc4ceb9fe1a85ec53U;
+  return static_cast<std::size_t>(number ^ (number >> 33U));
+}
+
+/// The different texts among some, each with the index at which it was added first.
+class TextIndex {
+ public:
+  explicit TextIndex(std::size_t count) : table_(count) { texts_.reserve(count); }
+
+  /// Adds a text, which must outlast this object. Returns the number of different texts before it, or before
+  /// the equal one that was added first.
+  std::size_t add(std::string_view text) {
+    const std::size_t index =
+        table_.findOrAdd(std::hash<std::string_view>()(text), texts_.size(), isText(text));
+    if (index == texts_.size()) texts_.push_back(text);
+    return index;
+  }
+
+  /// What `add` returned for this text; nullopt when it was not added.
+  std::optional<std::size_t> find(std::string_view text) const {
+    return table_.find(std::hash<std::string_view>()(text), isText(text));
+  }
+
+  /// The different texts, in the order in which they were added.
+  const std::vector<std::string_view>& texts() const { return texts_; }
+
+ private:
+  struct IsText {
+    const std::vector<std::string_view>& texts;
+    std::string_view text;
+    bool operator()(std::size_t index) const { return texts[index] == text; }
+  };
+  IsText isText(std::string_view text) const { return {.texts = texts_, .text = text}; }
+
+  IndexTable table_;
+  std::vector<std::string_view> texts_;
+};
+
+}  // namespace tavrin
