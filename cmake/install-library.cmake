@@ -17,7 +17,7 @@ install(FILES "${PROJECT_SOURCE_DIR}/docs/session.schema.json" DESTINATION "${CM
   COMPONENT dev)
 
 # One export set for each component, because each needs other libraries.
-set(components Core Settings)
+set(components Core)
 if(TAVRIN_BUILD_PANEL)
   list(APPEND components Panel)
 endif()

@@ -10,6 +10,10 @@
 
 namespace tavrin::HookSettings {
 
+/// An entry whose command holds this text is this system's, wherever tavrin-hook is installed. A path of
+/// tavrin-hook that is written into settings ends in it.
+inline constexpr std::string_view marker = "/Tavrin/bin/tavrin-hook";
+
 /// One hook event to register in an agent's settings.
 struct EventSpec {
   std::string_view name;                    ///< the agent's own event name, the key under "hooks"

@@ -20,9 +20,6 @@
 /// A value of an unexpected type counts as missing; it is replaced where an entry must be written, else kept.
 namespace tavrin::HookSettings {
 
-/// An entry whose command contains this text is Tavrin's, wherever tavrin-hook is installed.
-inline constexpr std::string_view marker = "/Tavrin/bin/tavrin-hook";
-
 /// The command that an agent runs: `helperPath` in double quotes. If `flag` is not empty, a space and `flag`
 /// follow.
 std::string command(std::string_view helperPath, std::optional<std::string_view> flag);

@@ -21,6 +21,11 @@ class FixedList {
   /// For a list that is known only at run time.
   explicit FixedList(const std::vector<T>& values) : size_(values.size()) { copyFrom(values.begin()); }
 
+  constexpr void push_back(const T& value) {
+    if (size_ == Capacity) throw std::length_error("a list longer than its capacity");
+    values_[size_++] = value;
+  }
+
   constexpr const T* begin() const { return values_.data(); }
   constexpr const T* end() const { return values_.data() + size_; }
   constexpr std::size_t size() const { return size_; }

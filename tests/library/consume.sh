@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
-# Builds tests/consumer and examples/show-panel.cpp against the library installed in PREFIX, runs it, and compares what it prints:
-# consume.sh cmake|pkg-config CMAKE CXX PREFIX SOURCE SCRATCH BOOST-INCLUDE
+# Builds tests/consumer and examples/show-panel.cpp against the library installed in PREFIX, runs them, and compares what
+# they print: consume.sh cmake|pkg-config CMAKE CXX PREFIX SOURCE SCRATCH
 set -euo pipefail
 
 how=$1
@@ -9,7 +9,6 @@ cxx=$3
 prefix=$4
 source=$5
 scratch=$6
-boost=$7
 package=$(dirname "$(find "$prefix" -name tavrin-panel.pc)")
 export PKG_CONFIG_PATH="$package${PKG_CONFIG_PATH:+:$PKG_CONFIG_PATH}"
 
@@ -28,6 +27,14 @@ rm -rf "$scratch"
 mkdir -p "$scratch"
 cd "$scratch"
 
+# Boost is compiled into the library under another name, so that a program can use any version of it.
+archive=$(find "$prefix" -name libTavrinCore.a)
+if nm --defined-only "$archive" 2>/dev/null | grep -E '5boost[0-9]' >clashing.txt; then
+  echo "These names would meet those of another Boost:"
+  head clashing.txt
+  exit 1
+fi
+
 cp -R "$source/tests/consumer" consumer
 cp "$source/examples/show-panel.cpp" consumer
 if [ "$how" = cmake ]; then
@@ -44,7 +51,7 @@ else
   # shellcheck disable=SC2086
   "$cxx" -std=c++20 consumer/show-panel.cpp -o build/show-panel $panel
   # shellcheck disable=SC2086
-  "$cxx" -std=c++20 consumer/hook-entries.cpp -o build/hook-entries $core -idirafter "$boost"
+  "$cxx" -std=c++20 consumer/hook-entries.cpp -o build/hook-entries $core
 fi
 
 # One command for each of Grok's events.

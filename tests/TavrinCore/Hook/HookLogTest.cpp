@@ -63,6 +63,15 @@ void inChildWithoutPrivileges(const std::function<void()>& body) {
   });
 }
 
+TEST(HookLog, ALinkInItsPlaceIsFollowed) {
+  const test::ScratchDirectory directory;
+  writeFile(directory / "elsewhere/real.log", "before\n");
+  fs::create_symlink(directory / "elsewhere/real.log", directory / "hook.log");
+  logAt(directory / "hook.log").write("after");
+  EXPECT_TRUE(fs::is_symlink(directory / "hook.log"));
+  EXPECT_EQ(readFile(directory / "elsewhere/real.log"), "before\n" + lineOf("after"));
+}
+
 TEST(HookLog, LiesUnderTheHomeDirectory) {
   EXPECT_EQ(HookLog::defaultURL("/Users/dev"), "/Users/dev/Library/Logs/Tavrin/hook.log");
   EXPECT_EQ(HookLog("/a/b.log").url(), "/a/b.log");

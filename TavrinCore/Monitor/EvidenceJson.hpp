@@ -1,0 +1,45 @@
+#pragma once
+
+#include <boost/json/value.hpp>
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "TavrinCore/Monitor/SessionFact.hpp"
+#include "TavrinCore/Support/Json/Json.hpp"
+
+/// What the readers of agents' files share.
+namespace tavrin::EvidenceJson {
+
+/// Whether `line` holds `word`. Most lines of a transcript say nothing, and are told by this alone.
+bool holds(std::string_view line, std::string_view word);
+
+/// The object that a text is, or an empty one.
+inline boost::json::object objectIn(std::string_view text) {
+  std::optional<boost::json::value> document = Json::parse(text);
+  boost::json::object* const object = document ? document->if_object() : nullptr;
+  return object == nullptr ? boost::json::object() : std::move(*object);
+}
+
+/// The text under `key`, or "".
+inline std::string_view textAt(const boost::json::object& object, std::string_view key) {
+  return Json::textAt(object, key).value_or(std::string_view());
+}
+
+/// The object under `key`, or an empty one that lives for ever.
+const boost::json::object& objectAt(const boost::json::object& object, std::string_view key);
+
+/// The whole number under `key`; nullopt when there is none.
+std::optional<std::int64_t> integerAt(const boost::json::object& object, std::string_view key);
+
+/// The process id under `key`; nullopt unless it is a whole number from 2 to 2^31 - 1.
+std::optional<std::int32_t> pidAt(const boost::json::object& object, std::string_view key);
+
+/// The time under `key` in ISO 8601; nullopt when there is none.
+std::optional<Date> dateAt(const boost::json::object& object, std::string_view key);
+
+/// The time under `key` in milliseconds since 1970; nullopt when there is none.
+std::optional<Date> millisecondsAt(const boost::json::object& object, std::string_view key);
+
+}  // namespace tavrin::EvidenceJson

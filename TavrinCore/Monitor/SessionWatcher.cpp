@@ -1,0 +1,376 @@
+#include "TavrinCore/Monitor/SessionWatcher.hpp"
+
+#include <algorithm>
+#include <chrono>
+
+#include "TavrinCore/Monitor/AgentEvidence.hpp"
+#include "TavrinCore/Monitor/ChildEvidence.hpp"
+#include "TavrinCore/Support/Path.hpp"
+
+namespace tavrin {
+
+namespace {
+
+using Kind = SessionFact::Kind;
+using Seconds = std::chrono::duration<double>;
+
+// How often, in seconds, the process of an idle session is asked for, and the children of one that waits.
+constexpr Seconds processInterval(1);
+constexpr Seconds childInterval(0.25);
+
+// How long, in seconds, a closed session is remembered.
+constexpr Seconds closedInterval(60);
+
+std::string keyOf(Agent agent, const std::string& id) {
+  return std::string(rawValue(agent)) + "/" + id;
+}
+
+}  // namespace
+
+SessionWatcher::SessionWatcher(Surroundings surroundings)
+    : surroundings_(std::move(surroundings)), saved_(surroundings_.sessionsDirectory) {}
+
+const AgentHome* SessionWatcher::homeOf(Agent agent) const {
+  const auto at = std::ranges::find(surroundings_.homes, agent, &AgentHome::agent);
+  return at == surroundings_.homes.end() ? nullptr : &*at;
+}
+
+std::optional<ProcessFact> SessionWatcher::process(std::int32_t pid) {
+  KnownProcess& known = processes_[pid];
+  if (known.askedAt == Date() || now_ - known.askedAt >= processInterval) {
+    known.fact = surroundings_.processes.process(pid);
+    known.askedAt = now_;
+  }
+  return known.fact;
+}
+
+bool SessionWatcher::isRelated(std::int32_t pid, std::int32_t agentPid) {
+  if (pid == agentPid) return true;
+  const auto one = process(pid);
+  return one && one->parent == agentPid;
+}
+
+SessionWatcher::Look SessionWatcher::look(Date now) {
+  now_ = now;
+  Look look;
+  look.files.push_back(surroundings_.sessionsDirectory);
+  takeRecords(saved_.look(surroundings_.files, now));
+  openSessions_.clear();
+  const OpenSessions::Surroundings with{.files = surroundings_.files,
+                                        .processes = surroundings_.processes,
+                                        .process = [this](std::int32_t pid) { return process(pid); },
+                                        .directories = directories_,
+                                        .now = now};
+  for (const AgentHome& home : surroundings_.homes) openSessions_.look(home, with, look.files);
+  takeOpenSessions();
+  // A session that was closed is remembered for a while: a hook that comes after its end must not bring it
+  // back.
+  std::erase_if(traces_, [&](const auto& entry) {
+    const Trace& trace = entry.second;
+    const bool isFresh = trace.wasOpen || (trace.closedAt && now - *trace.closedAt < closedInterval);
+    return !trace.isUsed && !isFresh;
+  });
+
+  const Date bootedAt = surroundings_.processes.bootedAt();
+  // Sessions that do something are followed first.
+  std::vector<Trace*> order;
+  for (auto& [key, trace] : traces_) order.push_back(&trace);
+  std::stable_partition(order.begin(), order.end(),
+                        [](const Trace* trace) { return trace->session.record.state != SessionState::idle; });
+  for (Trace* const trace : order) {
+    judgeOpen(*trace);
+    follow(*trace, look);
+  }
+  for (Trace* const trace : order) {
+    trace->session.evidence.isSubagent = isSubagent(*trace);
+    askChildren(*trace);
+    std::optional<ObservedSession> observed = SessionMonitor::judge(trace->session, now, bootedAt);
+    plan(*trace, observed, look);
+    if (observed) look.sessions.push_back(*std::move(observed));
+  }
+  const std::vector<std::int32_t> clients = openSessions_.clients();
+  look.processes.insert(look.processes.end(), clients.begin(), clients.end());
+  look.next = look.next && openSessions_.next() ? std::min(look.next, openSessions_.next())
+              : look.next                       ? look.next
+                                                : openSessions_.next();
+  std::ranges::sort(look.processes);
+  look.processes.erase(std::unique(look.processes.begin(), look.processes.end()), look.processes.end());
+  if (look.files.size() > mostWatched) look.files.resize(mostWatched);
+  directories_.dropUnused();
+  return look;
+}
+
+void SessionWatcher::takeRecords(bool isChanged) {
+  if (!isChanged) {
+    for (auto& [key, trace] : traces_) trace.isUsed = trace.hasFile;
+    return;
+  }
+  for (auto& [key, trace] : traces_) trace.isUsed = trace.hasFile = false;
+  for (const auto& [name, saved] : saved_.all()) {
+    Trace& trace = traces_[keyOf(saved.record.agent, saved.record.sessionId)];
+    trace.isUsed = trace.hasFile = true;
+    if (trace.session.savedAt == saved.savedAt && trace.session.record == saved.record) continue;
+    if (trace.session.record.agentPid != saved.record.agentPid) trace.session.evidence.wasSeen = false;
+    trace.session.record = saved.record;
+    trace.session.savedAt = saved.savedAt;
+  }
+}
+
+void SessionWatcher::takeOpenSessions() {
+  for (auto& [key, trace] : traces_) trace.session.evidence.open.reset();
+  for (const OpenSession& open : openSessions_.all()) {
+    Trace& trace = traces_[keyOf(open.agent, open.sessionId)];
+    trace.isUsed = true;
+    SessionEvidence& evidence = trace.session.evidence;
+    if (evidence.open && evidence.open->since >= open.since) continue;
+    evidence.open = open;
+    if (trace.hasFile) continue;
+    if (trace.session.record.sessionId.empty() || trace.session.record.agentPid != open.pid ||
+        trace.session.savedAt != open.since) {
+      trace.session.record = SessionMonitor::opened(open);
+      trace.session.savedAt = open.since;
+    }
+  }
+}
+
+// Whether the session is open, closed, or nobody says.
+void SessionWatcher::judgeOpen(Trace& trace) {
+  const Session& record = trace.session.record;
+  SessionEvidence& evidence = trace.session.evidence;
+  if (record.state != SessionState::idle) processes_.erase(record.agentPid);
+  evidence.process = process(record.agentPid);
+  const bool isIts = evidence.process && evidence.process->startedAt <= record.updatedAt + Seconds(5);
+  // A session that was seen here does not become one of another machine when its folder is deleted.
+  if (!evidence.wasSeen) evidence.isFolderHere = surroundings_.files.status(record.cwd).has_value();
+  if (isIts && evidence.isFolderHere) evidence.wasSeen = true;
+  evidence.isOpenByItsAgent = !evidence.open || isRelated(evidence.open->pid, record.agentPid);
+
+  if (evidence.open) {
+    trace.wasOpen = true;
+    trace.closedAt.reset();
+    evidence.isClosed = false;
+    return;
+  }
+  if (trace.wasOpen) trace.closedAt = now_;
+  trace.wasOpen = false;
+  // Grok's last hook, and others that were under way, come after the end. They leave the session idle.
+  if (trace.closedAt && trace.session.savedAt > *trace.closedAt && record.state != SessionState::idle)
+    trace.closedAt.reset();
+  const bool showsAnother = std::ranges::any_of(openSessions_.all(), [&](const OpenSession& open) {
+    return open.agent == record.agent && isRelated(open.pid, record.agentPid);
+  });
+  evidence.isClosed = trace.closedAt || showsAnother;
+}
+
+bool SessionWatcher::isSubagent(Trace& trace) {
+  const Session& record = trace.session.record;
+  const AgentHome* const home = homeOf(record.agent);
+  if (trace.isSubagent || home == nullptr || !trace.hasFile) return trace.isSubagent.value_or(false);
+  if (record.agent == Agent::grok) {
+    const auto folder = home->sessionDirectory(record.sessionId, record.cwd);
+    const auto summary =
+        folder ? surroundings_.files.read(Path::joined(*folder, "summary.json"), 0, std::size_t{64} * 1024)
+               : std::nullopt;
+    if (summary) trace.isSubagent = GrokEvidence::isSubagent(*summary);
+  } else if (record.agent == Agent::copilot) {
+    if (subagents_.contains(record.sessionId)) trace.isSubagent = true;
+  }
+  return trace.isSubagent.value_or(false);
+}
+
+void SessionWatcher::addPath(std::vector<std::pair<std::string, bool>>& paths, std::string path,
+                             bool isSubagents) const {
+  paths.emplace_back(std::move(path), isSubagents);
+}
+
+// The files that say something about the session, and whether each is a sub-agent's.
+std::vector<std::pair<std::string, bool>> SessionWatcher::filesOf(const Trace& trace) {
+  std::vector<std::pair<std::string, bool>> paths;
+  const Session& record = trace.session.record;
+  const AgentHome* const home = homeOf(record.agent);
+  const std::string& id = record.sessionId;
+  const OpenSessions::Surroundings with{.files = surroundings_.files,
+                                        .processes = surroundings_.processes,
+                                        .process = [this](std::int32_t pid) { return process(pid); },
+                                        .directories = directories_,
+                                        .now = now_};
+  const auto names = [&](const std::string& path) -> const std::vector<std::string>& {
+    return directories_.names(path, surroundings_.files, now_);
+  };
+  switch (record.agent) {
+    case Agent::claude:
+      if (record.transcriptPath)
+        addPath(paths, *record.transcriptPath, false);
+      else if (const auto path = home ? home->transcript(id, record.cwd) : std::nullopt)
+        addPath(paths, *path, false);
+      break;
+    case Agent::codex: {
+      // While a sub-agent works, the record names the sub-agent's rollout.
+      std::optional<std::string> rollout = home ? openSessions_.codexRollout(*home, id, with) : std::nullopt;
+      if (!rollout && record.transcriptPath && CodexEvidence::idInName(*record.transcriptPath) == id)
+        rollout = record.transcriptPath;
+      if (rollout) addPath(paths, *rollout, false);
+      for (const std::string& subagent : openSessions_.codexSubagents(id)) {
+        if (const auto path = home ? openSessions_.codexRollout(*home, subagent, with) : std::nullopt)
+          addPath(paths, *path, true);
+      }
+      break;
+    }
+    case Agent::gemini:
+      if (record.transcriptPath) {
+        addPath(paths, *record.transcriptPath, false);
+        const std::string chats(Path::parent(*record.transcriptPath));
+        const std::string subagents = Path::joined(chats, id);
+        if (AgentHome::isPlainName(id))
+          for (const std::string& name : names(subagents))
+            addPath(paths, Path::joined(subagents, name), true);
+      }
+      break;
+    case Agent::copilot:
+    case Agent::grok: {
+      const auto path = home ? home->transcript(id, record.cwd) : std::nullopt;
+      if (!path) break;
+      addPath(paths, *path, false);
+      if (record.agent == Agent::copilot) break;
+      const std::string folder(Path::parent(*path));
+      for (const std::string& child : names(Path::joined(folder, "subagents"))) {
+        if (AgentHome::isPlainName(child))
+          addPath(paths, Path::joined(std::string(Path::parent(folder)), child + "/events.jsonl"), true);
+      }
+      break;
+    }
+  }
+  return paths;
+}
+
+void SessionWatcher::follow(Trace& trace, Look& look) {
+  SessionEvidence& evidence = trace.session.evidence;
+  const Session& record = trace.session.record;
+  const bool isGone = evidence.isClosed || (!evidence.process && !evidence.open);
+  if (isGone || look.files.size() >= mostWatched) return;
+  bool isChanged = false;
+  for (const auto& [path, isSubagents] : filesOf(trace)) {
+    const bool isOffset = record.transcriptPath == path && record.state == SessionState::needsYou;
+    FollowedFacts& followed =
+        trace.followed
+            .try_emplace(path, path, record.agent, isSubagents,
+                         isOffset ? record.attentionTranscriptOffset : std::optional<std::uint64_t>())
+            .first->second;
+    isChanged = followed.look(surroundings_.files) || isChanged;
+    if (record.agent == Agent::copilot)
+      subagents_.insert(followed.subagents().begin(), followed.subagents().end());
+    look.files.push_back(path);
+  }
+  if (!isChanged) return;
+  evidence.facts.clear();
+  for (const auto& [path, followed] : trace.followed)
+    evidence.facts.insert(evidence.facts.end(), followed.facts().begin(), followed.facts().end());
+  evidence.facts.insert(evidence.facts.end(), trace.fromProcesses.begin(), trace.fromProcesses.end());
+  std::ranges::stable_sort(evidence.facts, {}, &SessionFact::at);
+}
+
+void SessionWatcher::askChildren(Trace& trace) {
+  const Session& record = trace.session.record;
+  const SessionEvidence& evidence = trace.session.evidence;
+  const bool isIts = evidence.process && evidence.isOpenByItsAgent;
+  const std::int32_t pid = isIts || !evidence.open ? record.agentPid : evidence.open->pid;
+  if (evidence.isClosed || evidence.isSubagent || (!evidence.process && !evidence.open)) return;
+  if (record.agent == Agent::codex) askCodexChildren(trace, pid);
+  if (record.agent == Agent::gemini) askGeminiChildren(trace, pid);
+}
+
+void SessionWatcher::askCodexChildren(Trace& trace, std::int32_t pid) {
+  SessionEvidence& evidence = trace.session.evidence;
+  std::vector<const SessionFact*> open = ChildEvidence::openQuestions(evidence.facts);
+  const bool hasAsked =
+      std::ranges::any_of(evidence.facts, [](const SessionFact& fact) { return fact.kind == Kind::asked; });
+  if (!hasAsked) {
+    trace.children.clear();
+    trace.fromProcesses.clear();
+  }
+  if (open.empty()) return;
+  std::vector<SessionFact> answers;
+  for (const std::int32_t child : surroundings_.processes.children(pid)) {
+    if (trace.children.contains(child)) continue;
+    const auto fact = surroundings_.processes.process(child);
+    if (!fact) continue;
+    const std::vector<std::string> words = surroundings_.processes.arguments(child);
+    for (const SessionFact* const question : open) {
+      if (fact->startedAt + Seconds(0.05) < question->at || !ChildEvidence::runs(words, question->command))
+        continue;
+      trace.children.emplace(child, question->call);
+      answers.push_back({.kind = Kind::answered,
+                         .at = std::max(fact->startedAt, question->at),
+                         .call = question->call,
+                         .command = {}});
+      std::erase(open, question);
+      break;
+    }
+  }
+  for (SessionFact& answer : answers) {
+    trace.fromProcesses.push_back(answer);
+    evidence.facts.push_back(std::move(answer));
+  }
+}
+
+void SessionWatcher::askGeminiChildren(Trace& trace, std::int32_t pid) {
+  const Session& record = trace.session.record;
+  SessionEvidence& evidence = trace.session.evidence;
+  if (record.state != SessionState::needsYou) {
+    trace.answered.reset();
+    trace.fromProcesses.clear();
+    return;
+  }
+  const auto answer = [&](Date at) {
+    const SessionFact fact{.kind = Kind::answered, .at = at, .call = {}, .command = {}};
+    trace.answered = Answered{.attentionId = record.attentionId.value_or(""), .waitingOn = record.waitingOn};
+    trace.fromProcesses.push_back(fact);
+    evidence.facts.push_back(fact);
+  };
+  // A hook that closes one call of several leaves the wait as it was answered; one that asks anew does not.
+  if (trace.answered && trace.answered->attentionId == record.attentionId &&
+      trace.answered->waitingOn != record.waitingOn &&
+      std::ranges::includes(trace.answered->waitingOn, record.waitingOn)) {
+    answer(trace.session.savedAt + Seconds(0.001));
+    return;
+  }
+  for (const std::int32_t child : surroundings_.processes.children(pid)) {
+    const auto fact = surroundings_.processes.process(child);
+    // Commands run on a terminal of their own, hooks and the client's helpers on none or on the client's.
+    if (!fact || !fact->terminal || fact->terminal == record.tty || fact->startedAt <= trace.session.savedAt)
+      continue;
+    if (!trace.children.contains(child)) {
+      trace.children.emplace(child, "");
+      answer(fact->startedAt);
+    }
+    return;
+  }
+}
+
+void SessionWatcher::plan(const Trace& trace, const std::optional<ObservedSession>& observed,
+                          Look& look) const {
+  const auto at = [&](Date date) {
+    if (date > now_ && (!look.next || date < *look.next)) look.next = date;
+  };
+  const SessionEvidence& evidence = trace.session.evidence;
+  const Session& record = trace.session.record;
+  if (!observed) return;
+  if (evidence.process) look.processes.push_back(record.agentPid);
+  if (evidence.open) look.processes.push_back(evidence.open->pid);
+  if (!evidence.process && !evidence.wasSeen)
+    at(trace.session.savedAt + Seconds(SessionMonitor::unseenLimit));
+  if (evidence.open && evidence.open->state) at(trace.session.savedAt + Seconds(SessionMonitor::statusLag));
+  if (record.agent != Agent::codex && record.agent != Agent::gemini) return;
+  if (observed->state == SessionState::needsYou) at(now_ + Seconds(childInterval));
+  for (const SessionFact* const question : ChildEvidence::openQuestions(evidence.facts))
+    at(question->at + Seconds(SessionMonitor::settling(record.agent)));
+}
+
+std::uint64_t SessionWatcher::unknownLines() const {
+  std::uint64_t count = openSessions_.unknown();
+  for (const auto& [key, trace] : traces_)
+    for (const auto& [path, followed] : trace.followed) count += followed.unknown();
+  return count;
+}
+
+}  // namespace tavrin

@@ -1,0 +1,107 @@
+#pragma once
+
+#include <cstdint>
+#include <map>
+#include <memory>
+#include <optional>
+#include <set>
+#include <string>
+#include <vector>
+
+#include "TavrinCore/Agents/AgentHome.hpp"
+#include "TavrinCore/Context/ProcessFacts.hpp"
+#include "TavrinCore/Monitor/DirectoryCache.hpp"
+#include "TavrinCore/Monitor/FollowedFacts.hpp"
+#include "TavrinCore/Monitor/MonitorFiles.hpp"
+#include "TavrinCore/Monitor/OpenSessions.hpp"
+#include "TavrinCore/Monitor/SavedSessions.hpp"
+#include "TavrinCore/Monitor/SessionMonitor.hpp"
+
+namespace tavrin {
+
+/// Collects what SessionMonitor judges: it reads the hook's records, the agents' own files and the process
+/// table, each look only what is new. It writes nothing, starts nothing and never waits. One-shot commands
+/// look once; a program that keeps going looks again when one of `Look::files` changes, when one of
+/// `Look::processes` ends, and at `Look::next`.
+class SessionWatcher {
+ public:
+  /// Where to look, and how. Tests and recordings hand in functions of their own.
+  struct Surroundings {
+    std::string sessionsDirectory;  ///< the one of SessionFileStore
+    std::vector<AgentHome> homes;   ///< of the agents to look at
+    MonitorFiles files = MonitorFiles::ofThisSystem();
+    ProcessFacts processes = ProcessFacts::ofThisSystem();
+  };
+
+  /// What one look found.
+  struct Look {
+    std::vector<ObservedSession> sessions;  ///< in no particular order
+    std::vector<std::string> files;         ///< files and directories to watch, at most `mostWatched`
+    std::vector<std::int32_t> processes;    ///< processes whose end changes the answer
+    std::optional<Date> next;               ///< when to look again at the latest, if anything is due
+  };
+
+  static constexpr std::size_t mostWatched = 200;
+
+  explicit SessionWatcher(Surroundings surroundings);
+
+  /// Looks at everything. `now` must not go back between two calls.
+  Look look(Date now);
+
+  /// Says that a process has ended, so that the next look asks for it at once. Processes of idle sessions are
+  /// otherwise asked for once a second.
+  void processEnded(std::int32_t pid) { processes_.erase(pid); }
+
+  /// How many lines and status files of a kind that no reader knows were met so far: a sign that a client is
+  /// newer than the readers.
+  std::uint64_t unknownLines() const;
+
+ private:
+  struct Answered {
+    std::string attentionId;
+    std::vector<std::string> waitingOn;
+  };
+  // What is known of one session.
+  struct Trace {
+    MonitoredSession session;
+    bool hasFile = false;
+    bool isUsed = true;
+    bool wasOpen = false;
+    std::optional<Date> closedAt;
+    std::optional<bool> isSubagent;
+    std::map<std::string, FollowedFacts> followed;  // by path
+    std::vector<SessionFact> fromProcesses;
+    std::map<std::int32_t, std::string> children;  // a child, and the call that it answered
+    std::optional<Answered> answered;
+  };
+  struct KnownProcess {
+    std::optional<ProcessFact> fact;
+    Date askedAt;
+  };
+
+  const AgentHome* homeOf(Agent agent) const;
+  std::optional<ProcessFact> process(std::int32_t pid);
+  bool isRelated(std::int32_t pid, std::int32_t agentPid);
+  void takeRecords(bool isChanged);
+  void takeOpenSessions();
+  void judgeOpen(Trace& trace);
+  bool isSubagent(Trace& trace);
+  void follow(Trace& trace, Look& look);
+  std::vector<std::pair<std::string, bool>> filesOf(const Trace& trace);
+  void addPath(std::vector<std::pair<std::string, bool>>& paths, std::string path, bool isSubagents) const;
+  void askChildren(Trace& trace);
+  void askCodexChildren(Trace& trace, std::int32_t pid);
+  void askGeminiChildren(Trace& trace, std::int32_t pid);
+  void plan(const Trace& trace, const std::optional<ObservedSession>& observed, Look& look) const;
+
+  Surroundings surroundings_;
+  SavedSessions saved_;
+  OpenSessions openSessions_;
+  DirectoryCache directories_;
+  std::map<std::string, Trace> traces_;  // by agent and id
+  std::map<std::int32_t, KnownProcess> processes_;
+  std::set<std::string> subagents_;  // ids that Copilot's files name
+  Date now_;
+};
+
+}  // namespace tavrin

@@ -1,0 +1,29 @@
+#pragma once
+
+#include <functional>
+#include <span>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "TavrinTerminal/Console.hpp"
+
+/// Lists in columns. Cells hold cleaned text (ShownText::clean).
+namespace tavrin::Columns {
+
+struct Heading {
+  std::string_view text;
+  bool mayBeCut = false;  ///< whether a narrow terminal cuts this column's texts, those first that come first
+};
+
+using Row = std::vector<std::string>;
+
+/// The colour of a cell.
+using Paint = std::function<Colour(std::size_t row, std::size_t column)>;
+
+/// On a terminal: a headline and aligned columns, which fit the terminal as far as cutting helps, no line
+/// with spaces at its end. In a pipe: the cells of each row between tabs, without a headline, uncut.
+std::string text(std::span<const Heading> headings, const std::vector<Row>& rows, const Console& console,
+                 const Paint& paint);
+
+}  // namespace tavrin::Columns

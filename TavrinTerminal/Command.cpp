@@ -1,0 +1,182 @@
+#include "TavrinTerminal/Command.hpp"
+
+#include <CLI/CLI.hpp>
+#include <algorithm>
+#include <deque>
+#include <exception>
+#include <utility>
+
+#include "TavrinTerminal/Commands/Help.hpp"
+#include "TavrinTerminal/ShownText.hpp"
+
+namespace tavrin::Command {
+
+namespace {
+
+using CommandTable::CommandDescription;
+using CommandTable::OptionDescription;
+
+// Where the parser puts the values of one option.
+struct Slot {
+  const OptionDescription* option = nullptr;
+  bool given = false;
+  std::string value;
+};
+
+// The parser of one command. It holds pointers to its slots, so it stays where it is.
+class Parser {
+ public:
+  explicit Parser(const CommandDescription& command)
+      : command_(command), app_("", std::string(command.name)) {
+    app_.set_help_flag();
+    for (const OptionDescription& option : command.options) add(option);
+    for (const OptionDescription& option : CommandTable::commonOptions()) add(option);
+    if (!command.argument.name.empty()) {
+      CLI::Option* const argument =
+          app_.add_option(std::string(command.argument.name), arguments_, std::string(command.argument.help));
+      if (!command.argument.isRepeated) argument->expected(1);
+      if (command.argument.isRequired) argument->required();
+      restrict(argument, command.argument.choices);
+    }
+  }
+  Parser(const Parser&) = delete;
+  Parser& operator=(const Parser&) = delete;
+
+  // Throws CLI::ParseError.
+  Invocation parse(std::vector<std::string> words) {
+    std::ranges::reverse(words);  // as CLI11 wants a vector
+    app_.parse(std::move(words));
+    Invocation invocation = {.command = &command_};
+    for (const Slot& slot : slots_) {
+      if (slot.given || !slot.value.empty()) invocation.words.options.emplace(slot.option->name, slot.value);
+    }
+    invocation.words.arguments = arguments_;
+    return invocation;
+  }
+
+ private:
+  void add(const OptionDescription& option) {
+    Slot& slot = slots_.emplace_back(Slot{.option = &option, .given = false, .value = {}});
+    const std::string name(option.name);
+    const std::string help(option.help);
+    if (option.value.empty()) {
+      app_.add_flag(name, slot.given, help);
+    } else {
+      // Of an option that is given twice the last value counts.
+      CLI::Option* const added = app_.add_option(name, slot.value, help)->take_last();
+      restrict(added, option.choices);
+      if (option.choices.empty()) {
+        added->check([](const std::string& value) { return value.empty() ? "the value is empty" : ""; }, "");
+      }
+    }
+  }
+
+  static void restrict(CLI::Option* option, std::span<const std::string_view> choices) {
+    if (choices.empty()) return;
+    option->check(
+        [choices](const std::string& value) -> std::string {
+          if (std::ranges::find(choices, value) != choices.end()) return "";
+          std::string known;
+          for (const std::string_view choice : choices) {
+            if (!known.empty()) known += ", ";
+            known += choice;
+          }
+          return "\"" + value + "\" is not one of " + known;
+        },
+        "");
+  }
+
+  const CommandDescription& command_;
+  CLI::App app_;
+  std::deque<Slot> slots_;
+  std::vector<std::string> arguments_;
+};
+
+ColourChoice colourChoice(const CommandTable::ParsedWords& words) {
+  const std::string when = words.value("--color").value_or("auto");
+  if (when == "always") return ColourChoice::always;
+  return when == "never" ? ColourChoice::never : ColourChoice::automatic;
+}
+
+Outcome wrongUsage(std::string problem, std::string_view command = "") {
+  std::string help = "tavrin help";
+  if (!command.empty()) help += " " + std::string(command);
+  problem = ShownText::clean(problem);
+  if (!problem.ends_with('.')) problem += '.';
+  return Outcome::usage("nothing was done. " + problem + " See \"" + help + "\".");
+}
+
+// An option that may stand in front of the command.
+bool isCommonOption(const std::string& word) {
+  return std::ranges::any_of(CommandTable::commonOptions(), [&](const OptionDescription& option) {
+    return word == option.name || word.starts_with(std::string(option.name) + "=");
+  });
+}
+
+}  // namespace
+
+std::variant<Invocation, Outcome> parse(std::span<const std::string> words, bool outputIsTerminal) {
+  std::vector<std::string> rest(words.begin(), words.end());
+  // Common options before the command go behind it, where the command's parser reads them.
+  std::vector<std::string> front;
+  while (!rest.empty() && rest.front().starts_with('-') && isCommonOption(rest.front())) {
+    const bool takesNext = rest.front() == "--color" && rest.size() > 1;
+    const auto end = rest.begin() + (takesNext ? 2 : 1);
+    front.insert(front.end(), rest.begin(), end);
+    rest.erase(rest.begin(), end);
+  }
+  const auto has = [&](std::string_view option) { return std::ranges::find(front, option) != front.end(); };
+  if (has("--version") || (!rest.empty() && rest.front() == "-V")) return Outcome::done(Help::version());
+  if (rest.empty() && has("--help")) return Outcome::done(Help::overview());
+  if (!rest.empty() && rest.front() == "-h") return Outcome::done(Help::overview());
+
+  const CommandDescription* command = nullptr;
+  if (rest.empty()) {
+    if (outputIsTerminal) command = CommandTable::command("panel");
+    if (command == nullptr) command = CommandTable::command("list");
+  } else {
+    command = CommandTable::command(rest.front());
+    if (command == nullptr) {
+      const bool isOption = rest.front().starts_with('-');
+      return wrongUsage((isOption ? "There is no option \"" : "There is no command \"") + rest.front() +
+                        "\"");
+    }
+    rest.erase(rest.begin());
+  }
+  rest.insert(rest.begin(), front.begin(), front.end());
+  // Asked for help, a command is not held to its other rules.
+  for (const std::string& word : rest) {
+    if (word == "--") break;
+    if (word == "--help" || word == "-h") return Outcome::done(Help::ofCommand(*command));
+    if (word == "--version") return Outcome::done(Help::version());
+  }
+  try {
+    Parser parser(*command);
+    Invocation invocation = parser.parse(std::move(rest));
+    invocation.colour = colourChoice(invocation.words);
+    return invocation;
+  } catch (const CLI::ParseError& error) {
+    return wrongUsage(error.what(), command->name);
+  }
+}
+
+int report(const Outcome& outcome, const Console& console) {
+  if (!outcome.output.empty()) console.out(outcome.output);
+  if (!outcome.error.empty()) console.error("tavrin: " + outcome.error + "\n");
+  constexpr int firstSignal = 128;
+  return outcome.signal != 0 ? firstSignal + outcome.signal : static_cast<int>(outcome.status);
+}
+
+int run(const Invocation& invocation, const Surroundings& surroundings, const Console& console) {
+  try {
+    return report(invocation.command->run(invocation.words, surroundings, console), console);
+  } catch (const std::exception& error) {
+    // Commands report what goes wrong as outcomes; this is want of memory, or a fault of ours.
+    std::string sentence(invocation.command->name);
+    sentence += " did not end: ";
+    sentence += ShownText::clean(error.what());
+    return report(Outcome::failed(sentence + "."), console);
+  }
+}
+
+}  // namespace tavrin::Command

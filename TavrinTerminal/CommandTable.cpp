@@ -1,0 +1,281 @@
+#include "TavrinTerminal/CommandTable.hpp"
+
+#include <algorithm>
+#include <array>
+
+#include "TavrinTerminal/Commands/Completions.hpp"
+#include "TavrinTerminal/Commands/Help.hpp"
+#include "TavrinTerminal/Commands/List.hpp"
+#include "TavrinTerminal/Commands/Servers.hpp"
+#include "TavrinTerminal/Commands/Status.hpp"
+#include "TavrinTerminal/Commands/Wait.hpp"
+#include "TavrinTerminal/Commands/Watch.hpp"
+#include "TavrinTerminal/ShownText.hpp"
+
+namespace tavrin::CommandTable {
+
+namespace {
+
+constexpr std::array<std::string_view, 3> colourChoices = {"auto", "always", "never"};
+
+constexpr std::array<OptionDescription, 3> common = {{
+    {.name = "--color",
+     .value = "WHEN",
+     .help = "colours the output: auto, always or never",
+     .kind = WordKind::choice,
+     .choices = colourChoices},
+    {.name = "--help", .help = "prints the help of the command"},
+    {.name = "--version", .help = "prints the version"},
+}};
+
+constexpr std::array<OptionDescription, 2> listOptions = {{
+    {.name = "--json", .help = "prints one JSON document"},
+    {.name = "--all", .help = "lists sessions too that an application started for itself"},
+}};
+
+constexpr std::array<std::string_view, 4> formats = {"plain", "json", "tmux", "waybar"};
+constexpr std::array<OptionDescription, 2> statusOptions = {{
+    {.name = "--format",
+     .value = "FORMAT",
+     .help = "prints the line as plain, json, tmux or waybar; plain if this option is missing",
+     .kind = WordKind::choice,
+     .choices = formats},
+    {.name = "--follow", .help = "prints a new line whenever the line changes, until its reader is gone"},
+}};
+constexpr std::string_view statusDetails =
+    R"(For tmux, put this into ~/.tmux.conf:
+
+  set -g status-right '#(tavrin status --format tmux)'
+  set -g status-interval 5
+
+With a tmux that keeps the command running, changes show at once:
+
+  set -g status-right '#(tavrin status --format tmux --follow)'
+
+For waybar, put this into its configuration, and "custom/tavrin" into one of its lists of modules:
+
+  "custom/tavrin": {
+    "exec": "tavrin status --format waybar --follow",
+    "return-type": "json"
+  }
+
+Its class is needsYou, working, idle or none.
+
+For polybar, put this into its configuration, and tavrin into one of its lists of modules:
+
+  [module/tavrin]
+  type = custom/script
+  exec = tavrin status --follow
+  tail = true
+
+For starship, put this into ~/.config/starship.toml:
+
+  [custom.tavrin]
+  command = "tavrin status"
+  when = true
+
+tavrin changes none of these files itself.
+)";
+
+constexpr std::array<OptionDescription, 3> watchOptions = {{
+    {.name = "--json", .help = "prints JSON Lines: one object for each change"},
+    {.name = "--notify", .help = "notifies you when a session starts to wait for you"},
+    {.name = "--exec",
+     .value = "COMMAND",
+     .help = "runs a command line in /bin/sh for each change",
+     .kind = WordKind::program},
+}};
+constexpr std::string_view watchDetails =
+    R"(It begins with the sessions that are there, and ends when nobody reads its output any more.
+
+A command of --exec runs for each change after the first look, one after the other, and has 60 s. Its input is the change as JSON. Its environment holds TAVRIN_CHANGE (appeared, changed or gone), TAVRIN_SESSION, TAVRIN_AGENT, TAVRIN_STATE (needsYou, working or idle) and TAVRIN_LABEL. What it prints goes to standard error.
+
+  tavrin watch --exec '[ "$TAVRIN_STATE" != needsYou ] || paplay bell.wav'
+)";
+
+constexpr std::array<std::string_view, 3> awaited = {"needsYou", "idle", "gone"};
+constexpr std::array<OptionDescription, 2> waitOptions = {{
+    {.name = "--for",
+     .value = "STATE",
+     .help = "waits for needsYou, idle or gone; for needsYou or idle if this option is missing",
+     .kind = WordKind::choice,
+     .choices = awaited},
+    {.name = "--timeout",
+     .value = "TIME",
+     .help = "waits no longer than this: a number of seconds, or a number with s, m or h",
+     .kind = WordKind::duration},
+}};
+constexpr std::string_view waitDetails =
+    R"(It prints the state that was reached. A state in which SESSION is already returns at once. Without SESSION it waits for the next session that comes into the state, and prints the id and the label of that session too, with tabs between. The status is 1 when SESSION is gone and that was not waited for, and 3 when the time is up.
+
+  tavrin wait shop --for idle --timeout 10m && make deploy
+)";
+
+constexpr std::array<OptionDescription, 1> serversOptions = {{
+    {.name = "--json", .help = "prints one JSON document"},
+}};
+constexpr std::array<OptionDescription, 1> stopOptions = {{
+    {.name = "--yes", .help = "does not ask before the server is stopped; needed without a terminal"},
+}};
+constexpr std::string_view stopDetails =
+    R"(The server is asked to end with SIGTERM. If it still runs after 5 s, you are asked whether to kill it. Nothing is signalled if its process is not the one that was listed. Servers of containers are left to docker.
+)";
+
+constexpr std::array<std::string_view, 3> shells = {"bash", "zsh", "fish"};
+constexpr std::array<std::string_view, 3> liveWords = {"sessions", "servers", "agents"};
+constexpr std::array<OptionDescription, 1> completionsOptions = {{
+    {.name = "--words",
+     .value = "KIND",
+     .help = "prints the words of a kind instead, a line each: sessions, servers or agents",
+     .kind = WordKind::choice,
+     .choices = liveWords},
+}};
+constexpr std::string_view completionsDetails =
+    R"~(An installed tavrin has its completions where the shells look for them. For a tavrin of your own:
+
+  bash: eval "$(tavrin completions bash)"     in ~/.bashrc
+  zsh:  eval "$(tavrin completions zsh)"      in ~/.zshrc, after compinit
+  fish: tavrin completions fish | source      in ~/.config/fish/config.fish
+)~";
+
+constexpr std::array<OptionDescription, 1> helpOptions = {{
+    {.name = "--man", .help = "prints the source of the manual page tavrin(1)"},
+}};
+
+constexpr ArgumentDescription optionalSession = {
+    .name = "SESSION",
+    .help = "an id, the beginning of one, or the name of a project that only one session has",
+    .kind = WordKind::session};
+constexpr ArgumentDescription requiredServer = {
+    .name = "SERVER", .help = "a port, or PID:PORT", .kind = WordKind::server, .isRequired = true};
+
+Outcome runList(const ParsedWords& words, const Surroundings& surroundings, const Console& console) {
+  return List::run({.json = words.has("--json"), .all = words.has("--all")}, surroundings, console);
+}
+
+Outcome runStatus(const ParsedWords& words, const Surroundings& surroundings, const Console& console) {
+  using StatusLine::Format;
+  const auto index = std::ranges::find(formats, words.value("--format").value_or("plain")) - formats.begin();
+  return StatusLine::run({.format = static_cast<Format>(index), .follow = words.has("--follow")},
+                         surroundings, console);
+}
+
+Outcome runWatch(const ParsedWords& words, const Surroundings& surroundings, const Console& console) {
+  return Watch::run(
+      {.json = words.has("--json"), .exec = words.value("--exec"), .notify = words.has("--notify")},
+      surroundings, console);
+}
+
+Outcome runWait(const ParsedWords& words, const Surroundings& surroundings, const Console& console) {
+  Wait::Options options = {.session = words.argument(), .what = Wait::For::you, .timeout = {}};
+  const std::string state = words.value("--for").value_or("");
+  if (state == "needsYou") options.what = Wait::For::needsYou;
+  if (state == "idle") options.what = Wait::For::idle;
+  if (state == "gone") options.what = Wait::For::gone;
+  if (const auto time = words.value("--timeout")) {
+    options.timeout = Wait::durationOf(*time);
+    if (!options.timeout)
+      return Outcome::usage("nothing was waited for. \"" + ShownText::clean(*time) +
+                            "\" is not a time such as 30, 30s, 5m or 2h. See \"tavrin help wait\".");
+  }
+  return Wait::run(options, surroundings, console);
+}
+
+Outcome runServers(const ParsedWords& words, const Surroundings& surroundings, const Console& console) {
+  return Servers::list({.json = words.has("--json")}, surroundings, console);
+}
+
+Outcome runOpen(const ParsedWords& words, const Surroundings& surroundings, const Console& console) {
+  return Servers::open(*words.argument(), surroundings, console);
+}
+
+Outcome runStop(const ParsedWords& words, const Surroundings& surroundings, const Console& console) {
+  return Servers::stop({.server = *words.argument(), .yes = words.has("--yes")}, surroundings, console);
+}
+
+Outcome runCompletions(const ParsedWords& words, const Surroundings& surroundings, const Console&) {
+  if (const auto kind = words.value("--words")) return Completions::words(*kind, surroundings);
+  if (const auto shell = words.argument()) return Completions::script(*shell);
+  return Outcome::usage(
+      "nothing was printed. Name a shell: bash, zsh or fish. See \"tavrin help completions\".");
+}
+
+Outcome runHelp(const ParsedWords& words, const Surroundings&, const Console&) {
+  if (words.has("--man")) return Outcome::done(Help::manualPage());
+  return Help::run(words.argument());
+}
+
+constexpr std::array<CommandDescription, 9> table = {{
+    {.name = "list",
+     .summary = "lists sessions, the most urgent first",
+     .details = "In a pipe it prints a line for each session, with tabs between state, time in that state, "
+                "project, agent, tool and terminal.\n",
+     .options = listOptions,
+     .run = runList},
+    {.name = "status",
+     .summary = "prints how many sessions do what, in one line",
+     .details = statusDetails,
+     .options = statusOptions,
+     .run = runStatus},
+    {.name = "watch",
+     .summary = "prints a line for each change of a session as it happens",
+     .details = watchDetails,
+     .options = watchOptions,
+     .run = runWatch},
+    {.name = "wait",
+     .summary = "returns when a session needs you, is idle or is gone",
+     .details = waitDetails,
+     .argument = optionalSession,
+     .options = waitOptions,
+     .run = runWait},
+    {.name = "servers",
+     .summary = "lists the local servers",
+     .details = "In a pipe it prints a line for each server, with tabs between name, ports, project, process "
+                "id and time since its start.\n",
+     .options = serversOptions,
+     .run = runServers},
+    {.name = "open", .summary = "opens a server in the browser", .argument = requiredServer, .run = runOpen},
+    {.name = "stop",
+     .summary = "stops a server after asking",
+     .details = stopDetails,
+     .argument = requiredServer,
+     .options = stopOptions,
+     .run = runStop},
+    {.name = "completions",
+     .summary = "prints a completion script for a shell",
+     .details = completionsDetails,
+     .argument = {.name = "SHELL", .help = "bash, zsh or fish", .kind = WordKind::choice, .choices = shells},
+     .options = completionsOptions,
+     .run = runCompletions},
+    {.name = "help",
+     .summary = "explains tavrin or one of its commands",
+     .argument = {.name = "COMMAND", .help = "the command to explain", .kind = WordKind::command},
+     .options = helpOptions,
+     .run = runHelp},
+}};
+
+}  // namespace
+
+std::optional<std::string> ParsedWords::value(std::string_view option) const {
+  const auto found = options.find(option);
+  return found == options.end() ? std::nullopt : std::optional(found->second);
+}
+
+std::optional<std::string> ParsedWords::argument(std::size_t index) const {
+  return index < arguments.size() ? std::optional(arguments[index]) : std::nullopt;
+}
+
+std::span<const CommandDescription> commands() {
+  return table;
+}
+
+const CommandDescription* command(std::string_view name) {
+  const auto found = std::ranges::find(table, name, &CommandDescription::name);
+  return found == table.end() ? nullptr : &*found;
+}
+
+std::span<const OptionDescription> commonOptions() {
+  return common;
+}
+
+}  // namespace tavrin::CommandTable

@@ -1,0 +1,19 @@
+#pragma once
+
+#include <string_view>
+
+#include "TavrinTerminal/Outcome.hpp"
+#include "TavrinTerminal/Surroundings.hpp"
+
+/// The command `completions`: scripts for shells, made of the command table.
+namespace tavrin::Completions {
+
+/// The script for bash, zsh or fish. It asks `tavrin completions --words` for sessions, servers and agents.
+Outcome script(std::string_view shell);
+
+/// The words of a kind ("sessions", "servers" or "agents"), a line each. Behind a tab stands what a shell may
+/// show beside the word. Words that a shell could not complete safely are left out, and a failure has no
+/// words and no sentence: it would end up in the person's command line.
+Outcome words(std::string_view kind, const Surroundings& surroundings);
+
+}  // namespace tavrin::Completions

@@ -1,0 +1,28 @@
+#pragma once
+
+#include <string>
+
+#include "TavrinTerminal/CommandTable.hpp"
+
+/// Texts made of the command table.
+namespace tavrin::Help {
+
+/// "tavrin 0.2.0" and a line feed.
+std::string version();
+
+/// What `tavrin help` prints: every command with its summary.
+std::string overview();
+
+/// What `tavrin help NAME` prints.
+std::string ofCommand(const CommandTable::CommandDescription& command);
+
+/// The line that shows how a command is called, as "tavrin wait [OPTION...] [SESSION]".
+std::string usageLine(const CommandTable::CommandDescription& command);
+
+/// The source of the manual page tavrin(1), in the mdoc language (mdoc(7)).
+std::string manualPage();
+
+/// The command `help`: the overview, or the help of one command.
+Outcome run(const std::optional<std::string>& command);
+
+}  // namespace tavrin::Help

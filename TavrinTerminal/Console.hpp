@@ -1,0 +1,61 @@
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <optional>
+#include <string>
+#include <string_view>
+
+namespace tavrin {
+
+/// Whether output is coloured, as the option --color has it.
+enum class ColourChoice : std::uint8_t { automatic, always, never };
+
+/// All that decides about colour. A variable that is not set is nullopt.
+struct ColourFacts {
+  ColourChoice choice = ColourChoice::automatic;
+  std::optional<std::string> noColor;        ///< NO_COLOR (no-color.org)
+  std::optional<std::string> cliColorForce;  ///< CLICOLOR_FORCE (bixense.com/clicolors)
+  std::optional<std::string> term;           ///< TERM
+  std::optional<std::string> ci;             ///< CI, which build services set
+  bool isTerminal = false;                   ///< whether the output goes to a terminal
+};
+
+/// Whether to colour. The first that decides wins: the option, NO_COLOR, CLICOLOR_FORCE unless it is "0",
+/// then a terminal that is not dumb and no build service. A variable that is set to nothing counts as not
+/// set.
+bool usesColour(const ColourFacts& facts);
+
+/// The colours that output uses. Colour never carries meaning alone.
+enum class Colour : std::uint8_t { plain, red, green, yellow, dim, bold };
+
+/// Where a command writes and whom it can ask. `main` builds the real one; tests build their own.
+struct Console {
+  /// Writes bytes. False when nobody reads them any more, which ends a command quietly.
+  using Writer = std::function<bool(std::string_view bytes)>;
+
+  Writer out;
+  Writer error;
+  /// One line that the person types, without its line feed; nullopt at the end of the input.
+  std::function<std::optional<std::string>()> readLine;
+  bool inputIsTerminal = false;
+  bool outputIsTerminal = false;
+  bool errorIsTerminal = false;
+  int width = 80;          ///< columns of the terminal that `out` is
+  bool colour = false;     ///< whether `out` is coloured
+  int outDescriptor = -1;  ///< the descriptor behind `out`, or -1, to learn when its reader is gone
+
+  /// `text` in a colour, when there is colour; else as it is.
+  std::string painted(std::string_view text, Colour in) const;
+
+  /// Whether a question can be asked: input and standard error are terminals.
+  bool canAsk() const { return inputIsTerminal && errorIsTerminal; }
+
+  /// Asks on standard error and reads a line. True for "y" and "yes" in any case; false for all else.
+  bool confirms(std::string_view question) const;
+
+  /// The console of this process. Its writers outlast signals and full pipes.
+  static Console real(ColourChoice choice);
+};
+
+}  // namespace tavrin

@@ -1,0 +1,42 @@
+#pragma once
+
+#include <string>
+#include <utility>
+
+namespace tavrin {
+
+/// The exit statuses of `tavrin`.
+enum class ExitStatus : int {
+  done = 0,
+  failed = 1,    ///< something was not done, or there are findings
+  declined = 2,  ///< the person said no
+  timedOut = 3,  ///< `wait` reached its time-out
+  usage = 64,    ///< the words of the command line make no command (EX_USAGE of sysexits.h)
+};
+
+/// What a command comes to. `output` holds the results that were not yet written to the console. `error`
+/// holds sentences for standard error: what was not done, and what to do. It has no "tavrin: " in front and
+/// no line feed at the end.
+struct Outcome {
+  ExitStatus status = ExitStatus::done;
+  std::string output = {};
+  std::string error = {};
+  int signal = 0;  ///< the signal that ended the command, which then ends the process; else 0
+
+  bool operator==(const Outcome&) const = default;
+
+  static Outcome done(std::string output = {}) {
+    return {.status = ExitStatus::done, .output = std::move(output)};
+  }
+  static Outcome failed(std::string error) {
+    return {.status = ExitStatus::failed, .output = {}, .error = std::move(error)};
+  }
+  static Outcome endedBy(int signal) {
+    return {.status = ExitStatus::done, .output = {}, .error = {}, .signal = signal};
+  }
+  static Outcome usage(std::string error) {
+    return {.status = ExitStatus::usage, .output = {}, .error = std::move(error)};
+  }
+};
+
+}  // namespace tavrin

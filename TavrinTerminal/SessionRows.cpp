@@ -1,0 +1,94 @@
+#include "TavrinTerminal/SessionRows.hpp"
+
+#include <map>
+#include <utility>
+
+#include "TavrinCore/Servers/ServerUptime.hpp"
+#include "TavrinCore/Sessions/SessionLabels.hpp"
+#include "TavrinTerminal/JsonObject.hpp"
+#include "TavrinTerminal/ShownText.hpp"
+
+namespace tavrin {
+
+namespace {
+
+// A terminal's path without the folder of devices, as "pts/3" or "ttys004".
+std::string shortTerminal(std::string_view tty) {
+  constexpr std::string_view devices = "/dev/";
+  if (tty.starts_with(devices)) tty.remove_prefix(devices.size());
+  return ShownText::clean(tty);
+}
+
+}  // namespace
+
+std::vector<SessionRow> sessionRows(std::vector<ObservedSession> sessions, const Surroundings& surroundings) {
+  const std::vector<Session> records = asObserved(sessions);
+  const std::map<std::string, std::string> labels = SessionLabels::display(records, surroundings.home);
+  std::vector<SessionPlace> places;
+  if (surroundings.places) places = surroundings.places(records);
+  places.resize(records.size());
+  std::vector<SessionRow> rows;
+  rows.reserve(records.size());
+  for (std::size_t i = 0; i < records.size(); ++i) {
+    const Session& record = records[i];
+    std::string terminal;
+    if (places[i].terminal) {
+      terminal = ShownText::clean(*places[i].terminal);
+    } else if (sessions[i].isElsewhere) {
+      terminal = "elsewhere";
+    } else if (record.tty) {
+      terminal = shortTerminal(*record.tty);
+    }
+    rows.push_back({.session = std::move(sessions[i]),
+                    .label = ShownText::clean(labels.at(record.sessionId)),
+                    .project = ShownText::clean(record.projectName(surroundings.home)),
+                    .tool = ShownText::clean(record.needsYouTool.value_or("")),
+                    .terminal = std::move(terminal),
+                    .reachable = places[i].reachable});
+  }
+  return rows;
+}
+
+std::string ageOf(const ObservedSession& session, Date now) {
+  return ServerUptime::label(session.since, now);
+}
+
+SessionSummary summaryOf(const std::vector<ObservedSession>& sessions) {
+  std::vector<Session> counted(sessions.size());
+  for (std::size_t i = 0; i < sessions.size(); ++i) counted[i].state = sessions[i].state;
+  return SessionAggregator::summary(counted);
+}
+
+std::string jsonOf(const SessionRow& row) {
+  const Session& record = row.session.record;
+  JsonObject object;
+  object.text("id", record.sessionId);
+  object.text("agent", rawValue(record.agent));
+  object.text("state", rawValue(row.session.state));
+  if (!row.session.reason.empty()) object.text("reason", row.session.reason);
+  object.text("since", Iso8601::text(row.session.since));
+  object.text("label", row.label);
+  object.text("project", row.project);
+  object.text("cwd", record.cwd);
+  object.optionalText("repoRoot", record.repoRoot);
+  object.optionalText("worktree", record.worktreeName);
+  object.optionalText("tool", record.needsYouTool);
+  object.optionalText("attentionId", row.session.attentionId);
+  object.number("pid", record.agentPid);
+  object.optionalText("tty", record.tty);
+  if (!row.terminal.empty()) object.text("terminal", row.terminal);
+  object.boolean("reachable", row.reachable);
+  object.optionalText("title", record.title);
+  return object.finish();
+}
+
+std::string jsonOf(const SessionSummary& summary) {
+  JsonObject object;
+  object.number("needsYou", summary.needsYou);
+  object.number("working", summary.working);
+  object.number("idle", summary.idle);
+  object.text("line", summary.statusLine());
+  return object.finish();
+}
+
+}  // namespace tavrin

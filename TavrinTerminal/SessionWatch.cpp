@@ -1,0 +1,133 @@
+#include "TavrinTerminal/SessionWatch.hpp"
+
+#include <algorithm>
+#include <cerrno>
+#include <csignal>
+#include <iterator>
+#include <set>
+#include <utility>
+
+#include "TavrinTerminal/System/EndDescriptors.hpp"
+
+namespace tavrin {
+
+namespace {
+
+constexpr std::size_t mostProcesses = 200;
+
+}  // namespace
+
+SessionWatch::SessionWatch(const Surroundings& surroundings, const Console& console, Take take)
+    : surroundings_(surroundings),
+      take_(std::move(take)),
+      watcher_(sessionWatcher(surroundings)),
+      records_(loop_, surroundings.sessionsDirectory(), ".json", [this] { look(); }),
+      burst_(loop_, [this] { look(); }),
+      next_(loop_, [this] { look(); }),
+      slow_(loop_, [this] { look(); }),
+      timeout_(loop_, [this] { stop({.why = End::Why::timedOut}); }) {
+  for (const int signal : {SIGINT, SIGTERM, SIGHUP}) {
+    signals_.push_back(std::make_unique<SignalWatch>(
+        loop_, signal, [this, signal] { stop({.why = End::Why::signalled, .signal = signal}); }));
+  }
+  if (console.outDescriptor < 0) return;
+  FileDescriptor reader = EndDescriptors::ofReader(console.outDescriptor);
+  if (!reader.isOpen()) return;
+  reader_ = std::make_unique<ReadableWatch>(loop_, std::move(reader), [this] {
+    if (EndDescriptors::readerIsGone(reader_->descriptor())) stop({.why = End::Why::readerGone});
+  });
+}
+
+SessionWatch::End SessionWatch::run(std::optional<std::chrono::milliseconds> timeout) {
+  end_.reset();
+  if (timeout) timeout_.start(*timeout);
+  look();
+  if (!end_) loop_.run();
+  return end_.value_or(End{});
+}
+
+void SessionWatch::stop(End end) {
+  if (!end_) end_ = end;
+  loop_.stop();
+}
+
+void SessionWatch::look() {
+  // Several timers may be due in the turn of the loop that ends it.
+  if (end_) return;
+  const Date now = surroundings_.now();
+  SessionWatcher::Look look = watcher_.look(now);
+  const bool filesAreWatched = watchFiles(std::move(look.files));
+  const bool processesAreWatched = watchProcesses(look.processes);
+  if (filesAreWatched && processesAreWatched) {
+    slow_.stop();
+  } else if (!slow_.isRunning()) {
+    slow_.startRepeating(DirectoryWatch::slowCheck);
+  }
+  next_.stop();
+  if (look.next) {
+    constexpr std::chrono::milliseconds longest = std::chrono::hours(24);
+    const auto wait = std::min<std::chrono::duration<double>>(*look.next - now, longest);
+    next_.start(std::chrono::ceil<std::chrono::milliseconds>(wait));
+  }
+  take_(std::move(look.sessions));
+}
+
+void SessionWatch::lookSoon() {
+  if (!burst_.isRunning()) burst_.start(DirectoryWatch::settling);
+}
+
+// Watches the agents' own files. False when some cannot be watched.
+bool SessionWatch::watchFiles(std::vector<std::string> paths) {
+  const std::set<std::string> wanted(std::make_move_iterator(paths.begin()),
+                                     std::make_move_iterator(paths.end()));
+  std::erase_if(evidence_, [&](const auto& watched) {
+    return !wanted.contains(watched.first) || watched.second->isStale();
+  });
+  bool isWhole = true;
+  for (const std::string& path : wanted) {
+    if (path == surroundings_.sessionsDirectory() || evidence_.contains(path)) continue;
+    auto watch = std::make_unique<PathWatch>(loop_, path, [this] { lookSoon(); });
+    // What is not there yet is found by a look that something else causes.
+    const bool works = watch->error() == 0 ? !isOnRemoteFileSystem(path) : watch->error() == ENOENT;
+    isWhole = isWhole && works;
+    if (watch->error() != 0) continue;
+    evidence_.emplace(path, std::move(watch));
+    // It may have changed between the look and the watch.
+    lookSoon();
+  }
+  return isWhole;
+}
+
+// Watches the processes whose end no hook reports. False when some cannot be watched.
+bool SessionWatch::watchProcesses(const std::vector<std::int32_t>& pids) {
+  std::set<std::int32_t> wanted;
+  for (const std::int32_t pid : pids) {
+    if (wanted.size() < mostProcesses) wanted.insert(pid);
+  }
+  bool isWhole = true;
+  for (const std::int32_t pid : pids) isWhole = isWhole && wanted.contains(pid);
+  std::erase_if(processes_, [&](const auto& watched) { return !wanted.contains(watched.first); });
+  std::erase_if(missing_, [&](std::int32_t pid) { return !wanted.contains(pid); });
+  for (const std::int32_t pid : wanted) {
+    if (processes_.contains(pid)) continue;
+    FileDescriptor end = EndDescriptors::ofProcess(pid);
+    if (!end.isOpen()) {
+      // One that is gone by now is asked for again, once.
+      if (errno == ESRCH && missing_.insert(pid).second) {
+        watcher_.processEnded(pid);
+        lookSoon();
+      } else {
+        isWhole = false;
+      }
+      continue;
+    }
+    processes_.emplace(pid, std::make_unique<ReadableWatch>(loop_, std::move(end), [this, pid] {
+                         processes_.at(pid)->stop();
+                         watcher_.processEnded(pid);
+                         lookSoon();
+                       }));
+  }
+  return isWhole;
+}
+
+}  // namespace tavrin

@@ -1,0 +1,23 @@
+#pragma once
+
+#include <string>
+#include <string_view>
+#include <variant>
+#include <vector>
+
+#include "TavrinTerminal/SessionRows.hpp"
+
+namespace tavrin {
+
+/// Why a word names no session.
+struct NoSession {
+  bool isAmbiguous = false;
+  std::string error;  ///< a sentence, and the candidates a line each when there are several
+};
+
+/// The row that a SESSION word means: the one with that id; else the only one whose id begins with it or
+/// whose project has that name. A word that fits several is refused.
+std::variant<const SessionRow*, NoSession> sessionNamed(std::string_view word,
+                                                        const std::vector<SessionRow>& rows);
+
+}  // namespace tavrin

@@ -1,0 +1,58 @@
+#include "TavrinTerminal/Surroundings.hpp"
+
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <cstdlib>
+
+#include "TavrinCore/Sessions/SessionFileStore.hpp"
+#include "TavrinCore/Support/File.hpp"
+#include "TavrinCore/Support/Home.hpp"
+#include "TavrinTerminal/ShownText.hpp"
+#include "TavrinTerminal/System/Browser.hpp"
+#include "TavrinTerminal/System/ServerListing.hpp"
+
+namespace tavrin {
+
+namespace {
+
+bool isOfAnother(const std::string& directory) {
+  struct stat status {};
+  return ::stat(directory.c_str(), &status) == 0 && status.st_uid != ::geteuid();
+}
+
+}  // namespace
+
+Surroundings Surroundings::real() {
+  Surroundings surroundings;
+  std::string home = Home::directory();
+  if (File::isDirectory(home)) {
+    constexpr uid_t root = 0;
+    surroundings.isForeignHome = ::geteuid() == root && isOfAnother(home);
+    surroundings.home = std::move(home);
+  }
+  surroundings.now = [] { return Date(std::chrono::system_clock::now()); };
+  surroundings.environment = AgentHome::ownEnvironment;
+  surroundings.processes = ProcessFacts::ofThisSystem();
+  surroundings.listeners = ServerListing::now;
+  surroundings.openInBrowser = [](const std::string& url) {
+    const char* const path = std::getenv("PATH");
+    return tavrin::openInBrowser(url, path == nullptr ? "" : path);
+  };
+  return surroundings;
+}
+
+std::string Surroundings::sessionsDirectory() const {
+  return SessionFileStore::defaultDirectory(home);
+}
+
+std::string foreignHomeSentence(const Surroundings& surroundings, std::string_view what) {
+  std::string sentence(what);
+  sentence += ", because you are root and ";
+  sentence += ShownText::clean(surroundings.home);
+  sentence += " belongs to another user. Run tavrin as that user.";
+  return sentence;
+}
+
+}  // namespace tavrin

@@ -1,0 +1,75 @@
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "TavrinCore/Agents/AgentHome.hpp"
+#include "TavrinCore/Context/ProcessFacts.hpp"
+#include "TavrinCore/Servers/PortScan.hpp"
+#include "TavrinCore/Sessions/Session.hpp"
+#include "TavrinCore/Support/Date.hpp"
+
+namespace tavrin {
+
+class EventLoop;
+struct SessionChange;
+
+/// Follows the changes of sessions; a notifier is one.
+class SessionChangeObserver {
+ public:
+  SessionChangeObserver() = default;
+  SessionChangeObserver(const SessionChangeObserver&) = delete;
+  SessionChangeObserver& operator=(const SessionChangeObserver&) = delete;
+  virtual ~SessionChangeObserver() = default;  ///< takes back what must not outlast the command
+
+  virtual void changed(const SessionChange& change) = 0;
+};
+
+/// Where a session is to be seen.
+struct SessionPlace {
+  std::optional<std::string> terminal;  ///< as "tmux:3.1"; nullopt when only the tty is known
+  bool reachable = false;               ///< whether its terminal can be brought to the front
+};
+
+/// What a command takes from outside, beside its options and its console. Tests fill in their own.
+struct Surroundings {
+  std::string home;  ///< the user's home directory; "" for a user without one
+  /// Whether this is root with another user's home. Then nothing is changed: files would become root's.
+  bool isForeignHome = false;
+  std::function<Date()> now;
+  AgentHome::Environment environment;
+  ProcessFacts processes;
+
+  /// The places of sessions, one for each, in their order; asked once for a whole list. May be empty: then
+  /// only the tty of a session is known.
+  std::function<std::vector<SessionPlace>(const std::vector<Session>& sessions)> places = nullptr;
+
+  /// The listening sockets of this machine.
+  std::function<std::vector<PortScan::Listener>()> listeners = nullptr;
+  /// Opens a URL in the browser; returns a sentence that says why it could not be opened.
+  std::function<std::optional<std::string>(const std::string& url)> openInBrowser = nullptr;
+  /// Makes what notifies the person of changes. Empty where nothing can.
+  std::function<std::unique_ptr<SessionChangeObserver>(EventLoop& loop)> makeNotifier = nullptr;
+
+  /// Those of this process.
+  static Surroundings real();
+
+  /// Whether there is a home directory to look at.
+  bool hasHome() const { return !home.empty(); }
+  /// The folder of session files.
+  std::string sessionsDirectory() const;
+};
+
+/// What a user without a home is told.
+inline constexpr std::string_view noHomeSentence =
+    "there is no home directory to look in. Set HOME to the directory that holds your files.";
+
+/// What root with another user's home is told; `what` is what was not done, as "nothing was connected".
+std::string foreignHomeSentence(const Surroundings& surroundings, std::string_view what);
+
+}  // namespace tavrin

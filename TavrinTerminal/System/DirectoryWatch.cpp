@@ -1,0 +1,94 @@
+#include "TavrinTerminal/System/DirectoryWatch.hpp"
+
+#include <sys/stat.h>
+
+#include <string_view>
+
+#include "TavrinCore/Support/Path.hpp"
+
+namespace tavrin {
+
+DirectoryWatch::DirectoryWatch(EventLoop& loop, std::string directory, std::string suffix,
+                               EventLoop::Callback changed)
+    : loop_(loop),
+      directory_(std::move(directory)),
+      suffix_(std::move(suffix)),
+      changed_(std::move(changed)),
+      burst_(loop, [this] { settled(); }),
+      slow_(loop, [this] { settled(); }) {
+  arm();
+}
+
+// The directory, or the nearest one above it that exists.
+std::optional<DirectoryWatch::Target> DirectoryWatch::nearestTo(std::string path) {
+  for (;;) {
+    struct stat status {};
+    if (::stat(path.c_str(), &status) == 0 && S_ISDIR(status.st_mode))
+      return Target{.path = path, .device = status.st_dev, .inode = status.st_ino};
+    const std::string above(Path::parent(path));
+    if (above == path) return std::nullopt;
+    path = above;
+  }
+}
+
+void DirectoryWatch::arm() {
+  bool works = false;
+  // The directory may be made between looking and watching; then look again.
+  for (std::optional<Target> found = nearestTo(directory_); found && (!works || found != target_);
+       found = nearestTo(directory_)) {
+    target_ = found;
+    handle_.reset();
+    auto handle = std::make_unique<uv_fs_event_t>();
+    if (uv_fs_event_init(&loop_.native(), handle.get()) != 0) break;
+    handle_ = OwnedHandle<uv_fs_event_t>(handle.release());
+    handle_->data = this;
+    const int started = uv_fs_event_start(
+        handle_.get(),
+        [](uv_fs_event_t* event, const char* name, int, int) {
+          static_cast<DirectoryWatch*>(event->data)->noticed(name);
+        },
+        target_->path.c_str(), 0);
+    works = started == 0;
+    if (!works) {
+      target_.reset();
+      break;
+    }
+  }
+  if (works && !isOnRemoteFileSystem(target_->path)) {
+    slow_.stop();
+  } else if (!slow_.isRunning()) {
+    slow_.startRepeating(slowCheck);
+  }
+}
+
+void DirectoryWatch::noticed(const char* name) {
+  // Above the directory, and without a name, anything may have changed.
+  const bool counts = name == nullptr || !target_ || target_->path != directory_ ||
+                      std::string_view(name).ends_with(suffix_) || nearestTo(directory_) != target_;
+  if (counts && !burst_.isRunning()) burst_.start(settling);
+}
+
+void DirectoryWatch::settled() {
+  if (nearestTo(directory_) != target_) arm();
+  changed_();
+}
+
+PathWatch::PathWatch(EventLoop& loop, const std::string& path, EventLoop::Callback changed)
+    : name_(Path::lastComponent(path)), changed_(std::move(changed)) {
+  auto handle = std::make_unique<uv_fs_event_t>();
+  error_ = -uv_fs_event_init(&loop.native(), handle.get());
+  if (error_ != 0) return;
+  handle_ = OwnedHandle<uv_fs_event_t>(handle.release());
+  handle_->data = this;
+  error_ = -uv_fs_event_start(
+      handle_.get(),
+      [](uv_fs_event_t* event, const char* name, int events, int) {
+        auto& watch = *static_cast<PathWatch*>(event->data);
+        const bool isItself = name == nullptr || name == watch.name_;
+        if (isItself && (events & UV_RENAME) != 0) watch.isStale_ = true;
+        watch.changed_();
+      },
+      path.c_str(), 0);
+}
+
+}  // namespace tavrin

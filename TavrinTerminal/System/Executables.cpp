@@ -1,0 +1,34 @@
+#include "TavrinTerminal/System/Executables.hpp"
+
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include "TavrinCore/Support/Path.hpp"
+
+namespace tavrin::Executables {
+
+std::vector<std::string> folders(std::string_view pathVariable) {
+  std::vector<std::string> folders;
+  for (std::size_t start = 0; start <= pathVariable.size();) {
+    const std::size_t end = std::min(pathVariable.find(':', start), pathVariable.size());
+    const std::string_view entry = pathVariable.substr(start, end - start);
+    if (entry.starts_with('/')) folders.emplace_back(entry);
+    start = end + 1;
+  }
+  return folders;
+}
+
+bool isExecutable(const std::string& path) {
+  struct stat status {};
+  return ::stat(path.c_str(), &status) == 0 && S_ISREG(status.st_mode) && ::access(path.c_str(), X_OK) == 0;
+}
+
+std::optional<std::string> find(std::string_view name, std::string_view pathVariable) {
+  for (const std::string& folder : folders(pathVariable)) {
+    std::string path = Path::joined(folder, name);
+    if (isExecutable(path)) return path;
+  }
+  return std::nullopt;
+}
+
+}  // namespace tavrin::Executables

@@ -1,0 +1,21 @@
+#pragma once
+
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+/// Where programs are found.
+namespace tavrin::Executables {
+
+/// The folders of a PATH variable, in order. Entries that are relative or empty are left out: what they name
+/// depends on where the person happens to be.
+std::vector<std::string> folders(std::string_view pathVariable);
+
+/// Whether `path` names a regular file that this user may execute.
+bool isExecutable(const std::string& path);
+
+/// The path of the program `name` in the first of these folders that has it; nullopt when none has.
+std::optional<std::string> find(std::string_view name, std::string_view pathVariable);
+
+}  // namespace tavrin::Executables

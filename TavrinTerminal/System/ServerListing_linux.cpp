@@ -1,0 +1,40 @@
+#include <dirent.h>
+#include <unistd.h>
+
+#include <array>
+#include <memory>
+#include <string>
+
+#include "TavrinCore/Context/ListeningPorts.hpp"
+#include "TavrinCore/Support/File.hpp"
+#include "TavrinTerminal/System/ServerListing.hpp"
+
+namespace tavrin::ServerListing {
+
+namespace {
+
+std::vector<std::string> namesIn(const std::string& directory) {
+  std::vector<std::string> names;
+  const std::unique_ptr<DIR, int (*)(DIR*)> listing(::opendir(directory.c_str()), ::closedir);
+  if (!listing) return names;
+  while (const dirent* entry = ::readdir(listing.get())) names.emplace_back(entry->d_name);
+  return names;
+}
+
+std::string linkTarget(const std::string& path) {
+  std::array<char, 4096> target{};
+  const ssize_t length = ::readlink(path.c_str(), target.data(), target.size());
+  return length > 0 ? std::string(target.data(), static_cast<std::size_t>(length)) : std::string();
+}
+
+}  // namespace
+
+std::vector<PortScan::Listener> now() {
+  const ListeningPorts::Probes probes = {
+      .contents = [](const std::string& path) { return File::contents(path).value_or(""); },
+      .names = namesIn,
+      .linkTarget = linkTarget};
+  return PortScan::parse(ListeningPorts::list(probes).lsofFields);
+}
+
+}  // namespace tavrin::ServerListing

@@ -1,0 +1,13 @@
+#include "TavrinTerminal/System/ChildProcess.hpp"
+#include "TavrinTerminal/System/ServerListing.hpp"
+
+namespace tavrin::ServerListing {
+
+std::vector<PortScan::Listener> now() {
+  // Its status is 1 when some processes could not be looked at, too.
+  ChildCommand command;
+  command.words = {"/usr/sbin/lsof", "-nP", "-iTCP", "-sTCP:LISTEN", "-F", "pcn"};
+  return PortScan::parse(ChildProcess::run(command).output);
+}
+
+}  // namespace tavrin::ServerListing

@@ -1,0 +1,29 @@
+// The command `tavrin`. It wires the real console, home, clock and processes; all else is in the library.
+#include <unistd.h>
+
+#include <csignal>
+#include <string>
+#include <variant>
+#include <vector>
+
+#include "TavrinTerminal/Command.hpp"
+
+int main(int argc, char** argv) {
+  // A reader that goes away is then a failed write, which ends a command quietly. A child starts with its
+  // own.
+  std::signal(SIGPIPE, SIG_IGN);
+  const std::vector<std::string> words(argv + (argc > 0 ? 1 : 0), argv + argc);
+  const auto parsed = tavrin::Command::parse(words, ::isatty(STDOUT_FILENO) == 1);
+  if (const auto* const outcome = std::get_if<tavrin::Outcome>(&parsed))
+    return tavrin::Command::report(*outcome, tavrin::Console::real(tavrin::ColourChoice::automatic));
+  const auto& invocation = std::get<tavrin::Command::Invocation>(parsed);
+  const int status = tavrin::Command::run(invocation, tavrin::Surroundings::real(),
+                                          tavrin::Console::real(invocation.colour));
+  // The shell is to see that a signal ended the command.
+  constexpr int firstSignal = 128;
+  if (status > firstSignal) {
+    std::signal(status - firstSignal, SIG_DFL);
+    std::raise(status - firstSignal);
+  }
+  return status;
+}

@@ -1,0 +1,133 @@
+#include "TavrinTerminal/System/DirectoryWatch.hpp"
+
+#include <gtest/gtest.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <array>
+#include <csignal>
+#include <optional>
+
+#include "TavrinTerminal/System/EndDescriptors.hpp"
+#include "tests/support/Scratch.hpp"
+
+namespace tavrin::test {
+namespace {
+
+// Runs `act` in the loop, and the loop until the directory is reported as changed. A watch that misses the
+// change runs into the time-out of the test.
+void expectNoticed(EventLoop& loop, DirectoryWatch&, const bool& changed, const std::function<void()>& act) {
+  Timer start(loop, act);
+  start.start(std::chrono::milliseconds(0));
+  while (!changed) uv_run(&loop.native(), UV_RUN_ONCE);
+}
+
+class Watched : public testing::Test {
+ protected:
+  void watch(const std::filesystem::path& path) {
+    watch_.emplace(loop, path.string(), ".json", [this] {
+      changed = true;
+      ++calls;
+    });
+  }
+  void expect(const std::function<void()>& act) {
+    changed = false;
+    expectNoticed(loop, *watch_, changed, act);
+  }
+
+  ScratchDirectory scratch;
+  EventLoop loop;
+  bool changed = false;
+  int calls = 0;
+  std::optional<DirectoryWatch> watch_;
+};
+
+TEST_F(Watched, NewReplacedAndRemovedFilesAreNoticed) {
+  watch(scratch.path());
+  EXPECT_FALSE(watch_->isSlow());
+  expect([&] { writeFile(scratch / "a.json", "1"); });
+  expect([&] {
+    writeFile(scratch / ".x.tmp", "2");
+    std::filesystem::rename(scratch / ".x.tmp", scratch / "a.json");
+  });
+  expect([&] { std::filesystem::remove(scratch / "a.json"); });
+}
+
+TEST_F(Watched, ADirectoryThatIsMadeLaterIsNoticed) {
+  watch(scratch / "one/two/three");
+  expect([&] { std::filesystem::create_directories(scratch / "one/two/three"); });
+  expect([&] { writeFile(scratch / "one/two/three/a.json", "1"); });
+}
+
+TEST_F(Watched, ADirectoryThatIsReplacedIsNoticed) {
+  watch(scratch / "d");
+  expect([&] { std::filesystem::create_directories(scratch / "d"); });
+  expect([&] { std::filesystem::remove_all(scratch / "d"); });
+  expect([&] { std::filesystem::create_directories(scratch / "d"); });
+  expect([&] { writeFile(scratch / "d/a.json", "1"); });
+}
+
+TEST_F(Watched, ABurstIsOneCallFromItsFirstEvent) {
+  watch(scratch.path());
+  // Files come every millisecond until the call; a window that slides with them would never end.
+  int written = 0;
+  Timer writer(loop, [&] { writeFile(scratch / ("f" + std::to_string(++written) + ".json"), "1"); });
+  writer.startRepeating(std::chrono::milliseconds(1));
+  while (!changed) uv_run(&loop.native(), UV_RUN_ONCE);
+  EXPECT_EQ(calls, 1);
+  EXPECT_GE(written, 1);
+}
+
+TEST_F(Watched, OtherFilesDoNotCount) {
+  watch(scratch.path());
+  // Events come in order. Once the second directory reports its file, the first has had the event of its own.
+  const ScratchDirectory later;
+  bool isOver = false;
+  DirectoryWatch other(loop, later.string(), ".json", [&] { isOver = true; });
+  writeFile(scratch / ".lock", "1");
+  writeFile(later / "a.json", "1");
+  while (!isOver) uv_run(&loop.native(), UV_RUN_ONCE);
+  EXPECT_EQ(calls, 0);
+}
+
+TEST(EndDescriptors, TheEndOfAProcessIsReadable) {
+  const pid_t child = ::fork();
+  if (child == 0) {
+    ::pause();
+    ::_exit(0);
+  }
+  EventLoop loop;
+  bool ended = false;
+  ReadableWatch watch(loop, EndDescriptors::ofProcess(child), [&] { ended = true; });
+  uv_run(&loop.native(), UV_RUN_NOWAIT);
+  EXPECT_FALSE(ended);
+  ::kill(child, SIGKILL);
+  while (!ended) uv_run(&loop.native(), UV_RUN_ONCE);
+  ::waitpid(child, nullptr, 0);
+  EXPECT_FALSE(EndDescriptors::ofProcess(child).isOpen());
+}
+
+TEST(EndDescriptors, TheEndOfAReaderIsNoticed) {
+  std::array<int, 2> ends{};
+  ASSERT_EQ(::pipe(ends.data()), 0);
+  const FileDescriptor output(ends[1]);
+  FileDescriptor input(ends[0]);
+  EventLoop loop;
+  bool gone = false;
+  ReadableWatch watch(loop, EndDescriptors::ofReader(output.number()),
+                      [&] { gone = EndDescriptors::readerIsGone(watch.descriptor()); });
+  uv_run(&loop.native(), UV_RUN_NOWAIT);
+  EXPECT_FALSE(gone);
+  input.close();
+  while (!gone) uv_run(&loop.native(), UV_RUN_ONCE);
+}
+
+TEST(EndDescriptors, AFileHasNoReader) {
+  const ScratchDirectory scratch;
+  writeFile(scratch / "f", "");
+  const FileDescriptor file = FileDescriptor::open((scratch / "f").string(), 0);
+  EXPECT_FALSE(EndDescriptors::ofReader(file.number()).isOpen());
+}
+
+}  // namespace
+}  // namespace tavrin::test

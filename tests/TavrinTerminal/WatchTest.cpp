@@ -1,0 +1,119 @@
+#include "TavrinTerminal/Commands/Watch.hpp"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "tests/TavrinTerminal/TestTerminal.hpp"
+
+namespace tavrin::test {
+namespace {
+
+using testing::ElementsAre;
+using testing::HasSubstr;
+
+class WatchCommand : public testing::Test, public TestTerminal {
+ protected:
+  // Watches until the output has `lines` lines; each look may change something.
+  std::string watch(Watch::Options options, std::size_t lines, std::function<void(int look)> act) {
+    Console console = kept.console(false);
+    console.out = [this, lines](std::string_view bytes) {
+      kept.output += bytes;
+      return static_cast<std::size_t>(std::ranges::count(kept.output, '\n')) < lines;
+    };
+    int looks = 0;
+    surroundings.now = [&] {
+      act(++looks);
+      return testTime;
+    };
+    const tavrin::Outcome outcome = Watch::run(options, surroundings, console);
+    EXPECT_EQ(outcome, tavrin::Outcome::done());
+    return kept.output;
+  }
+
+  TestConsole kept;
+};
+
+TEST_F(WatchCommand, PrintsALineForEachChange) {
+  save(session("a", SessionState::working));
+  // The clock is asked twice for each look.
+  EXPECT_EQ(watch({}, 3,
+                  [this](int look) {
+                    if (look == 2) save(session("a", SessionState::needsYou));
+                    if (look == 4) remove("a");
+                  }),
+            "shop, burning, Claude\nshop, needs you, Bash, Claude\nshop, gone, Claude\n");
+}
+
+TEST_F(WatchCommand, PrintsJsonLines) {
+  save(session("a", SessionState::working));
+  EXPECT_THAT(
+      watch({.json = true}, 2,
+            [this](int look) {
+              if (look == 2) remove("a");
+            }),
+      testing::AllOf(
+          HasSubstr(R"({"version":1,"time":"2026-01-02T03:04:05Z","change":"appeared","session":{"id":"a")"),
+          HasSubstr(R"("change":"gone")")));
+}
+
+TEST_F(WatchCommand, NotifyNeedsANotifier) {
+  const tavrin::Outcome outcome = Watch::run({.notify = true}, surroundings, kept.console(false));
+  EXPECT_EQ(outcome.status, ExitStatus::failed);
+  EXPECT_THAT(outcome.error, HasSubstr("cannot notify"));
+}
+
+TEST_F(WatchCommand, RootNotifiesNobodyOfAnotherUsersSessions) {
+  surroundings.isForeignHome = true;
+  EXPECT_THAT(Watch::run({.notify = true}, surroundings, kept.console(false)).error,
+              HasSubstr("you are root"));
+}
+
+TEST_F(WatchCommand, TheNotifierLearnsOfEachChange) {
+  struct Recorder : SessionChangeObserver {
+    explicit Recorder(std::vector<std::string>& to) : seen(to) {}
+    ~Recorder() override { seen.emplace_back("end"); }
+    void changed(const SessionChange& change) override { seen.push_back(lineOf(change)); }
+    std::vector<std::string>& seen;
+  };
+  std::vector<std::string> seen;
+  surroundings.makeNotifier = [&](EventLoop&) { return std::make_unique<Recorder>(seen); };
+  save(session("a", SessionState::working));
+  watch({.notify = true}, 2, [this](int look) {
+    if (look == 2) save(session("a", SessionState::idle));
+  });
+  EXPECT_THAT(seen, ElementsAre("shop, burning, Claude", "shop, idle, Claude", "end"));
+}
+
+TEST_F(WatchCommand, ACommandGetsTheChange) {
+  const std::string file = (home / "ran").string();
+  save(session("a", SessionState::working));
+  // The command writes a record of its own, whose line ends the watch.
+  const std::string other = (home.sessions() / "b.json").string();
+  Session second = session("b", SessionState::idle, "api");
+  writeFile(home / "second.json", second.encode());
+  watch({.exec = "{ echo \"$TAVRIN_CHANGE $TAVRIN_SESSION $TAVRIN_AGENT $TAVRIN_STATE $TAVRIN_LABEL\"; cat; "
+                 "} >> '" +
+                 file + "'; echo hello; mv '" + (home / "second.json").string() + "' '" + other +
+                 "' 2>/dev/null"},
+        3, [this](int look) {
+          if (look == 2) save(session("a", SessionState::needsYou));
+        });
+  const std::string ran = readFile(file);
+  EXPECT_THAT(ran, testing::StartsWith("changed a claude needsYou shop\n{\"version\":1,"));
+  EXPECT_THAT(kept.error, testing::StartsWith("hello\n"));
+  EXPECT_THAT(kept.output, testing::EndsWith("api, idle, Claude\n"));
+}
+
+TEST(WatchVariables, HoldNoControls) {
+  SessionChange change;
+  change.row.session.record.sessionId = std::string("a\0b\nc", 5);
+  change.row.label = "x";
+  EXPECT_THAT(Watch::variablesOf(change),
+              ElementsAre("TAVRIN_CHANGE=appeared",
+                          "TAVRIN_SESSION=a\uFFFD"
+                          "b c",
+                          "TAVRIN_AGENT=claude", "TAVRIN_STATE=idle", "TAVRIN_LABEL=x"));
+}
+
+}  // namespace
+}  // namespace tavrin::test

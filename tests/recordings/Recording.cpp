@@ -1,0 +1,340 @@
+#include "tests/recordings/Recording.hpp"
+
+#include <sys/stat.h>
+#include <zlib.h>
+
+#include <algorithm>
+#include <array>
+#include <boost/json/serialize.hpp>
+#include <filesystem>
+#include <fstream>
+#include <memory>
+#include <sstream>
+#include <stdexcept>
+
+#include "TavrinCore/Monitor/AgentEvidence.hpp"
+#include "TavrinCore/Support/Json/Json.hpp"
+#include "TavrinCore/Support/Path.hpp"
+
+namespace tavrin::recordings {
+
+namespace json = boost::json;
+
+namespace {
+
+const std::string sessions = std::string(Machine::home) + "/Library/Application Support/Tavrin/sessions";
+
+double numberAt(const json::object& event, std::string_view key) {
+  const json::value* const value = event.if_contains(key);
+  return value == nullptr || !value->is_number() ? 0 : value->to_number<double>();
+}
+
+std::string textAt(const json::object& event, std::string_view key) {
+  return std::string(Json::textAt(event, key).value_or(""));
+}
+
+bool isTrue(const json::object& event, std::string_view key) {
+  const json::value* const value = event.if_contains(key);
+  return value != nullptr && value->is_bool() && value->get_bool();
+}
+
+std::optional<std::string> optionalAt(const json::object& event, std::string_view key) {
+  const auto text = Json::textAt(event, key);
+  return text ? std::optional(std::string(*text)) : std::nullopt;
+}
+
+std::vector<std::string> words(const std::string& command) {
+  std::istringstream in(command);
+  std::vector<std::string> found;
+  for (std::string word; in >> word;) found.push_back(word);
+  return found;
+}
+
+}  // namespace
+
+std::string unzipped(const std::string& path) {
+  const std::unique_ptr<gzFile_s, int (*)(gzFile)> file(::gzopen(path.c_str(), "rb"), ::gzclose);
+  if (!file) throw std::runtime_error(path + " cannot be opened");
+  std::string text;
+  std::array<char, 65'536> buffer{};
+  for (;;) {
+    const int count = ::gzread(file.get(), buffer.data(), buffer.size());
+    if (count < 0) throw std::runtime_error(path + " is not compressed by gzip");
+    if (count == 0) return text;
+    text.append(buffer.data(), static_cast<std::size_t>(count));
+  }
+}
+
+std::vector<json::object> eventsIn(const std::string& path) {
+  std::vector<json::object> events;
+  std::istringstream in(unzipped(path));
+  for (std::string line; std::getline(in, line);) {
+    if (line.empty()) continue;
+    auto document = Json::parse(line);
+    if (!document || !document->is_object())
+      throw std::runtime_error(path + " holds a line that is not an event");
+    events.push_back(std::move(document->get_object()));
+  }
+  std::ranges::stable_sort(events, {}, [](const json::object& event) { return numberAt(event, "t"); });
+  return events;
+}
+
+Machine::Machine(std::string scratch, const std::vector<json::object>& events)
+    : scratch_(std::move(scratch)) {
+  std::filesystem::create_directories(real(sessions));
+  std::filesystem::create_directories(real(std::string(home) + "/src/app"));
+  if (!events.empty()) start_ = numberAt(events.front(), "t");
+  now_ = start_;
+  for (const json::object& event : events) {
+    hasLocks_ = hasLocks_ || textAt(event, "kind") == "lock";
+    const std::string folder = event.contains("r") ? textAt(event.at("r").get_object(), "cwd") : "";
+    if (!folder.empty()) std::filesystem::create_directories(real(folder));
+  }
+}
+
+std::string Machine::real(const std::string& path) const {
+  return scratch_ + path;
+}
+
+void Machine::play(const json::object& event) {
+  now_ = numberAt(event, "t");
+  const std::string kind = textAt(event, "kind");
+  if (kind == "hook") {
+    if (const auto input = Json::parse(textAt(event, "stdin")); input && input->is_object()) {
+      const json::object& object = input->get_object();
+      std::string id = textAt(object, "session_id");
+      if (id.empty()) id = textAt(object, "sessionId");
+      hookAt_[id] = now_;
+    }
+  }
+  if (kind == "record" || kind == "removed") playRecord(event);
+  if (kind == "transcript") playTranscript(event);
+  if (kind == "proc") playProcess(event);
+  if (kind == "agent") playAgent(event);
+  if (kind == "lock") {
+    const std::string path = std::string(home) + "/" + textAt(event, "path");
+    if (isTrue(event, "held"))
+      holders_[path] = static_cast<std::int32_t>(numberAt(event, "pid"));
+    else
+      holders_.erase(path);
+    changedFiles_.insert(path);
+  }
+}
+
+void Machine::playRecord(const json::object& event) {
+  const std::string path = sessions + "/" + textAt(event, "file");
+  if (textAt(event, "kind") == "removed") {
+    remove(path);
+    return;
+  }
+  // The recorder looked every 40 ms, and the hook wrote after it was called.
+  const json::object& record = event.at("r").get_object();
+  const auto called = hookAt_.find(textAt(record, "sessionId"));
+  const double earliest = now_ - 0.04;
+  const double at = called == hookAt_.end() ? earliest : std::clamp(called->second, earliest, now_);
+  write(path, json::serialize(record), std::nullopt, at);
+}
+
+void Machine::playTranscript(const json::object& event) {
+  const std::string path = std::string(home) + "/" + textAt(event, "path");
+  if (isTrue(event, "removed")) {
+    remove(path);
+    holders_.erase(path);
+    return;
+  }
+  const bool isNew = !std::filesystem::exists(real(path));
+  const bool isWhole = isNew || isTrue(event, "rewritten");
+  const auto offset = static_cast<std::uint64_t>(numberAt(event, "offset"));
+  write(path, textAt(event, "text"), isWhole && offset == 0 ? std::nullopt : std::optional(offset), now_);
+  if (!hasLocks_ && isWhole && path.ends_with(".lock")) {
+    if (const auto holder = likelyHolder()) holders_[path] = *holder;
+  }
+}
+
+void Machine::playProcess(const json::object& event) {
+  const auto pid = static_cast<std::int32_t>(numberAt(event, "pid"));
+  if (!isTrue(event, "alive")) {
+    end(pid);
+    return;
+  }
+  const bool isNew = !processes_.contains(pid);
+  Process& process = processes_[pid];
+  if (isNew) process.fact.startedAt = dateFromSeconds(now_);
+  process.fact.parent = static_cast<std::int32_t>(numberAt(event, "ppid"));
+  process.fact.name = textAt(event, "comm");
+  process.fact.terminal = optionalAt(event, "tty");
+  process.command = textAt(event, "cmd");
+}
+
+void Machine::playAgent(const json::object& event) {
+  const auto pid = static_cast<std::int32_t>(numberAt(event, "pid"));
+  if (!isTrue(event, "alive")) {
+    end(pid);
+    return;
+  }
+  const bool isNew = !processes_.contains(pid);
+  Process& process = processes_[pid];
+  if (isNew) {
+    process.fact.startedAt = dateFromSeconds(now_ - 0.1);
+    process.fact.name = textAt(event, "comm");
+  }
+  process.fact.terminal = optionalAt(event, "tty");
+}
+
+void Machine::end(std::int32_t pid) {
+  processes_.erase(pid);
+  endedProcesses_.insert(pid);
+  std::erase_if(holders_, [&](const auto& entry) { return entry.second == pid; });
+}
+
+void Machine::touch(const std::string& path, bool isEntryChanged) {
+  changedFiles_.insert(path);
+  if (!isEntryChanged) return;
+  const std::string parent(Path::parent(path));
+  modifiedAt_[parent] = now_;
+  changedFiles_.insert(parent);
+}
+
+void Machine::write(const std::string& path, const std::string& text, std::optional<std::uint64_t> offset,
+                    double at) {
+  const std::filesystem::path file = real(path);
+  for (std::string parent(Path::parent(path));
+       parent.size() > home.size() && !std::filesystem::exists(real(parent));
+       parent = std::string(Path::parent(parent)))
+    touch(parent, true);
+  std::filesystem::create_directories(file.parent_path());
+  const bool isNew = !std::filesystem::exists(file);
+  if (!offset || isNew) {
+    const std::filesystem::path temporary = scratch_ + "/temporary";
+    std::ofstream(temporary, std::ios::binary) << text;
+    std::filesystem::rename(temporary, file);
+  } else {
+    if (*offset < std::filesystem::file_size(file)) std::filesystem::resize_file(file, *offset);
+    std::ofstream(file, std::ios::binary | std::ios::app) << text;
+  }
+  modifiedAt_[path] = at;
+  touch(path, !offset || isNew);
+}
+
+void Machine::remove(const std::string& path) {
+  std::filesystem::remove(real(path));
+  modifiedAt_.erase(path);
+  touch(path, true);
+}
+
+// Older recordings do not say who holds a lock. The daemon does if there is one, else the client that started
+// last.
+std::optional<std::int32_t> Machine::likelyHolder() const {
+  std::optional<std::int32_t> found;
+  bool isDaemon = false;
+  Date startedAt;
+  for (const auto& [pid, process] : processes_) {
+    if (process.fact.name != "codex") continue;
+    const bool serves = process.command.find("app-server") != std::string::npos;
+    const auto parent = processes_.find(process.fact.parent);
+    const bool isChild = parent != processes_.end() && parent->second.fact.name == "codex";
+    if (!serves && (isDaemon || isChild)) continue;
+    // The daemon starts helpers after itself; of clients the last one opens a session now.
+    const bool isLater = process.fact.startedAt > startedAt;
+    if (found && serves == isDaemon && isLater == serves) continue;
+    found = pid;
+    isDaemon = serves;
+    startedAt = process.fact.startedAt;
+  }
+  return found;
+}
+
+MonitorFiles Machine::files() {
+  const MonitorFiles system = MonitorFiles::ofThisSystem();
+  return {.status = [this, system](const std::string& path) -> std::optional<FileStatus> {
+            std::optional<FileStatus> status = system.status(real(path));
+            const auto at = modifiedAt_.find(path);
+            if (status) status->modifiedAt = dateFromSeconds(at == modifiedAt_.end() ? start_ : at->second);
+            return status;
+          },
+          .read = [this, system](const std::string& path, std::uint64_t offset,
+                                 std::size_t most) { return system.read(real(path), offset, most); },
+          .list = [this, system](const std::string& path) { return system.list(real(path)); }};
+}
+
+ProcessFacts Machine::processes() {
+  const auto find = [this](std::int32_t pid) -> const Process* {
+    const auto at = processes_.find(pid);
+    return at == processes_.end() ? nullptr : &at->second;
+  };
+  return {.process = [find](std::int32_t pid) -> std::optional<ProcessFact> {
+            const Process* const process = find(pid);
+            return process == nullptr ? std::nullopt : std::optional(process->fact);
+          },
+          .executable = [](std::int32_t) -> std::optional<std::string> { return std::nullopt; },
+          .folder = [find](std::int32_t pid) -> std::optional<std::string> {
+            return find(pid) == nullptr ? std::nullopt : std::optional(std::string(home) + "/src/app");
+          },
+          .arguments =
+              [find](std::int32_t pid) {
+                const Process* const process = find(pid);
+                return process == nullptr ? std::vector<std::string>() : words(process->command);
+              },
+          .children =
+              [this](std::int32_t pid) {
+                std::vector<std::int32_t> found;
+                for (const auto& [child, process] : processes_)
+                  if (process.fact.parent == pid) found.push_back(child);
+                return found;
+              },
+          .all =
+              [this] {
+                std::vector<std::int32_t> found;
+                for (const auto& [pid, process] : processes_) found.push_back(pid);
+                return found;
+              },
+          .lockHolder = [this](const std::string& path) -> std::optional<std::int32_t> {
+            const auto at = holders_.find(path);
+            return at == holders_.end() ? std::nullopt : std::optional(at->second);
+          },
+          .bootedAt = [this] { return dateFromSeconds(start_ - 1000); }};
+}
+
+std::vector<Change> play(const std::vector<json::object>& events, const std::string& scratch,
+                         const std::function<bool(std::string_view path)>& hide) {
+  Machine machine(scratch, events);
+  SessionWatcher::Surroundings surroundings{
+      .sessionsDirectory = sessions, .homes = {}, .files = machine.files(), .processes = machine.processes()};
+  for (const Agent agent : allAgents) surroundings.homes.push_back(AgentHome::standard(agent, Machine::home));
+  SessionWatcher watcher(std::move(surroundings));
+
+  std::vector<Change> changes;
+  std::map<std::string, std::string> shown;
+  SessionWatcher::Look last;
+  const auto look = [&](double at) {
+    last = watcher.look(dateFromSeconds(at));
+    std::map<std::string, std::string> states;
+    for (const ObservedSession& session : last.sessions)
+      states[session.record.sessionId] = std::string(rawValue(session.state));
+    for (const auto& [session, state] : shown)
+      if (!states.contains(session)) changes.push_back({at, session, "gone"});
+    for (const auto& [session, state] : states)
+      if (!shown.contains(session) || shown[session] != state) changes.push_back({at, session, state});
+    shown = std::move(states);
+  };
+
+  bool isFirst = true;
+  for (const json::object& event : events) {
+    const double at = numberAt(event, "t");
+    while (last.next && secondsOf(*last.next) < at) look(secondsOf(*last.next));
+    if (hide && hide(textAt(event, "path"))) continue;
+    machine.play(event);
+    bool isWoken = std::exchange(isFirst, false);
+    for (const std::string& path : machine.changedFiles())
+      isWoken = isWoken || std::ranges::find(last.files, path) != last.files.end();
+    for (const std::int32_t pid : machine.endedProcesses()) {
+      if (std::ranges::find(last.processes, pid) == last.processes.end()) continue;
+      watcher.processEnded(pid);
+      isWoken = true;
+    }
+    if (isWoken) look(at);
+  }
+  return changes;
+}
+
+}  // namespace tavrin::recordings
