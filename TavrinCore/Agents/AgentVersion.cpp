@@ -74,8 +74,8 @@ Fit fitted(const AgentDefinition& definition, const std::vector<std::optional<Ag
 
   HookSettings::EventList accepted;
   for (const HookSettings::EventSpec& spec : definition.events) {
-    const auto* const known = std::ranges::find(claudeEvents, spec.name, &ClaudeEvent::event);
-    if (known == std::end(claudeEvents) || (!isUnknown && *oldest >= known->from)) {
+    const auto known = std::ranges::find(claudeEvents, spec.name, &ClaudeEvent::event);
+    if (known == claudeEvents.end() || (!isUnknown && *oldest >= known->from)) {
       accepted.push_back(spec);
       continue;
     }
