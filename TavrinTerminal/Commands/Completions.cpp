@@ -111,9 +111,12 @@ _tavrin() {
   }
   for (const CommandDescription& command : CommandTable::commands()) {
     for (const OptionDescription& option : command.options) {
-      if (!option.value.empty())
-        script += "    " + std::string(command.name) + "," + std::string(option.name) + ") " +
-                  bashReply(option.kind, option.choices) + "; return ;;\n";
+      if (option.value.empty()) continue;
+      script += "    " + std::string(command.name) + "," + std::string(option.name) + ") ";
+      // Without its value another option may follow.
+      if (option.isValueOptional) script += "[[ $cur == -* ]] || { ";
+      script += bashReply(option.kind, option.choices) + "; return";
+      script += option.isValueOptional ? "; } ;;\n" : " ;;\n";
     }
   }
   script += "  esac\n  case $command,$cur in\n";
@@ -156,7 +159,8 @@ std::string zshOption(const OptionDescription& option) {
   std::string spec =
       std::string(option.name) + (option.value.empty() ? "" : "=") + "[" + zshText(option.help) + "]";
   if (!option.value.empty())
-    spec += ":" + zshText(option.value) + ":" + zshAction(option.kind, option.choices);
+    spec += (option.isValueOptional ? "::" : ":") + zshText(option.value) + ":" +
+            zshAction(option.kind, option.choices);
   return quoted(spec);
 }
 
@@ -221,7 +225,9 @@ std::string fishWords(WordKind kind, std::span<const std::string_view> choices) 
 
 std::string fishOption(const OptionDescription& option, const std::string& condition) {
   std::string line = "complete -c tavrin" + condition + " -l " + std::string(option.name.substr(2));
-  if (!option.value.empty()) line += " -x" + fishWords(option.kind, option.choices);
+  // "-x" requires the value.
+  if (!option.value.empty())
+    line += (option.isValueOptional ? " -f" : " -x") + fishWords(option.kind, option.choices);
   return line + " -d " + quoted(option.help) + "\n";
 }
 
