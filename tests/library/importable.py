@@ -8,6 +8,7 @@ import sys
 # What stays, by header and declaration, and what there is for those who cannot read it.
 ALLOWED = {
     ("Sessions/SessionFileStore.hpp", "withLock"): "for writers; panels read by loadAll, which takes no lock",
+    ("Monitor/SessionMonitor.hpp", "observe"): "for many sessions; judge takes one",
     ("Panel/PanelNavigation.hpp", "next"): "for any element; the elements of focusOrder have a plain overload",
     ("Support/FixedList.hpp", "class FixedList"): "its instantiations have names: AgentDefinition::Names, EventList",
     ("Support/File.hpp", "FileDescriptor(FileDescriptor&&"): "a move, which importers know; panels never see one",
