@@ -2,7 +2,7 @@
 """Makes tables and a plot of what `make bench` has measured.
 
     report.py FOLDER           prints the tables
-    report.py --docs FOLDER    puts them into docs/performance.md and README.md, and draws the plot
+    report.py --docs FOLDER    puts them into docs/performance.md, and draws the plot
 
 FOLDER holds process.csv, the results of process_bench; for the documentation also steps.json, transcript.json and
 panel.json, those of the other benchmarks, and system-calls.md.
@@ -181,13 +181,13 @@ def instructions_table():
 
 
 def summary(results):
-    """The sentence for the README, in processor time, which is the same on a busy machine."""
+    """The first sentence of the document, in processor time, which is the same on a busy machine."""
     times = {name: duration(row.processor[0]) for name, row in results["peers"][PEER_GOAL_SIZE].items()}
     jq, python, node = (f"{times[name]} {'with' if ' ' in name else 'in'} {name}" for name in PEERS)
     text = (f"An event of 3 KB takes {times['tavrin-hook']} of a processor, the start of the process included. A program "
             f"that does nothing but read it takes {times['floor']}; the same hook written by hand {python}, {node}, "
             f"and {jq}.")
-    return "\n".join(textwrap.wrap(text, 130))
+    return "\n".join(textwrap.wrap(text, 100))
 
 
 def plot(cases):
@@ -253,8 +253,8 @@ def write_documentation(folder, results):
     blocks["panel"] = steps_table([folder / "transcript.json", folder / "panel.json"])
     blocks["calls"] = (folder / "system-calls.md").read_text().rstrip()
     blocks["instructions"] = instructions_table()
+    blocks["speed"] = summary(results)
     put(ROOT / "docs/performance.md", blocks)
-    put(ROOT / "README.md", {"speed": summary(results)})
     PLOT.write_text(plot(results["peers"]))
 
 
