@@ -1,4 +1,4 @@
-// What README says of tavrin's commands is compared with their one description.
+// Compares what README says of tavrin's commands with their one description.
 #include <gtest/gtest.h>
 
 #include <string>

@@ -1,4 +1,4 @@
-// What README and docs/files.md ask people to type and to expect is compared with the code.
+// Compares what README and docs/files.md ask people to type and to expect with the code.
 #include <gtest/gtest.h>
 
 #include <string>

@@ -1,4 +1,4 @@
-// The JSON that docs/wiring-by-hand.md gives people to paste is compared with what the library writes.
+// Compares the JSON in docs/wiring-by-hand.md with what the library writes.
 #include <gtest/gtest.h>
 
 #include <string>
@@ -41,7 +41,7 @@ void expectEntries(const std::string& block, const AgentDefinition& definition) 
   EXPECT_EQ(document->as_object(), expected);
 }
 
-TEST(WiringByHand, GivesTheVeryEntriesThatTheLibraryInstallsForEachAgent) {
+TEST(WiringByHand, ShowsExactlyTheEntriesThatTheLibraryInstallsForEachAgent) {
   std::size_t count = 0;
   for (const AgentDefinition& definition : AgentDefinition::all) {
     SCOPED_TRACE(definition.name);
