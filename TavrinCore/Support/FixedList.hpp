@@ -19,6 +19,11 @@ class FixedList {
     std::copy(values.begin(), values.end(), values_.begin());
   }
 
+  constexpr void push_back(const T& value) {
+    if (size_ == Capacity) throw std::length_error("a list longer than its capacity");
+    values_[size_++] = value;
+  }
+
   constexpr const T* begin() const { return values_.data(); }
   constexpr const T* end() const { return values_.data() + size_; }
   constexpr std::size_t size() const { return size_; }
