@@ -50,9 +50,8 @@ std::string whereabouts(const Session& session) {
 
 Outcome run(const Options& options, const Surroundings& surroundings, const TerminalFocus& focus) {
   if (!surroundings.hasHome()) return Outcome::failed(std::string(nothing) + std::string(noHomeSentence));
-  Observation observation = observedSessions(surroundings);
   const std::vector<SessionRow> rows = sessionRows(
-      inShownOrder(std::move(observation.sessions), surroundings.home, options.session.has_value()),
+      inShownOrder(observedSessions(surroundings), surroundings.home, options.session.has_value()),
       surroundings);
   const auto choice = chosen(options, rows);
   if (const auto* const none = std::get_if<NoSession>(&choice))

@@ -87,7 +87,7 @@ class TestTerminal {
                                      .terminal = "/dev/pts/1"};
     surroundings.home = home.string();
     surroundings.now = [] { return testTime; };
-    surroundings.environment = [](const std::string&) { return std::nullopt; };
+    surroundings.environment = [](std::string_view) { return std::nullopt; };
     surroundings.processes = processes.facts();
     surroundings.listeners = [this] { return listeners; };
   }
