@@ -143,11 +143,21 @@ void Terminal::giveBack() {
   shown_.reset();
   escape_.stop();
   parser_.giveUp();
-  if (isForeground()) TerminalUndo::undo();
+  // Of another job's terminal nothing is changed.
+  if (isForeground()) {
+    TerminalUndo::undo();
+  } else {
+    TerminalUndo::forget();
+  }
 }
 
 void Terminal::take() {
-  while (!isForeground()) ::raise(SIGTTOU);
+  // The default of SIGTTOU stops a job, unless nobody could continue it.
+  constexpr int mostStops = 1000;
+  for (int stops = 0; !isForeground(); ++stops) {
+    if (stops == mostStops) throwPosixError(EIO, "get the terminal from another job", "");
+    ::raise(SIGTTOU);
+  }
   if (!isTaken_) ::tcgetattr(tty_.number(), &before_);
   isTaken_ = true;
   TerminalUndo::prepare(tty_.number(), leavingBytes(traits_), before_);
@@ -187,7 +197,7 @@ void Terminal::writable() {
     if (count <= 0) break;
     pending_.erase(0, static_cast<std::size_t>(count));
   }
-  watch_->waitFor(!pending_.empty());
+  if (watch_) watch_->waitFor(!pending_.empty());
   if (!pending_.empty() || !waiting_) return;
   const PanelGrid next = *std::exchange(waiting_, std::nullopt);
   show(next);

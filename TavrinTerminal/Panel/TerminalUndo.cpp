@@ -72,4 +72,8 @@ void undo() {
   errno = saved;
 }
 
+void forget() {
+  isPrepared = false;
+}
+
 }  // namespace tavrin::TerminalUndo

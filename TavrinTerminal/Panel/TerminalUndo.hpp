@@ -15,4 +15,7 @@ void prepare(int descriptor, std::string_view bytes, const termios& modes);
 /// bytes is not waited for longer than 200 ms. Only functions that a signal handler may call are called.
 void undo();
 
+/// Does nothing of it any more.
+void forget();
+
 }  // namespace tavrin::TerminalUndo
