@@ -134,7 +134,8 @@ TEST(PanelModel, AnEmptyPanelSaysWhatTheLibrarySays) {
 
 TEST(PanelModel, OnlyKeysThatDoSomethingAreShown) {
   PanelModel model(usual);
-  for (const char* key : {"go there", "stop", "idle", "filter"}) EXPECT_THAT(textOf(model), Not(HasSubstr(key)));
+  for (const char* key : {"go there", "stop", "idle", "filter"})
+    EXPECT_THAT(textOf(model), Not(HasSubstr(key)));
   model.takeSessions({sceneRow("a", "api")});
   EXPECT_THAT(textOf(model), HasSubstr("\u21b5 go there"));
   EXPECT_THAT(textOf(model), Not(HasSubstr("stop")));
