@@ -1,42 +1,79 @@
-# The front door: each target installs what it lacks, configures, builds and does its job. See `make help`.
+# Start here. Each target installs what is missing, configures, builds and runs. "make help" lists them.
+# Works with make 3.81, the version that macOS has.
 
 PRESET ?= release
 BUILD := build/$(PRESET)
-HOOK := $(BUILD)/TavrinHook/tavrin-hook
+# What people run and install is built without tests, in a directory of its own.
+HOOK := build/user/TavrinHook/tavrin-hook
+JOBS_OF_MACHINE := $(shell getconf _NPROCESSORS_ONLN)
 
 .DEFAULT_GOAL := help
-.PHONY: help run test faults fault-tests planted lint docs format sanitize bench install uninstall hook package check-package macos arm64 fuzz coverage build packages clean
+.PHONY: help run test faults fault-tests planted lint docs format sanitize bench install uninstall hook terminal package \
+	check-package macos arm64 fuzz coverage nightly build packages release-hook clean
 
 help:
-	@echo "make run        play recorded sessions of all five agents through tavrin-hook, in a scratch home"
+	@echo "For people who use Tavrin (these need a compiler, cmake and the libraries):"
+	@echo "make run        replay recorded sessions of all five agents through tavrin-hook, in a scratch home"
 	@echo "                (AGENT=codex: only that agent's; KEEP=1: keep the scratch home)"
+	@echo "make install    install tavrin-hook below your home directory, where agents' settings look for it"
+	@echo "make uninstall  remove it from there"
+	@echo
+	@echo "For developers:"
 	@echo "make test       build everything and run all tests"
-	@echo "make faults     make everything fail that can, in full (make test does a part of it; takes minutes)"
-	@echo "                (DOCS=1: put the table into docs/reliability.md)"
-	@echo "make planted    plant faults in a copy of the sources, one at a time, and see that a test notices each"
 	@echo "make lint       check the sources with clang-format and clang-tidy"
+	@echo "make format     format the sources"
 	@echo "make sanitize   run all tests under AddressSanitizer and UndefinedBehaviorSanitizer"
-	@echo "make bench      measure whole runs beside hooks written by hand, and the library's steps"
-	@echo "                (DOCS=1: put the results into docs/performance.md and README.md)"
+	@echo "make fuzz       run each fuzz target for 30 seconds"
+	@echo "                (SECONDS=300: for longer; RUNS=1000000: this many inputs; TARGETS=\"event log\": only these;"
+	@echo "                JOBS=4: this many at a time; SEED=1: the same inputs each time)"
+	@echo "make faults     make every operation fail that can fail (make test does a part of this; takes minutes)"
+	@echo "                (DOCS=1: update the table in docs/reliability.md)"
+	@echo "make planted    plant faults in a copy of the sources, one at a time; a test must notice each"
+	@echo "make coverage   list the branches that no test takes, and fail if there are too many"
+	@echo "make bench      measure whole runs against hooks written by hand, and each step of the library"
+	@echo "                (DOCS=1: update docs/performance.md and README.md)"
 	@echo "make docs       make the reference of the library's functions, in build/docs/api"
 	@echo "make macos      build for macOS, on Linux"
-	@echo "make arm64      build for 64-bit ARM Linux on another, and run the tests under qemu"
-	@echo "make fuzz       run each fuzz target for 30 seconds (SECONDS=300: longer; RUNS=1000000: so often;"
-	@echo "                TARGETS=\"event log\": only those; JOBS=4: so many at once;"
-	@echo "                SEED=1: by the same chance each time)"
-	@echo "make coverage   say which branches the tests do not take, and fail when they are too many"
-	@echo "make install    put tavrin-hook where agents' settings look for it, below your home directory"
-	@echo "make uninstall  remove it from there"
+	@echo "make arm64      build for 64-bit ARM Linux on another machine, and run the tests under qemu"
 	@echo "make package    make the .deb and the archives that people download, in build/package"
-	@echo "                (FOR=native: for this machine alone)"
+	@echo "                (FOR=native: only for this machine)"
 	@echo "make check-package"
-	@echo "                make those for this machine twice and compare, install the .deb in a Debian and purge it"
-	@echo "                (BARE=1: in an empty directory)"
-	@echo "make format     format the sources"
+	@echo "                make the packages for this machine twice and compare them, then install the .deb in a Debian"
+	@echo "                and purge it (BARE=1: in an empty directory)"
+	@echo "make nightly    run the checks that take too long for every change; takes hours"
+	@echo "                (STEPS=\"compilers macos\": only these; see CONTRIBUTING.md)"
 	@echo "make clean      remove everything that was built"
 
+# What people run and install. It uses make instead of ninja, and never configures a test.
+build/user/Makefile:
+	@scripts/install-packages.sh build
+	@cmake --preset user
+
+hook: build/user/Makefile
+	@scripts/install-packages.sh build
+	@MAKEFLAGS=--no-print-directory cmake --build --preset user --target tavrin-hook --parallel $(JOBS_OF_MACHINE)
+
+# Configures again, because libraries may have been installed since.
+terminal: build/user/Makefile
+ifneq ($(wildcard TavrinTerminal/CMakeLists.txt),)
+	@scripts/install-packages.sh build terminal
+	@cmake --preset user -DTAVRIN_BUILD_TERMINAL=ON >/dev/null
+	@MAKEFLAGS=--no-print-directory cmake --build --preset user --target tavrin --parallel $(JOBS_OF_MACHINE)
+endif
+
+run: hook
+	@scripts/install-packages.sh run
+	@scripts/replay.py $(if $(AGENT),--agent $(AGENT)) $(if $(KEEP),--keep) $(HOOK)
+
+# BIN and DESTDIR reach the scripts through the environment.
+install: hook terminal
+	@packaging/install.sh $(HOOK)
+
+uninstall:
+	@packaging/uninstall.sh
+
 packages:
-	@scripts/install-packages.sh build test
+	@scripts/install-packages.sh build terminal test
 
 $(BUILD)/build.ninja: | packages
 	@cmake --preset $(PRESET)
@@ -44,21 +81,14 @@ $(BUILD)/build.ninja: | packages
 build: packages $(BUILD)/build.ninja
 	@cmake --build --preset $(PRESET)
 
-hook: packages $(BUILD)/build.ninja
-	@cmake --build --preset $(PRESET) --target tavrin-hook
-
-run: hook
-	@scripts/replay.py $(if $(AGENT),--agent $(AGENT)) $(if $(KEEP),--keep) $(HOOK)
-
 test: build
 	@ctest --preset $(PRESET)
 
-# DOCS=1 puts the table into docs/reliability.md.
 faults: fault-tests
 	@tests/faults/table.py $(if $(DOCS),--docs) $(BUILD)
 	@$(MAKE) --no-print-directory planted
 
-# Verbose, for the counts that each test tells.
+# Verbose, because each test prints its counts.
 fault-tests: build
 	@ctest --preset $(PRESET) -C Faults -L faults --verbose
 
@@ -68,7 +98,7 @@ planted: packages
 sanitize:
 	@$(MAKE) --no-print-directory test PRESET=sanitize
 
-# Homebrew keeps the compiler that has libFuzzer out of the way.
+# Homebrew does not put the compiler that has libFuzzer into PATH.
 fuzz coverage: export PATH := $(if $(shell command -v brew),$(shell brew --prefix)/opt/llvm/bin:)$(PATH)
 fuzz: SECONDS ?= 30
 fuzz:
@@ -78,7 +108,7 @@ fuzz:
 	@scripts/fuzz.py build/fuzz $(if $(RUNS),--runs $(RUNS),--seconds $(SECONDS)) $(if $(SEED),--seed $(SEED)) $(if $(JOBS),--jobs $(JOBS)) $(TARGETS)
 
 coverage:
-	@scripts/install-packages.sh build test coverage
+	@scripts/install-packages.sh build terminal test coverage
 	@cmake --preset coverage >/dev/null
 	@cmake --build --preset coverage
 	@rm -rf build/coverage/profiles
@@ -93,7 +123,7 @@ macos:
 	@scripts/build-macos.sh
 
 arm64:
-	@scripts/install-packages.sh build arm64
+	@scripts/install-packages.sh build terminal test arm64
 	@scripts/arm64-sysroot.sh
 	@$(MAKE) --no-print-directory test PRESET=arm64
 
@@ -109,24 +139,22 @@ format:
 	@scripts/install-packages.sh lint
 	@git ls-files '*.cpp' '*.hpp' | xargs clang-format -i
 
-# BIN and DESTDIR reach the scripts by the environment.
-install: hook
-	@packaging/install.sh $(HOOK)
+# Packages contain the release, whatever PRESET is.
+release-hook: packages
+	@$(MAKE) --no-print-directory build/release/build.ninja PRESET=release
+	@cmake --build --preset release --target tavrin-hook
 
-uninstall:
-	@packaging/uninstall.sh
-
-# What is packed is the release, whatever PRESET says.
-package:
-	@$(MAKE) --no-print-directory hook PRESET=release
+package: release-hook
 	@scripts/package.sh $(or $(FOR),native arm64 macos)
 
-check-package:
-	@$(MAKE) --no-print-directory hook PRESET=release
+check-package: release-hook
 	@scripts/install-packages.sh package $(if $(BARE),,debian)
 	@scripts/package.sh native
 	@scripts/check-reproducible.sh
 	@scripts/check-package.sh $(if $(BARE),--bare)
+
+nightly: packages
+	@scripts/nightly.sh $(STEPS)
 
 clean:
 	@rm -rf build

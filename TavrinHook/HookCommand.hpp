@@ -1,5 +1,7 @@
 #pragma once
 
+// Part of TavrinHook, which is not installed. Needs nothing but the standard library.
+
 #include <cstdint>
 #include <functional>
 #include <span>
@@ -13,32 +15,32 @@
 #include "TavrinCore/Support/Date.hpp"
 #include "TavrinCore/Support/Uuid.hpp"
 
-/// One run of tavrin-hook, from the bytes of one event to one session file and one log line.
+/// One run of tavrin-hook: reads one event, updates one session file and writes one line of the log.
 namespace tavrin::HookCommand {
 
-/// The largest payload that is handled, in bytes; a larger one is counted, logged and dropped.
+/// The largest payload that is handled, in bytes. A larger one is only counted and logged.
 inline constexpr std::size_t largestPayload = 1'000'000;
 
-/// What a run takes from outside, beside the files that its event and its home name.
+/// What a run reads besides its files.
 struct Surroundings {
-  int input = 0;               ///< the descriptor that the payload is read from, to its end
-  std::string home;            ///< the directory that holds "Library"
+  int input = 0;               ///< the descriptor to read the payload from
+  std::string home;            ///< the directory that contains "Library"
   std::int32_t parentPid = 0;  ///< the process that ran this command
   ProcessTable processes;
   RepoLabel::Probes files;
   std::function<Date()> now;
   UuidSource makeId;
 
-  /// Those of this process.
+  /// The surroundings of this process.
   static Surroundings real();
 };
 
-/// Does the whole run. `words` is the command line, the program's name first. Nothing is printed; what went
-/// wrong is one line in the log, and the session's record is then what it was. Throws only for want of memory
-/// or of a clock, and then, too, leaves no half-written file.
+/// Does the whole run. `words` is the command line, the program's name first. Prints nothing. A failure is
+/// one line in the log, and leaves the session's record as it was. Throws only what `surroundings` throws,
+/// and std::bad_alloc. Even then no file is half written.
 void run(std::span<const std::string_view> words, const Surroundings& surroundings);
 
-/// The log line for a handled event: agent, session, event, tool and what came of it.
+/// The log line of an event: agent, session, event, tool and `outcome`.
 std::string trace(const HookEvent& event, Agent agent, std::string_view outcome);
 
 }  // namespace tavrin::HookCommand

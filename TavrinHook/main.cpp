@@ -1,5 +1,5 @@
-// The hook command of coding agents. Whatever happens, it prints nothing and its exit status is 0: an agent
-// takes anything else as an answer, and some stop their user's work for it.
+// The hook command of coding agents. It always exits with status 0 and prints nothing. Agents read anything
+// else as an answer, and some then stop their work.
 #include <unistd.h>
 
 #include <csignal>
@@ -11,24 +11,28 @@
 
 namespace {
 
-// Nothing prints it, but strings(1) finds it in the executable.
-constexpr const volatile char* version = "tavrin-hook " TAVRIN_VERSION;
+// Nothing prints it, but strings(1) finds it in the executable. The attributes keep it through compiler and
+// linker.
+#if __has_attribute(retain)
+[[gnu::used, gnu::retain]]
+#else
+[[gnu::used]]
+#endif
+constexpr char version[] = "tavrin-hook " TAVRIN_VERSION;  // NOLINT(modernize-avoid-c-arrays)
 
 }  // namespace
 
 int main(int argc, char** argv) {
-  static_cast<void>(*version);  // so that neither compiler nor linker leaves it out
-  // An error of the library's own, as an exception on its way out of another, must not end in abort(3).
+  // An exception that is thrown while another one is handled must not end in abort(3).
   std::set_terminate([] { _exit(0); });
-  // A file over the size limit of setrlimit(2), or a pipe in a file's place, is then a failed write like any
-  // other.
+  // Then a write beyond the size limit of setrlimit(2), or to a closed pipe, is only a failed write.
   std::signal(SIGXFSZ, SIG_IGN);
   std::signal(SIGPIPE, SIG_IGN);
   try {
     const std::vector<std::string_view> words(argv, argv + argc);
     tavrin::HookCommand::run(words, tavrin::HookCommand::Surroundings::real());
-  } catch (...) {  // NOLINT(bugprone-empty-catch): there is nobody left to tell
+  } catch (...) {  // NOLINT(bugprone-empty-catch): there is nowhere to report it
   }
-  // Straight out, past destructors of static objects and the flushing of streams that were never used.
+  // Skips destructors of static objects and the flushing of streams, which are not used.
   _exit(0);
 }

@@ -52,6 +52,8 @@ void SessionWatch::stop(End end) {
 }
 
 void SessionWatch::look() {
+  // Several timers may be due in the turn of the loop that ends it.
+  if (end_) return;
   const Date now = surroundings_.now();
   SessionWatcher::Look look = watcher_.look(now);
   const bool filesAreWatched = watchFiles(std::move(look.files));

@@ -61,9 +61,16 @@ std::size_t clusterWidth(std::string_view cluster) {
   const auto [first, length] = next(cluster);
   const bool isFlag = first >= 0x1F1E6 && first <= 0x1F1FF && cluster.size() > length;
   if (isFlag) return 2;
-  std::size_t columns = first < 0 ? 1 : static_cast<std::size_t>(std::max(utf8proc_charwidth(first), 0));
-  for (std::string_view rest = cluster; !rest.empty();) {
+  const auto widthOf = [](utf8proc_int32_t c) {
+    return c < 0 ? std::size_t{1} : static_cast<std::size_t>(std::max(utf8proc_charwidth(c), 0));
+  };
+  // Some signs stand before a character and are part of its cluster (UAX #29, Prepend); both take columns.
+  const bool isPrepended =
+      first >= 0 && utf8proc_get_property(first)->boundclass == UTF8PROC_BOUNDCLASS_PREPEND;
+  std::size_t columns = widthOf(first);
+  for (std::string_view rest = cluster.substr(length); !rest.empty();) {
     const auto [c, size] = next(rest);
+    if (isPrepended) columns += widthOf(c);
     if (c == emojiPresentation) columns = 2;
     rest.remove_prefix(size);
   }

@@ -1,6 +1,7 @@
-# utf8proc as utf8proc::utf8proc, for the build and, installed beside TavrinConfig.cmake, for those who link the library.
+# Finds utf8proc as the target utf8proc::utf8proc. It serves this build and is installed beside TavrinConfig.cmake for
+# programs that link the library.
 find_path(UTF8PROC_INCLUDE_DIR utf8proc.h)
-# The static library, for tavrin-hook is one file; it serves the rest as well.
+# The static library is preferred because tavrin-hook is linked statically.
 find_library(UTF8PROC_LIBRARY NAMES libutf8proc.a utf8proc)
 mark_as_advanced(UTF8PROC_INCLUDE_DIR UTF8PROC_LIBRARY)
 

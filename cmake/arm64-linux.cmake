@@ -1,5 +1,5 @@
-# Builds for 64-bit ARM Linux on another, and runs what was built under qemu. scripts/arm64-sysroot.sh has unpacked
-# the libraries into build/arm64-sysroot.
+# Builds for 64-bit ARM Linux on another machine, and runs the results under qemu. scripts/arm64-sysroot.sh unpacks the
+# libraries into build/arm64-sysroot.
 set(CMAKE_SYSTEM_NAME Linux)
 set(CMAKE_SYSTEM_PROCESSOR aarch64)
 set(CMAKE_C_COMPILER aarch64-linux-gnu-gcc)

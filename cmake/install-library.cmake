@@ -1,11 +1,10 @@
-# What programs need that link the library, as the install component "dev": headers, static libraries, the schema of
-# session files, and the files by which CMake and pkg-config find them. All paths in them are relative, so that the
-# tree can be moved.
+# The install component "dev", for programs that link the library: headers, static libraries, the schema of session
+# files, and the files that CMake and pkg-config read. All paths in them are relative, so the tree can be moved.
 include(CMakePackageConfigHelpers)
 
 set(package_directory "${CMAKE_INSTALL_LIBDIR}/cmake/Tavrin")
 
-# Headers of the library's own sources, which no other header includes, stay here.
+# Headers that only the library's own sources include are not installed.
 file(STRINGS "${CMAKE_CURRENT_LIST_DIR}/private-headers.txt" private_headers)
 set(private_patterns)
 foreach(header IN LISTS private_headers)
@@ -17,13 +16,12 @@ install(DIRECTORY "${PROJECT_SOURCE_DIR}/TavrinCore" DESTINATION "${CMAKE_INSTAL
 install(FILES "${PROJECT_SOURCE_DIR}/docs/session.schema.json" DESTINATION "${CMAKE_INSTALL_DATADIR}/tavrin"
   COMPONENT dev)
 
-# The headers that pass Boost.JSON documents around; what they are made of is in TavrinCore.
-add_library(TavrinSettings INTERFACE)
-add_library(Tavrin::Settings ALIAS TavrinSettings)
-target_link_libraries(TavrinSettings INTERFACE TavrinCore Boost::headers)
-
-# An export set for each component, for each has needs of its own.
-foreach(component Core Panel Settings)
+# One export set for each component, because each needs other libraries.
+set(components Core)
+if(TAVRIN_BUILD_PANEL)
+  list(APPEND components Panel)
+endif()
+foreach(component IN LISTS components)
   set_target_properties(Tavrin${component} PROPERTIES EXPORT_NAME ${component})
   install(TARGETS Tavrin${component} EXPORT Tavrin${component}Targets
     ARCHIVE DESTINATION "${CMAKE_INSTALL_LIBDIR}" COMPONENT dev
@@ -33,7 +31,7 @@ endforeach()
 
 configure_package_config_file("${CMAKE_CURRENT_LIST_DIR}/TavrinConfig.cmake.in"
   "${PROJECT_BINARY_DIR}/package/TavrinConfig.cmake" INSTALL_DESTINATION "${package_directory}")
-# Until 1.0, a new minor version may change anything.
+# Before 1.0, a new minor version may change anything.
 write_basic_package_version_file("${PROJECT_BINARY_DIR}/package/TavrinConfigVersion.cmake"
   COMPATIBILITY SameMinorVersion)
 install(FILES
@@ -48,7 +46,11 @@ set(TAVRIN_PANEL_REQUIRES)
 if(NOT APPLE)
   set(TAVRIN_PANEL_REQUIRES "icu-i18n icu-uc")
 endif()
-foreach(name tavrin-core tavrin-panel)
+set(modules tavrin-core)
+if(TAVRIN_BUILD_PANEL)
+  list(APPEND modules tavrin-panel)
+endif()
+foreach(name IN LISTS modules)
   configure_file("${CMAKE_CURRENT_LIST_DIR}/${name}.pc.in" "${PROJECT_BINARY_DIR}/package/${name}.pc" @ONLY)
   install(FILES "${PROJECT_BINARY_DIR}/package/${name}.pc" DESTINATION "${CMAKE_INSTALL_LIBDIR}/pkgconfig"
     COMPONENT dev)

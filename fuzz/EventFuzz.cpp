@@ -13,6 +13,7 @@
 #include "TavrinCore/Hook/HookOrigin.hpp"
 #include "TavrinCore/Hook/HookPayload.hpp"
 #include "TavrinCore/Hook/HookTransitions.hpp"
+#include "TavrinCore/Hook/SessionUpdate.hpp"
 #include "TavrinCore/Support/Json/Json.hpp"
 #include "TavrinCore/Support/Json/JsonFields.hpp"
 #include "TavrinCore/Support/Text.hpp"
@@ -134,6 +135,42 @@ void checkRecord(const Session& session) {
   require(Session::decode(text) == session, "a record comes back from its file");
 }
 
+// What surrounds the sessions: no processes, no repositories, and files as long as their paths.
+constexpr std::int32_t parentPid = 42;
+const ProcessTable noProcesses = {.record = [](std::int32_t /*pid*/) { return std::nullopt; },
+                                  .longName = [](std::int32_t /*pid*/) { return std::nullopt; },
+                                  .terminal = [](std::int32_t /*pid*/) { return std::nullopt; },
+                                  .application = [](std::int32_t /*pid*/) { return std::nullopt; }};
+const RepoLabel::Probes noFiles = {.exists = [](const std::string& /*path*/) { return false; },
+                                   .isDirectory = [](const std::string& /*path*/) { return false; },
+                                   .contents = [](const std::string& /*path*/) { return std::nullopt; },
+                                   .currentDirectory = [] { return "/"; }};
+std::optional<std::uint64_t> sizeOf(const std::string& path) {
+  return path.size();
+}
+
+SessionUpdate updatePlainly(const std::optional<Session>& stored, const HookEvent& event, Agent agent,
+                            Date now, const std::string& freshId) {
+  const HookAction wanted = action(event);
+  require(HookTransitions::action(event) == wanted, "the action is that of the table");
+  const HookAction resolved = resolve(wanted, event, stored, agent);
+  require(HookTransitions::resolve(wanted, event, stored, agent) == resolved, "and so is the resolved one");
+  if (resolved.isRemove()) return SessionUpdate::remove();
+  const std::optional<SessionState> state = resolved.state();
+  if (!state) return SessionUpdate::ignore();
+
+  const std::optional<SessionState> previous = stored ? std::optional(stored->state) : std::nullopt;
+  const Session base = stored ? *stored : HookTransitions::newRecord(event, agent, now);
+  Session next = advance(base, *state, event, previous, now, freshId);
+  next.agent = agent;
+  next.agentPid = parentPid;
+  if (!event.cwd.empty()) next.cwd = event.cwd;
+  if (!event.transcriptPath.value_or("").empty()) next.transcriptPath = event.transcriptPath;
+  const bool begins = state == SessionState::needsYou && previous != SessionState::needsYou;
+  if (begins && next.transcriptPath) next.attentionTranscriptOffset = next.transcriptPath->size();
+  return SessionUpdate::store(std::move(next));
+}
+
 // What the store and one run of the command after the other make of payloads.
 class Sessions {
  public:
@@ -164,36 +201,24 @@ class Sessions {
                 event.eventName == "userPromptSubmitted" || event.eventName == "agentStop",
             "a normalised name is normal");
     std::optional<Session>& current = records_[Text::onlyNameCharacters(event.sessionId)];
-    const HookAction wanted = HookTransitions::action(event);
-    require(wanted == action(event), "the action is that of the table");
-    const HookAction resolved = HookTransitions::resolve(wanted, event, current, agent);
-    require(resolved == resolve(wanted, event, current, agent), "and so is the resolved one");
     checkTrace(event, agent);
-    if (resolved.isRemove()) current.reset();
-    if (const std::optional<SessionState> state = resolved.state()) advanceTo(*state, event, agent, current);
-  }
-
-  void advanceTo(SessionState state, const HookEvent& event, Agent agent, std::optional<Session>& current) {
     const Date now = dateFromSeconds(1'738'314'902 + ++steps_);
     const std::string freshId = "ID-" + std::to_string(steps_);
-    const std::optional<SessionState> previous = current ? std::optional(current->state) : std::nullopt;
-    Session before = current.value_or(Session());
-    if (!current) {
-      before.sessionId = event.sessionId;
-      before.state = state;
-      before.updatedAt = before.stateSince = now;
-      before.cwd = event.cwd;
+    const UuidSource makeId = [&] { return freshId; };
+    const SessionUpdate update = SessionUpdate::of(current, event, agent,
+                                                   {.now = now,
+                                                    .parentPid = parentPid,
+                                                    .processes = noProcesses,
+                                                    .files = noFiles,
+                                                    .makeId = makeId,
+                                                    .fileSize = sizeOf,
+                                                    .desktopTitle = nullptr});
+    require(update == updatePlainly(current, event, agent, now, freshId), "both make the same record");
+    if (update.isRemove()) current.reset();
+    if (const Session* const record = update.record()) {
+      checkRecord(*record);
+      current = *record;
     }
-    Session next = HookTransitions::advance(before, state, event, previous, now, [&] { return freshId; });
-    Session expected = advance(before, state, event, previous, now, freshId);
-    // A new record that waits has no identifier to keep.
-    if (!previous && state == SessionState::needsYou) {
-      expected.attentionId = freshId;
-    }
-    require(next == expected, "the next record is that of the table");
-    next.agent = agent;
-    checkRecord(next);
-    current = std::move(next);
   }
 
   static void checkTrace(const HookEvent& event, Agent agent) {

@@ -40,7 +40,7 @@ void checkFile(const std::string& path, const std::optional<Generation>& expecte
 }
 
 std::int64_t numberAt(const std::vector<std::string_view>& words, std::size_t index) {
-  return index < words.size() ? Integer::int64(words[index]).value_or(-1) : -1;
+  return index < words.size() ? Integer::digits<std::int64_t>(words[index]).value_or(-1) : -1;
 }
 
 // The line of a message, up to its first zero byte.

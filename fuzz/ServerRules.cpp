@@ -1,5 +1,9 @@
 #include "fuzz/ServerRules.hpp"
 
+#include <algorithm>
+#include <array>
+#include <functional>
+#include <map>
 #include <set>
 #include <string_view>
 
@@ -12,7 +16,7 @@ namespace {
 
 using Words = std::vector<std::string>;
 
-std::string lastComponent(const std::string& path) {
+std::string afterLastSlash(const std::string& path) {
   return std::string(split(path, '/').back());
 }
 
@@ -39,72 +43,99 @@ int portOf(std::string_view text) {
   return port;
 }
 
+// A row's conditions: "|" stands between alternatives, "&" between what must all hold. "stem=x" asks for a
+// stem that is x, "cmd^x" for a command that starts with x, "line~x" for a line that holds x.
+struct Row {
+  const char* name;
+  const char* conditions;
+};
+
+constexpr std::array<Row, 31> table = {{
+    {"Next.js",
+     "cmd^next-server|first=next-server|first^next-server |line~/next/dist/bin/|stem=next&arg=dev"},
+    {"Vite", "stem=vite|line~/vite/bin/"},
+    {"Astro", "stem=astro|line~/astro/dist/cli"},
+    {"Nuxt", "stem=nuxt|stem=nuxi|line~/nuxt/bin/|line~/nuxi/bin/"},
+    {"SvelteKit", "line~svelte-kit|line~@sveltejs/kit"},
+    {"Remix", "stem=remix|line~@remix-run"},
+    {"Storybook", "stem=storybook|line~/storybook/"},
+    {"Remotion", "line~remotion"},
+    {"Expo", "stem=expo|line~/expo/bin/|line~/@expo/cli"},
+    {"Wrangler", "stem=wrangler|line~/wrangler/bin/"},
+    {"webpack", "stem=webpack-dev-server|line~webpack-dev-server|stem=webpack|line~/webpack/bin/"},
+    {"Parcel", "stem=parcel"},
+    {"Angular", "stem=ng&arg=serve|line~@angular/cli"},
+    {"Django", "name=manage.py&arg=runserver"},
+    {"Flask", "stem=flask"},
+    {"Uvicorn", "stem=uvicorn"},
+    {"Gunicorn", "stem=gunicorn"},
+    {"Python http.server", "arg=http.server"},
+    {"Streamlit", "stem=streamlit"},
+    {"Jupyter", "stem=jupyter|stem=jupyter-lab|stem=jupyter-notebook"},
+    {"MkDocs", "stem=mkdocs"},
+    {"Rails", "stem=rails|stem=puma|cmd=puma|first=puma|first^puma "},
+    {"Jekyll", "stem=jekyll"},
+    {"Laravel", "name=artisan&arg=serve"},
+    {"PHP", "cmd=php&arg=-S"},
+    {"Go", "line~/go-build|first stem=go&arg=run"},
+    {"http-server", "stem=http-server"},
+    {"live-server", "stem=live-server"},
+    {"serve", "stem=serve"},
+    {"Caddy", "cmd=caddy|stem=caddy"},
+    {"nginx", "cmd=nginx|stem=nginx"},
+}};
+
+using Facts = std::multimap<std::string, std::string, std::less<>>;
+
+// Only arguments keep their letter case.
+Facts factsOf(const std::string& command, const Words& arguments) {
+  Facts facts = {{"cmd", Text::lowerCased(command)}};
+  std::string line;
+  for (const std::string& argument : arguments) {
+    const std::string name = Text::lowerCased(afterLastSlash(argument));
+    const std::string stem = cutAtDot(name).first;
+    if (&argument == &arguments.front()) {
+      facts.emplace("first", Text::lowerCased(argument));
+      facts.emplace("first stem", stem);
+    }
+    facts.emplace("arg", argument);
+    facts.emplace("name", name);
+    facts.emplace("stem", stem);
+    line += (line.empty() && &argument == &arguments.front() ? "" : " ") + argument;
+  }
+  facts.emplace("line", Text::lowerCased(line));
+  return facts;
+}
+
+bool holds(std::string_view condition, const Facts& facts) {
+  const std::size_t at = condition.find_first_of("=^~");
+  const std::string_view wanted = condition.substr(at + 1);
+  const auto [begin, end] = facts.equal_range(condition.substr(0, at));
+  return std::any_of(begin, end, [&](const auto& fact) {
+    if (condition[at] == '=') return fact.second == wanted;
+    return condition[at] == '^' ? fact.second.starts_with(wanted)
+                                : fact.second.find(wanted) != std::string::npos;
+  });
+}
+
 }  // namespace
 
 std::optional<std::string> name(const std::string& command, const Words& arguments) {
-  const std::string cmd = Text::lowerCased(command);
-  const std::string first = arguments.empty() ? "" : Text::lowerCased(arguments.front());
-  std::string line;
-  std::set<std::string> names;
-  std::set<std::string> stemSet;
-  std::string firstStem;
-  for (std::size_t i = 0; i < arguments.size(); ++i) {
-    if (i > 0) line += ' ';
-    line += arguments[i];
-    const std::string name = Text::lowerCased(lastComponent(arguments[i]));
-    names.insert(name);
-    stemSet.insert(cutAtDot(name).first);
-    if (i == 0) firstStem = cutAtDot(name).first;
+  const Facts facts = factsOf(command, arguments);
+  for (const Row& row : table) {
+    for (const std::string_view alternative : split(row.conditions, '|')) {
+      const std::vector<std::string_view> conditions = split(alternative, '&');
+      if (std::ranges::all_of(conditions, [&](auto condition) { return holds(condition, facts); }))
+        return row.name;
+    }
   }
-  line = Text::lowerCased(line);
-  const auto has = [&](const char* text) { return line.find(text) != std::string::npos; };
-  const auto stem = [&](const char* text) { return stemSet.contains(text); };
-  const auto arg = [&](const char* text) {
-    return std::set<std::string>(arguments.begin(), arguments.end()).contains(text);
-  };
-
-  if (cmd.starts_with("next-server") || first == "next-server" || first.starts_with("next-server ") ||
-      has("/next/dist/bin/") || (stem("next") && arg("dev")))
-    return "Next.js";
-  if (stem("vite") || has("/vite/bin/")) return "Vite";
-  if (stem("astro") || has("/astro/dist/cli")) return "Astro";
-  if (stem("nuxt") || stem("nuxi") || has("/nuxt/bin/") || has("/nuxi/bin/")) return "Nuxt";
-  if (has("svelte-kit") || has("@sveltejs/kit")) return "SvelteKit";
-  if (stem("remix") || has("@remix-run")) return "Remix";
-  if (stem("storybook") || has("/storybook/")) return "Storybook";
-  if (has("remotion")) return "Remotion";
-  if (stem("expo") || has("/expo/bin/") || has("/@expo/cli")) return "Expo";
-  if (stem("wrangler") || has("/wrangler/bin/")) return "Wrangler";
-  if (stem("webpack-dev-server") || has("webpack-dev-server") || stem("webpack") || has("/webpack/bin/"))
-    return "webpack";
-  if (stem("parcel")) return "Parcel";
-  if ((stem("ng") && arg("serve")) || has("@angular/cli")) return "Angular";
-  if (names.contains("manage.py") && arg("runserver")) return "Django";
-  if (stem("flask")) return "Flask";
-  if (stem("uvicorn")) return "Uvicorn";
-  if (stem("gunicorn")) return "Gunicorn";
-  if (arg("http.server")) return "Python http.server";
-  if (stem("streamlit")) return "Streamlit";
-  if (stem("jupyter") || stem("jupyter-lab") || stem("jupyter-notebook")) return "Jupyter";
-  if (stem("mkdocs")) return "MkDocs";
-  if (stem("rails") || stem("puma") || cmd == "puma" || first == "puma" || first.starts_with("puma "))
-    return "Rails";
-  if (stem("jekyll")) return "Jekyll";
-  if (names.contains("artisan") && arg("serve")) return "Laravel";
-  if (cmd == "php" && arg("-S")) return "PHP";
-  if (has("/go-build") || (firstStem == "go" && arg("run"))) return "Go";
-  if (stem("http-server")) return "http-server";
-  if (stem("live-server")) return "live-server";
-  if (stem("serve")) return "serve";
-  if (cmd == "caddy" || stem("caddy")) return "Caddy";
-  if (cmd == "nginx" || stem("nginx")) return "nginx";
   return std::nullopt;
 }
 
 std::optional<std::string> script(const Words& arguments) {
   const std::set<std::string> extensions = {"js", "mjs", "cjs", "ts", "tsx", "mts", "py", "rb", "php"};
   for (std::size_t i = 1; i < arguments.size(); ++i) {
-    const std::string name = lastComponent(arguments[i]);
+    const std::string name = afterLastSlash(arguments[i]);
     if (extensions.contains(Text::lowerCased(cutAtDot(name).second)) &&
         arguments[i].find("node_modules/") == std::string::npos)
       return name;
@@ -115,7 +146,7 @@ std::optional<std::string> script(const Words& arguments) {
 std::optional<int> nodeInspectorPort(const std::string& command, const Words& arguments) {
   const std::set<std::string> withOperand = {
       "-e", "--eval", "-p", "--print", "-r", "--require", "--import", "--loader", "--experimental-loader"};
-  if (command != "node" && (arguments.empty() || lastComponent(arguments.front()) != "node"))
+  if (command != "node" && (arguments.empty() || afterLastSlash(arguments.front()) != "node"))
     return std::nullopt;
   std::optional<int> inspectPort;
   std::optional<int> explicitPort;

@@ -4,8 +4,8 @@
 #include <string>
 #include <vector>
 
-/// The rules by which servers are named and their debuggers found a second time, written one after the other
-/// without tables and without the library's code, to hold the first against.
+/// A second form of the rules that name servers and find their debuggers, to compare the library with. The
+/// library's form is a chain of conditions, this one a table of texts.
 namespace tavrin::fuzz::ServerRules {
 
 std::optional<std::string> name(const std::string& command, const std::vector<std::string>& arguments);

@@ -14,7 +14,7 @@ fi
 
 build=build/bench
 cmake --preset release -B $build -DTAVRIN_BUILD_BENCHMARKS=ON -DTAVRIN_BUILD_TESTS=OFF >/dev/null
-targets=(steps_bench transcript_bench panel_bench)
+targets=(steps_bench transcript_bench panel_bench monitor_bench)
 # Whole runs are measured on Linux, by its own interfaces.
 if [ "$(uname)" = Linux ]; then targets+=(process_bench); fi
 cmake --build $build --target "${targets[@]}"
@@ -25,7 +25,7 @@ if [ "$(uname)" = Linux ]; then
   bench/system_calls.py $build/TavrinHook/tavrin-hook >$build/system-calls.md
   echo "System calls of one run: $(grep -c '^| [0-9]' $build/system-calls.md)"
 fi
-for name in steps transcript panel; do
+for name in steps transcript panel monitor; do
   echo
   $build/bench/${name}_bench --benchmark_min_time=0.2 --benchmark_out=$build/$name.json
 done

@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
-# Builds tavrin-hook and the libraries for macOS, on Linux, as universal files, and checks them. Those that passed are in
-# build/macos.
+# Builds tavrin-hook and the libraries for macOS, on Linux, as universal files, and checks them. Files that pass are put
+# into build/macos.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
@@ -17,9 +17,9 @@ for arch in arm64 x86_64; do
   cmake --build --preset "macos-$arch"
 done
 
-# Debian keeps some of LLVM's programs out of the way.
+# Debian does not put all of LLVM's programs into PATH.
 llvm="$(dirname "$(readlink -f "$(command -v llvm-ar)")")"
-# It makes the signature anew that the linker put into the file; the check below reads it.
+# llvm-strip also renews the signature that the linker wrote into the file. The check below reads the signature.
 for arch in arm64 x86_64; do
   "$llvm/llvm-strip" "build/macos-$arch/TavrinHook/tavrin-hook" -o "build/macos-$arch/tavrin-hook"
 done

@@ -2,9 +2,9 @@
 """Checks universal files for macOS without a Mac: executables, and static libraries.
 
 Every file must hold code for arm64 and x86_64, for macOS 12.0 and later, and no path of the machine that built it. An
-executable must load only libraries of the system, take from them only what they have, be stripped, and for arm64 be
-signed, as the kernel wants it, with a hash that fits for each page. Says what is wrong, with status 1, or how large
-everything is."""
+executable must load only libraries of the system and use only symbols that those export. It must be stripped. Its arm64
+part must have the signature that the kernel demands, with the right hash of each page. Prints what is wrong and ends
+with status 1, or prints the sizes and ends with 0."""
 import argparse
 import hashlib
 import pathlib

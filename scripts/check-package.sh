@@ -1,8 +1,8 @@
 #!/usr/bin/env bash
-# Installs what is in build/package for this machine, runs the command that was installed, and removes it again: the
-# archive in a scratch home, the .deb, after lintian has looked at it, in a Debian made for that (build/debian, by
-# debootstrap). With --bare the .deb goes into an empty directory, where nothing is but what it brings along: that takes
-# a moment, and no network. A .deb needs root; for --bare it is enough to be it in a namespace of one's own.
+# Installs the packages for this machine in build/package, runs the installed command, and removes it again. The archive
+# is installed in a scratch home. The .deb is checked by lintian and installed in a Debian that debootstrap makes in
+# build/debian. With --bare the .deb is installed in an empty directory, which takes a moment and needs no network. A .deb
+# needs root. With --bare, root in a user namespace is enough.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
@@ -51,7 +51,7 @@ fail() {
   exit 1
 }
 
-# Runs a command, which is tavrin-hook, on one event. `home` is the home directory as seen from here.
+# Runs a command that starts tavrin-hook on one event. `home` is its home directory as this script sees it.
 try() {
   local home=$1 said
   shift
@@ -75,10 +75,10 @@ HOME=$workshop/home "$workshop/$folder/uninstall.sh" >/dev/null
 [ -e "$record" ] || fail "what agents reported went with uninstall.sh"
 echo "$folder.tar.gz: installed, handled an event, removed"
 
-# All there is, but what dpkg keeps of its own.
+# Lists all files except those of dpkg itself.
 listing() { (cd "$root" && find . -path ./var/lib/dpkg -prune -o -path ./var/log -prune -o -print | sort); }
 
-purge_package >/dev/null 2>&1 # what a check that was broken off has left
+purge_package >/dev/null 2>&1 # an interrupted check may have left it installed
 listing >"$workshop/before"
 install_package >/dev/null
 installed=$(listing | comm -13 "$workshop/before" - | wc -l)

@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
-# Builds and packs the sources once more, in another directory, and fails where a package for this machine is not the
-# one in build/package, byte for byte.
+# Builds and packs the sources again in another directory. Fails if a package for this machine differs from the one in
+# build/package in any byte.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 

@@ -1,9 +1,9 @@
 #!/usr/bin/env python3
-"""Says which branches of TavrinCore and TavrinHook the tests took: coverage.py BUILD
+"""Lists the branches of TavrinCore and TavrinHook that the tests did not take: coverage.py BUILD
 
-BUILD was built with TAVRIN_COVERAGE, and its tests have run. A condition has two branches, true and false; a switch has
-one for each case. The status is 0 when enough of them were taken: all of the disk layer, of locking and of the state
-machine, and 95 of 100 of the rest. Branches that no test can take are listed in scripts/coverage-exceptions.txt.
+BUILD is a build directory with TAVRIN_COVERAGE whose tests have run. A condition has two branches, true and false. A
+switch has one for each case. The status is 0 if the tests took enough branches: all of the disk layer, of locking and of
+the state machine, and 95 of 100 of the rest. scripts/coverage-exceptions.txt lists the branches that no test can take.
 """
 
 import collections

@@ -1,9 +1,10 @@
 #!/usr/bin/env bash
-# Fetches packages that the machine itself has no use for, from where its apt takes its own, and unpacks them.
-# Nothing is installed, no setting is changed, and no right of the superuser is needed.
+# Fetches packages that the machine itself does not need from the servers that its apt uses, and unpacks them. Installs
+# nothing, changes no setting, and does not need root.
 #
-#   fetch-with-apt.sh source DIRECTORY PACKAGE       the source of PACKAGE; DIRECTORY must not be there yet
+#   fetch-with-apt.sh source DIRECTORY PACKAGE       the source of PACKAGE; DIRECTORY must not exist yet
 #   fetch-with-apt.sh arm64 DIRECTORY PACKAGE...     the files of packages for 64-bit ARM
+#   fetch-with-apt.sh unstable DIRECTORY PACKAGE...  the files of packages from Debian's unstable release
 set -euo pipefail
 
 kind=$1 directory=$(realpath -m "$2")
@@ -14,7 +15,7 @@ trap 'rm -rf "$work"' EXIT
 mkdir -p "$work"/{sources,lists/partial,cache/archives/partial}
 : >"$work/status"
 
-# What the machine's apt is told, in both of its forms, asking for something else.
+# Copies the machine's lists of servers, which have two formats, and asks them for something else.
 if [ "$kind" = source ]; then type=deb-src; else type=deb; fi
 shopt -s nullglob
 for list in /etc/apt/sources.lis[t] /etc/apt/sources.list.d/*.list; do
@@ -24,6 +25,19 @@ done
 for list in /etc/apt/sources.list.d/*.sources; do
   sed -E -e "s/^Types:.*/Types: $type/" -e '/^Architectures:/d' "$list" >"$work/sources/$(basename "$list")"
 done
+
+if [ "$kind" = unstable ]; then
+  # Only Debian's main archive has that release: other servers, updates and backports are left out.
+  debian='https?://[^[:space:]]*/debian/?'
+  for list in "$work"/sources/*.list; do
+    sed -n -i -E "s#^(deb .*$debian[[:space:]]+)[a-z]+([[:space:]].*)#\\1sid\\2#p" "$list"
+  done
+  for list in "$work"/sources/*.sources; do
+    awk -v RS= -v ORS='\n\n' -v debian="URIs:[[:space:]]*$debian[[:space:]]*(\n|\$)" '$0 ~ debian' "$list" |
+      sed -E 's/^Suites:.*/Suites: sid/' >"$list.new"
+    mv "$list.new" "$list"
+  done
+fi
 
 # Ubuntu keeps packages for ARM apart from those for Intel; python-apt-common says where.
 templates=/usr/share/python-apt/templates/Ubuntu.info
@@ -50,7 +64,7 @@ fi
 
 mkdir "$work/downloads"
 cd "$work/downloads"
-# A source of somebody else's may have nothing of the kind: what is missing shows below.
+# A third party's server may offer nothing of this kind. If a package is missing, the next command fails.
 apt-get -c "$work/apt.conf" -qq update || true
 if [ "$kind" = source ]; then
   apt-get -c "$work/apt.conf" -qq source --download-only "$1" >/dev/null

@@ -8,10 +8,12 @@ settings and answers as agents and systems really sent them, and the odd cases t
 import base64
 import json
 import pathlib
+import random
 import shutil
 import sys
 
 DATA = pathlib.Path(__file__).resolve().parent.parent / "tests/data"
+FUZZ = DATA.parent.parent / "fuzz"
 AGENTS = ["claude", "codex", "gemini", "copilot", "grok"]
 SEPARATOR = b"\x1e"
 ZERO = b"\0"
@@ -34,6 +36,12 @@ def shortened(value):
     if isinstance(value, dict):
         return {key: shortened(each) for key, each in value.items()}
     return value
+
+
+def dictionary(name):
+    """The words that a target's dictionary holds (libFuzzer's format: one word in quotes a line)."""
+    words = (line.split('"')[1] for line in (FUZZ / f"dictionaries/{name}.dict").read_text().splitlines() if '"' in line)
+    return [word.encode("latin-1").decode("unicode_escape").encode("latin-1") for word in words]
 
 
 def compact(document):
@@ -132,14 +140,26 @@ def listeners():
         yield b"p" + line["text"].encode() + b"\nn*:" + line["text"].encode() + b"\n"
 
 
+PIECES = [b"", b"/", b".", b"=", b"-", b"9229", b":", b"a", b"app.js", b".mts", b"\xc3\x9f", b"\xe2\x84\xaa", b"\xff", b" ", b"-r", b"-e"]
+
+
 def gitfile():
     """A path, a checkout, and the text of its .git file."""
     texts = [b"gitdir: /home/dev/app/.git/worktrees/feature-x\n", b"gitdir: ../.git/modules/sub\n", b"", b"gitdir:",
              b" gitdir:\t/.git/worktrees/x", b"gitdir: a/.git/worktrees/x", b"gitdir: /a/.git/worktrees///", b"x"]
     for text in texts:
         yield SEPARATOR.join([b"home/dev/app/src", b"home/dev/app", text])
+    spaces = [space.encode() for space in "\t \n \r\n \u00a0 \u202f \u3000 \u0085 \x0b".split(" ")] + [b" ", b""]
+    for before in spaces:
+        for after in spaces:
+            yield SEPARATOR.join([b"a/b/c", b"a", before + b"gitdir:" + after + b"/r/.git/worktrees/w" + before])
     for line in json_lines("platform/paths.jsonl"):
         yield SEPARATOR.join([line["path"].encode(), b"", texts[0]])
+        yield SEPARATOR.join([line["path"].encode(), line["path"].encode(), texts[1]])
+    chance = random.Random(1)
+    parts = [b"/", b"//", b".", b"..", b"a", b".git", b"worktrees", b"gitdir:", b" ", b"\t", b"\n", b"\xff", b"\xe2\x80\xaf", b"\xc3\x9f"]
+    for count in range(400):
+        yield SEPARATOR.join(b"".join(chance.choices(parts, k=1 + chance.randrange(1 + count // 2))) for _ in range(3))
     for depth in [62, 63, 64, 65]:
         yield SEPARATOR.join([b"/".join([b"a"] * depth), b"", b""])
 
@@ -156,6 +176,17 @@ def arguments():
     """Words with a zero byte between them, the first of them the process's name."""
     for line in json_lines("servers/processes.jsonl"):
         yield ZERO.join(word.encode() for word in [line["command"]] + line["arguments"])
+    for words in dictionary("arguments"):
+        yield ZERO.join([b"node", b"node", words, b"4000"])
+        yield ZERO.join([b"node", b"/usr/bin/node", b"/app/node_modules/.bin/" + words, b"--port", b"4000"])
+        yield ZERO.join([words, words, b"-x"])
+    chance = random.Random(1)
+    for count in range(1, 600):
+        line = [chance.choice([b"node", b"workerd", b"php", b"ruby", b"", b"\xff"])]
+        words = chance.choices(PIECES + dictionary("arguments"), k=chance.choice([2, 4, 90]))
+        for _ in range(1 + count % 100):
+            line.append(b"".join(chance.choices(words, k=chance.choice([1, 1, 2, 3, 9]))))
+        yield ZERO.join(line)
     for words in ["node node --inspect=0 app.js", "node node -r x --inspect-brk --inspect-port 9500", "node /x/node --inspect",
                   "workerd workerd --inspector-addr=localhost:9229 --debug-port 9230 --external-addr=loopback=[::1]:8787",
                   "ruby puma 6.4", "php php artisan serve -S", "python3 python3 manage.py runserver",

@@ -1,12 +1,11 @@
 #!/usr/bin/env python3
 """Runs the fuzz targets of a build, by default as many at once as there are processors, and prints what each of them did.
 
-fuzz.py BUILD [--seconds N] [--runs N] [--seed N] [--jobs N] [--minimise] [TARGET...]
+fuzz.py BUILD [--seconds N] [--runs N] [--seed N] [--jobs N] [TARGET...]
 
-Each target starts from fuzz/corpus/TARGET, keeps what it finds in BUILD/found/TARGET, and leaves an input that breaks
-it in BUILD/artifacts. The status is 0 when none was broken. Without a seed each run takes another way. --minimise
-runs nothing: it makes the corpus anew of the smallest inputs, among the corpus, what was found and the seeds, that
-reach all that those reach together.
+Each target starts from the inputs in fuzz/corpus/TARGET, which were written by hand, and from those in
+BUILD/seeds/TARGET, which fuzz-seeds.py makes of recorded data. It keeps what it finds in BUILD/found/TARGET and leaves
+an input that breaks it in BUILD/artifacts. The status is 0 if none did. Without a seed each run takes another path.
 """
 
 import argparse
@@ -14,10 +13,8 @@ import concurrent.futures
 import os
 import pathlib
 import re
-import shutil
 import subprocess
 import sys
-import tempfile
 import time
 
 ROOT = pathlib.Path(__file__).resolve().parent.parent
@@ -61,7 +58,7 @@ def command(build, target, *options):
 def run(build, target, options):
     start = time.monotonic()
     done = subprocess.run(command(build, target, *options, "-print_final_stats=1", folder(build, "found", target),
-                                  corpus(target)),
+                                  corpus(target), folder(build, "seeds", target)),
                           env=ENVIRONMENT, stdin=subprocess.DEVNULL, stdout=subprocess.PIPE, stderr=subprocess.STDOUT,
                           check=False)
     log = done.stdout.decode(errors="replace")
@@ -94,22 +91,6 @@ def fuzz(build, targets, options, jobs):
     return 1 if broken else 0
 
 
-def minimise(build, targets):
-    seeds = build / "seeds"
-    subprocess.run([ROOT / "scripts/fuzz-seeds.py", seeds], check=True)
-    for target in targets:
-        with tempfile.TemporaryDirectory(dir=build) as kept:
-            subprocess.run(command(build, target, "-set_cover_merge=1", kept, folder(corpus(target)),
-                                   folder(build, "found", target), seeds / target),
-                           env=ENVIRONMENT, stdin=subprocess.DEVNULL, stdout=subprocess.DEVNULL,
-                           stderr=subprocess.DEVNULL, check=True)
-            shutil.rmtree(corpus(target))
-            shutil.copytree(kept, corpus(target))
-        files = list(corpus(target).iterdir())
-        print(f"{target:12}{len(files):6} files{sum(each.stat().st_size for each in files):10,} bytes")
-    return 0
-
-
 def main():
     parser = argparse.ArgumentParser(description=__doc__, formatter_class=argparse.RawDescriptionHelpFormatter)
     parser.add_argument("build", type=pathlib.Path)
@@ -118,16 +99,13 @@ def main():
     parser.add_argument("--runs", type=int, default=0)
     parser.add_argument("--seed", type=int, default=0)
     parser.add_argument("--jobs", type=int, default=os.cpu_count())
-    parser.add_argument("--minimise", action="store_true")
     given = parser.parse_intermixed_args()
     unknown = set(given.targets) - set(TARGETS)
     if unknown:
         parser.error(f"no such target: {' '.join(sorted(unknown))}")
-    if not given.minimise and not given.seconds and not given.runs:
+    if not given.seconds and not given.runs:
         parser.error("--seconds or --runs says when to stop")
     targets = given.targets or list(TARGETS)
-    if given.minimise:
-        return minimise(given.build, targets)
     limits = {"max_total_time": given.seconds, "runs": given.runs, "seed": given.seed}
     return fuzz(given.build, targets, [f"-{name}={value}" for name, value in limits.items() if value], given.jobs)
 

@@ -1,11 +1,11 @@
 #!/usr/bin/env bash
-# Installs what is missing of the groups of scripts/packages.txt named on the command line, with apt or Homebrew.
-# Does nothing, and asks for nothing, when everything is there.
+# Installs missing packages with apt or Homebrew. The arguments name groups of scripts/packages.txt. Does nothing, and
+# asks for nothing, if nothing is missing.
 set -euo pipefail
 
 list="$(dirname "$0")/packages.txt"
 
-# The first of the names joined by "|" that apt knows.
+# Prints the first of the names joined by "|" that apt knows.
 known_to_apt() {
   local name
   for name in ${1//|/ }; do
@@ -50,5 +50,5 @@ export DEBIAN_FRONTEND=noninteractive
 as_root apt-get update -qq
 names=()
 for choice in "${missing[@]}"; do names+=("$(known_to_apt "$choice")"); done
-# Nothing of the user's is removed for it: then apt says what is in the way.
+# --no-remove: if a package of the user's is in the way, apt says so and stops.
 as_root apt-get install -y -qq --no-remove --no-install-recommends "${names[@]}" >/dev/null

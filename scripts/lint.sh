@@ -2,13 +2,13 @@
 # Checks the sources with clang-format and clang-tidy. The argument is a build directory with compile commands.
 set -euo pipefail
 
-# Homebrew keeps LLVM out of the way.
+# Homebrew does not put LLVM into PATH.
 if command -v brew >/dev/null; then PATH="$PATH:$(brew --prefix llvm)/bin"; fi
 
 git ls-files '*.cpp' '*.hpp' | xargs clang-format --dry-run --Werror
-# What a Mac does not compile; Linux compiles everything, for the tests.
-skipped='^$'
-if [ "$(uname)" = Darwin ]; then skipped='_linux|_icu|ProcFormats'; fi
-git ls-files 'TavrinCore/*.cpp' 'TavrinHook/*.cpp' 'examples/*.cpp' | grep -v -E "$skipped" |
-  xargs -P "$(getconf _NPROCESSORS_ONLN)" -n 4 clang-tidy --quiet -p "$1"
+# Linux does not compile these files of macOS. It compiles the others, because its tests need them.
+skipped='TavrinTerminal/.*_macos|ProcessFacts_macos'
+if [ "$(uname)" = Darwin ]; then skipped='_linux|_icu|ProcFormats|ListeningPorts'; fi
+git ls-files 'TavrinCore/*.cpp' 'TavrinHook/*.cpp' 'TavrinTerminal/*.cpp' 'examples/*.cpp' | grep -v -E "$skipped" |
+  xargs -P "$(getconf _NPROCESSORS_ONLN)" -n 4 clang-tidy --quiet --extra-arg=-Wno-unknown-warning-option -p "$1"
 echo "The sources are clean."

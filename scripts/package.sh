@@ -1,8 +1,7 @@
 #!/usr/bin/env bash
-# Makes the files that people download, in build/package: of what was built for this machine a .deb and a .tar.gz, of
-# what `make arm64` and `make macos` leave, when they have passed, a .tar.gz each, and the SHA-256 sums of them all. The
-# arguments are what to pack: native, arm64, macos. The same commit gives the same bytes, in whatever directory and
-# however often the same compilers build it.
+# Makes the files that people download, in build/package: a .deb and a .tar.gz for this machine, a .tar.gz for each other
+# system, and the SHA-256 sums of all. The arguments are the systems: native, arm64, macos. The same compilers make the
+# same bytes of the same commit, in any directory.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
@@ -17,7 +16,7 @@ case $(uname -m) in
   aarch64) machine=arm64 ;;
   *) machine=$(uname -m) ;;
 esac
-# Every time in a package is that of the commit.
+# Every time stamp in a package is the commit's.
 export SOURCE_DATE_EPOCH="${SOURCE_DATE_EPOCH:-$(git log -1 --format=%ct)}"
 umask 022
 rm -rf "$packages"
@@ -25,7 +24,7 @@ mkdir -p "$packages"
 stage=$(mktemp -d)
 trap 'rm -rf "$stage"' EXIT
 
-# An archive of one folder: the executable, and what goes with it everywhere.
+# Makes an archive of one folder with the executable and the files that belong to it on every system.
 tarball() {
   local name="tavrin-hook-$version-$1" executable=$2
   mkdir "$stage/$name"
@@ -46,13 +45,13 @@ pack_native() {
 }
 
 pack_arm64() {
-  if [ "$machine" = arm64 ]; then return; fi # it is the native one
+  if [ "$machine" = arm64 ]; then return; fi # the native package is the same
   make --no-print-directory arm64
   aarch64-linux-gnu-strip -o "$stage/arm64" build/arm64/TavrinHook/tavrin-hook
   tarball linux-arm64 "$stage/arm64"
 }
 
-# Stripped already: it is signed.
+# The executable is stripped already, because stripping it now would break its signature.
 pack_macos() {
   make --no-print-directory macos
   tarball macos-universal build/macos/tavrin-hook

@@ -1,6 +1,6 @@
 #!/usr/bin/env python3
 """Makes docs/run.svg, the picture of `make run` in the README, from what the run prints on a terminal. With --check it
-writes nothing, and fails when the picture is not what the run prints now."""
+writes nothing, and fails if the run now prints something else. Without a terminal it ends with status 77."""
 import argparse
 import os
 import pathlib
@@ -28,7 +28,11 @@ CLASSES = {"1": "bold", "2": "dim"} | {code: name for code, (name, _, _) in COLO
 
 def printed_on_terminal(command):
     """What a command prints when its output is a terminal, line by line."""
-    ours, its = pty.openpty()
+    try:
+        ours, its = pty.openpty()
+    except OSError:
+        print("Left out: no pseudo-terminal can be opened here. Is /dev/pts mounted?")
+        sys.exit(77)
     process = subprocess.Popen(command, stdin=subprocess.DEVNULL, stdout=its)
     os.close(its)
     output = b""

@@ -1,6 +1,6 @@
 #!/usr/bin/env python3
-"""Plays the recorded events in tests/data/events through tavrin-hook in a scratch home, and shows what it makes of
-them: event by event the log line, and at the end the session files."""
+"""Runs tavrin-hook on each recorded event in tests/data/events, in a scratch home. Shows the log line of each event, and
+the session files at the end."""
 import argparse
 import csv
 import os

@@ -1,5 +1,7 @@
 #pragma once
 
+// Part of Tavrin::Core. Needs nothing but the standard library.
+
 #include <array>
 #include <cstdint>
 #include <optional>
@@ -17,7 +19,7 @@ inline constexpr std::array allAgents = {Agent::claude, Agent::codex, Agent::gem
 /// The name used in files and on the command line, such as "codex".
 std::string_view rawValue(Agent agent);
 
-/// The agent whose raw value is exactly `text`, if there is one.
+/// The agent whose raw value is `text`, or nullopt.
 std::optional<Agent> agentFromRawValue(std::string_view text);
 
 /// The name shown to people, such as "Codex".

@@ -1,5 +1,7 @@
 #pragma once
 
+// Part of Tavrin::Core. Needs nothing but the standard library.
+
 #include <array>
 #include <cstdint>
 #include <optional>
@@ -16,26 +18,25 @@ namespace tavrin {
 /// The shape of an agent's hook configuration file.
 enum class HookConfigFormat : std::uint8_t {
   hooksBlock,  ///< a top-level "hooks" object in a file that the agent and its user share
-  ownFile,     ///< a whole hook file of this system's own
+  ownFile,     ///< a file that holds only Tavrin's hooks
 };
 
-/// The one static description of a coding agent: where its hooks are configured, which events are registered,
-/// and how the agent, its processes and its applications are recognised. Everything but `configURL` is
-/// constant data.
+/// The description of a coding agent: where its hooks are configured, which events are registered, and how to
+/// recognise the agent, its processes and its applications.
 struct AgentDefinition {
-  using Names = FixedList<std::string_view, 4>;
+  using Names = FixedList<std::string_view, 8>;
 
   Agent agent;
   std::string_view name;        ///< the product's name as shown to the user
   std::string_view subtitle;    ///< the configuration file, written with "~"
   std::string_view configPath;  ///< the same file, relative to the home directory
   HookSettings::EventList events;
-  std::optional<std::string_view> helperFlag;  ///< the arguments that tell tavrin-hook the agent
-  Names processNames;                          ///< executables by which the agent's process is recognised
+  std::optional<std::string_view> helperFlag;  ///< the arguments of tavrin-hook that name the agent
+  Names processNames;                          ///< names of the agent's executables
   Names hostBundleIds;                         ///< applications that host the agent
   HookConfigFormat format;
-  Names presence;  ///< paths of which one exists when the agent is installed; "~" is the home directory
-  bool eventFlag;  ///< whether each hook command also carries "--event" and the event's name
+  Names presence;  ///< one of these paths exists if the agent is installed; "~" is the home directory
+  bool eventFlag;  ///< whether each hook command also has "--event" and the event's name
   AgentActivation activation;
 
   bool operator==(const AgentDefinition&) const = default;
@@ -52,7 +53,7 @@ struct AgentDefinition {
   /// The five definitions, in the order of `allAgents`.
   static const std::array<AgentDefinition, allAgents.size()> all;
 
-  /// The definition of `agent`; should `all` ever lack it, that of Claude Code, for callers rely on one.
+  /// The definition of `agent`, or of Claude Code if `all` does not have it.
   static const AgentDefinition& definition(Agent agent);
 };
 

@@ -1,46 +1,75 @@
 #pragma once
 
+// Part of Tavrin::Core. Needs nothing but the standard library.
+
+#include <array>
+#include <cstddef>
 #include <cstdint>
 #include <string>
+#include <string_view>
 #include <utility>
+#include <variant>
 
 namespace tavrin {
 
-/// Whether an agent's hooks work: what the settings screen shows beside the agent.
+/// Whether an agent's hooks work. The settings screen shows it beside the agent.
 class AgentReadiness {
  public:
   enum class Kind : std::uint8_t {
     inactive,      ///< hooks are written but do not work yet
-    notInstalled,  ///< this system's hooks are not in the agent's configuration
+    notInstalled,  ///< the agent's configuration has no hooks of Tavrin
     checking,      ///< a check is under way
-    active,        ///< hooks are installed and effective
+    active,        ///< hooks are installed and work
   };
 
-  /// `reason` is shown to the user; `fixable` says that an action from within the screen can help, such as to
-  /// retry or to trust.
+  /// `reason` is shown to the user. `fixable` says that an action in the screen, such as a retry, can help.
   static AgentReadiness inactive(std::string reason, bool fixable) {
-    return {Kind::inactive, std::move(reason), fixable};
+    return AgentReadiness(Inactive{.reason = std::move(reason), .fixable = fixable});
   }
-  static AgentReadiness notInstalled() { return {Kind::notInstalled, {}, false}; }
-  static AgentReadiness checking() { return {Kind::checking, {}, false}; }
-  static AgentReadiness active() { return {Kind::active, {}, false}; }
+  static AgentReadiness notInstalled() { return AgentReadiness(Plain<Kind::notInstalled>{}); }
+  static AgentReadiness checking() { return AgentReadiness(Plain<Kind::checking>{}); }
+  static AgentReadiness active() { return AgentReadiness(Plain<Kind::active>{}); }
 
-  Kind kind() const { return kind_; }
-  bool isActive() const { return kind_ == Kind::active; }
+  Kind kind() const { return static_cast<Kind>(readiness_.index()); }
+  bool isActive() const { return kind() == Kind::active; }
 
-  /// What `inactive` was given; "" and false for the other kinds.
-  const std::string& reason() const { return reason_; }
-  bool fixable() const { return fixable_; }
+  /// What `inactive` was given, or "" and false for the other kinds.
+  const std::string& reason() const {
+    static const std::string none;
+    const Inactive* const inactive = std::get_if<Inactive>(&readiness_);
+    return inactive == nullptr ? none : inactive->reason;
+  }
+  bool fixable() const {
+    const Inactive* const inactive = std::get_if<Inactive>(&readiness_);
+    return inactive != nullptr && inactive->fixable;
+  }
 
   bool operator==(const AgentReadiness&) const = default;
 
  private:
-  AgentReadiness(Kind kind, std::string reason, bool fixable)
-      : kind_(kind), reason_(std::move(reason)), fixable_(fixable) {}
+  struct Inactive {
+    std::string reason;
+    bool fixable;
 
-  Kind kind_;
-  std::string reason_;
-  bool fixable_;
+    bool operator==(const Inactive&) const = default;
+  };
+  template <Kind>
+  struct Plain {
+    bool operator==(const Plain&) const = default;
+  };
+  // In the order of `Kind`.
+  using Readiness =
+      std::variant<Inactive, Plain<Kind::notInstalled>, Plain<Kind::checking>, Plain<Kind::active>>;
+
+  explicit AgentReadiness(Readiness readiness) : readiness_(std::move(readiness)) {}
+
+  Readiness readiness_;
 };
+
+/// The name of a kind in messages, such as "notInstalled".
+constexpr std::string_view rawValue(AgentReadiness::Kind kind) {
+  constexpr std::array<std::string_view, 4> names = {"inactive", "notInstalled", "checking", "active"};
+  return names[static_cast<std::size_t>(kind)];
+}
 
 }  // namespace tavrin

@@ -1,5 +1,7 @@
 #pragma once
 
+// Part of Tavrin::Core. Needs nothing but the standard library.
+
 #include <cstdint>
 #include <optional>
 #include <string_view>
@@ -7,6 +9,10 @@
 #include "TavrinCore/Support/FixedList.hpp"
 
 namespace tavrin::HookSettings {
+
+/// An entry whose command holds this text is this system's, wherever tavrin-hook is installed. A path of
+/// tavrin-hook that is written into settings ends in it.
+inline constexpr std::string_view marker = "/Tavrin/bin/tavrin-hook";
 
 /// One hook event to register in an agent's settings.
 struct EventSpec {
@@ -18,7 +24,7 @@ struct EventSpec {
 };
 
 /// The events of one agent, in the order in which they are registered.
-using EventList = FixedList<EventSpec, 11>;
+using EventList = FixedList<EventSpec, 16>;
 
 /// The events registered with Claude Code.
 inline constexpr EventList claudeEvents = {

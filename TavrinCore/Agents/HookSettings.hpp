@@ -1,5 +1,7 @@
 #pragma once
 
+// Part of Tavrin::Core. Needs Boost.JSON and the standard library.
+
 #include <boost/json/array.hpp>
 #include <boost/json/object.hpp>
 #include <cstdint>
@@ -18,11 +20,8 @@
 /// A value of an unexpected type counts as missing; it is replaced where an entry must be written, else kept.
 namespace tavrin::HookSettings {
 
-/// An entry whose command holds this text is this system's, wherever tavrin-hook is installed.
-inline constexpr std::string_view marker = "/Tavrin/bin/tavrin-hook";
-
-/// What an agent runs: `helperPath` in double quotes, then a blank and `flag` when there is one that is not
-/// empty.
+/// The command that an agent runs: `helperPath` in double quotes. If `flag` is not empty, a space and `flag`
+/// follow.
 std::string command(std::string_view helperPath, std::optional<std::string_view> flag);
 
 /// One entry of a "hooks" block; `timeout` is in the agent's own unit.

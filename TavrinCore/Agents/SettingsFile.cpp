@@ -47,29 +47,33 @@ std::string originalRecord(Agent agent, std::string_view path, const Read& read)
   return record + "}\n";
 }
 
+// A text takes up to six bytes for one.
+constexpr std::size_t largestRecord = 6 * SettingsFile::largestFile + 10'000;
+
+std::optional<SettingsFile::Original> originalFrom(std::string_view record, const std::string& file) {
+  const std::optional<JsonFields> fields = JsonFields::ofRecord(record, originalKeys);
+  if (!fields) return std::nullopt;
+  const std::string* const agentName = (*fields)[0].asText();
+  const std::string* const path = (*fields)[1].asText();
+  const JsonField& text = (*fields)[2];
+  const std::optional<Agent> agent = agentName == nullptr ? std::nullopt : agentFromRawValue(*agentName);
+  if (!agent || path == nullptr || !path->starts_with('/')) return std::nullopt;
+  if (text.kind != JsonField::Kind::null && text.asText() == nullptr) return std::nullopt;
+  SettingsFile::Original original{.agent = *agent, .path = *path, .text = {}, .recordedIn = file};
+  if (text.asText() != nullptr) original.text = *text.asText();
+  return original;
+}
+
 std::optional<SettingsFile::Original> readOriginal(const std::string& file) {
-  // A text takes up to six bytes for one.
-  const std::optional<std::string> record = File::text(file, 6 * SettingsFile::largestFile + 10'000);
-  if (!record) return std::nullopt;
-  try {
-    const JsonFields fields = JsonFields::ofRecord(*record, originalKeys);
-    const std::string* const agentName = fields[0].asText();
-    const std::string* const path = fields[1].asText();
-    const std::optional<Agent> agent = agentName == nullptr ? std::nullopt : agentFromRawValue(*agentName);
-    if (!agent || path == nullptr || !path->starts_with('/')) return std::nullopt;
-    if (fields[2].kind != JsonField::Kind::null && fields[2].asText() == nullptr) return std::nullopt;
-    SettingsFile::Original original{.agent = *agent, .path = *path, .text = {}, .recordedIn = file};
-    if (const std::string* const text = fields[2].asText()) original.text = *text;
-    return original;
-  } catch (const JsonError&) {
-    return std::nullopt;
-  }
+  const Read record = FileReplacement::read(file, largestRecord);
+  return record.kind == Read::Kind::file ? originalFrom(record.text, file) : std::nullopt;
 }
 
 // Writes the record of an original, for its owner alone. One that is there is replaced only when `isFirst`.
 // False, with errno, on failure.
 bool keepOriginal(const std::string& file, const std::string& record, bool isFirst) {
-  const Read before = FileReplacement::read(file, SIZE_MAX);
+  const Read before = FileReplacement::read(file, largestRecord);
+  if (before.kind == Read::Kind::failed) return false;
   if (before.kind == Read::Kind::file && (!isFirst || before.text == record)) return true;
   const std::string folder(Path::parent(file));
   if (!File::makeDirectories(std::string(Path::parent(folder)))) return false;
@@ -213,7 +217,8 @@ std::optional<SettingsFile::Outcome> SettingsFile::connected(const Attempt& atte
       return attempt.refused("there is no folder " + agentFolder_ + " yet. Start " + name +
                              " once, then connect.");
     }
-    if (!folder.starts_with(agentFolder_ + "/"))
+    // With ".." in it, a path may lead anywhere.
+    if (Path::standardized(folder, "/") != folder || !folder.starts_with(agentFolder_ + "/"))
       return attempt.refused("it is a link into a folder that does not exist, " + folder + ".");
     if (!File::makeDirectories(folder)) return attempt.failed("its folder cannot be made", errno);
   }
@@ -248,12 +253,17 @@ std::optional<SettingsFile::Outcome> SettingsFile::disconnected(const Attempt& a
   const std::string name(definition.name);
   const SettingsText::Contents contents = SettingsText::contents(attempt.before.text, definition);
   if (contents.refusal) return attempt.outcome(Kind::refused, contents.refusal->sentence(path_));
-  const std::optional<Original> before = original();
   if (contents.entries.empty()) {
     if (edit.mode == Mode::write) File::remove(originalFile());
     return attempt.outcome(Kind::unchanged, name + " was not connected through " + path_ + ".");
   }
   if (attempt.isReadOnly()) return attempt.refused("it is read-only. Make it writable, then try again.");
+
+  // Without it nobody knows whether there was a file before.
+  const Read record = FileReplacement::read(originalFile(), largestRecord);
+  if (record.kind == Read::Kind::failed)
+    return attempt.failed("its original cannot be read in " + originals_, errno);
+  const std::optional<Original> before = originalFrom(record.text, originalFile());
 
   const SettingsText::Outcome result = SettingsText::disconnect(attempt.before.text, definition);
   const bool isRemoved = result.isEmpty && (definition.format == HookConfigFormat::ownFile ||

@@ -1,21 +1,23 @@
 #pragma once
 
+// Part of Tavrin::Core. Needs nothing but the standard library.
+
 #include <optional>
 #include <span>
 #include <string_view>
 
 #include "TavrinCore/Context/ProcessNode.hpp"
 
-/// Picks the two processes that matter to a session out of the chain of a hook's ancestors, child first.
+/// Picks a session's two processes from a hook's ancestors. The list starts with the hook's parent.
 namespace tavrin::HostResolver {
 
-/// The agent: the first process named by `names`; without one, the first that is no shell. Nothing when the
-/// chain is empty or all of shells.
+/// The agent: the first process whose name is in `names`, else the first that is not a shell. Returns nullopt
+/// if there are only shells.
 std::optional<ProcessNode> pickAgent(std::span<const ProcessNode> ancestors,
                                      std::span<const std::string_view> names);
 
-/// The application that hosts the agent: the regular application nearest the root, so that one nested in a
-/// terminal or an editor never wins over these. Nothing when there is none.
+/// The application that hosts the agent: the last regular application in the list. An application that runs
+/// inside a terminal or an editor is thus not picked. Returns nullopt if there is none.
 std::optional<ProcessNode> pickHost(std::span<const ProcessNode> ancestors);
 
 }  // namespace tavrin::HostResolver

@@ -5,6 +5,7 @@
 #include <sys/sysmacros.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
 #include <chrono>
 #include <ctime>
@@ -122,10 +123,9 @@ Pids childrenOf(std::int32_t pid) {
 }
 
 bool hasOpen(std::int32_t pid, const std::string& path) {
-  for (const std::int32_t number : numbersIn(procPath(pid, "fd"))) {
-    if (linkTarget(procPath(pid, "fd/" + std::to_string(number))) == path) return true;
-  }
-  return false;
+  return std::ranges::any_of(numbersIn(procPath(pid, "fd")), [&](std::int32_t number) {
+    return linkTarget(procPath(pid, "fd/" + std::to_string(number))) == path;
+  });
 }
 
 std::optional<std::int32_t> lockHolderOf(const std::string& path) {

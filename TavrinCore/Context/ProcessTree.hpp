@@ -1,5 +1,7 @@
 #pragma once
 
+// Part of Tavrin::Core. Needs nothing but the standard library.
+
 #include <cstdint>
 #include <functional>
 #include <optional>
@@ -12,8 +14,8 @@
 
 namespace tavrin {
 
-/// What one system tells about processes: a handful of look-ups, each giving nothing for what it cannot tell.
-/// The walk over them is the same everywhere.
+/// The look-ups of processes that one system offers. Each returns nullopt for what it does not know. The walk
+/// over them is the same on all systems.
 struct ProcessTable {
   struct Record {
     std::int32_t parent = 0;
@@ -29,7 +31,7 @@ struct ProcessTable {
   std::function<std::optional<std::string>(std::int32_t pid)> terminal;  ///< the controlling terminal's path
   std::function<std::optional<Application>(std::int32_t pid)> application;
 
-  /// The table of the running system. It may remember what it has read, so it holds for one short run.
+  /// The table of the running system. It may remember what it has read, so use it for one short run only.
   static ProcessTable ofThisSystem();
 };
 
@@ -37,22 +39,22 @@ namespace ProcessTree {
 
 inline constexpr int defaultLimit = 32;
 
-/// The process `pid` and its ancestors, child first, at most `limit` of them. Process 1 and the kernel are
-/// left out; a process that ends during the walk ends the walk.
+/// The process `pid` and its ancestors, child first, at most `limit` in all. Process 1 and the kernel are
+/// left out. The walk stops at a process that has ended.
 std::vector<ProcessNode> ancestors(std::int32_t pid, const ProcessTable& table, int limit = defaultLimit);
 
-/// The same walk as far as the nearest process whose name is in `names`, without asking for applications: all
-/// that telling the agent takes.
+/// The same walk up to the nearest process whose name is in `names`, without looking up applications. That is
+/// enough to find the agent.
 std::vector<ProcessNode> ancestorsUpTo(std::span<const std::string_view> names, std::int32_t pid,
                                        const ProcessTable& table, int limit = defaultLimit);
 
-/// The parent of a process, if it can be looked up.
+/// The parent of a process, or nullopt.
 std::optional<std::int32_t> parent(std::int32_t pid, const ProcessTable& table);
 
-/// The short name of a process or, when that is empty, its long name.
+/// The short name of a process, or its long name if the short one is empty.
 std::optional<std::string> name(std::int32_t pid, const ProcessTable& table);
 
-/// The path of a process's controlling terminal, such as "/dev/ttys004"; nothing when it has none.
+/// The path of a process's controlling terminal, such as "/dev/ttys004", or nullopt if it has none.
 std::optional<std::string> tty(std::int32_t pid, const ProcessTable& table);
 
 }  // namespace ProcessTree

@@ -12,7 +12,7 @@ namespace tavrin {
 namespace {
 
 constexpr int mostDirectories = 64;
-// A ".git" file is one short line; what is longer is something else, and not worth the memory.
+// A ".git" file is one short line. A longer file is something else.
 constexpr std::size_t largestGitFile = 1'000'000;
 
 std::string_view withoutBlanksAtTheEnds(std::string_view text) {
@@ -36,9 +36,9 @@ std::optional<std::string> checkoutAbove(std::string start, const RepoLabel::Pro
 
 }  // namespace
 
-std::string RepoLabel::displayName() const {
+std::string RepoLabel::displayNameOf(std::string_view root, const std::optional<std::string>& worktree) {
   const std::string_view last = Path::lastComponent(root);
-  std::string name(last.empty() ? std::string_view(root) : last);
+  std::string name(last.empty() ? root : last);
   if (worktree && !worktree->empty()) {
     name += dotSeparator;
     name += *worktree;

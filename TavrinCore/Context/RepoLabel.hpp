@@ -1,5 +1,7 @@
 #pragma once
 
+// Part of Tavrin::Core. Needs nothing but the standard library.
+
 #include <functional>
 #include <optional>
 #include <string>
@@ -7,38 +9,41 @@
 
 namespace tavrin {
 
-/// The repository that a working directory belongs to, by which sessions and servers are named and grouped.
+/// The repository of a working directory. Sessions and servers are named and grouped by it.
 struct RepoLabel {
-  std::string root;                     ///< absolute; for a linked work tree, the root of its main repository
-  std::optional<std::string> worktree;  ///< the linked work tree's name; absent for a main checkout
+  std::string root;  ///< absolute; the root of the main repository, also for a linked work tree
+  std::optional<std::string> worktree;  ///< the linked work tree's name, or nullopt for a main checkout
 
   bool operator==(const RepoLabel&) const = default;
 
-  /// What a person reads: the root's last component, followed by " · " and the work tree's name when there is
-  /// one.
-  std::string displayName() const;
+  /// The name to show: the root's last component. If there is a work tree, " · " and its name follow.
+  std::string displayName() const { return displayNameOf(root, worktree); }
 
-  /// The three questions that `find` asks the file system; tests answer them from a table.
+  /// The same of a root and a work tree that are kept elsewhere.
+  static std::string displayNameOf(std::string_view root, const std::optional<std::string>& worktree);
+
+  /// What `find` asks the file system. Tests answer from a table.
   struct Probes {
     std::function<bool(const std::string& path)> exists;
     std::function<bool(const std::string& path)> isDirectory;
-    std::function<std::optional<std::string>(const std::string& path)> contents;  ///< UTF-8, or nothing
-    std::function<std::string()> currentDirectory;  ///< where a relative path starts
+    std::function<std::optional<std::string>(const std::string& path)>
+        contents;                                   ///< nullopt if it is not UTF-8
+    std::function<std::string()> currentDirectory;  ///< relative paths start here
 
     static Probes realFileSystem();
   };
 
-  /// The label of `path`: that of the nearest directory that holds ".git", of at most 64 from `path` itself
-  /// upwards. Nothing when there is none.
+  /// The label of the nearest directory that contains ".git", from `path` upwards. Looks at 64 directories at
+  /// most. Returns nullopt if none contains it.
   static std::optional<RepoLabel> find(std::string_view path,
                                        const Probes& probes = Probes::realFileSystem());
 
-  /// What the text of a ".git" file in the directory `near` says (gitrepository-layout(5)): the main
-  /// repository and the name of a linked work tree, or `near` itself for any other git directory, as of a
-  /// submodule. Nothing when the text is not of that form.
+  /// Reads the text of a ".git" file in the directory `near` (gitrepository-layout(5)). For a linked work
+  /// tree the label is the main repository and the work tree's name. For another git directory, such as a
+  /// submodule's, it is `near`. Returns nullopt if the text has another form.
   static std::optional<RepoLabel> fromGitdir(std::string_view text, std::string_view near);
 
-  /// `found`, or else the label made of what a session had before.
+  /// `found`, or else the session's earlier label, made of `current` and `worktree`.
   static std::optional<RepoLabel> sticky(const std::optional<RepoLabel>& found,
                                          const std::optional<std::string>& current,
                                          const std::optional<std::string>& worktree);

@@ -6,7 +6,7 @@ namespace tavrin::AgentArgument {
 
 namespace {
 
-// The value of `option` at words[index], which then moves on to the last word used.
+// The value of `option` if it is at words[index]. Sets `index` to the last word of the option.
 std::optional<std::string_view> valueOf(std::string_view option, std::span<const std::string_view> words,
                                         std::size_t& index) {
   const std::string_view word = words[index];

@@ -1,5 +1,7 @@
 #pragma once
 
+// Part of Tavrin::Core. Needs nothing but the standard library.
+
 #include <optional>
 #include <span>
 #include <string>
@@ -10,7 +12,7 @@
 /// The command line of tavrin-hook: "--agent NAME" and "--event NAME", each also with "=" in one word.
 namespace tavrin::AgentArgument {
 
-/// What a command line says.
+/// The options of a command line.
 struct Parsed {
   Agent agent = Agent::claude;
   std::optional<std::string> event;
@@ -18,9 +20,9 @@ struct Parsed {
   bool operator==(const Parsed&) const = default;
 };
 
-/// Reads `words`, the program's own name first, which is not looked at. The last of each option counts; an
-/// agent of another name, or none, is Claude Code; an empty event is none, and one that is no UTF-8 is
-/// repaired. Anything else is passed over.
+/// Reads `words`, the program's name first. The last of each option counts. Without a known agent, it is
+/// Claude Code. An empty event counts as missing. Bytes of the event that are not valid UTF-8 become U+FFFD.
+/// All other words are ignored.
 Parsed parseAll(std::span<const std::string_view> words);
 
 /// The agent of `parseAll`.

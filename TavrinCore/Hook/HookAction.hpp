@@ -1,7 +1,9 @@
 #pragma once
 
-#include <cstdint>
+// Part of Tavrin::Core. Needs nothing but the standard library.
+
 #include <optional>
+#include <variant>
 
 #include "TavrinCore/Sessions/SessionState.hpp"
 
@@ -10,30 +12,36 @@ namespace tavrin {
 /// What an event does to its session's record.
 class HookAction {
  public:
-  /// The record is created or updated, and has this state then.
-  static constexpr HookAction set(SessionState state) { return {Kind::set, state}; }
-  /// The record is deleted.
-  static constexpr HookAction remove() { return {Kind::remove, SessionState::idle}; }
-  /// The record is left as it is, and nothing is written.
-  static constexpr HookAction ignore() { return {Kind::ignore, SessionState::idle}; }
+  /// Creates or updates the record, and gives it this state.
+  static constexpr HookAction set(SessionState state) { return HookAction(state); }
+  /// Deletes the record.
+  static constexpr HookAction remove() { return HookAction(Remove{}); }
+  /// Leaves the record alone. Nothing is written.
+  static constexpr HookAction ignore() { return HookAction(Ignore{}); }
 
-  constexpr bool isRemove() const { return kind_ == Kind::remove; }
-  constexpr bool isIgnore() const { return kind_ == Kind::ignore; }
+  constexpr bool isRemove() const { return std::holds_alternative<Remove>(action_); }
+  constexpr bool isIgnore() const { return std::holds_alternative<Ignore>(action_); }
 
-  /// The state to set; nothing for the other two.
+  /// The state to set, or nullopt for the other two.
   constexpr std::optional<SessionState> state() const {
-    return kind_ == Kind::set ? std::optional(state_) : std::nullopt;
+    const SessionState* const state = std::get_if<SessionState>(&action_);
+    return state == nullptr ? std::nullopt : std::optional(*state);
   }
 
   constexpr bool operator==(const HookAction&) const = default;
 
  private:
-  enum class Kind : std::uint8_t { set, remove, ignore };
+  struct Remove {
+    bool operator==(const Remove&) const = default;
+  };
+  struct Ignore {
+    bool operator==(const Ignore&) const = default;
+  };
+  using Action = std::variant<SessionState, Remove, Ignore>;
 
-  constexpr HookAction(Kind kind, SessionState state) : kind_(kind), state_(state) {}
+  constexpr explicit HookAction(Action action) : action_(action) {}
 
-  Kind kind_;
-  SessionState state_;
+  Action action_;
 };
 
 }  // namespace tavrin

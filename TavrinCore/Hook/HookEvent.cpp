@@ -1,19 +1,12 @@
 #include "TavrinCore/Hook/HookEvent.hpp"
 
+#include "TavrinCore/Hook/HookPayload.hpp"
 #include "TavrinCore/Support/Text.hpp"
 
 namespace tavrin {
 
 const char* HookEvent::ParseError::what() const noexcept {
-  switch (value_) {
-    case Case::notAnObject:
-      return "notAnObject";
-    case Case::missingSessionId:
-      return "missingSessionId";
-    case Case::missingEventName:
-      return "missingEventName";
-  }
-  return "";
+  return rawValue(value_).data();
 }
 
 HookEvent HookEvent::parse(const HookPayload& payload, const std::optional<std::string>& eventOverride) {
@@ -21,22 +14,12 @@ HookEvent HookEvent::parse(const HookPayload& payload, const std::optional<std::
   if (!payload.isObject()) throw ParseError(notAnObject);
 
   HookEvent event;
-  event.sessionId = payload.sessionId().value_or("");
+  // The payload's own name replaces the override, even if it is empty.
+  if (eventOverride) event.eventName = *eventOverride;
+  payload.fill(event);
   if (event.sessionId.empty()) throw ParseError(missingSessionId);
-
-  // A name in the payload wins, even an empty one, which is then no name.
-  std::optional<std::string> name = payload.eventName();
-  if (!name) name = eventOverride;
-  if (!name || name->empty()) throw ParseError(missingEventName);
-  event.eventName = normalizedEventName(*name);
-
-  event.cwd = payload.cwd().value_or("");
-  event.toolName = payload.toolName();
-  event.notificationType = payload.notificationType();
-  event.source = payload.source();
-  event.toolUseId = payload.toolUseId();
-  event.agentId = payload.agentId();
-  event.transcriptPath = payload.transcriptPath();
+  if (event.eventName.empty()) throw ParseError(missingEventName);
+  event.eventName = normalizedEventName(event.eventName);
   return event;
 }
 

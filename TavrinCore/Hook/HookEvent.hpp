@@ -1,30 +1,34 @@
 #pragma once
 
+// Part of Tavrin::Core. Needs nothing but the standard library.
+
+#include <array>
+#include <cstddef>
 #include <cstdint>
 #include <exception>
 #include <optional>
 #include <string>
 #include <string_view>
 
-#include "TavrinCore/Hook/HookPayload.hpp"
-
 namespace tavrin {
 
-/// One hook invocation in one vocabulary, whichever agent sent it and however that spells its keys.
+class HookPayload;
+
+/// One hook invocation, in the same words for all agents.
 struct HookEvent {
   std::string sessionId;  ///< never empty
-  std::string eventName;  ///< never empty; as `normalizedEventName` gives it
-  std::string cwd;        ///< empty when the payload has none
+  std::string eventName;  ///< never empty; a result of `normalizedEventName`
+  std::string cwd;        ///< empty if the payload has none
   std::optional<std::string> toolName;
   std::optional<std::string> notificationType;
   std::optional<std::string> source;          ///< how a session started
-  std::optional<std::string> toolUseId;       ///< one tool use, also called a tool call
-  std::optional<std::string> agentId;         ///< the sub-agent that the event is of
+  std::optional<std::string> toolUseId;       ///< identifies one tool call
+  std::optional<std::string> agentId;         ///< the sub-agent that sent the event
   std::optional<std::string> transcriptPath;  ///< the agent's transcript file
 
   bool operator==(const HookEvent&) const = default;
 
-  /// What keeps a JSON document from being an event; what() is the case's name.
+  /// Why a JSON document is not an event. what() returns the raw value of the case.
   class ParseError : public std::exception {
    public:
     enum class Case : std::uint8_t { notAnObject, missingSessionId, missingEventName };
@@ -37,23 +41,29 @@ struct HookEvent {
     Case value_;
   };
 
-  /// The event of a payload. `eventOverride`, from the command line, names the event only when the payload
-  /// does not. Throws ParseError.
+  /// The event in a payload. `eventOverride` is the name from the command line. It counts only if the payload
+  /// has no name. Throws ParseError.
   static HookEvent parse(const HookPayload& payload, const std::optional<std::string>& eventOverride);
 
-  /// The same for the bytes of a payload. Throws JsonError, too.
+  /// The same for the bytes of a payload. Also throws JsonError.
   static HookEvent parse(std::string_view bytes, const std::optional<std::string>& eventOverride);
 
-  /// An agent's event name in the common vocabulary: two names that are words of their own are translated,
-  /// and any other starts with a capital.
+  /// The common name of an agent's event: "UserPromptSubmit" for "userPromptSubmitted", "Stop" for
+  /// "agentStop", and any other name with its first letter in upper case.
   static std::string normalizedEventName(std::string_view name);
 
-  /// Whether a sub-agent sent it.
+  /// Whether a sub-agent sent the event.
   bool isFromSubagent() const;
 
-  /// What tells one tool call from another, the same at its start and its end: the tool use's id or, without
-  /// one, "name:" and the tool's name; nothing when the event has neither.
+  /// Identifies a tool call, the same at its start and at its end: `toolUseId`, or else "name:" and the
+  /// tool's name. Returns nullopt if the event has neither.
   std::optional<std::string> callKey() const;
 };
+
+/// The name of a case in the log, such as "missingSessionId". A zero byte follows it.
+constexpr std::string_view rawValue(HookEvent::ParseError::Case value) {
+  constexpr std::array<std::string_view, 3> names = {"notAnObject", "missingSessionId", "missingEventName"};
+  return names[static_cast<std::size_t>(value)];
+}
 
 }  // namespace tavrin

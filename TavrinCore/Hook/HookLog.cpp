@@ -15,7 +15,7 @@ namespace {
 
 constexpr off_t largestLog = 1'000'000;
 
-// Without waiting, so that a pipe in the place of the log costs a line and not a stopped agent.
+// With O_NONBLOCK a pipe in the place of the log loses the line. Without, the agent would have to wait.
 FileDescriptor openToAppend(const std::string& path) {
   return FileDescriptor::open(path, O_WRONLY | O_APPEND | O_CREAT | O_NONBLOCK, 0600);
 }
@@ -28,15 +28,15 @@ FileDescriptor openWithDirectory(const std::string& path) {
   return file;
 }
 
-// A log whose size cannot be asked for is not.
+// If fstat(2) fails, the log counts as not full.
 bool isFull(const FileDescriptor& file) {
   struct stat status = {};
   ::fstat(file.number(), &status);
   return status.st_size > largestLog;
 }
 
-// Moves the log aside and gives a new one. A writer that opened the log before that waits for its lock, finds
-// the moved file still too large, and rotates once more: lines are never split, at the cost of a generation.
+// Renames the log and opens a new one. A writer that opened the log before and waits for its lock finds it
+// too large and rotates again. That loses the older log, but never splits a line.
 FileDescriptor rotate(const std::string& path) {
   const std::string previous = Path::replacingExtension(path, "1.log");
   File::remove(previous);

@@ -1,5 +1,7 @@
 #pragma once
 
+// Part of Tavrin::Core. Needs nothing but the standard library.
+
 #include <functional>
 #include <string>
 #include <string_view>
@@ -10,9 +12,8 @@
 
 namespace tavrin {
 
-/// The one place where hooks say what they did: a text file with a time-stamped line per run, appended to by
-/// many processes at once. It keeps itself to two generations of about 1,000,000 bytes, the older one beside
-/// it as "hook.1.log".
+/// The log of all hooks: a text file with one line per run, which many processes append to at once. A log
+/// over 1,000,000 bytes is renamed to "hook.1.log", which replaces the one before, and a new log begins.
 class HookLog {
  public:
   explicit HookLog(std::string url = defaultURL(Home::directory()),
@@ -24,10 +25,9 @@ class HookLog {
 
   const std::string& url() const { return url_; }
 
-  /// Appends the time, a blank, `message` and a line feed in one write, up to a zero byte if there is one,
-  /// while no other process appends. Makes the directory when it is missing. A line that cannot be written is
-  /// lost, and nobody is told. What agents send goes in as it is: a line feed in an event's name makes two
-  /// lines of one.
+  /// Appends the time, a space, `message` and a line feed in one write, while holding a lock on the log. The
+  /// line ends before the first zero byte. Makes the directory if it is missing. A line that cannot be
+  /// written is lost without an error. Nothing is escaped: a line feed in an event's name starts a new line.
   void write(std::string_view message) const;
 
  private:

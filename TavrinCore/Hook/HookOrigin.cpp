@@ -18,15 +18,8 @@ HookOrigin HookOrigin::detect(std::string_view bytes) {
 
 std::optional<Agent> HookOrigin::resolve(Agent declared, const HookOrigin& origin) {
   if (declared != Agent::claude) return declared;
-  switch (origin.kind_) {
-    case Kind::agent:
-      return origin.agent_;
-    case Kind::declared:
-      return declared;
-    case Kind::unsupported:
-      return std::nullopt;
-  }
-  return std::nullopt;
+  if (origin.isUnsupported()) return std::nullopt;
+  return origin.shownAgent().value_or(declared);
 }
 
 }  // namespace tavrin

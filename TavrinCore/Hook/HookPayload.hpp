@@ -1,43 +1,51 @@
 #pragma once
 
+// Part of Tavrin::Core. Needs nothing but the standard library.
+
 #include <optional>
 #include <span>
 #include <string>
 #include <string_view>
 
+#include "TavrinCore/Hook/HookEvent.hpp"
 #include "TavrinCore/Support/Json/JsonFields.hpp"
 
 namespace tavrin {
 
-/// One message of an agent to its hook, read once: of a JSON object that may hold a megabyte, the few fields
-/// that name its sender and make an event.
+/// The parsed message of an agent to its hook. One table in HookPayload.cpp lists the keys that each field of
+/// HookEvent is read from.
 class HookPayload {
  public:
-  /// The keys of all fields that a payload is asked for; of anything else a JsonSkimmer may empty the strings
-  /// beforehand.
+  /// A field of HookEvent.
+  struct Field {
+    constexpr Field(std::string HookEvent::*member) : text(member) {}
+    constexpr Field(std::optional<std::string> HookEvent::*member) : optionalText(member) {}
+
+    bool operator==(const Field&) const = default;
+
+    // One of the two is null.
+    std::string HookEvent::*text = nullptr;
+    std::optional<std::string> HookEvent::*optionalText = nullptr;
+  };
+
+  /// All keys that are read. A JsonSkimmer may empty every string that is not under one of them.
   static std::span<const std::string_view> keys();
 
-  /// Reads the bytes of standard input. Throws JsonError when they are not JSON.
+  /// Parses `bytes`. Throws JsonError if they are not JSON.
   explicit HookPayload(std::string_view bytes);
 
-  /// False for an array, a text, a number or another bare value.
+  /// False if the JSON is an array, a text, a number or another bare value.
   bool isObject() const { return fields_.isObject(); }
 
-  // Marks of tools that run the hooks of others.
+  /// The text for `field`: the value of the first of its keys that has a string, or nullopt.
+  std::optional<std::string> text(Field field) const;
+
+  /// Sets each field of `event` that has a text, and leaves the others alone.
+  void fill(HookEvent& event) const;
+
+  // Marks of tools that run hooks registered with other agents. Only the key counts, not its value.
   bool hasCursorVersion() const;
   bool hasWorkspaceRoot() const;
-
-  // Agents spell the same key in two ways. The first is tried first; where its value is no string, the
-  // second.
-  std::optional<std::string> sessionId() const;         ///< "session_id", "sessionId"
-  std::optional<std::string> eventName() const;         ///< "hook_event_name", "hookEventName"
-  std::optional<std::string> cwd() const;               ///< "cwd"
-  std::optional<std::string> toolName() const;          ///< "tool_name", "toolName"
-  std::optional<std::string> notificationType() const;  ///< "notification_type", "notificationType"
-  std::optional<std::string> source() const;            ///< "source"
-  std::optional<std::string> toolUseId() const;  ///< "tool_use_id", "toolUseId", "tool_call_id", "toolCallId"
-  std::optional<std::string> agentId() const;    ///< "agent_id", "agentId"
-  std::optional<std::string> transcriptPath() const;  ///< "transcript_path", "transcriptPath"
 
  private:
   JsonFields fields_;

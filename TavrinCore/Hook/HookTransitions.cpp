@@ -10,7 +10,7 @@ namespace {
 
 using enum SessionState;
 
-// Events at which every open call is forgotten.
+// Events after which no call is open.
 constexpr FixedList<std::string_view, 9> forgetsCalls = {
     "UserPromptSubmit", "Stop",        "StopFailure", "StopCancelled", "Interrupt",
     "SessionStart",     "BeforeAgent", "AfterAgent",  "Resumed",
@@ -23,9 +23,9 @@ struct Row {
   HookAction action;
 };
 
-// The events that always call for the same. Those that are not here, "PreCompact", "PostCompact",
-// "SubagentStart", "SubagentStop", "BeforeModel", "AfterModel", "BeforeToolSelection" and "PreCompress" among
-// them, are ignored.
+// The events whose action never depends on anything else. Events that are not listed are ignored. Among them
+// are "PreCompact", "PostCompact", "SubagentStart", "SubagentStop", "BeforeModel", "AfterModel",
+// "BeforeToolSelection" and "PreCompress".
 constexpr std::array<Row, 15> unconditional = {{
     {"UserPromptSubmit", HookAction::set(working)},
     {"PostToolUse", HookAction::set(working)},
@@ -66,12 +66,12 @@ HookAction action(const HookEvent& event) {
 HookAction resolve(HookAction action, const HookEvent& event, const std::optional<Session>& current,
                    std::optional<Agent> agent) {
   if (!agent && current) agent = current->agent;
-  // Codex asks for permissions that its user may have granted beforehand.
+  // Codex also asks for permissions that its user has already granted.
   if (agent == Agent::codex && event.eventName == "PermissionRequest") return HookAction::ignore();
 
   if (!current || current->state != needsYou || action != HookAction::set(working)) return action;
 
-  // From here a session that waits for its user would go back to work.
+  // From here on the session waits for its user, and the event would return it to work.
   if (event.eventName == "PermissionDenied") return HookAction::set(working);
   if (closesCall.contains(event.eventName)) {
     const std::optional<std::string> closed = event.callKey();
@@ -79,10 +79,20 @@ HookAction resolve(HookAction action, const HookEvent& event, const std::optiona
         current->waitingOn, [&](const std::string& key) { return !closed || key != *closed; });
     return HookAction::set(waitsForMore ? needsYou : working);
   }
-  // A sub-agent that starts another tool does not end the wait of the agent above it.
+  // A sub-agent that starts another tool does not end the main agent's wait.
   if (opensCall.contains(event.eventName))
     return HookAction::set(event.isFromSubagent() ? needsYou : working);
   return HookAction::set(working);
+}
+
+Session newRecord(const HookEvent& event, Agent agent, Date date) {
+  Session session;
+  session.sessionId = event.sessionId;
+  session.agent = agent;
+  session.updatedAt = date;
+  session.stateSince = date;
+  session.cwd = event.cwd;
+  return session;
 }
 
 Session advance(const Session& session, SessionState state, const HookEvent& event,
@@ -109,7 +119,7 @@ Session track(Session session, const HookEvent& event, std::optional<SessionStat
   if (session.state != needsYou) {
     session.waitingOn.clear();
   } else if (previous != needsYou) {
-    // The wait begins: it is for the call that the event opens or, when it opens none, for every open call.
+    // The wait begins. It is for the call that the event opens. If it opens none, it is for every open call.
     session.waitingOn = opens && key ? std::vector{*key} : session.inFlight;
   }
   return session;

@@ -1,5 +1,7 @@
 #pragma once
 
+// Part of Tavrin::Core. Needs nothing but the standard library.
+
 #include <cstddef>
 #include <optional>
 #include <string>
@@ -11,8 +13,8 @@
 #include "TavrinCore/Sessions/Session.hpp"
 #include "TavrinCore/Support/FixedList.hpp"
 
-/// The session state machine: one event and the stored record go in, the record's next state comes out. It is
-/// pure; the time and new identifiers are handed in. One table of event names serves all agents.
+/// The state machine of sessions. It takes an event and the stored record, and returns the next record. It is
+/// pure: the caller passes the time and the source of identifiers. All agents share one table of event names.
 namespace tavrin::HookTransitions {
 
 /// Names of tools or events.
@@ -25,26 +27,29 @@ inline constexpr Names opensCall = {"PreToolUse", "BeforeTool"};
 /// Events that close a tool call.
 inline constexpr Names closesCall = {"PostToolUse", "PostToolUseFailure", "PermissionDenied", "AfterTool"};
 
-/// How many open calls a record remembers.
+/// The most open calls that a record keeps.
 inline constexpr std::size_t mostCallsInFlight = 64;
 
-/// What the event calls for by itself, whatever is stored.
+/// What the event asks for, whatever is stored.
 HookAction action(const HookEvent& event);
 
-/// The action corrected against the stored record and the calling agent: a session that waits for its user
-/// goes back to work only by an event that ends the wait. `agent` is the record's own when not given.
+/// Corrects the action by the stored record and the calling agent. A session that waits for its user returns
+/// to work only at an event that ends the wait. Without `agent`, the record's agent counts.
 HookAction resolve(HookAction action, const HookEvent& event, const std::optional<Session>& current,
                    std::optional<Agent> agent);
 
-/// The record after the event has set `state` at the time `date`. `previous` is the state of the stored
-/// record, nothing for a new one.
+/// The record of a session before its first event: idle since `date`, in the event's directory.
+Session newRecord(const HookEvent& event, Agent agent, Date date);
+
+/// The record after the event has set `state` at `date`. `previous` is the state of the stored record, or
+/// nullopt for a new record.
 Session advance(const Session& session, SessionState state, const HookEvent& event,
                 std::optional<SessionState> previous, Date date, const UuidSource& makeId = Uuid::random);
 
-/// The part of `advance` that keeps `inFlight` and `waitingOn`; `session` has its new state already.
+/// The part of `advance` that updates `inFlight` and `waitingOn`. `session` already has its new state.
 Session track(Session session, const HookEvent& event, std::optional<SessionState> previous);
 
-/// The tool to show as the reason for needing the user, if the event names one.
+/// The tool that needs the user, if the event names one.
 std::optional<std::string> needsYouTool(const HookEvent& event);
 
 }  // namespace tavrin::HookTransitions

@@ -10,8 +10,8 @@
 #include "TavrinCore/Monitor/SessionFact.hpp"
 #include "TavrinCore/Sessions/SessionState.hpp"
 
-/// Readers of the agents' own files: text in, facts out. They read nothing themselves and never fail. What they
-/// do not know, they ignore. docs/monitor.md says where each file is and which client was observed.
+/// Readers of the agents' own files: text in, facts out. They read nothing themselves and never fail. What
+/// they do not know, they ignore. docs/monitor.md says where each file is and which client was observed.
 namespace tavrin {
 
 /// What one line of the agent's transcript says. A line without a time of its own says nothing.
@@ -24,9 +24,10 @@ struct Status {
   std::int32_t pid = 0;
   std::string sessionId;
   std::string cwd;
-  std::optional<SessionState> state;  ///< nullopt when the file has no status, as in headless runs, or an unknown one
-  Date since;                         ///< when the state began; when the process started if there is no status
-  bool isKnown = true;                ///< false for a status that this reader does not know
+  std::optional<SessionState>
+      state;            ///< nullopt when the file has no status, as in headless runs, or an unknown one
+  Date since;           ///< when the state began; when the process started if there is no status
+  bool isKnown = true;  ///< false for a status that this reader does not know
 
   bool operator==(const Status&) const = default;
 };
@@ -96,8 +97,8 @@ struct Open {
   bool operator==(const Open&) const = default;
 };
 
-/// The list of open sessions; nullopt when the text is not such a list. Entries without an id or a process are
-/// left out.
+/// The list of open sessions; nullopt when the text is not such a list. Entries without an id or a process
+/// are left out.
 std::optional<std::vector<Open>> openSessions(std::string_view text);
 
 /// Whether a session's "summary.json" says that it is a sub-agent's.

@@ -31,14 +31,17 @@ std::vector<const SessionFact*> openQuestions(const std::vector<SessionFact>& fa
 
 bool runs(const std::vector<std::string>& arguments, std::string_view command) {
   if (arguments.empty() || command.empty()) return false;
-  const auto holds = [&](std::string_view word) { return !word.empty() && command.find(word) != command.npos; };
+  const auto holds = [&](std::string_view word) {
+    return !word.empty() && command.find(word) != std::string_view::npos;
+  };
   // The sandbox's own commands are those that needed no question.
   if (std::ranges::any_of(arguments, [](const std::string& word) {
         return word.find("codex-linux-sandbox") != std::string::npos || word == "--sandbox-policy-cwd" ||
                word.ends_with("/sandbox-exec");
       }))
     return false;
-  if (std::ranges::any_of(arguments, [&](const std::string& word) { return word.find(command) != word.npos; }))
+  if (std::ranges::any_of(arguments,
+                          [&](const std::string& word) { return word.find(command) != std::string::npos; }))
     return true;
   // A script's interpreter stands before the words that were asked about.
   const bool isNamed = holds(Path::lastComponent(arguments.front()));

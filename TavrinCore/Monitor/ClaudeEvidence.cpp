@@ -14,10 +14,6 @@ namespace {
 
 constexpr std::string_view refusal = "The user doesn't want to proceed with this tool use.";
 
-bool holds(std::string_view line, std::string_view word) {
-  return line.find(word) != std::string_view::npos;
-}
-
 // Whether a user line is a prompt that the person typed. The client writes user lines of its own: results of
 // tools, notes in angle brackets (commands, notifications) and interruptions in square ones.
 bool isPrompt(const json::object& object) {
@@ -70,7 +66,8 @@ LineEvidence line(std::string_view line) {
   } else if (type == "system") {
     if (textAt(object, "subtype") == "turn_duration") add(Kind::turnEnded);
   } else if (isPrompt(object)) {
-    add(Kind::turnStarted);
+    // Its hook reports each prompt. Some lines that look like one, as after /compact, start no turn.
+    found.startsTurn = true;
   } else if (type == "user") {
     for (const TranscriptSignal& signal : TranscriptParser::claudeSignals(line)) {
       if (signal.kind() == TranscriptSignal::Kind::toolResult)

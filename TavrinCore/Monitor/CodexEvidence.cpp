@@ -18,17 +18,13 @@ namespace {
 constexpr std::size_t idLength = 36;
 
 constexpr std::array<std::string_view, 12> knownTypes = {
-    "session_meta", "event_msg",   "response_item", "turn_context",     "world_state",
-    "compacted",    "token_count", "session_state", "retained_context", "token_usage_record",
-    "ghost_snapshot", "inter_agent_communication_metadata"};
-
-bool holds(std::string_view line, std::string_view word) {
-  return line.find(word) != std::string_view::npos;
-}
+    "session_meta",     "event_msg",          "response_item",  "turn_context",
+    "world_state",      "compacted",          "token_count",    "session_state",
+    "retained_context", "token_usage_record", "ghost_snapshot", "inter_agent_communication_metadata"};
 
 // Codex writes "type" before "payload", so the first one is the line's own.
 std::string_view typeOf(std::string_view line) {
-  constexpr std::string_view key = "\"type\":\"";
+  constexpr std::string_view key = R"("type":")";
   const std::size_t at = line.substr(0, 200).find(key);
   if (at == std::string_view::npos) return {};
   line.remove_prefix(at + key.size());
@@ -75,7 +71,7 @@ std::optional<Meta> meta(std::string_view line) {
 }
 
 std::optional<std::uint64_t> ordinal(std::string_view line) {
-  constexpr std::string_view key = "\"ordinal\":";
+  constexpr std::string_view key = R"("ordinal":)";
   const std::size_t at = line.substr(0, 200).find(key);
   if (at == std::string_view::npos) return std::nullopt;
   line.remove_prefix(at + key.size());

@@ -1,3 +1,5 @@
+#include <algorithm>
+#include <array>
 #include <boost/json/object.hpp>
 
 #include "TavrinCore/Monitor/AgentEvidence.hpp"
@@ -14,11 +16,10 @@ namespace {
 
 // The families of events that the client writes, up to the dot.
 bool isKnownType(std::string_view type) {
-  for (const std::string_view family :
-       {"session.", "assistant.", "user.", "system.", "tool.", "hook.", "permission.", "subagent.", "model.",
-        "human_response.", "abort", "elicitation.", "user_input.", "skill."})
-    if (type.starts_with(family)) return true;
-  return false;
+  constexpr std::array<std::string_view, 14> families = {
+      "session.",  "assistant.", "user.",           "system.", "tool.",        "hook.",       "permission.",
+      "subagent.", "model.",     "human_response.", "abort",   "elicitation.", "user_input.", "skill."};
+  return std::ranges::any_of(families, [&](std::string_view family) { return type.starts_with(family); });
 }
 
 // Lines of a sub-agent stand in its parent's file and carry an "agentId". Its questions are the parent's; its
@@ -38,7 +39,8 @@ void readHook(const json::object& data, Date at, LineEvidence& found) {
 }
 
 void readPermission(std::string_view type, const json::object& data, Date at, LineEvidence& found) {
-  SessionFact fact{.kind = Kind::asked, .at = at, .call = std::string(textAt(data, "requestId")), .command = {}};
+  SessionFact fact{
+      .kind = Kind::asked, .at = at, .call = std::string(textAt(data, "requestId")), .command = {}};
   if (type == "permission.completed") {
     const std::string_view result = textAt(objectAt(data, "result"), "kind");
     // A question that was cancelled says nothing about the turn; "abort" follows if that ends.

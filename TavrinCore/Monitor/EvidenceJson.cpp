@@ -1,10 +1,17 @@
 #include "TavrinCore/Monitor/EvidenceJson.hpp"
 
+#include <cstring>
 #include <limits>
 
 namespace tavrin::EvidenceJson {
 
 namespace json = boost::json;
+
+bool holds(std::string_view line, std::string_view word) {
+  // memmem(3) is several times as fast as std::string_view::find, which stops at each of the word's first
+  // letters.
+  return ::memmem(line.data(), line.size(), word.data(), word.size()) != nullptr;
+}
 
 const json::object& objectAt(const json::object& object, std::string_view key) {
   static const json::object none;

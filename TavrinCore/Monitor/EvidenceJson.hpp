@@ -12,6 +12,9 @@
 /// What the readers of agents' files share.
 namespace tavrin::EvidenceJson {
 
+/// Whether `line` holds `word`. Most lines of a transcript say nothing, and are told by this alone.
+bool holds(std::string_view line, std::string_view word);
+
 /// The object that a text is, or an empty one.
 inline boost::json::object objectIn(std::string_view text) {
   std::optional<boost::json::value> document = Json::parse(text);

@@ -14,8 +14,8 @@ using Kind = SessionFact::Kind;
 constexpr std::size_t mostFacts = 512;
 
 bool endsTurn(Kind kind) {
-  return kind == Kind::turnEnded || kind == Kind::interrupted || kind == Kind::refused || kind == Kind::failed ||
-         kind == Kind::sessionEnded;
+  return kind == Kind::turnEnded || kind == Kind::interrupted || kind == Kind::refused ||
+         kind == Kind::failed || kind == Kind::sessionEnded;
 }
 
 }  // namespace
@@ -27,8 +27,9 @@ bool FollowedFacts::look(const MonitorFiles& files) {
       .startsTurn =
           [&](std::string_view line) {
             const LineEvidence found = evidenceInLine(line, agent_);
-            return std::ranges::any_of(found.facts,
-                                       [](const SessionFact& fact) { return fact.kind == Kind::turnStarted; });
+            return found.startsTurn || std::ranges::any_of(found.facts, [](const SessionFact& fact) {
+                     return fact.kind == Kind::turnStarted;
+                   });
           },
       .restart =
           [&] {

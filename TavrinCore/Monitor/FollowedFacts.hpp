@@ -15,8 +15,8 @@ namespace tavrin {
 /// The facts of the present turn in one of an agent's files, read as it grows.
 class FollowedFacts {
  public:
-  /// `isSubagents` says that the file is a sub-agent's: its questions and results count for the session, its turns
-  /// do not. `start` is the offset to start from, if one is known.
+  /// `isSubagents` says that the file is a sub-agent's: its questions and results count for the session, its
+  /// turns do not. `start` is the offset to start from, if one is known.
   FollowedFacts(std::string path, Agent agent, bool isSubagents,
                 std::optional<std::uint64_t> start = std::nullopt)
       : file_(std::move(path), start), agent_(agent), isSubagents_(isSubagents) {}

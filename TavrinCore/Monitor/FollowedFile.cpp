@@ -37,7 +37,8 @@ FollowedFile::Change FollowedFile::look(const MonitorFiles& files, const Reader&
   return change;
 }
 
-std::uint64_t FollowedFile::startOf(const MonitorFiles& files, std::uint64_t size, const Reader& reader) const {
+std::uint64_t FollowedFile::startOf(const MonitorFiles& files, std::uint64_t size,
+                                    const Reader& reader) const {
   for (std::uint64_t tail = firstTail; size > tail; tail *= 2) {
     if (tail >= longestTail) return size - longestTail;
     FollowedFile end(path_);

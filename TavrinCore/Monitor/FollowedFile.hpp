@@ -11,8 +11,9 @@
 
 namespace tavrin {
 
-/// A file of lines that another program appends to, read as it grows. Each look reads only what is new, a piece
-/// at a time, and keeps no more than half a line of at most `longestLine` bytes. A longer line is passed over.
+/// A file of lines that another program appends to, read as it grows. Each look reads only what is new, a
+/// piece at a time, and keeps no more than half a line of at most `longestLine` bytes. A longer line is
+/// passed over.
 class FollowedFile {
  public:
   /// The most bytes that one read asks for.
@@ -42,9 +43,9 @@ class FollowedFile {
     std::function<void(std::string_view line)> take;
   };
 
-  /// `start` is the offset in bytes to start from, if one is known; else the file's end is read, from the first
-  /// whole line of its last `firstTail` bytes, doubled until the start of a turn is found or `longestTail` is
-  /// reached.
+  /// `start` is the offset in bytes to start from, if one is known; else the file's end is read, from the
+  /// first whole line of its last `firstTail` bytes, doubled until the start of a turn is found or
+  /// `longestTail` is reached.
   explicit FollowedFile(std::string path, std::optional<std::uint64_t> start = std::nullopt)
       : path_(std::move(path)), start_(start) {}
 

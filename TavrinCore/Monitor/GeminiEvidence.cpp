@@ -55,7 +55,9 @@ LineEvidence line(std::string_view line) {
   const auto add = [&](Kind kind) {
     found.facts.push_back({.kind = kind, .at = *at, .call = {}, .command = {}});
   };
-  if (type == "user" && !contentText(object).empty()) add(Kind::turnStarted);
+  // After a cancelled turn the client writes its history again, prompts included, so a prompt in the file
+  // does not say that a turn starts now. The hook does.
+  found.startsTurn = type == "user" && !contentText(object).empty();
   if (type == "error") add(Kind::failed);
   if (type == "info" && contentText(object) == "Request cancelled.") add(Kind::interrupted);
   if (type == "gemini") {

@@ -14,7 +14,7 @@ using Kind = SessionFact::Kind;
 namespace {
 
 constexpr std::array<std::string_view, 9> knownTypes = {
-    "turn_started",         "turn_ended",          "loop_started", "phase_changed",  "first_token",
+    "turn_started",         "turn_ended",          "loop_started", "phase_changed", "first_token",
     "permission_requested", "permission_resolved", "tool_started", "tool_completed"};
 constexpr std::string_view questionTool = "ask_user_question";
 

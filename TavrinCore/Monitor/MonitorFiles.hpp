@@ -21,13 +21,15 @@ struct FileStatus {
   bool operator==(const FileStatus&) const = default;
 };
 
-/// The file access of the monitor, which only reads. Tests and recordings fill in functions of their own; all of
-/// them must be set.
+/// The file access of the monitor, which only reads. Tests and recordings fill in functions of their own; all
+/// of them must be set.
 struct MonitorFiles {
   /// The status of what `path` names, links followed; nullopt when it is not there or cannot be asked.
   std::function<std::optional<FileStatus>(const std::string& path)> status;
-  /// At most `most` bytes of the file from `offset` on, fewer only at its end; nullopt when it cannot be read.
-  std::function<std::optional<std::string>(const std::string& path, std::uint64_t offset, std::size_t most)> read;
+  /// At most `most` bytes of the file from `offset` on, fewer only at its end; nullopt when it cannot be
+  /// read.
+  std::function<std::optional<std::string>(const std::string& path, std::uint64_t offset, std::size_t most)>
+      read;
   /// The names in a directory, without "." and "..", in no particular order; none when it cannot be listed.
   std::function<std::vector<std::string>(const std::string& path)> list;
 

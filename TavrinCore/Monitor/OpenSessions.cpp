@@ -18,6 +18,9 @@ constexpr std::size_t largestStatus = std::size_t{1024} * 1024;
 // A process that started after its file was written is another one with the same id.
 constexpr Seconds startMargin(5);
 
+// When to look again, in seconds, at what an agent is about to finish.
+constexpr Seconds soon(0.1);
+
 bool wrote(const ProcessFact& process, Date written) {
   return process.startedAt <= written + startMargin;
 }
@@ -81,7 +84,8 @@ void OpenSessions::lookClaude(const AgentHome& home, const Surroundings& with,
   }
 }
 
-void OpenSessions::lookGrok(const AgentHome& home, const Surroundings& with, std::vector<std::string>& watched) {
+void OpenSessions::lookGrok(const AgentHome& home, const Surroundings& with,
+                            std::vector<std::string>& watched) {
   const std::string path = home.activeSessionsFile().value_or("");
   watched.push_back(path);
   const std::optional<FileStatus> status = with.files.status(path);
@@ -133,7 +137,10 @@ void OpenSessions::lookCopilot(const AgentHome& home, const Surroundings& with,
                        .state = std::nullopt,
                        .stateSince = status->modifiedAt});
     }
-    if (isOpen) watched.push_back(folder);
+    // The hold file comes a moment after the folder.
+    const auto status = isOpen ? std::nullopt : with.files.status(folder);
+    constexpr Seconds young(10);
+    if (isOpen || (status && with.now - status->modifiedAt < young)) watched.push_back(folder);
   }
 }
 
@@ -144,10 +151,20 @@ void OpenSessions::lookCodex(const AgentHome& home, const Surroundings& with,
   std::map<std::int32_t, std::vector<Holding>> byHolder;
   for (const std::string& name : with.directories.names(directory, with.files, with.now)) {
     if (!name.ends_with(".lock") || CodexEvidence::idInName(name).empty()) continue;
-    std::optional<Holding> held = holding(directory, name, with);
-    if (held && mayShow(home, held->id, with)) byHolder[held->holder].push_back(*std::move(held));
+    const std::optional<Holding> held = holding(directory, name, with);
+    if (held && mayShow(home, held->id, with)) byHolder[held->holder].push_back(*held);
   }
   for (auto& [holder, held] : byHolder) {
+    for (const Holding& one : held) {
+      const auto made = codexRollout(home, one.id, with) ? std::nullopt : CodexEvidence::createdAt(one.id);
+      if (!made) continue;
+      // The first prompt makes the rollout, and the folders of its day.
+      const std::string day = Iso8601::text(*made);
+      std::string folder = home.sessionsDirectory();
+      watched.push_back(folder);
+      for (const std::string& part : {day.substr(0, 4), day.substr(5, 2), day.substr(8, 2)})
+        watched.push_back(folder = Path::joined(folder, part));
+    }
     std::ranges::sort(held, {}, &Holding::since);
     const std::vector<std::string> words = with.processes.arguments(holder);
     if (std::ranges::find(words, "app-server") != words.end())
@@ -157,7 +174,8 @@ void OpenSessions::lookCodex(const AgentHome& home, const Surroundings& with,
   }
 }
 
-std::optional<OpenSessions::Holding> OpenSessions::holding(const std::string& directory, const std::string& name,
+std::optional<OpenSessions::Holding> OpenSessions::holding(const std::string& directory,
+                                                           const std::string& name,
                                                            const Surroundings& with) {
   const std::string path = Path::joined(directory, name);
   const std::optional<FileStatus> status = with.files.status(path);
@@ -176,6 +194,7 @@ std::optional<OpenSessions::Holding> OpenSessions::holding(const std::string& di
     // A client makes the file and then locks it, so one that is new may be free for a moment.
     const bool isSettled = lock.holder || with.now - status->modifiedAt > Seconds(1);
     lock.status = isSettled ? status : std::nullopt;
+    if (!isSettled) next_ = with.now + soon;
     process = lock.holder ? with.process(*lock.holder) : std::nullopt;
   }
   if (!lock.holder || !process) return std::nullopt;
@@ -185,8 +204,8 @@ std::optional<OpenSessions::Holding> OpenSessions::holding(const std::string& di
                  .process = *process};
 }
 
-// Whether the thread may be one that a terminal shows: not a sub-agent's, and not one whose rollout exists but
-// does not say yet whose it is.
+// Whether the thread may be one that a terminal shows: not a sub-agent's, and not one whose rollout exists
+// but does not say yet whose it is.
 bool OpenSessions::mayShow(const AgentHome& home, const std::string& id, const Surroundings& with) {
   const std::optional<std::string> rollout = codexRollout(home, id, with);
   if (!rollout) return true;
@@ -194,7 +213,10 @@ bool OpenSessions::mayShow(const AgentHome& home, const std::string& id, const S
   if (!thread.hasMeta) {
     const auto text = with.files.read(*rollout, 0, largestStatus);
     const std::size_t end = text ? text->find('\n') : std::string::npos;
-    if (end == std::string::npos) return false;
+    if (end == std::string::npos) {
+      next_ = with.now + soon;
+      return false;
+    }
     const auto meta = CodexEvidence::meta(std::string_view(*text).substr(0, end));
     if (meta) thread.parentId = meta->parentId;
     thread.hasMeta = true;
@@ -244,9 +266,9 @@ void OpenSessions::lookClients(const Surroundings& with) {
   }
 }
 
-// The daemon holds the locks of all its clients, and lives on without them. A client opens its session when it
-// starts, so a lock belongs to the client that started last before it and shows nothing yet. Where that does
-// not decide, a session counts as open while any client runs that started before it.
+// The daemon holds the locks of all its clients, and lives on without them. A client opens its session when
+// it starts, so a lock belongs to the client that started last before it and shows nothing yet. Where that
+// does not decide, a session counts as open while any client runs that started before it.
 void OpenSessions::lookDaemon(const std::vector<Holding>& held, const Surroundings& with) {
   lookClients(with);
   std::map<std::string, std::int32_t> ownerOf;
@@ -263,7 +285,8 @@ void OpenSessions::lookDaemon(const std::vector<Holding>& held, const Surroundin
         ownerPid = pid;
       }
     }
-    const auto alive = std::ranges::count_if(clients_, [](const auto& entry) { return entry.second.isAlive; });
+    const auto alive =
+        std::ranges::count_if(clients_, [](const auto& entry) { return entry.second.isAlive; });
     if (owner == nullptr && alive == 1) {
       // The only client shows what was opened last.
       for (auto& [pid, client] : clients_) {

@@ -15,8 +15,8 @@
 
 namespace tavrin {
 
-/// The files in which agents state which sessions are open: Claude's status files, Codex's locks, Copilot's hold
-/// files and Grok's list. They are read again only when they change.
+/// The files in which agents state which sessions are open: Claude's status files, Codex's locks, Copilot's
+/// hold files and Grok's list. They are read again only when they change.
 class OpenSessions {
  public:
   using ProcessLookup = std::function<std::optional<ProcessFact>(std::int32_t pid)>;
@@ -38,14 +38,21 @@ class OpenSessions {
   /// is the one its terminal shows.
   const std::vector<OpenSession>& all() const { return open_; }
 
+  /// When to look again at the latest: a lock is taken without any change of its file.
+  const std::optional<Date>& next() const { return next_; }
+
   /// Forgets what the last looks found, before the looks of a new round.
-  void clear() { open_.clear(); }
+  void clear() {
+    open_.clear();
+    next_.reset();
+  }
 
   /// The threads that Codex started as sub-agents of the session, by their ids.
   std::vector<std::string> codexSubagents(const std::string& sessionId) const;
 
   /// The rollout of a thread of Codex; nullopt when there is none.
-  std::optional<std::string> codexRollout(const AgentHome& home, const std::string& id, const Surroundings& with);
+  std::optional<std::string> codexRollout(const AgentHome& home, const std::string& id,
+                                          const Surroundings& with);
 
   /// The clients of Codex's daemon, whose end changes what is open.
   std::vector<std::int32_t> clients() const;
@@ -82,13 +89,15 @@ class OpenSessions {
   void lookCopilot(const AgentHome& home, const Surroundings& with, std::vector<std::string>& watched);
   void lookGrok(const AgentHome& home, const Surroundings& with, std::vector<std::string>& watched);
 
-  std::optional<Holding> holding(const std::string& directory, const std::string& name, const Surroundings& with);
+  std::optional<Holding> holding(const std::string& directory, const std::string& name,
+                                 const Surroundings& with);
   bool mayShow(const AgentHome& home, const std::string& id, const Surroundings& with);
   void lookDaemon(const std::vector<Holding>& held, const Surroundings& with);
   void lookClients(const Surroundings& with);
   void add(const Holding& held, const Surroundings& with);
 
   std::vector<OpenSession> open_;
+  std::optional<Date> next_;
   std::map<std::string, std::pair<FileStatus, std::vector<OpenSession>>> stated_;  // by path
   std::map<std::string, Lock> locks_;
   std::map<std::string, Thread> threads_;

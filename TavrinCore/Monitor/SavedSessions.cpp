@@ -7,17 +7,17 @@
 
 namespace tavrin {
 
-void SavedSessions::look(const MonitorFiles& files, Date now) {
+bool SavedSessions::look(const MonitorFiles& files, Date now) {
   constexpr std::size_t largestRecord = std::size_t{1024} * 1024;
   constexpr std::chrono::duration<double> tick(1);
   const std::optional<FileStatus> directory = files.status(directory_);
-  if (directory && isSettled_ && directory->modifiedAt == modifiedAt_) return;
+  if (directory && isSettled_ && directory->modifiedAt == modifiedAt_) return false;
   isSettled_ = directory && now - directory->modifiedAt > tick;
   modifiedAt_ = directory ? directory->modifiedAt : Date();
 
   std::map<std::string, FileStatus> before = std::exchange(statuses_, {});
   std::map<std::string, Saved> old = std::exchange(saved_, {});
-  if (!directory) return;
+  if (!directory) return true;
   for (std::string& name : files.list(directory_)) {
     if (Path::extension(name) != "json" && name != ".json") continue;
     const std::string path = Path::joined(directory_, name);
@@ -32,6 +32,7 @@ void SavedSessions::look(const MonitorFiles& files, Date now) {
     }
     statuses_.emplace(std::move(name), *status);
   }
+  return true;
 }
 
 }  // namespace tavrin

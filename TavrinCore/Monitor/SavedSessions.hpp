@@ -23,9 +23,11 @@ class SavedSessions {
 
   const std::string& directory() const { return directory_; }
 
-  /// Reads what changed. A file that holds no record is left out, and read again when it changes. One `status`
-  /// call is made while the directory is as it was: the hook replaces files, which changes the directory.
-  void look(const MonitorFiles& files, Date now);
+  /// Reads what changed. A file that holds no record is left out, and read again when it changes. One
+  /// `status` call is made while the directory is as it was: the hook replaces files, which changes the
+  /// directory.
+  /// Returns whether anything may have changed.
+  bool look(const MonitorFiles& files, Date now);
 
   /// All records by their file's name.
   const std::map<std::string, Saved>& all() const { return saved_; }

@@ -30,10 +30,10 @@ struct OpenSession {
 /// What an agent's own files and the process table say about one session beyond its hooks.
 struct SessionEvidence {
   std::optional<OpenSession> open;
-  bool isOpenByItsAgent = true;  ///< whether `open` names the record's agent or a child of it
-  bool isClosed = false;         ///< the agent closed the session, or its terminal shows another one
-  bool isSubagent = false;       ///< it belongs to another session
-  std::vector<SessionFact> facts;  ///< of the present turn, the oldest first
+  bool isOpenByItsAgent = true;        ///< whether `open` names the record's agent or a child of it
+  bool isClosed = false;               ///< the agent closed the session, or its terminal shows another one
+  bool isSubagent = false;             ///< it belongs to another session
+  std::vector<SessionFact> facts;      ///< of the present turn, the oldest first
   std::optional<ProcessFact> process;  ///< the record's agent, while it runs
   bool wasSeen = false;                ///< whether that process was ever seen running
   bool isFolderHere = true;            ///< whether the record's working directory exists

@@ -35,8 +35,9 @@ struct SessionFact {
 /// What one line says.
 struct LineEvidence {
   std::vector<SessionFact> facts;  ///< in the order of the line
-  std::string subagent;            ///< the id of a sub-agent that the line names as the session's own; "" for none
-  bool isKnown = true;             ///< false for a line of a kind that no reader knows
+  std::string subagent;     ///< the id of a sub-agent that the line names as the session's own; "" for none
+  bool startsTurn = false;  ///< whether a turn starts here, so that earlier lines need not be read
+  bool isKnown = true;      ///< false for a line of a kind that no reader knows
 
   bool operator==(const LineEvidence&) const = default;
 };

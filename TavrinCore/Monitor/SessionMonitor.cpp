@@ -70,7 +70,13 @@ class Play {
 
   // A question that is still open makes the session wait, unless the hooks saw its turn end after it.
   void settle(Date now) {
-    if (session_.state == needsYou) return;
+    if (session_.state == needsYou) {
+      // A hook that came after the answer may not know of it. These agents write down every question.
+      const bool knowsAll = session_.agent == Agent::grok || session_.agent == Agent::copilot;
+      if (knowsAll && asked_.empty() && answeredAt_ && *answeredAt_ >= session_.stateSince)
+        apply("Resumed", {}, *answeredAt_, Reason::answered);
+      return;
+    }
     const Seconds settled(settling(session_.agent));
     for (const SessionFact* const fact : asked_) {
       if (fact->at + settled > now || (session_.state == idle && fact->at <= base_)) continue;
@@ -98,12 +104,16 @@ class Play {
   }
 
   void close(const SessionFact& fact, bool counts) {
+    bool wasAsked = false;
     if (!fact.call.empty()) {
-      const auto at = std::ranges::find(asked_, fact.call, [](const SessionFact* open) { return open->call; });
-      if (at != asked_.end()) asked_.erase(at);
+      const auto at =
+          std::ranges::find(asked_, fact.call, [](const SessionFact* open) { return open->call; });
+      wasAsked = at != asked_.end();
+      if (wasAsked) asked_.erase(at);
     } else if (fact.kind == Kind::answered) {
       asked_.clear();
     }
+    if (fact.kind != Kind::withdrawn && wasAsked) answeredAt_ = fact.at;
     // One answer of several does not end the wait.
     if (!counts || session_.state != needsYou || !asked_.empty() || fact.kind == Kind::withdrawn) return;
     if (fact.kind == Kind::callEnded)
@@ -145,6 +155,7 @@ class Play {
   std::string_view reason_;
   std::optional<std::string> attentionId_;
   std::vector<const SessionFact*> asked_;
+  std::optional<Date> answeredAt_;
   bool isEnded_ = false;
   bool wasRefused_ = false;
 };
@@ -164,6 +175,7 @@ bool isDead(const MonitoredSession& session, Date now, Date bootedAt) {
 bool isAhead(const MonitoredSession& session, SessionState level, Date now) {
   if (session.savedAt <= session.evidence.open->stateSince) return false;
   if (now - session.savedAt >= Seconds(statusLag)) return false;
+  if (session.savedAt - session.record.stateSince >= Seconds(1)) return false;
   return severity(session.record.state) > severity(level);
 }
 
@@ -235,7 +247,8 @@ std::vector<ObservedSession> observe(std::span<const MonitoredSession> sessions,
   std::vector<ObservedSession> observed;
   observed.reserve(sessions.size());
   for (const MonitoredSession& session : sessions) {
-    if (std::optional<ObservedSession> one = judge(session, now, bootedAt)) observed.push_back(*std::move(one));
+    if (std::optional<ObservedSession> one = judge(session, now, bootedAt))
+      observed.push_back(*std::move(one));
   }
   return observed;
 }

@@ -20,23 +20,23 @@ struct MonitoredSession {
 
 /// A session as it is, as far as anybody can know.
 struct ObservedSession {
-  Session record;           ///< as the hook saved it
+  Session record;  ///< as the hook saved it
   SessionState state = SessionState::idle;
   Date since;               ///< when that state began
   std::string_view reason;  ///< why the state differs from the record's, as "refused, according to its
                             ///< transcript"; "" when the hooks said it. Constant text
   std::optional<std::string> attentionId;  ///< while it needs the person: the record's, or a derived one
-  bool isElsewhere = false;                ///< its folder is not on this machine, so its process cannot be asked
+  bool isElsewhere = false;  ///< its folder is not on this machine, so its process cannot be asked
 
   bool operator==(const ObservedSession&) const = default;
 };
 
-/// Judges sessions from records, evidence and the time. It reads nothing and writes nothing. Facts become events
-/// of the one state machine (HookTransitions); docs/monitor.md says what decides what.
+/// Judges sessions from records, evidence and the time. It reads nothing and writes nothing. Facts become
+/// events of the one state machine (HookTransitions); docs/monitor.md says what decides what.
 namespace SessionMonitor {
 
-/// A command of Codex that asks to leave the sandbox may be allowed beforehand. Then it starts at once, so the
-/// call counts as a question only after this many seconds without a sign of that. 0 for other agents.
+/// A command of Codex that asks to leave the sandbox may be allowed beforehand. Then it starts at once, so
+/// the call counts as a question only after this many seconds without a sign of that. 0 for other agents.
 double settling(Agent agent);
 
 /// How long, in seconds, a hook's record is believed against an older status file. Claude Code rewrites its
@@ -49,15 +49,15 @@ inline constexpr double unseenLimit = 60;
 /// The record that stands for a session that has no file yet: it is idle since it was opened.
 Session opened(const OpenSession& open);
 
-/// The session as it is; nullopt for one that is gone and for a sub-agent's. `bootedAt` is when the system was
-/// started.
+/// The session as it is; nullopt for one that is gone and for a sub-agent's. `bootedAt` is when the system
+/// was started.
 std::optional<ObservedSession> judge(const MonitoredSession& session, Date now, Date bootedAt);
 
 /// The same for all of them, in their order.
 std::vector<ObservedSession> observe(std::span<const MonitoredSession> sessions, Date now, Date bootedAt);
 
-/// The attentionId of a wait that began at `since` and that no hook reported: the same each time, in the form of
-/// a UUID (RFC 9562, version 8).
+/// The attentionId of a wait that began at `since` and that no hook reported: the same each time, in the form
+/// of a UUID (RFC 9562, version 8).
 std::string derivedAttentionId(std::string_view sessionId, Date since);
 
 }  // namespace SessionMonitor

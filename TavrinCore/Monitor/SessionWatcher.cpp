@@ -18,6 +18,9 @@ using Seconds = std::chrono::duration<double>;
 constexpr Seconds processInterval(1);
 constexpr Seconds childInterval(0.25);
 
+// How long, in seconds, a closed session is remembered.
+constexpr Seconds closedInterval(60);
+
 std::string keyOf(Agent agent, const std::string& id) {
   return std::string(rawValue(agent)) + "/" + id;
 }
@@ -51,8 +54,7 @@ SessionWatcher::Look SessionWatcher::look(Date now) {
   now_ = now;
   Look look;
   look.files.push_back(surroundings_.sessionsDirectory);
-  saved_.look(surroundings_.files, now);
-  takeRecords();
+  takeRecords(saved_.look(surroundings_.files, now));
   openSessions_.clear();
   const OpenSessions::Surroundings with{.files = surroundings_.files,
                                         .processes = surroundings_.processes,
@@ -61,14 +63,20 @@ SessionWatcher::Look SessionWatcher::look(Date now) {
                                         .now = now};
   for (const AgentHome& home : surroundings_.homes) openSessions_.look(home, with, look.files);
   takeOpenSessions();
-  std::erase_if(traces_, [](const auto& entry) { return !entry.second.isUsed; });
+  // A session that was closed is remembered for a while: a hook that comes after its end must not bring it
+  // back.
+  std::erase_if(traces_, [&](const auto& entry) {
+    const Trace& trace = entry.second;
+    const bool isFresh = trace.wasOpen || (trace.closedAt && now - *trace.closedAt < closedInterval);
+    return !trace.isUsed && !isFresh;
+  });
 
   const Date bootedAt = surroundings_.processes.bootedAt();
   // Sessions that do something are followed first.
   std::vector<Trace*> order;
   for (auto& [key, trace] : traces_) order.push_back(&trace);
-  std::ranges::stable_partition(
-      order, [](const Trace* trace) { return trace->session.record.state != SessionState::idle; });
+  std::stable_partition(order.begin(), order.end(),
+                        [](const Trace* trace) { return trace->session.record.state != SessionState::idle; });
   for (Trace* const trace : order) {
     judgeOpen(*trace);
     follow(*trace, look);
@@ -82,14 +90,21 @@ SessionWatcher::Look SessionWatcher::look(Date now) {
   }
   const std::vector<std::int32_t> clients = openSessions_.clients();
   look.processes.insert(look.processes.end(), clients.begin(), clients.end());
+  look.next = look.next && openSessions_.next() ? std::min(look.next, openSessions_.next())
+              : look.next                       ? look.next
+                                                : openSessions_.next();
   std::ranges::sort(look.processes);
-  look.processes.erase(std::ranges::unique(look.processes).begin(), look.processes.end());
+  look.processes.erase(std::unique(look.processes.begin(), look.processes.end()), look.processes.end());
   if (look.files.size() > mostWatched) look.files.resize(mostWatched);
   directories_.dropUnused();
   return look;
 }
 
-void SessionWatcher::takeRecords() {
+void SessionWatcher::takeRecords(bool isChanged) {
+  if (!isChanged) {
+    for (auto& [key, trace] : traces_) trace.isUsed = trace.hasFile;
+    return;
+  }
   for (auto& [key, trace] : traces_) trace.isUsed = trace.hasFile = false;
   for (const auto& [name, saved] : saved_.all()) {
     Trace& trace = traces_[keyOf(saved.record.agent, saved.record.sessionId)];
@@ -122,9 +137,11 @@ void SessionWatcher::takeOpenSessions() {
 void SessionWatcher::judgeOpen(Trace& trace) {
   const Session& record = trace.session.record;
   SessionEvidence& evidence = trace.session.evidence;
+  if (record.state != SessionState::idle) processes_.erase(record.agentPid);
   evidence.process = process(record.agentPid);
   const bool isIts = evidence.process && evidence.process->startedAt <= record.updatedAt + Seconds(5);
-  evidence.isFolderHere = surroundings_.files.status(record.cwd).has_value();
+  // A session that was seen here does not become one of another machine when its folder is deleted.
+  if (!evidence.wasSeen) evidence.isFolderHere = surroundings_.files.status(record.cwd).has_value();
   if (isIts && evidence.isFolderHere) evidence.wasSeen = true;
   evidence.isOpenByItsAgent = !evidence.open || isRelated(evidence.open->pid, record.agentPid);
 
@@ -156,11 +173,7 @@ bool SessionWatcher::isSubagent(Trace& trace) {
                : std::nullopt;
     if (summary) trace.isSubagent = GrokEvidence::isSubagent(*summary);
   } else if (record.agent == Agent::copilot) {
-    for (const auto& [key, other] : traces_) {
-      if (other.session.record.agent != Agent::copilot) continue;
-      for (const auto& [path, followed] : other.followed)
-        if (followed.subagents().contains(record.sessionId)) trace.isSubagent = true;
-    }
+    if (subagents_.contains(record.sessionId)) trace.isSubagent = true;
   }
   return trace.isSubagent.value_or(false);
 }
@@ -209,7 +222,8 @@ std::vector<std::pair<std::string, bool>> SessionWatcher::filesOf(const Trace& t
         const std::string chats(Path::parent(*record.transcriptPath));
         const std::string subagents = Path::joined(chats, id);
         if (AgentHome::isPlainName(id))
-          for (const std::string& name : names(subagents)) addPath(paths, Path::joined(subagents, name), true);
+          for (const std::string& name : names(subagents))
+            addPath(paths, Path::joined(subagents, name), true);
       }
       break;
     case Agent::copilot:
@@ -233,8 +247,7 @@ void SessionWatcher::follow(Trace& trace, Look& look) {
   SessionEvidence& evidence = trace.session.evidence;
   const Session& record = trace.session.record;
   const bool isGone = evidence.isClosed || (!evidence.process && !evidence.open);
-  if (isGone && record.agent != Agent::copilot) return;
-  if (look.files.size() >= mostWatched) return;
+  if (isGone || look.files.size() >= mostWatched) return;
   bool isChanged = false;
   for (const auto& [path, isSubagents] : filesOf(trace)) {
     const bool isOffset = record.transcriptPath == path && record.state == SessionState::needsYou;
@@ -244,6 +257,8 @@ void SessionWatcher::follow(Trace& trace, Look& look) {
                          isOffset ? record.attentionTranscriptOffset : std::optional<std::uint64_t>())
             .first->second;
     isChanged = followed.look(surroundings_.files) || isChanged;
+    if (record.agent == Agent::copilot)
+      subagents_.insert(followed.subagents().begin(), followed.subagents().end());
     look.files.push_back(path);
   }
   if (!isChanged) return;
@@ -257,7 +272,8 @@ void SessionWatcher::follow(Trace& trace, Look& look) {
 void SessionWatcher::askChildren(Trace& trace) {
   const Session& record = trace.session.record;
   const SessionEvidence& evidence = trace.session.evidence;
-  const std::int32_t pid = evidence.open ? evidence.open->pid : record.agentPid;
+  const bool isIts = evidence.process && evidence.isOpenByItsAgent;
+  const std::int32_t pid = isIts || !evidence.open ? record.agentPid : evidence.open->pid;
   if (evidence.isClosed || evidence.isSubagent || (!evidence.process && !evidence.open)) return;
   if (record.agent == Agent::codex) askCodexChildren(trace, pid);
   if (record.agent == Agent::gemini) askGeminiChildren(trace, pid);
@@ -266,11 +282,13 @@ void SessionWatcher::askChildren(Trace& trace) {
 void SessionWatcher::askCodexChildren(Trace& trace, std::int32_t pid) {
   SessionEvidence& evidence = trace.session.evidence;
   std::vector<const SessionFact*> open = ChildEvidence::openQuestions(evidence.facts);
-  if (open.empty()) {
+  const bool hasAsked =
+      std::ranges::any_of(evidence.facts, [](const SessionFact& fact) { return fact.kind == Kind::asked; });
+  if (!hasAsked) {
     trace.children.clear();
     trace.fromProcesses.clear();
-    return;
   }
+  if (open.empty()) return;
   std::vector<SessionFact> answers;
   for (const std::int32_t child : surroundings_.processes.children(pid)) {
     if (trace.children.contains(child)) continue;
@@ -329,7 +347,8 @@ void SessionWatcher::askGeminiChildren(Trace& trace, std::int32_t pid) {
   }
 }
 
-void SessionWatcher::plan(const Trace& trace, const std::optional<ObservedSession>& observed, Look& look) const {
+void SessionWatcher::plan(const Trace& trace, const std::optional<ObservedSession>& observed,
+                          Look& look) const {
   const auto at = [&](Date date) {
     if (date > now_ && (!look.next || date < *look.next)) look.next = date;
   };

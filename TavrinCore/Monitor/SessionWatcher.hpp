@@ -4,6 +4,7 @@
 #include <map>
 #include <memory>
 #include <optional>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -18,10 +19,10 @@
 
 namespace tavrin {
 
-/// Collects what SessionMonitor judges: it reads the hook's records, the agents' own files and the process table,
-/// each look only what is new. It writes nothing, starts nothing and never waits. One-shot commands look once;
-/// a program that keeps going looks again when one of `Look::files` changes, when one of `Look::processes` ends,
-/// and at `Look::next`.
+/// Collects what SessionMonitor judges: it reads the hook's records, the agents' own files and the process
+/// table, each look only what is new. It writes nothing, starts nothing and never waits. One-shot commands
+/// look once; a program that keeps going looks again when one of `Look::files` changes, when one of
+/// `Look::processes` ends, and at `Look::next`.
 class SessionWatcher {
  public:
   /// Where to look, and how. Tests and recordings hand in functions of their own.
@@ -81,7 +82,7 @@ class SessionWatcher {
   const AgentHome* homeOf(Agent agent) const;
   std::optional<ProcessFact> process(std::int32_t pid);
   bool isRelated(std::int32_t pid, std::int32_t agentPid);
-  void takeRecords();
+  void takeRecords(bool isChanged);
   void takeOpenSessions();
   void judgeOpen(Trace& trace);
   bool isSubagent(Trace& trace);
@@ -99,6 +100,7 @@ class SessionWatcher {
   DirectoryCache directories_;
   std::map<std::string, Trace> traces_;  // by agent and id
   std::map<std::int32_t, KnownProcess> processes_;
+  std::set<std::string> subagents_;  // ids that Copilot's files name
   Date now_;
 };
 

@@ -1,5 +1,7 @@
 #pragma once
 
+// Part of Tavrin::Panel. Needs nothing but the standard library.
+
 #include <cstdint>
 #include <optional>
 #include <string>
@@ -20,7 +22,7 @@ struct ActivityEmptyContent {
     static constexpr Agents checking() { return {Kind::checking, 0}; }
 
     constexpr Kind kind() const { return kind_; }
-    /// How many are connected; nothing in the other cases.
+    /// How many are connected; nullopt in the other cases.
     constexpr std::optional<std::int64_t> connectedCount() const {
       return kind_ == Kind::connected ? std::optional(count_) : std::nullopt;
     }
@@ -48,7 +50,7 @@ struct ActivityEmptyContent {
 
   std::string_view title() const;
 
-  /// What stands below the title, if anything; a line feed parts two lines.
+  /// The text below the title, if there is one. It may have two lines.
   std::optional<std::string> subtitle() const;
 
   /// The button, if there is one.

@@ -13,9 +13,8 @@ std::vector<std::size_t> ranks(std::span<const std::string_view> names, const st
 }
 
 std::u16string shownPart(std::string_view name) {
-  constexpr std::size_t longest = 4096;
   std::u16string text = Text::utf16(name);
-  text.resize(std::min(text.size(), longest));
+  text.resize(std::min(text.size(), longestShownPart));
   return text;
 }
 

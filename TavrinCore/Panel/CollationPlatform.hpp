@@ -1,5 +1,7 @@
 #pragma once
 
+// Part of Tavrin::Panel. Needs nothing but the standard library.
+
 #include <algorithm>
 #include <cstddef>
 #include <numeric>
@@ -16,6 +18,9 @@ namespace tavrin::Collation {
 /// cannot be opened.
 std::optional<std::vector<std::size_t>> systemRanks(std::span<const std::string_view> names,
                                                     const std::string& locale);
+
+/// How many UTF-16 units of a name count.
+inline constexpr std::size_t longestShownPart = 4096;
 
 /// What counts of a name, in UTF-16, with U+FFFD for each byte that is no UTF-8. What follows in a longer
 /// name, longer than any screen, does not: bringing accents into their order takes time that grows with the

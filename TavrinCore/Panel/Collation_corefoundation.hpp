@@ -1,5 +1,7 @@
 #pragma once
 
+// Part of Tavrin::Panel. Needs nothing but the standard library.
+
 #include <cstddef>
 #include <functional>
 #include <optional>

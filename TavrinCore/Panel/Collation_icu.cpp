@@ -4,11 +4,13 @@
 #include <unicode/unorm2.h>
 #include <unicode/ustring.h>
 
+#include <algorithm>
 #include <array>
 #include <cstdint>
 #include <memory>
 
 #include "TavrinCore/Panel/CollationPlatform.hpp"
+#include "TavrinCore/Support/ByteOrder.hpp"
 
 namespace tavrin::Collation {
 
@@ -84,13 +86,66 @@ std::u16string folded(std::string_view name, std::uint32_t options) {
   });
 }
 
-// Bytes that compare as the names do.
-std::string sortKey(const UCollator& collator, const std::u16string& name) {
-  return written<std::string>(2 * name.size() + 16, [&](char* buffer, std::int32_t capacity) {
-    return ucol_getSortKey(&collator, name.data(), static_cast<std::int32_t>(name.size()),
-                           reinterpret_cast<std::uint8_t*>(buffer), capacity);
-  });
+bool isAscii(std::string_view name) {
+  return std::ranges::all_of(name, [](char c) { return static_cast<signed char>(c) >= 0; });
 }
+
+// The same as `folded` by default gives for ASCII, which is composed and in which only A to Z have case.
+std::u16string foldedAscii(std::string_view name) {
+  std::u16string text;
+  name = name.substr(0, longestShownPart);
+  text.reserve(name.size());
+  for (const char c : name) text += static_cast<char16_t>(c >= 'A' && c <= 'Z' ? c - 'A' + 'a' : c);
+  return text;
+}
+
+// The collator's sort keys of names, bytes that compare as the names do, in one piece of memory.
+class SortKeys {
+ public:
+  SortKeys(UCollator& collator, std::size_t count) : collator_(collator), places_(count) {}
+
+  void add(std::size_t index, const std::u16string& name) {
+    const std::size_t begin = bytes_.size();
+    const auto length = static_cast<std::int32_t>(name.size());
+    std::array<std::uint8_t, 128> buffer{};
+    const auto size = static_cast<std::size_t>(ucol_getSortKey(&collator_, name.data(), length, buffer.data(),
+                                                               static_cast<std::int32_t>(buffer.size())));
+    if (size <= buffer.size()) {
+      bytes_.append(reinterpret_cast<const char*>(buffer.data()), size);
+    } else {
+      bytes_.resize(begin + size);
+      ucol_getSortKey(&collator_, name.data(), length, reinterpret_cast<std::uint8_t*>(&bytes_[begin]),
+                      static_cast<std::int32_t>(size));
+    }
+    places_[index] = {.begin = begin, .size = size};
+  }
+
+  std::vector<std::size_t> ranks() const {
+    std::vector<std::string_view> keys;
+    keys.reserve(places_.size());
+    for (const Place& place : places_) {
+      keys.push_back(std::string_view(bytes_).substr(place.begin, place.size));
+    }
+    const std::vector<std::size_t> order = ByteOrder::sorted(keys);
+    std::vector<std::size_t> ranks(order.size());
+    std::size_t rank = 0;
+    for (std::size_t i = 0; i < order.size(); ++i) {
+      if (i > 0 && keys[order[i]] != keys[order[i - 1]]) rank = i;
+      ranks[order[i]] = rank;
+    }
+    return ranks;
+  }
+
+ private:
+  struct Place {
+    std::size_t begin = 0;
+    std::size_t size = 0;
+  };
+
+  UCollator& collator_;
+  std::string bytes_;
+  std::vector<Place> places_;
+};
 
 }  // namespace
 
@@ -100,10 +155,20 @@ std::optional<std::vector<std::size_t>> systemRanks(std::span<const std::string_
   const Collator collator = openCollator(language);
   if (!collator) return std::nullopt;
   const std::uint32_t fold = foldOptions(language);
-  std::vector<std::string> keys;
-  keys.reserve(names.size());
-  for (const std::string_view name : names) keys.push_back(sortKey(*collator, folded(name, fold)));
-  return ranksBy(names.size(), [&](std::size_t a, std::size_t b) { return keys[a] < keys[b]; });
+  // Most names are ASCII. There is nothing in these to be normalised or, but for A to Z, to be folded.
+  const bool isPlainFold = fold == U_FOLD_CASE_DEFAULT;
+  const auto isPlain = [&](std::string_view name) { return isPlainFold && isAscii(name); };
+  SortKeys keys(*collator, names.size());
+  UErrorCode status = U_ZERO_ERROR;
+  ucol_setAttribute(collator.get(), UCOL_NORMALIZATION_MODE, UCOL_OFF, &status);
+  for (std::size_t i = 0; i < names.size(); ++i) {
+    if (isPlain(names[i])) keys.add(i, foldedAscii(names[i]));
+  }
+  ucol_setAttribute(collator.get(), UCOL_NORMALIZATION_MODE, UCOL_ON, &status);
+  for (std::size_t i = 0; i < names.size(); ++i) {
+    if (!isPlain(names[i])) keys.add(i, folded(names[i], fold));
+  }
+  return U_FAILURE(status) ? std::nullopt : std::optional(keys.ranks());
 }
 
 }  // namespace tavrin::Collation

@@ -2,8 +2,9 @@
 
 #include <algorithm>
 #include <numeric>
-#include <unordered_map>
 #include <utility>
+
+#include "TavrinCore/Support/IndexTable.hpp"
 
 namespace tavrin::NameOrder {
 
@@ -11,17 +12,12 @@ namespace {
 
 // The different names among `keys`, and which of them each key has.
 struct Spellings {
-  std::vector<std::string_view> names;
+  TextIndex names;
   std::vector<std::size_t> ofKey;
 
-  explicit Spellings(std::span<const Key> keys) {
-    std::unordered_map<std::string_view, std::size_t> known;
+  explicit Spellings(std::span<const Key> keys) : names(keys.size()) {
     ofKey.reserve(keys.size());
-    for (const Key& key : keys) {
-      const auto [entry, isNew] = known.try_emplace(key.name, names.size());
-      if (isNew) names.emplace_back(key.name);
-      ofKey.push_back(entry->second);
-    }
+    for (const Key& key : keys) ofKey.push_back(names.add(key.name));
   }
 };
 
@@ -37,6 +33,14 @@ struct Item {
 
 // Sorts things of one group and one rank: those of each spelling by `before`, within the places it holds.
 void sortSpellings(std::span<Item> items, const Before& before) {
+  // Mostly they are of one spelling. Few things need no memory of their own to be sorted stably.
+  const auto isBefore = [&](const Item& a, const Item& b) {
+    return before(a.index, b.index) || (a.index < b.index && !before(b.index, a.index));
+  };
+  if (std::ranges::all_of(items, [&](const Item& item) { return item.spelling == items[0].spelling; })) {
+    std::ranges::sort(items, isBefore);
+    return;
+  }
   std::vector<std::size_t> places(items.size());
   std::iota(places.begin(), places.end(), std::size_t{0});
   std::ranges::stable_sort(places, {}, [&](std::size_t place) { return items[place].spelling; });
@@ -56,7 +60,7 @@ std::vector<std::size_t> userRanks(std::span<const std::string_view> names) {
 
 std::vector<std::size_t> order(std::span<const Key> keys, const Before& before, const Ranks& ranks) {
   const Spellings spellings(keys);
-  const std::vector<std::size_t> rankOf = ranks(spellings.names);
+  const std::vector<std::size_t> rankOf = ranks(spellings.names.texts());
   std::vector<Item> items;
   items.reserve(keys.size());
   for (std::size_t i = 0; i < keys.size(); ++i) {

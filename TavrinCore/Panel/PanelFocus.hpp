@@ -1,5 +1,7 @@
 #pragma once
 
+// Part of Tavrin::Panel. Needs nothing but the standard library.
+
 #include <cstddef>
 #include <cstdint>
 #include <functional>
@@ -10,7 +12,7 @@
 
 namespace tavrin {
 
-/// An element of the panel that the keyboard can be at.
+/// An element of the panel that can have the keyboard's focus.
 class PanelFocus {
  public:
   enum class Kind : std::uint8_t {

@@ -1,5 +1,7 @@
 #pragma once
 
+// Part of Tavrin::Panel. Needs nothing but the standard library.
+
 #include <cstdint>
 #include <map>
 #include <optional>
@@ -41,14 +43,14 @@ struct Rectangle {
   bool operator==(const Rectangle&) const = default;
 };
 
-/// The height of `screen` as it was measured, at most `cap` when that is above 0; nothing when it is not
-/// known yet: not there, 0 or below, or not a number.
+/// The measured height of `screen`, at most `cap` when that is above 0. It is nullopt when the height is not
+/// known yet: missing, 0 or below, or not a number.
 std::optional<double> glassHeight(PanelScreen screen, const std::map<PanelScreen, double>& heights,
                                   double cap);
 
-/// The bottom left corner of a panel that hangs `gap` below the button, their right edges in line, and stays
-/// within `visibleFrame`. One that is wider than that starts at its left edge; one that is taller ends at its
-/// top edge and reaches below it.
+/// The bottom left corner of a panel that hangs `gap` below the button, with their right edges in line,
+/// inside `visibleFrame`. A panel that is too wide starts at the frame's left edge. One that is too tall ends
+/// at its top edge and reaches out below it.
 Point origin(Size panel, const Rectangle& buttonFrame, const Rectangle& visibleFrame, double gap);
 
 /// How tall the panel's content may be within `visibleFrame`; never below 0.

@@ -1,5 +1,7 @@
 #pragma once
 
+// Part of Tavrin::Panel. Needs nothing but the standard library.
+
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
@@ -13,38 +15,39 @@
 #include "TavrinCore/Sessions/Session.hpp"
 #include "TavrinCore/Support/Home.hpp"
 
-/// Which rows the panel shows, in which order, and how the keyboard moves between them.
+/// Which rows the panel shows, in which order, and how the keyboard moves between them. PanelRows does the
+/// same without copying sessions.
 namespace tavrin::PanelNavigation {
 
 /// Which way the focus moves.
 enum class Direction : std::uint8_t { up, down };
 
-/// The sessions to show, without probes and, with `hideIdle`, without idle ones: the more urgent state first,
-/// then by agent, then by name (Session::projectName) in the order of the user's language, those of one name
-/// by id. `home` is where probes are looked for; names always go by the user's home directory.
-std::vector<Session> visible(std::vector<Session> sessions, bool hideIdle,
+/// The sessions to show: all but probes and, with `hideIdle`, idle ones. The more urgent state comes first,
+/// then they are sorted by agent, then by name (Session::projectName) in the order of the user's language,
+/// and by id where the name is the same. `home` is where probes are looked for. Names always use the user's
+/// home directory.
+std::vector<Session> visible(const std::vector<Session>& sessions, bool hideIdle,
                              std::string_view home = Home::directory());
 
 /// Whether a session is one that an application started for itself: its repository, or without one its
 /// working directory, lies in the library folder of `home`.
 bool isProbe(const Session& session, std::string_view home);
 
-/// The sessions in the order of `sessionIds`, which is the one on the screen, and behind them those that are
-/// not named there, in input order. Of sessions with the same id the first is taken; an id that is named
-/// twice lists its session twice.
+/// The sessions in the order of `sessionIds`, which is the order on the screen, then the others in input
+/// order. Of sessions with the same id the first is taken. An id that is named twice lists its session twice.
 std::vector<Session> holding(const std::vector<Session>& sessions,
                              const std::vector<std::string>& sessionIds);
 
-/// The ids of the sessions whose host application is known, which is what a row leads to.
+/// The ids of the sessions whose host application is known. Selecting a row goes to that application.
 std::vector<std::string> interactiveIds(const std::vector<Session>& sessions);
 
-/// What the keyboard can be at, from top to bottom.
+/// All elements that can have the focus, from top to bottom.
 std::vector<PanelFocus> focusOrder(const std::vector<Session>& sessions,
                                    const std::vector<LocalServer>& servers, bool includeStopAll,
                                    bool includeSetup);
 
-/// The element beside `current` in `elements`, around either end; from nowhere, or from an element that is
-/// gone, the first one down or the last one up. Nothing when there are no elements.
+/// The element after or before `current` in `elements`; both ends are joined. Without `current`, or when it
+/// is gone, it is the first one (down) or the last one (up). It is nullopt when there are no elements.
 template <class Element>
 std::optional<Element> next(const std::optional<Element>& current, const std::vector<Element>& elements,
                             Direction direction) {

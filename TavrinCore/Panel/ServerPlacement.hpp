@@ -1,5 +1,7 @@
 #pragma once
 
+// Part of Tavrin::Panel. Needs nothing but the standard library.
+
 #include <map>
 #include <string>
 #include <vector>
@@ -7,7 +9,7 @@
 #include "TavrinCore/Servers/LocalServer.hpp"
 #include "TavrinCore/Sessions/Session.hpp"
 
-/// Shows servers beside the sessions that work on them.
+/// Places servers under the sessions that work on them.
 namespace tavrin::ServerPlacement {
 
 /// Servers by where they are shown.
@@ -19,9 +21,9 @@ struct Placed {
   bool operator==(const Placed&) const = default;
 };
 
-/// Gives each server to the first session with the same repository root, letter for letter. A session's
-/// servers are sorted by port; the orphans by their repository's name in the order of the user's language,
-/// those of one name by port.
+/// Gives each server to the first session with the same repository root, compared byte by byte. A session's
+/// servers are sorted by port. The orphans are sorted by their repository's name in the order of the user's
+/// language, and by port where the name is the same.
 Placed place(std::vector<LocalServer> servers, const std::vector<Session>& sessions);
 
 }  // namespace tavrin::ServerPlacement

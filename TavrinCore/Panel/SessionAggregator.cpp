@@ -3,7 +3,7 @@
 #include <array>
 #include <utility>
 
-#include "TavrinCore/Panel/NameOrder.hpp"
+#include "TavrinCore/Panel/PanelRows.hpp"
 #include "TavrinCore/Support/FatalError.hpp"
 #include "TavrinCore/Support/Typography.hpp"
 
@@ -59,14 +59,8 @@ SessionSummary SessionAggregator::summary(const std::vector<Session>& sessions) 
   return summary;
 }
 
-std::vector<Session> SessionAggregator::sorted(std::vector<Session> sessions, std::string_view home) {
-  std::vector<NameOrder::Key> keys;
-  keys.reserve(sessions.size());
-  for (const Session& session : sessions) {
-    const int calm = severity(SessionState::needsYou) - severity(session.state);
-    keys.push_back({.group = static_cast<std::size_t>(calm), .name = session.projectName(home)});
-  }
-  return NameOrder::arranged(std::move(sessions), NameOrder::order(keys));
+std::vector<Session> SessionAggregator::sorted(const std::vector<Session>& sessions, std::string_view home) {
+  return PanelRows::copied(PanelRows::sorted(sessions, home));
 }
 
 SessionAggregator::Pruned SessionAggregator::prune(

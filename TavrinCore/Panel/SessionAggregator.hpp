@@ -1,5 +1,7 @@
 #pragma once
 
+// Part of Tavrin::Panel. Needs nothing but the standard library.
+
 #include <cstdint>
 #include <functional>
 #include <string>
@@ -11,7 +13,7 @@
 
 namespace tavrin {
 
-/// How many sessions do what: the line in the menu bar.
+/// How many sessions are in each state: the line in the menu bar.
 struct SessionSummary {
   SessionState overall = SessionState::idle;  ///< the most urgent state
   std::int64_t working = 0;
@@ -36,9 +38,9 @@ namespace SessionAggregator {
 /// Counts the sessions of each state.
 SessionSummary summary(const std::vector<Session>& sessions);
 
-/// The sessions with the more urgent state first, then by their names (Session::projectName) in the order of
-/// the user's language; else in input order.
-std::vector<Session> sorted(std::vector<Session> sessions, std::string_view home = Home::directory());
+/// The sessions sorted by state, the more urgent first, then by name (Session::projectName) in the order of
+/// the user's language. Otherwise they keep their input order.
+std::vector<Session> sorted(const std::vector<Session>& sessions, std::string_view home = Home::directory());
 
 /// Sessions parted by whether their agent still runs.
 struct Pruned {

@@ -1,5 +1,7 @@
 #pragma once
 
+// Part of Tavrin::Panel. Needs nothing but the standard library.
+
 #include <optional>
 #include <string>
 
@@ -12,8 +14,8 @@ namespace tavrin::UpdateStatusText {
 /// yesterday", "Checks daily · checked yesterday", "Not checked yet".
 std::string subtitle(const std::optional<Date>& lastChecked, Date now, bool automatic);
 
-/// How long `from` lies before `to`: "just now" (also for a date ahead, or one that is not a number), "5
-/// minutes ago", "yesterday", "3 days ago". More days than 64 bits hold end the process.
+/// How long `from` lies before `to`: "just now" (also for a date in the future, or one that is not a
+/// number), "5 minutes ago", "yesterday", "3 days ago". More days than 64 bits hold end the process.
 std::string relative(Date from, Date to);
 
 }  // namespace tavrin::UpdateStatusText

@@ -2,7 +2,7 @@
 
 namespace tavrin::CommandLine {
 
-std::string_view lastComponent(std::string_view argument) {
+std::string_view afterLastSlash(std::string_view argument) {
   // npos + 1 is 0.
   return argument.substr(argument.rfind('/') + 1);
 }

@@ -1,5 +1,7 @@
 #pragma once
 
+// Part of Tavrin::Core. Needs nothing but the standard library.
+
 #include <chrono>
 #include <cstdint>
 #include <optional>
@@ -15,12 +17,12 @@ namespace tavrin {
 /// How a server answered when it was last asked.
 enum class ServerHealth : std::uint8_t { unknown, responding, notResponding };
 
-/// A development server that runs on this machine, with the texts that the panel shows of it. At least `pid`,
-/// `ports`, `command`, `cwd` and `repo` are given when one is made; the rest has the defaults below.
+/// A development server that runs on this machine, with the texts that a panel shows. Whoever makes one sets
+/// at least `pid`, `ports`, `command`, `cwd` and `repo`. The rest has the defaults below.
 struct LocalServer {
   std::int32_t pid = 0;
   PortList ports;
-  std::string command;                        ///< the process's name as lsof gives it
+  std::string command;                        ///< the process's name as lsof prints it
   std::string cwd;                            ///< its working directory
   std::string host = "localhost";             ///< the address that the first port is bound to
   bool needsNodeInspectorProbe = false;       ///< from ServerPortRoles
@@ -49,23 +51,24 @@ struct LocalServer {
   /// Whether it did not answer.
   bool isQuiet() const { return health == ServerHealth::notResponding; }
 
-  /// Where a browser finds it. An IPv6 address stands in brackets, the "%" of its zone escaped (RFC 6874).
+  /// Where a browser finds it. An IPv6 address is put in brackets, and the "%" of its zone is escaped
+  /// (RFC 6874).
   std::string url() const;
 
-  /// The first port and how many more there are, as "3000 +2"; behind the host, as "[::1]:3000 +2", when
-  /// `showHost`.
+  /// The first port and how many more there are: "3000 +2". With `showHost` the host comes first:
+  /// "[::1]:3000 +2".
   std::string portLabel(bool showHost) const;
 
   /// All ports: "3000, 3001".
   std::string allPortsLabel() const;
 
-  /// What to stop. Nothing for process 0 and 1, for a process whose start is not known, and for Docker's
-  /// processes when their container is not known: these are never signalled.
+  /// What to stop. It is nullopt for processes 0 and 1, for a process whose start is not known, and for
+  /// Docker's processes without a known container. These are never signalled.
   std::optional<ServerStopTarget> stopTarget() const;
 
   bool isStoppable() const { return stopTarget().has_value(); }
 
-  /// How long it has been running, as ServerUptime puts it; nothing when its start is not known.
+  /// How long it has been running, as ServerUptime::label; nullopt when its start is not known.
   std::optional<std::string> uptimeLabel(Date now = std::chrono::system_clock::now()) const;
 };
 

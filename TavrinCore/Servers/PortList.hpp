@@ -1,5 +1,7 @@
 #pragma once
 
+// Part of Tavrin::Core. Needs nothing but the standard library.
+
 #include <cstddef>
 #include <initializer_list>
 #include <utility>
@@ -7,8 +9,8 @@
 
 namespace tavrin {
 
-/// The ports of a server, never empty: without any it is the single port 0. (One that was moved from is
-/// empty, as any list then is.)
+/// The ports of a server. It is never empty: an empty list becomes the single port 0. (Only one that was
+/// moved from is empty.)
 class PortList {
  public:
   PortList() = default;

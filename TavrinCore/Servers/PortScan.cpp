@@ -77,7 +77,10 @@ std::vector<std::size_t> byHost(const std::vector<Listener>& listeners) {
 }  // namespace
 
 std::vector<Listener> parse(std::string_view lsofFields) {
+  // lsof prints about so many bytes for each socket.
+  constexpr std::size_t bytesPerSocket = 24;
   std::vector<Listener> listeners;
+  listeners.reserve(lsofFields.size() / bytesPerSocket);
   std::optional<std::int32_t> pid;
   std::string_view command;
   while (!lsofFields.empty()) {
@@ -97,10 +100,11 @@ std::vector<Listener> parse(std::string_view lsofFields) {
       case 'n':
         if (!pid || *pid < 1) break;
         if (const std::optional<Endpoint> found = endpoint(value)) {
-          listeners.push_back({.pid = *pid,
-                               .command = std::string(command),
-                               .port = found->port,
-                               .host = std::string(found->host)});
+          Listener& listener = listeners.emplace_back();
+          listener.pid = *pid;
+          listener.command = command;
+          listener.port = found->port;
+          listener.host = found->host;
         }
         break;
       default:
@@ -137,7 +141,9 @@ std::vector<ProcessListener> byProcess(const std::vector<Listener>& listeners) {
         known.findOrAdd(spreadHash(static_cast<std::uint32_t>(listener.pid)), processes.size(),
                         [&](std::size_t other) { return processes[other].pid == listener.pid; });
     if (index == processes.size()) {
-      processes.push_back({.pid = listener.pid, .command = listener.command, .ports = {}, .host = {}});
+      ProcessListener& process = processes.emplace_back();
+      process.pid = listener.pid;
+      process.command = listener.command;
       lowest.push_back(&listener);
     }
     processes[index].ports.push_back(listener.port);

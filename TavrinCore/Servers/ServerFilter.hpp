@@ -1,13 +1,14 @@
 #pragma once
 
+// Part of Tavrin::Core. Needs nothing but the standard library.
+
 #include <string_view>
 
-/// What becomes of a listening process before it is looked at as a server. Paths are compared as texts.
+/// Which listening processes are not development servers. Paths are compared as texts.
 namespace tavrin::ServerFilter {
 
-/// Whether the process is part of the system or of an application, and is not shown: judged by the path of
-/// its executable. Nothing is known of an empty path, so that is shown; so are Python's framework and
-/// containers.
+/// Whether the process belongs to the system or to an application, by the path of its executable, so that it
+/// is not shown. An unknown path ("") is not noise. Neither are Python's framework and Docker.
 bool isNoise(std::string_view executablePath);
 
 /// Whether the process belongs to Docker, so that it stands for a container.

@@ -20,12 +20,12 @@ constexpr FixedList<std::string_view, 9> optionsWithOperand = {
     "-e", "--eval", "-p", "--print", "-r", "--require", "--import", "--loader", "--experimental-loader"};
 constexpr FixedList<std::string_view, 3> loopbackHosts = {"localhost", "127.0.0.1", "::1"};
 
-// Whether the process is the program `name`, whatever folder that lies in.
+// Whether the process runs the program `name`, in whatever folder it is.
 bool runs(std::string_view name, std::string_view command, const Arguments& arguments) {
-  return command == name || (!arguments.empty() && CommandLine::lastComponent(arguments.front()) == name);
+  return command == name || (!arguments.empty() && CommandLine::afterLastSlash(arguments.front()) == name);
 }
 
-// The value of `flag`, as "flag=value" or else as the argument after it.
+// The value of `flag`: from "flag=value", else the argument after `flag`.
 std::optional<std::string_view> optionValue(std::string_view flag, const Arguments& arguments) {
   const auto joined = std::ranges::find_if(arguments, [&](std::string_view argument) {
     return argument.size() > flag.size() && argument.starts_with(flag) && argument[flag.size()] == '=';
@@ -42,8 +42,8 @@ std::optional<int> portOf(std::string_view text) {
   return Integer::port(text.substr(text.rfind(':') + 1));
 }
 
-// The port on which Node listens for a debugger, `unknownPort` when the arguments do not tell it; nothing
-// when it does not listen.
+// The port on which Node listens for a debugger, or `unknownPort` if the arguments do not show it. Returns
+// nullopt if Node does not listen.
 std::optional<int> nodeInspectorPort(std::string_view command, const Arguments& arguments) {
   if (!runs("node", command, arguments)) return std::nullopt;
   bool inspects = false;
@@ -51,7 +51,7 @@ std::optional<int> nodeInspectorPort(std::string_view command, const Arguments& 
   std::optional<int> explicitPort;
   for (std::size_t i = 1; i < arguments.size(); ++i) {
     const std::string_view argument = arguments[i];
-    // What follows the script is the script's.
+    // Arguments after the script belong to the script.
     if (argument == "--" || !argument.starts_with('-')) break;
     const std::size_t equals = argument.find('=');
     const std::string_view key = argument.substr(0, equals);

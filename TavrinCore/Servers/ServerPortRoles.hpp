@@ -1,13 +1,15 @@
 #pragma once
 
+// Part of Tavrin::Core. Needs nothing but the standard library.
+
 #include <optional>
 #include <set>
 #include <string>
 #include <string_view>
 #include <vector>
 
-/// Ports that a server's process listens on beside the server itself, told from its command name and its
-/// arguments, the program first: Node's inspector, and the parts of workerd, the runtime under Wrangler.
+/// Ports of a server's process that are not the server itself: those of Node's inspector and of workerd, the
+/// runtime that Wrangler starts. The command name and the arguments, the program first, show them.
 namespace tavrin::ServerPortRoles {
 
 /// The ports that belong to a debugger.
@@ -16,7 +18,7 @@ std::set<int> inspectorPorts(std::string_view command, const std::vector<std::st
 /// Whether the process is workerd.
 bool isWorkerd(std::string_view command, const std::vector<std::string>& arguments);
 
-/// Whether Node listens for a debugger at a port that its arguments do not tell, as with "--inspect=0".
+/// Whether Node listens for a debugger on a port that its arguments do not show, as with "--inspect=0".
 bool needsNodeInspectorProbe(std::string_view command, const std::vector<std::string>& arguments);
 
 /// An address on this machine.
@@ -27,7 +29,8 @@ struct Bridge {
   bool operator==(const Bridge&) const = default;
 };
 
-/// Where workerd publishes its service on this machine; nothing for other processes, or when it does not.
+/// The address on this machine where workerd offers its service, or nullopt for other processes and without
+/// one.
 std::optional<Bridge> loopbackBridge(std::string_view command, const std::vector<std::string>& arguments);
 
 }  // namespace tavrin::ServerPortRoles

@@ -16,8 +16,12 @@ namespace {
 // Linux counts a process's start from a boot time in whole seconds, so it can seem to lie a little ahead.
 constexpr double clockTolerance = 2;
 
+// What is not known is empty.
 struct Process {
-  Facts facts;
+  std::string executable;
+  std::string cwd;
+  std::vector<std::string> arguments;
+  std::optional<Date> startedAt;
   bool isNoise = false;
   std::set<int> inspectorPorts;
 
@@ -25,15 +29,16 @@ struct Process {
 };
 
 std::unordered_map<std::int32_t, Process> processesOf(const std::vector<PortScan::Listener>& listeners,
-                                                      const FactsOf& factsOf) {
+                                                      const ProcessFacts& processFacts) {
   std::unordered_map<std::int32_t, Process> processes;
   for (const PortScan::ProcessListener& listener : PortScan::byProcess(listeners)) {
-    Facts facts = factsOf(listener.pid).value_or(Facts{});
-    const bool isNoise = ServerFilter::isNoise(facts.executable);
-    std::set<int> inspectorPorts = ServerPortRoles::inspectorPorts(listener.command, facts.arguments);
-    processes.emplace(
-        listener.pid,
-        Process{.facts = std::move(facts), .isNoise = isNoise, .inspectorPorts = std::move(inspectorPorts)});
+    Process& process = processes[listener.pid];
+    process.executable = processFacts.executable(listener.pid).value_or("");
+    process.cwd = processFacts.folder(listener.pid).value_or("");
+    process.arguments = processFacts.arguments(listener.pid);
+    if (const auto fact = processFacts.process(listener.pid)) process.startedAt = fact->startedAt;
+    process.isNoise = ServerFilter::isNoise(process.executable);
+    process.inspectorPorts = ServerPortRoles::inspectorPorts(listener.command, process.arguments);
   }
   return processes;
 }
@@ -63,10 +68,11 @@ bool isPlausibleStart(const std::optional<Date>& start, Date now) {
 
 }  // namespace
 
-std::vector<LocalServer> servers(const std::vector<PortScan::Listener>& listeners, const FactsOf& factsOf,
-                                 Date now, const RepoLabel::Probes& probes) {
+std::vector<LocalServer> servers(const std::vector<PortScan::Listener>& listeners,
+                                 const ProcessFacts& processFacts, Date now,
+                                 const RepoLabel::Probes& probes) {
   std::vector<PortScan::Listener> endpoints = PortScan::dedupe(listeners);
-  const std::unordered_map<std::int32_t, Process> processes = processesOf(endpoints, factsOf);
+  const std::unordered_map<std::int32_t, Process> processes = processesOf(endpoints, processFacts);
   std::erase_if(endpoints, [&](const PortScan::Listener& endpoint) {
     const auto process = processes.find(endpoint.pid);
     return process == processes.end() || process->second.hides(endpoint.port);
@@ -75,19 +81,19 @@ std::vector<LocalServer> servers(const std::vector<PortScan::Listener>& listener
   Repositories repositories(probes);
   std::vector<LocalServer> servers;
   for (PortScan::ProcessListener& listener : PortScan::byProcess(endpoints)) {
-    const Facts& facts = processes.at(listener.pid).facts;
+    const Process& process = processes.at(listener.pid);
     LocalServer server;
     server.pid = listener.pid;
     server.ports = std::move(listener.ports);
-    server.cwd = facts.cwd;
+    server.cwd = process.cwd;
     server.host = std::move(listener.host);
     server.needsNodeInspectorProbe =
-        ServerPortRoles::needsNodeInspectorProbe(listener.command, facts.arguments);
-    server.repo = repositories.of(facts.cwd);
-    server.framework = ServerIdentity::name(listener.command, facts.arguments);
-    server.script = ServerIdentity::script(facts.arguments);
-    if (isPlausibleStart(facts.startedAt, now)) server.startedAt = facts.startedAt;
-    server.isDocker = ServerFilter::isDocker(listener.command, facts.executable);
+        ServerPortRoles::needsNodeInspectorProbe(listener.command, process.arguments);
+    server.repo = repositories.of(process.cwd);
+    server.framework = ServerIdentity::name(listener.command, process.arguments);
+    server.script = ServerIdentity::script(process.arguments);
+    if (isPlausibleStart(process.startedAt, now)) server.startedAt = process.startedAt;
+    server.isDocker = ServerFilter::isDocker(listener.command, process.executable);
     server.command = std::move(listener.command);
     servers.push_back(std::move(server));
   }

@@ -1,5 +1,7 @@
 #pragma once
 
+// Part of Tavrin::Core. Needs nothing but the standard library.
+
 #include <cstddef>
 #include <cstdint>
 #include <functional>
@@ -24,7 +26,7 @@ struct DockerTarget {
 /// What is stopped when the user stops a server.
 class ServerStopTarget {
  public:
-  /// A process to signal. Process ids are used again, so its start and its folder are to be the same still.
+  /// A process to signal. Process ids are reused, so check the start time and the folder too.
   struct Process {
     std::int32_t pid = 0;
     Date startedAt;

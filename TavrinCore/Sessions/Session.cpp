@@ -21,8 +21,7 @@ std::string Session::projectName(std::string_view home) const {
   if (agent == Agent::claude && hostBundleId == claudeDesktopBundleIdentifier && title) {
     if (std::optional<std::string> shown = shownTitle(*title)) return *std::move(shown);
   }
-  if (repoRoot && !repoRoot->empty())
-    return RepoLabel{.root = *repoRoot, .worktree = worktreeName}.displayName();
+  if (repoRoot && !repoRoot->empty()) return RepoLabel::displayNameOf(*repoRoot, worktreeName);
   return folderName(cwd, home);
 }
 

@@ -27,8 +27,8 @@ std::string temporaryFileName() {
   return "." + Uuid::random() + ".tmp";
 }
 
-// The largest record holds 64 calls twice, and a few texts more, each of a payload's size and, with its
-// slashes escaped, twice as long in the file. What is longer in its place is none, and not worth the memory.
+// A record holds at most 64 calls twice and a few more texts. Each is as long as a payload at most, and twice
+// as long in the file if every slash is escaped. A longer file is not a record.
 constexpr std::size_t largestRecord = 512'000'000;
 
 std::optional<Session> read(const std::string& path) {
@@ -36,7 +36,7 @@ std::optional<Session> read(const std::string& path) {
   return text ? Session::decode(*text) : std::nullopt;
 }
 
-// Gives up a temporary file after a failure, and reports that failure.
+// Removes a temporary file after a failure, and throws that failure.
 [[noreturn]] void abandon(const std::string& temporary, std::string_view operation) {
   const int code = errno;
   File::remove(temporary);

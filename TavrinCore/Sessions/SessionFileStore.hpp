@@ -1,5 +1,7 @@
 #pragma once
 
+// Part of Tavrin::Core. Needs POSIX and the standard library.
+
 #include <optional>
 #include <string>
 #include <string_view>
@@ -12,12 +14,12 @@
 
 namespace tavrin {
 
-/// The directory that holds one JSON file per session, shared by all running hooks (the writers, one at a
-/// time for each session) and the desktop app (the reader, at any time). Beside "NAME.json" lie ".NAME.lock",
-/// which is only ever locked and never deleted, and for a moment ".UUID.tmp", which is never read.
+/// The directory with one JSON file per session. Hooks write it, one at a time for each session. Panels may
+/// read it at any time. Beside "NAME.json" there is ".NAME.lock", which is only locked and never deleted, and
+/// while a record is saved ".UUID.tmp", which is never read.
 ///
-/// A process that dies at any point leaves the old record or the new one. After a loss of power the file
-/// holds the old record, the new one, or text that `decode` refuses, which counts as no record.
+/// If a process dies, the old or the new record remains. After a power failure the file may also hold text
+/// that Session::decode rejects. It then counts as missing.
 class SessionFileStore {
  public:
   explicit SessionFileStore(std::string directory = defaultDirectory(Home::directory()))
@@ -28,44 +30,44 @@ class SessionFileStore {
 
   const std::string& directory() const { return directory_; }
 
-  /// The file of a session: the id's letters, numbers, "-" and "_", and ".json". Ids that differ only in
-  /// other characters share one file and one lock.
+  /// The path of a session's file. Its name is the letters, numbers, "-" and "_" of the id, and ".json". Ids
+  /// that differ only in other characters share one file and one lock.
   std::string fileURL(std::string_view sessionId) const;
 
-  /// Makes the directory with all missing parents; one that exists is fine. Throws std::system_error.
+  /// Makes the directory and all missing parents. Does nothing if it exists. Throws std::system_error.
   void ensureDirectory() const;
 
-  /// Runs `body` while this process alone holds the session's lock, and gives back what it returns. Waits
-  /// without a time-out for as long as another process holds it; sessions never wait for each other. The lock
-  /// ends with `body`, also when that throws, and with the process. Throws std::system_error when it cannot
-  /// be taken; then `body` has not run.
+  /// Runs `body` while this process holds the session's lock, and returns its result. Waits while another
+  /// process holds the lock, without a time-out. Different sessions never wait for each other. The lock ends
+  /// when `body` returns or throws, or the process ends. Throws std::system_error if locking fails; `body`
+  /// then does not run.
   template <class Body>
   auto withLock(std::string_view sessionId, Body&& body) const {
     const Lock held = lock(sessionId);
     return std::forward<Body>(body)();
   }
 
-  /// The stored record; nothing when there is none, or none that can be read.
+  /// The stored record, or nullopt if there is no file or Session::decode rejects it.
   std::optional<Session> load(std::string_view sessionId) const;
 
-  /// Replaces the session's file in one step, so that a reader sees the old record or the new one. Throws
-  /// std::system_error; then the file is what it was and no temporary is left.
+  /// Replaces the session's file in one step, so a reader sees the old or the new record. Throws
+  /// std::system_error on failure. The old file then remains, and no temporary file.
   void save(const Session& session) const;
 
-  /// Removes the session's file. A failure, or a file that is not there, changes nothing and is not told.
+  /// Removes the session's file. A failure is ignored.
   void deleteSession(std::string_view sessionId) const;
 
-  /// The same for a file by its path, as `loadAll` names it.
+  /// Removes a file that `loadAll` listed. A failure is ignored.
   static void deleteFile(const std::string& path);
 
-  /// What a directory of session files holds.
+  /// The files of a directory.
   struct Loaded {
     std::vector<Session> sessions;
-    std::vector<std::string> corrupt;  ///< paths of files that hold no record
+    std::vector<std::string> corrupt;  ///< paths of files that Session::decode rejects
   };
 
-  /// All records, in the order in which the directory lists them. Takes no lock, moves and deletes nothing. A
-  /// directory that cannot be listed is empty.
+  /// All records, in the order of readdir(3). Takes no lock, and changes no file. A directory that cannot be
+  /// read counts as empty.
   Loaded loadAll() const;
 
  private:
@@ -82,7 +84,7 @@ class SessionFileStore {
 
   Lock lock(std::string_view sessionId) const;
 
-  // Opens `path` for writing in the directory, which is made only when that turns out to be missing.
+  // Opens `path` for writing. Makes the directory if it is missing.
   FileDescriptor openOrCreate(const std::string& path, int flags, mode_t mode) const;
 
   std::string directory_;

@@ -1,7 +1,9 @@
-// The file format of Session: its writer and its reader side by side, over one list of keys.
+// The file format of Session: one table of keys and members, which both the writer and the reader follow.
+#include <algorithm>
 #include <array>
 #include <charconv>
 #include <cstddef>
+#include <tuple>
 
 #include "TavrinCore/Sessions/Session.hpp"
 #include "TavrinCore/Support/Json/JsonFields.hpp"
@@ -10,195 +12,166 @@ namespace tavrin {
 
 namespace {
 
-// In the order in which the encoder sorts them, so that an index serves both ways. "claudePid" is what
-// earlier versions called "agentPid"; it is never written.
-enum Key : std::uint8_t {
-  agent,
-  agentPid,
-  attentionId,
-  attentionTranscriptOffset,
-  claudePid,
-  cwd,
-  hostBundleId,
-  hostPid,
-  inFlight,
-  needsYouTool,
-  repoRoot,
-  sessionId,
-  state,
-  stateSince,
-  title,
-  transcriptPath,
-  tty,
-  updatedAt,
-  waitingOn,
-  worktreeName,
-  keyCount,
+template <class Value>
+struct Field {
+  std::string_view key;
+  Value Session::*member;
 };
 
-constexpr std::array<std::string_view, keyCount> keys = {
-    "agent",     "agentPid",     "attentionId",  "attentionTranscriptOffset",
-    "claudePid", "cwd",          "hostBundleId", "hostPid",
-    "inFlight",  "needsYouTool", "repoRoot",     "sessionId",
-    "state",     "stateSince",   "title",        "transcriptPath",
-    "tty",       "updatedAt",    "waitingOn",    "worktreeName",
-};
+template <class Value>
+constexpr Field<Value> field(std::string_view key, Value Session::*member) {
+  return {.key = key, .member = member};
+}
 
-// Writes one object line by line, two blanks deep; the caller keeps the keys sorted.
-class RecordWriter {
- public:
-  RecordWriter() { out_.reserve(1024); }
+// In the order of the file.
+constexpr std::tuple fields(field("agent", &Session::agent),                                          //
+                            field("agentPid", &Session::agentPid),                                    //
+                            field("attentionId", &Session::attentionId),                              //
+                            field("attentionTranscriptOffset", &Session::attentionTranscriptOffset),  //
+                            field("cwd", &Session::cwd),                                              //
+                            field("hostBundleId", &Session::hostBundleId),                            //
+                            field("hostPid", &Session::hostPid),                                      //
+                            field("inFlight", &Session::inFlight),                                    //
+                            field("needsYouTool", &Session::needsYouTool),                            //
+                            field("repoRoot", &Session::repoRoot),                                    //
+                            field("sessionId", &Session::sessionId),                                  //
+                            field("state", &Session::state),                                          //
+                            field("stateSince", &Session::stateSince),                                //
+                            field("title", &Session::title),                                          //
+                            field("transcriptPath", &Session::transcriptPath),                        //
+                            field("tty", &Session::tty),                                              //
+                            field("updatedAt", &Session::updatedAt),                                  //
+                            field("waitingOn", &Session::waitingOn),                                  //
+                            field("worktreeName", &Session::worktreeName));
 
-  void text(Key key, std::string_view value) {
-    begin(key);
-    appendJsonText(out_, value);
-  }
-  void optionalText(Key key, const std::optional<std::string>& value) {
-    if (value) text(key, *value);
-  }
-  template <class Integer>
-  void number(Key key, Integer value) {
-    std::array<char, 24> digits{};
-    const auto end = std::to_chars(digits.data(), digits.data() + digits.size(), value).ptr;
-    begin(key);
-    out_.append(digits.data(), end);
-  }
-  template <class Integer>
-  void optionalNumber(Key key, const std::optional<Integer>& value) {
-    if (value) number(key, *value);
-  }
-  void list(Key key, const std::vector<std::string>& values) {
-    begin(key);
-    out_ += '[';
-    if (values.empty()) out_ += '\n';
-    const char* separator = "\n    ";
-    for (const std::string& value : values) {
-      out_ += separator;
-      appendJsonText(out_, value);
-      separator = ",\n    ";
-    }
-    out_ += "\n  ]";
-  }
-  std::string finish() {
-    out_ += "\n}";
-    return std::move(out_);
-  }
+constexpr std::size_t fieldCount = std::tuple_size_v<decltype(fields)>;
 
- private:
-  void begin(Key key) {
-    out_ += out_.empty() ? "{\n  " : ",\n  ";
-    appendJsonText(out_, keys[key]);
-    out_ += " : ";
-  }
+// The fields' keys, and after them what earlier versions called "agentPid". That key is read, never written.
+constexpr auto keys = std::apply(
+    [](const auto&... each) {
+      return std::array<std::string_view, fieldCount + 1>{each.key..., "claudePid"};
+    },
+    fields);
+constexpr std::size_t formerAgentPidIndex = fieldCount;
+constexpr std::size_t agentPidIndex =
+    static_cast<std::size_t>(std::find(keys.begin(), keys.end(), "agentPid") - keys.begin());
 
-  std::string out_;
-};
+static_assert(std::is_sorted(keys.begin(), keys.end() - 1), "the keys of a file are sorted");
+static_assert(agentPidIndex < fieldCount);
 
-// Takes the fields of a record one after the other; after the first that is not what it must be, `failed` is
-// set.
-class RecordReader {
- public:
-  explicit RecordReader(const JsonFields& fields) : fields_(fields) {}
+// Writers of the types of fields.
 
-  bool failed() const { return failed_; }
+void write(std::string& out, std::string_view value) {
+  appendJsonText(out, value);
+}
+void write(std::string& out, Agent value) {
+  write(out, rawValue(value));
+}
+void write(std::string& out, SessionState value) {
+  write(out, rawValue(value));
+}
+void write(std::string& out, Date value) {
+  write(out, Iso8601::text(value));
+}
+template <std::integral Integer>
+void write(std::string& out, Integer value) {
+  std::array<char, 24> digits{};
+  out.append(digits.data(), std::to_chars(digits.data(), digits.data() + digits.size(), value).ptr);
+}
+void write(std::string& out, const std::vector<std::string>& values) {
+  out += '[';
+  if (values.empty()) out += '\n';
+  const char* separator = "\n    ";
+  for (const std::string& value : values) {
+    out += separator;
+    write(out, value);
+    separator = ",\n    ";
+  }
+  out += "\n  ]";
+}
 
-  std::string text(Key key) {
-    const std::string* value = fields_[key].asText();
-    if (value == nullptr) failed_ = true;
-    return value == nullptr ? std::string() : *value;
-  }
-  std::optional<std::string> optionalText(Key key) {
-    return isMissing(key) ? std::nullopt : std::optional(text(key));
-  }
-  Date date(Key key) {
-    const std::optional<Date> value = Iso8601::parse(text(key));
-    if (!value) failed_ = true;
-    return value.value_or(Date());
-  }
-  std::int32_t int32(Key key) { return required(fields_[key].asInt32()); }
-  std::optional<std::int32_t> optionalInt32(Key key) {
-    return isMissing(key) ? std::nullopt : std::optional(int32(key));
-  }
-  std::optional<std::uint64_t> optionalUInt64(Key key) {
-    return isMissing(key) ? std::nullopt : std::optional(required(fields_[key].asUInt64()));
-  }
-  std::vector<std::string> list(Key key) {
-    if (!isMissing(key) && fields_[key].kind != JsonField::Kind::texts) failed_ = true;
-    return fields_[key].texts;
-  }
-  SessionState sessionState(Key key) { return required(sessionStateFromRawValue(text(key))); }
+template <class Value>
+void writeMember(std::string& out, std::string_view key, const Value& value) {
+  out += out.empty() ? "{\n  " : ",\n  ";
+  write(out, key);
+  out += " : ";
+  write(out, value);
+}
+template <class Value>
+void writeMember(std::string& out, std::string_view key, const std::optional<Value>& value) {
+  if (value) writeMember(out, key, *value);
+}
 
-  // A null stands for a missing key.
-  bool isMissing(Key key) const {
-    return fields_[key].kind == JsonField::Kind::absent || fields_[key].kind == JsonField::Kind::null;
-  }
+// Readers of the types of fields. Each returns whether the file's value is one that the field may have.
 
- private:
-  template <class T>
-  T required(std::optional<T> value) {
-    if (!value) failed_ = true;
-    return value.value_or(T{});
-  }
+// A null counts as a missing key.
+bool isMissing(const JsonField& found) {
+  return found.kind == JsonField::Kind::absent || found.kind == JsonField::Kind::null;
+}
 
-  const JsonFields& fields_;
-  bool failed_ = false;
-};
+template <class Value>
+bool assign(Value& value, const std::optional<Value>& found) {
+  if (found) value = *found;
+  return found.has_value();
+}
+
+bool read(const JsonField& found, std::string& value) {
+  const std::string* const text = found.asText();
+  if (text != nullptr) value = *text;
+  return text != nullptr;
+}
+// Records without a known agent belong to Claude Code.
+bool read(const JsonField& found, Agent& value) {
+  if (isMissing(found)) return true;
+  const std::string* const text = found.asText();
+  if (text != nullptr) value = agentFromRawValue(*text).value_or(Agent::claude);
+  return text != nullptr;
+}
+bool read(const JsonField& found, SessionState& value) {
+  const std::string* const text = found.asText();
+  return text != nullptr && assign(value, sessionStateFromRawValue(*text));
+}
+bool read(const JsonField& found, Date& value) {
+  const std::string* const text = found.asText();
+  return text != nullptr && assign(value, Iso8601::parse(*text));
+}
+bool read(const JsonField& found, std::int32_t& value) {
+  return assign(value, found.asInt32());
+}
+bool read(const JsonField& found, std::uint64_t& value) {
+  return assign(value, found.asUInt64());
+}
+bool read(const JsonField& found, std::vector<std::string>& value) {
+  value = found.texts;
+  return isMissing(found) || found.kind == JsonField::Kind::texts;
+}
+template <class Value>
+bool read(const JsonField& found, std::optional<Value>& value) {
+  return isMissing(found) || read(found, value.emplace());
+}
 
 }  // namespace
 
 std::string Session::encode() const {
-  RecordWriter writer;
-  writer.text(Key::agent, rawValue(agent));
-  writer.number(Key::agentPid, agentPid);
-  writer.optionalText(Key::attentionId, attentionId);
-  writer.optionalNumber(Key::attentionTranscriptOffset, attentionTranscriptOffset);
-  writer.text(Key::cwd, cwd);
-  writer.optionalText(Key::hostBundleId, hostBundleId);
-  writer.optionalNumber(Key::hostPid, hostPid);
-  writer.list(Key::inFlight, inFlight);
-  writer.optionalText(Key::needsYouTool, needsYouTool);
-  writer.optionalText(Key::repoRoot, repoRoot);
-  writer.text(Key::sessionId, sessionId);
-  writer.text(Key::state, rawValue(state));
-  writer.text(Key::stateSince, Iso8601::text(stateSince));
-  writer.optionalText(Key::title, title);
-  writer.optionalText(Key::transcriptPath, transcriptPath);
-  writer.optionalText(Key::tty, tty);
-  writer.text(Key::updatedAt, Iso8601::text(updatedAt));
-  writer.list(Key::waitingOn, waitingOn);
-  writer.optionalText(Key::worktreeName, worktreeName);
-  return writer.finish();
+  std::string out;
+  out.reserve(1024);
+  std::apply([&](const auto&... each) { (writeMember(out, each.key, this->*each.member), ...); }, fields);
+  out += "\n}";
+  return out;
 }
 
 std::optional<Session> Session::decode(std::string_view text) {
-  try {
-    const JsonFields fields = JsonFields::ofRecord(text, keys);
-    RecordReader reader(fields);
-    Session session;
-    session.sessionId = reader.text(Key::sessionId);
-    const std::string agentName = reader.optionalText(Key::agent).value_or("");
-    session.agent = agentFromRawValue(agentName).value_or(Agent::claude);
-    session.state = reader.sessionState(Key::state);
-    session.needsYouTool = reader.optionalText(Key::needsYouTool);
-    session.attentionId = reader.optionalText(Key::attentionId);
-    session.attentionTranscriptOffset = reader.optionalUInt64(Key::attentionTranscriptOffset);
-    session.inFlight = reader.list(Key::inFlight);
-    session.waitingOn = reader.list(Key::waitingOn);
-    session.transcriptPath = reader.optionalText(Key::transcriptPath);
-    session.updatedAt = reader.date(Key::updatedAt);
-    session.stateSince = reader.date(Key::stateSince);
-    session.cwd = reader.text(Key::cwd);
-    session.agentPid = reader.int32(reader.isMissing(Key::agentPid) ? Key::claudePid : Key::agentPid);
-    session.tty = reader.optionalText(Key::tty);
-    session.hostPid = reader.optionalInt32(Key::hostPid);
-    session.hostBundleId = reader.optionalText(Key::hostBundleId);
-    session.repoRoot = reader.optionalText(Key::repoRoot);
-    session.worktreeName = reader.optionalText(Key::worktreeName);
-    session.title = reader.optionalText(Key::title);
-    return reader.failed() ? std::nullopt : std::optional(std::move(session));
-  } catch (const JsonError&) {
-    return std::nullopt;
-  }
+  const std::optional<JsonFields> record = JsonFields::ofRecord(text, keys);
+  if (!record) return std::nullopt;
+  std::size_t index = 0;
+  const auto next = [&]() -> const JsonField& {
+    const std::size_t i = index++;
+    return (*record)[i == agentPidIndex && isMissing((*record)[i]) ? formerAgentPidIndex : i];
+  };
+  Session session;
+  const bool isRecord =
+      std::apply([&](const auto&... each) { return (read(next(), session.*each.member) && ...); }, fields);
+  return isRecord ? std::optional(std::move(session)) : std::nullopt;
 }
 
 }  // namespace tavrin

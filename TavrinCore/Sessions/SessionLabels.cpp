@@ -1,7 +1,9 @@
 #include "TavrinCore/Sessions/SessionLabels.hpp"
 
-#include <unordered_map>
+#include <utility>
 
+#include "TavrinCore/Support/ByteOrder.hpp"
+#include "TavrinCore/Support/IndexTable.hpp"
 #include "TavrinCore/Support/Path.hpp"
 #include "TavrinCore/Support/Text.hpp"
 #include "TavrinCore/Support/Typography.hpp"
@@ -17,36 +19,56 @@ struct Group {
   bool ofSeveralAgents = false;
 };
 
-std::string labelOf(const Session& session, const std::string& name, const Group& group) {
+std::string labelOf(const Session& session, std::string name, const Group& group) {
   if (group.count == 1) return name;
   const std::optional<std::string> distinction =
       group.ofSeveralAgents ? Text::lowerCased(displayName(session.agent)) : terminalSuffix(session.tty);
   if (!distinction) return name;
-  std::string label = name;
-  label += dotSeparator;
-  label += *distinction;
-  return label;
+  name += dotSeparator;
+  name += *distinction;
+  return name;
 }
 
 }  // namespace
 
 std::map<std::string, std::string> display(const std::vector<Session>& sessions, std::string_view home) {
-  std::vector<std::string> names;
-  names.reserve(sessions.size());
-  std::unordered_map<std::string_view, Group> groups;
-  groups.reserve(sessions.size());
+  std::vector<const Session*> pointers;
+  std::vector<std::string_view> ids;
+  pointers.reserve(sessions.size());
+  ids.reserve(sessions.size());
   for (const Session& session : sessions) {
-    names.push_back(session.projectName(home));
-    Group& group = groups[names.back()];
-    if (group.count == 0) group.agent = session.agent;
-    group.ofSeveralAgents = group.ofSeveralAgents || session.agent != group.agent;
-    ++group.count;
+    pointers.push_back(&session);
+    ids.push_back(session.sessionId);
   }
+  std::vector<std::string> labelOfEach = ofEach(pointers, home);
+  // A map that is filled in order needs no search for each place.
   std::map<std::string, std::string> labels;
-  for (std::size_t i = 0; i < sessions.size(); ++i) {
-    labels[sessions[i].sessionId] = labelOf(sessions[i], names[i], groups[names[i]]);
+  for (const std::size_t i : ByteOrder::sorted(ids)) {
+    labels.insert_or_assign(labels.end(), sessions[i].sessionId, std::move(labelOfEach[i]));
   }
   return labels;
+}
+
+std::vector<std::string> ofEach(const std::vector<const Session*>& sessions, std::string_view home) {
+  std::vector<std::string> names;
+  names.reserve(sessions.size());
+  for (const Session* const session : sessions) names.push_back(session->projectName(home));
+  TextIndex groupNames(sessions.size());
+  std::vector<std::size_t> groupOf;
+  groupOf.reserve(sessions.size());
+  std::vector<Group> groups;
+  for (std::size_t i = 0; i < sessions.size(); ++i) {
+    const Agent agent = sessions[i]->agent;
+    groupOf.push_back(groupNames.add(names[i]));
+    if (groupOf.back() == groups.size()) groups.push_back({.count = 0, .agent = agent});
+    Group& group = groups[groupOf.back()];
+    group.ofSeveralAgents = group.ofSeveralAgents || agent != group.agent;
+    ++group.count;
+  }
+  for (std::size_t i = 0; i < sessions.size(); ++i) {
+    names[i] = labelOf(*sessions[i], std::move(names[i]), groups[groupOf[i]]);
+  }
+  return names;
 }
 
 std::optional<std::string> terminalSuffix(const std::optional<std::string>& tty) {

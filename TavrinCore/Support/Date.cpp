@@ -11,7 +11,7 @@ namespace {
 
 constexpr std::int64_t secondsPerDay = 86'400;
 
-// 0000-01-01T00:00:00Z and 32767-12-31T23:59:59Z, the range of std::chrono::year that is written here.
+// 0000-01-01T00:00:00Z and 32767-12-31T23:59:59Z. std::chrono::year ends with the latter.
 constexpr double earliest = -62'167'219'200.0;
 constexpr double latest = 971'890'963'199.0;
 
@@ -25,7 +25,7 @@ void appendDigits(std::string& out, unsigned value, unsigned width) {
   while (count > 0) out += digits[--count];
 }
 
-// Takes the parts of a date-time off the front of a text.
+// Reads the parts of a date and time from the front of a text, and removes them.
 class Scanner {
  public:
   explicit Scanner(std::string_view text) : rest_(text) {}
@@ -48,14 +48,14 @@ class Scanner {
     return value;
   }
 
-  // The digits after a decimal point as a fraction of one; 0 when there is no point.
+  // The digits after a decimal point as a fraction, or 0 if there is no point.
   double fraction() {
     if (rest_.size() < 2 || rest_[0] != '.' || !isDigit(rest_[1])) return 0;
     rest_.remove_prefix(1);
     double value = 0;
     double scale = 1;
     while (!rest_.empty() && isDigit(rest_.front())) {
-      // Past 17 digits nothing changes a double any more.
+      // More than 17 digits do not change a double.
       if (scale < 1e17) {
         value = value * 10 + (rest_.front() - '0');
         scale *= 10;

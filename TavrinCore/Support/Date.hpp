@@ -1,5 +1,7 @@
 #pragma once
 
+// Part of Tavrin::Core. Needs nothing but the standard library.
+
 #include <chrono>
 #include <optional>
 #include <string>
@@ -7,10 +9,10 @@
 
 namespace tavrin {
 
-/// A point in time in seconds since 1970-01-01T00:00:00Z, fractions included.
+/// A point in time: seconds since 1970-01-01T00:00:00Z, with a fraction.
 using Date = std::chrono::time_point<std::chrono::system_clock, std::chrono::duration<double>>;
 
-/// A point in time from seconds since 1970-01-01T00:00:00Z.
+/// The point in time at `seconds` since 1970-01-01T00:00:00Z.
 constexpr Date dateFromSeconds(double seconds) {
   return Date(std::chrono::duration<double>(seconds));
 }
@@ -23,15 +25,15 @@ constexpr double secondsOf(Date date) {
 /// Points in time as texts.
 namespace Iso8601 {
 
-/// The internet date-time of ISO 8601 in UTC with whole seconds, as in "2025-01-31T09:15:02Z"; a fraction is
-/// rounded down, by the Gregorian calendar at all times. A date outside the years 0 to 32767 is written as
-/// the nearest one inside, one that is not a number as 1970-01-01T00:00:00Z.
+/// The date and time in UTC as ISO 8601 writes it, such as "2025-01-31T09:15:02Z". The fraction of a second
+/// is cut off. All years use the Gregorian calendar. A date outside the years 0 to 32767 becomes the nearest
+/// one inside. A date that is not a number becomes 1970-01-01T00:00:00Z.
 std::string text(Date date);
 
-/// The point in time that an internet date-time names, or nothing when `text` is none. The form is
-/// YYYY-MM-DDThh:mm:ss with an optional fraction, then "Z", "z", "GMT" or an offset (+hh, +hhmm or +hh:mm);
-/// leading zeros may be missing, a day or an hour beyond its month or day runs over into the next, and what
-/// follows the zone is not looked at.
+/// The point in time that `text` names, or nullopt if it has another form. The form is YYYY-MM-DDThh:mm:ss,
+/// an optional fraction, and "Z", "z", "GMT" or an offset (+hh, +hhmm or +hh:mm). Leading zeros may be
+/// missing. A day past the end of its month counts into the next month, and an hour past 23 into the next
+/// day. Anything after the zone is ignored.
 std::optional<Date> parse(std::string_view text);
 
 }  // namespace Iso8601

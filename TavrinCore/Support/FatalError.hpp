@@ -1,11 +1,13 @@
 #pragma once
 
+// Part of Tavrin::Core. Needs nothing but the standard library.
+
 #include <string_view>
 
 namespace tavrin {
 
-/// Ends the process with SIGABRT after `message` on standard error: for the few sums of the panel's model
-/// that cannot be right any more. Nothing that tavrin-hook runs comes here.
+/// Prints `message` on standard error and aborts the process. The panel's model calls it where a sum
+/// overflows. tavrin-hook never calls it.
 [[noreturn]] void fatalError(std::string_view message);
 
 }  // namespace tavrin

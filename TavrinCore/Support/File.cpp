@@ -17,14 +17,14 @@ namespace tavrin {
 
 namespace {
 
-// Whether the system would see the whole of `path`; errno says why not.
+// Whether the kernel would see the whole of `path`. If not, errno is set.
 bool isName(const std::string& path) {
   if (path.find('\0') == std::string::npos) return true;
   errno = ENOENT;
   return false;
 }
 
-// What stat(2) says of `path`, if it can be asked.
+// The result of stat(2), or nullopt if it fails.
 std::optional<struct stat> statusOf(const std::string& path) {
   struct stat status = {};
   if (!isName(path) || uninterrupted([&] { return ::stat(path.c_str(), &status); }) != 0) return std::nullopt;
@@ -43,13 +43,13 @@ FileDescriptor& FileDescriptor::operator=(FileDescriptor&& other) noexcept {
 
 FileDescriptor FileDescriptor::open(const std::string& path, int flags, mode_t mode) {
   if (!isName(path)) return {};
-  // A terminal in the place of a file must not become that of this process.
+  // If the path is a terminal, it must not become the controlling terminal of this process.
   const int always = O_CLOEXEC | O_NOCTTY;
   return FileDescriptor(uninterrupted([&] { return ::open(path.c_str(), flags | always, mode); }));
 }
 
 void FileDescriptor::close() {
-  // An interrupted close has closed all the same (Linux), so it is never made twice; errno is the caller's.
+  // Linux closes the file even if a signal interrupts the call, so never close twice. errno stays as it was.
   if (number_ < 0) return;
   const int kept = errno;
   ::close(std::exchange(number_, -1));
@@ -89,7 +89,7 @@ bool writeAll(int descriptor, std::string_view bytes) {
 }
 
 std::optional<std::string> contents(const std::string& path, std::size_t limit) {
-  // Without waiting, so that a pipe in the place of a file reads as empty instead of stopping the process.
+  // With O_NONBLOCK a pipe in the place of the file reads as empty. Without, open(2) would wait for a writer.
   const FileDescriptor file = FileDescriptor::open(path, O_RDONLY | O_NONBLOCK);
   if (!file.isOpen()) return std::nullopt;
   std::string bytes;
@@ -149,7 +149,8 @@ bool makeDirectories(const std::string& path) {
     if (parent.size() >= path.size() || !makeDirectories(parent)) return false;
     if (make()) return true;
   }
-  // Another process may have made it in between, and a read-only file system (EROFS) may hold it already.
+  // Another process may have made it meanwhile. On a read-only file system it may exist although errno is
+  // EROFS.
   const int code = errno;
   if (isDirectory(path)) return true;
   errno = code;

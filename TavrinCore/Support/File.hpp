@@ -1,5 +1,7 @@
 #pragma once
 
+// Part of Tavrin::Core. Needs POSIX and the standard library.
+
 #include <sys/types.h>
 
 #include <cstddef>
@@ -11,7 +13,7 @@
 
 namespace tavrin {
 
-/// An open file descriptor, closed with its owner.
+/// An open file descriptor. The destructor closes it.
 class FileDescriptor {
  public:
   FileDescriptor() = default;
@@ -22,18 +24,19 @@ class FileDescriptor {
   FileDescriptor& operator=(const FileDescriptor&) = delete;
   ~FileDescriptor() { close(); }
 
-  /// open(2), with the descriptor closed on exec. When it fails, the result is not open and errno says why.
+  /// open(2) with O_CLOEXEC. On failure the result is not open, and errno says why.
   static FileDescriptor open(const std::string& path, int flags, mode_t mode = 0);
 
   bool isOpen() const { return number_ >= 0; }
   int number() const { return number_; }
   void close();
 
-  /// Closes a file that was written. False, with errno, when the system says only now that bytes were lost,
-  /// as network file systems may (close(2)).
+  /// Closes a file that was written. Returns false and sets errno if bytes were lost. Network file systems
+  /// may report that only here (close(2)).
   [[nodiscard]] bool closeWritten();
 
-  /// Waits for the exclusive flock(2) on the open file, without a time-out. False, with errno, on failure.
+  /// Waits for the exclusive flock(2) on the file, without a time-out. Returns false and sets errno on
+  /// failure.
   bool lock() const;
   void unlock() const;
 
@@ -41,24 +44,24 @@ class FileDescriptor {
   int number_ = -1;
 };
 
-/// The file system as the formats need it. Calls that a signal interrupts are made again. A path with a zero
-/// byte names nothing: it would reach the system cut off, as the name of something else.
+/// File operations. A call that a signal interrupts is made again. A path with a zero byte counts as missing,
+/// because the kernel would cut it at the zero byte and open another file.
 namespace File {
 
-/// read(2) that outlasts signals: the bytes read, 0 at the end, -1 with errno on failure.
+/// One read(2). Returns the number of bytes, 0 at the end of the file, or -1 with errno set.
 ssize_t read(int descriptor, char* buffer, std::size_t size);
 
-/// One write(2) that outlasts signals: the bytes written, -1 with errno on failure.
+/// One write(2). Returns the number of bytes, or -1 with errno set.
 ssize_t write(int descriptor, std::string_view bytes);
 
-/// Writes all of `bytes`, in as many write(2) calls as it takes. False, with errno, on failure; then some of
-/// the bytes may have been written.
+/// Writes all of `bytes` with as many calls of write(2) as needed. Returns false and sets errno on failure.
+/// Some of the bytes may then be written.
 bool writeAll(int descriptor, std::string_view bytes);
 
-/// The bytes of the file at `path`; nothing when it cannot be read, or holds more than `limit` bytes.
+/// The content of the file at `path`, or nullopt if it cannot be read or is longer than `limit` bytes.
 std::optional<std::string> contents(const std::string& path, std::size_t limit = SIZE_MAX);
 
-/// The most bytes that `oneRead` gives.
+/// The most bytes that `oneRead` returns.
 inline constexpr std::size_t largestOneRead = 4096;
 
 /// What one read(2) of at most `largestOneRead` bytes gives of the file at `path`: all of a file that the
@@ -68,25 +71,25 @@ std::optional<std::string> oneRead(const std::string& path);
 /// As `contents`, for a file that must be well-formed UTF-8.
 std::optional<std::string> text(const std::string& path, std::size_t limit = SIZE_MAX);
 
-/// Whether `path` names something; what cannot be asked is not there.
+/// Whether `path` exists. Returns false if the system does not answer.
 bool exists(const std::string& path);
 /// Whether `path` names a directory.
 bool isDirectory(const std::string& path);
 
-/// The size in bytes that the file system gives for what `path` names; nothing when it cannot be asked.
+/// The size in bytes that stat(2) reports for `path`, or nullopt if it fails.
 std::optional<std::uint64_t> size(const std::string& path);
 
-/// Makes the directory `path` with all missing parents, with the permissions that the umask leaves. False,
-/// with errno, on failure; a directory that is there already is no failure. Parents made on the way stay.
+/// Makes the directory `path` and all missing parents with mode 0777, less the umask. An existing directory
+/// is fine. Returns false and sets errno on failure. Parents that were made before the failure stay.
 bool makeDirectories(const std::string& path);
 
-/// rename(2): moves a file over another in one step. False, with errno, on failure.
+/// rename(2): replaces `to` by `from` in one step. Returns false and sets errno on failure.
 bool rename(const std::string& from, const std::string& to);
 
-/// Removes the file at `path`, if it can be.
+/// Removes the file at `path`. A failure is ignored.
 void remove(const std::string& path);
 
-/// The working directory of this process, "/" when the system cannot name it in UTF-8.
+/// The working directory of this process, or "/" if its path cannot be read or is not UTF-8.
 std::string currentDirectory();
 
 }  // namespace File

@@ -1,23 +1,25 @@
 #pragma once
 
+// Part of Tavrin::Core. Needs nothing but the standard library.
+
 #include <algorithm>
 #include <array>
 #include <cstddef>
 #include <initializer_list>
 #include <stdexcept>
+#include <vector>
 
 namespace tavrin {
 
-/// An ordered list of at most `Capacity` values that constant tables are made of. A longer one is refused by
-/// the compiler in a constant, and throws std::length_error elsewhere.
+/// An ordered list of at most `Capacity` values, for constant tables. A longer list does not compile in a
+/// constant, and throws std::length_error at run time.
 template <class T, std::size_t Capacity>
 class FixedList {
  public:
   constexpr FixedList() = default;
-  constexpr FixedList(std::initializer_list<T> values) : size_(values.size()) {
-    if (size_ > Capacity) throw std::length_error("a list longer than its capacity");
-    std::copy(values.begin(), values.end(), values_.begin());
-  }
+  constexpr FixedList(std::initializer_list<T> values) : size_(values.size()) { copyFrom(values.begin()); }
+  /// For a list that is known only at run time.
+  explicit FixedList(const std::vector<T>& values) : size_(values.size()) { copyFrom(values.begin()); }
 
   constexpr void push_back(const T& value) {
     if (size_ == Capacity) throw std::length_error("a list longer than its capacity");
@@ -37,6 +39,12 @@ class FixedList {
   }
 
  private:
+  template <class Iterator>
+  constexpr void copyFrom(Iterator first) {
+    if (size_ > Capacity) throw std::length_error("a list longer than its capacity");
+    std::copy_n(first, size_, values_.begin());
+  }
+
   std::array<T, Capacity> values_{};
   std::size_t size_ = 0;
 };

@@ -1,11 +1,13 @@
 #pragma once
 
+// Part of Tavrin::Core. Needs nothing but the standard library.
+
 #include <cstddef>
 #include <functional>
 
 namespace tavrin {
 
-/// One hash of several values, in which their order counts.
+/// A hash of several values. It depends on their order.
 template <class... Values>
 std::size_t hashOf(const Values&... values) {
   std::size_t seed = 0;

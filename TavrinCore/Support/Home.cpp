@@ -15,7 +15,7 @@ namespace tavrin::Home {
 namespace {
 
 #ifdef TAVRIN_HAVE_FGETPWENT
-// A statically linked program cannot load the name services behind getpwuid(3), so the file itself is read.
+// getpwuid(3) loads name services, which a statically linked program cannot do. So read the file itself.
 std::string fromPasswordDatabase() {
   const std::unique_ptr<std::FILE, int (*)(std::FILE*)> file(std::fopen("/etc/passwd", "re"), std::fclose);
   if (!file) return {};

@@ -1,13 +1,15 @@
 #pragma once
 
+// Part of Tavrin::Core. Needs nothing but the standard library.
+
 #include <string>
 
-/// Where the user's files lie.
+/// The user's home directory.
 namespace tavrin::Home {
 
-/// The current user's home directory, without a trailing slash (but for "/" itself): $HOME when that is an
-/// absolute path, else the directory that the password database (passwd(5)) gives for the real user id, else
-/// "/var/empty".
+/// The current user's home directory. It is $HOME if that is an absolute path, else the directory of the real
+/// user id in the password database (passwd(5)), else "/var/empty". It has no slash at the end, unless it is
+/// "/".
 std::string directory();
 
 }  // namespace tavrin::Home

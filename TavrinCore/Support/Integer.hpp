@@ -1,20 +1,32 @@
 #pragma once
 
+// Part of Tavrin::Core. Needs nothing but the standard library.
+
+#include <charconv>
 #include <cstdint>
 #include <optional>
 #include <string_view>
+#include <system_error>
 
-/// Whole numbers in texts: an optional sign, "+" or "-", then decimal digits, leading zeros included, and
-/// nothing else: no blanks, no grouping, no digits but "0" to "9".
+/// Whole numbers in texts.
 namespace tavrin::Integer {
 
-/// The number that the whole text is, or nothing when it is none or lies outside 32 bits.
+/// The number that the whole of `text` spells in `base`: digits, and before them "-" if `Number` is signed.
+/// Returns nullopt for any other text, and for a number that `Number` cannot hold.
+template <class Number>
+std::optional<Number> digits(std::string_view text, int base = 10) {
+  const char* const end = text.data() + text.size();
+  Number value{};
+  const auto [stop, error] = std::from_chars(text.data(), end, value, base);
+  return error == std::errc() && stop == end ? std::optional(value) : std::nullopt;
+}
+
+// The following also accept "+" before the digits. They accept no spaces and no grouping.
+
+/// The number that the whole of `text` spells, or nullopt if it is not one of 32 bits.
 std::optional<std::int32_t> int32(std::string_view text);
 
-/// The same within 64 bits.
-std::optional<std::int64_t> int64(std::string_view text);
-
-/// A TCP port: a number from 1 to 65535; else nothing.
+/// The TCP port, 1 to 65535, that `text` spells, or nullopt.
 std::optional<int> port(std::string_view text);
 
 /// Whether a number is a TCP port that something can listen on.

@@ -19,7 +19,7 @@ std::string joined(std::string_view directory, std::string_view name) {
 std::string_view lastComponent(std::string_view path) {
   path = withoutTrailingSlashes(path);
   if (path == "/") return path;
-  // npos + 1 is 0: a path without a slash is its own last component.
+  // Without a slash, npos + 1 is 0.
   return path.substr(path.rfind('/') + 1);
 }
 

@@ -1,37 +1,40 @@
 #pragma once
 
+// Part of Tavrin::Core. Needs nothing but the standard library.
+
 #include <string>
 #include <string_view>
 
-/// Paths as texts: nothing here looks at the file system, and symbolic links are not resolved.
+/// Paths as texts. Nothing here reads the file system or follows symbolic links.
 namespace tavrin::Path {
 
 /// `directory` and `name` with one slash between them.
 std::string joined(std::string_view directory, std::string_view name);
 
-/// `path` without slashes at its end; "/" for a path of slashes alone.
+/// `path` without slashes at its end, or "/" if it has only slashes.
 std::string_view withoutTrailingSlashes(std::string_view path);
 
-/// What follows the last slash, trailing slashes left out; "/" for a path of slashes alone, "" for "".
+/// What follows the last slash. Slashes at the end do not count, so "bin/" gives "bin". A path of only
+/// slashes gives "/", and "" gives "".
 std::string_view lastComponent(std::string_view path);
 
-/// What follows the last dot of the last component; "" when there is no dot, when only dots precede it
-/// (".json"), or when what follows holds a blank.
+/// What follows the last dot of the last component. Returns "" if there is no dot, if nothing but dots is
+/// before it (".json"), or if a space is behind it.
 std::string_view extension(std::string_view path);
 
-/// `path` with its extension replaced, as from "hook.log" to "hook.1.log" for "1.log"; a path without an
-/// extension gets one.
+/// `path` with another extension: "hook.log" and "1.log" give "hook.1.log". If `path` has no extension, the
+/// new one is added.
 std::string replacingExtension(std::string_view path, std::string_view extension);
 
-/// An absolute path without ".", "..", doubled and trailing slashes. A relative path starts at `base`, an
-/// absolute directory.
+/// The absolute path without ".", "..", doubled slashes and slashes at the end. A relative path starts at
+/// `base`, which must be absolute.
 std::string standardized(std::string_view path, std::string_view base);
 
-/// `path` with a leading "~" that stands for itself ("~" or "~/…") replaced by `home`; any other path as it
-/// is.
+/// `path` with the "~" at its front replaced by `home` if `path` is "~" or starts with "~/". Any other path
+/// is returned as it is.
 std::string expandingTilde(std::string_view path, std::string_view home);
 
-/// The directory that holds an absolute standardized path; "/" for "/".
+/// The parent directory of an absolute standardized path. The parent of "/" is "/".
 std::string_view parent(std::string_view path);
 
 }  // namespace tavrin::Path

@@ -9,7 +9,7 @@
 namespace tavrin {
 
 void throwPosixError(int code, std::string_view operation, std::string_view path) {
-  // A path can be as long as a payload, and what() ends up in one line of a log.
+  // A path can be as long as a payload, and what() goes into one line of the log.
   constexpr std::size_t longestPath = 300;
   std::string what(operation);
   what += ' ';

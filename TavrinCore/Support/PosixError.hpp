@@ -1,12 +1,13 @@
 #pragma once
 
+// Part of Tavrin::Core. Needs nothing but the standard library.
+
 #include <string_view>
 
 namespace tavrin {
 
-/// Throws a std::system_error of the generic category whose what() reads "`operation` `path`: `reason`", a
-/// very long path cut off, and as UTF-8 whatever the path is. `code` is an errno value taken right after the
-/// failing call; 0, which is no error, becomes EIO.
+/// Throws a std::system_error of the generic category. Its what() is "`operation` `path`: `reason`" in UTF-8.
+/// A very long path is cut off. `code` is the value of errno right after the failed call. 0 becomes EIO.
 [[noreturn]] void throwPosixError(int code, std::string_view operation, std::string_view path);
 
 }  // namespace tavrin

@@ -23,7 +23,7 @@ constexpr bool isAsciiLetterOrDigit(char c) {
   return (c >= '0' && c <= '9') || (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z');
 }
 
-// One code point of a text; `value` is -1 for a byte that is no UTF-8, which is one byte long.
+// One code point. A byte that is not valid UTF-8 has the value -1 and the length 1.
 struct CodePoint {
   utf8proc_int32_t value;
   std::size_t length;
@@ -41,7 +41,7 @@ CodePoint firstCodePoint(std::string_view text) {
 
 // The bytes of the first character of a text that is not empty.
 std::size_t firstCharacterLength(std::string_view text) {
-  // Of ASCII, only a carriage return joins with what follows it; ASCII after ASCII always starts a new one.
+  // Between two ASCII bytes a new character begins, unless the first is a carriage return.
   if (isAscii(text.front()) && text.front() != '\r' && (text.size() == 1 || isAscii(text[1]))) return 1;
   CodePoint current = firstCodePoint(text);
   std::size_t length = current.length;
@@ -92,8 +92,7 @@ bool isWhiteSpace(utf8proc_int32_t codePoint) {
          codePoint == 0x3000;
 }
 
-// The bytes of white space at the front of `text`, 0 when it starts with something else. White space that
-// carries a combining mark is still white space, mark and all.
+// The number of bytes of white space at the front of `text`, combining marks included.
 std::size_t leadingWhiteSpace(std::string_view text) {
   std::size_t length = 0;
   while (length < text.size() && isWhiteSpace(firstCodePoint(text.substr(length)).value)) {
@@ -108,14 +107,14 @@ void appendCodePoint(std::string& out, utf8proc_int32_t codePoint) {
   out.append(reinterpret_cast<const char*>(bytes.data()), length);
 }
 
-// What stands for what cannot be read.
+// Replaces a byte that is not valid UTF-8.
 constexpr utf8proc_int32_t replacement = 0xfffd;
 
 // The one code point whose lower-case form is not one code point.
 constexpr utf8proc_int32_t capitalIWithDot = 0x130;
 
-// The full upper-case form. A code point whose form is longer than itself (as with "ß") folds to the same
-// letters in lower case, and those have simple forms.
+// The full upper-case form. If it has several code points (as for "ß"), case folding gives the same letters
+// in lower case, and each of those has a simple upper-case form.
 void appendUpperCased(std::string& out, utf8proc_int32_t codePoint) {
   std::array<utf8proc_int32_t, 4> folded{};
   int boundary = 0;
@@ -149,7 +148,7 @@ std::string_view firstCharacters(std::string_view text, std::size_t count) {
 
 std::string_view lastCharacters(std::string_view text, std::size_t count) {
   if (text.size() <= count) return text;
-  // Where characters begin can only be told from the front, except in ASCII without carriage returns.
+  // Only reading from the front shows where characters begin, except in ASCII without carriage returns.
   if (isAscii(text) && text.find('\r') == std::string_view::npos) return text.substr(text.size() - count);
   std::size_t characters = 0;
   for (std::size_t i = 0; i < text.size(); i += firstCharacterLength(text.substr(i))) ++characters;

@@ -1,13 +1,14 @@
 #pragma once
 
+// Part of Tavrin::Core. Needs nothing but the standard library.
+
 #include <cerrno>
 #include <type_traits>
 
 namespace tavrin {
 
-/// Makes a system call again for as long as a signal interrupts it (EINTR, see signal(7)), and gives back its
-/// last result, with errno as that left it. A call has failed when it gives -1 or, if it gives a pointer, a
-/// null pointer.
+/// Repeats a system call while a signal interrupts it (EINTR, see signal(7)). Returns the last result and
+/// leaves its errno. A call has failed if it returns -1 or a null pointer.
 template <class Call>
 auto uninterrupted(Call call) {
   using Result = decltype(call());
@@ -15,7 +16,7 @@ auto uninterrupted(Call call) {
   if constexpr (!std::is_pointer_v<Result>) failure = -1;
   Result result{};
   do {
-    // At the end of a directory readdir(3) gives a null pointer and leaves errno alone.
+    // At the end of a directory readdir(3) returns a null pointer and does not set errno.
     errno = 0;
     result = call();
   } while (result == failure && errno == EINTR);

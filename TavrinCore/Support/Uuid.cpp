@@ -1,6 +1,7 @@
 #include "TavrinCore/Support/Uuid.hpp"
 
 #include <algorithm>
+#include <boost/uuid/entropy_error.hpp>
 #include <boost/uuid/random_generator.hpp>
 #include <boost/uuid/uuid.hpp>
 #include <boost/uuid/uuid_io.hpp>
@@ -9,7 +10,7 @@
 namespace tavrin::Uuid {
 
 std::string random() {
-  // The "pure" generator asks the system for just these 16 bytes; the ordinary one seeds a whole generator.
+  // This generator asks the system for 16 bytes. The other one of Boost would seed a Mersenne Twister.
   boost::uuids::uuid uuid;
   try {
     uuid = boost::uuids::random_generator_pure()();

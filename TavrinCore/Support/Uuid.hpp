@@ -1,20 +1,22 @@
 #pragma once
 
+// Part of Tavrin::Core. Needs nothing but the standard library.
+
 #include <functional>
 #include <string>
 
 namespace tavrin {
 
-/// Identifiers that are nobody else's.
+/// Unique identifiers.
 namespace Uuid {
 
-/// A fresh random UUID (RFC 9562, version 4) in its standard form with upper-case letters. Throws
-/// std::system_error when the system gives no random bytes.
+/// A new random UUID (RFC 9562, version 4) with upper-case letters. Throws std::system_error if the system
+/// has no random bytes.
 std::string random();
 
 }  // namespace Uuid
 
-/// Where code that needs identifiers gets them from; tests hand in ones they know.
+/// Makes identifiers. Tests pass one whose results they know.
 using UuidSource = std::function<std::string()>;
 
 }  // namespace tavrin

@@ -20,11 +20,11 @@ namespace {
 
 constexpr std::size_t longestId = 128;
 
-// Folders that the system shows as one file.
+// Folders that macOS shows as one file.
 constexpr std::array<std::string_view, 8> packageExtensions = {"app",    "appex", "bundle",   "framework",
                                                                "plugin", "rtfd",  "workflow", "xpc"};
 
-// A folder on the way through the directory.
+// A folder that is being listed.
 struct Folder {
   std::string path;
   std::unique_ptr<DIR, int (*)(DIR*)> listing;
@@ -33,13 +33,13 @@ struct Folder {
       : path(std::move(folderPath)),
         listing(uninterrupted([this] { return ::opendir(path.c_str()); }), ::closedir) {}
 
-  // Nothing at the end.
+  // Null at the end.
   const dirent* next() const {
     return listing ? uninterrupted([this] { return ::readdir(listing.get()); }) : nullptr;
   }
 };
 
-// What lies at `path` itself, links not followed.
+// The result of lstat(2), or nullopt if it fails.
 std::optional<struct stat> statusOf(const std::string& path) {
   struct stat status = {};
   const bool isThere = uninterrupted([&] { return ::lstat(path.c_str(), &status); }) == 0;
@@ -67,22 +67,18 @@ bool isSmallRegularFile(const std::string& path) {
   return status && S_ISREG(status->st_mode) && status->st_size <= static_cast<off_t>(largestFile);
 }
 
-// The title in the file at `path`, provided that the file says it is of `sessionId`.
+// The title in the file at `path`, if the file belongs to `sessionId`.
 std::optional<std::string> titleIn(const std::string& path, std::string_view sessionId) {
-  using Kind = JsonField::Kind;
   if (!isSmallRegularFile(path)) return std::nullopt;
   const std::optional<std::string> text = File::contents(path, largestFile);
   if (!text) return std::nullopt;
-  try {
-    constexpr std::array<std::string_view, 2> keys = {"sessionId", "title"};
-    const JsonFields metadata = JsonFields::ofRecord(*text, keys);
-    if (metadata[0].kind != Kind::text || metadata[0].text != "local_" + std::string(sessionId))
-      return std::nullopt;
-    const std::string* const title = metadata[1].asText();
-    return title == nullptr ? std::nullopt : shownTitle(*title);
-  } catch (const JsonError&) {
-    return std::nullopt;
-  }
+  constexpr std::array<std::string_view, 2> keys = {"sessionId", "title"};
+  const std::optional<JsonFields> metadata = JsonFields::ofRecord(*text, keys);
+  if (!metadata) return std::nullopt;
+  const JsonField& id = (*metadata)[0];
+  if (id.kind != JsonField::Kind::text || id.text != "local_" + std::string(sessionId)) return std::nullopt;
+  const std::string* const title = (*metadata)[1].asText();
+  return title == nullptr ? std::nullopt : shownTitle(*title);
 }
 
 }  // namespace
@@ -99,7 +95,7 @@ std::map<std::string, std::string> resolve(const std::set<std::string>& sessionI
   }
 
   std::map<std::string, std::string> titles;
-  std::vector<Folder> folders;  // from the directory itself down to the one being listed
+  std::vector<Folder> folders;  // from the directory down to the folder being listed
   if (!wanted.empty()) folders.emplace_back(directory);
   int examined = 0;
   while (!folders.empty() && !wanted.empty() && examined < mostEntries) {

@@ -1,5 +1,7 @@
 #pragma once
 
+// Part of Tavrin::Core. Needs nothing but the standard library.
+
 #include <map>
 #include <optional>
 #include <set>
@@ -9,15 +11,15 @@
 #include "TavrinCore/Sessions/Session.hpp"
 #include "TavrinCore/Support/Home.hpp"
 
-/// Titles that the Claude desktop app keeps for its sessions, in files "local_ID.json" somewhere in one
-/// directory. A look-up reads a bounded number of bounded files, skips whatever it cannot read, and never
-/// fails.
+/// Titles that the Claude desktop app stores for its sessions, in files "local_ID.json" in one directory and
+/// its sub-folders. A look-up reads a limited number of files of limited size. It skips what it cannot read,
+/// and never fails.
 namespace tavrin::ClaudeSessionTitles {
 
-/// The app that keeps the titles.
+/// The app that stores the titles.
 inline constexpr std::string_view desktopBundleIdentifier = claudeDesktopBundleIdentifier;
 
-/// How many entries of the directory one look-up goes through, sub-folders and their entries included.
+/// The most directory entries that one look-up visits, in all folders together.
 inline constexpr int mostEntries = 20'000;
 
 /// The largest file that is read, in bytes.
@@ -26,18 +28,18 @@ inline constexpr std::size_t largestFile = 1'000'000;
 /// "Library/Application Support/Claude/claude-code-sessions" under the home directory.
 std::string defaultDirectory(std::string_view home = Home::directory());
 
-/// The titles of those `sessionIds` that have one, by session id. Hidden entries, what lies in packages
-/// (folders such as "X.app") and what symbolic links point at is not looked at. Ids that are empty, longer
-/// than 128 bytes, or hold anything but ASCII letters, digits, "_" and "-" have none.
+/// The titles of those `sessionIds` that have one, by session id. Skips hidden entries, packages (folders
+/// such as "X.app") and symbolic links. An id has no title if it is empty, longer than 128 bytes, or contains
+/// anything but ASCII letters, digits, "_" and "-".
 std::map<std::string, std::string> resolve(const std::set<std::string>& sessionIds,
                                            const std::string& directory = defaultDirectory());
 
-/// The title of one session.
+/// The title of one session, or nullopt.
 std::optional<std::string> resolve(const std::string& sessionId,
                                    const std::string& directory = defaultDirectory());
 
-/// `session` with its title from `titles`, when it is one of Claude Code in the desktop app and has one
-/// there; else as it is.
+/// `session` with its title from `titles`, if Claude Code runs it in the desktop app and `titles` has it. Any
+/// other session is returned as it is.
 Session applying(const std::map<std::string, std::string>& titles, Session session);
 
 }  // namespace tavrin::ClaudeSessionTitles

@@ -23,8 +23,8 @@ constexpr std::array<std::string_view, 2> toolOutputKinds = {"function_call_outp
                                                              "custom_tool_call_output"};
 constexpr std::string_view interruption = "[Request interrupted by user";
 
-// A text that a line with a signal must hold. It is looked for by one of its characters, the anchor, that is
-// rare in transcripts.
+// A text that is in every line with a certain signal. The search looks for one of its characters, the anchor,
+// which is rare in transcripts.
 struct Word {
   std::string_view text;
   char anchor;
@@ -42,7 +42,7 @@ bool holds(std::string_view line, std::span<const Word> words) {
   return false;
 }
 
-// Whether a \u escape in `line` spells a visible ASCII character, and with it may hide a word.
+// Whether a \u escape in `line` spells a visible ASCII character. Such an escape may hide a word.
 bool spellsByEscapes(std::string_view line) {
   constexpr std::string_view start = "\\u00";
   for (std::size_t at = line.find('\\'); at != std::string_view::npos; at = line.find('\\', at + 1)) {

@@ -126,15 +126,23 @@ std::string textLine(std::string_view text) {
   return (isRequest ? "\\&" : "") + escaped(text) + "\n";
 }
 
-// Sentences each on a line of their own, as mdoc(7) asks for.
+// Running text: each sentence begins a line, as mdoc(7) asks for, and no line is longer than 80 bytes.
 std::string sentences(std::string_view text) {
   std::string lines;
+  std::string line;
+  const auto end = [&] {
+    if (!line.empty()) lines += textLine(line);
+    line.clear();
+  };
   while (!text.empty()) {
-    std::size_t end = text.find(". ");
-    end = end == std::string_view::npos ? text.size() : end + 1;
-    lines += textLine(text.substr(0, end));
-    text.remove_prefix(std::min(end + 1, text.size()));
+    const std::string_view word = text.substr(0, text.find(' '));
+    text.remove_prefix(std::min(word.size() + 1, text.size()));
+    if (escaped(line).size() + 1 + escaped(word).size() > lineWidth) end();
+    if (!line.empty()) line += ' ';
+    line += word;
+    if (word.ends_with('.') || word.ends_with(':')) end();
   }
+  end();
   return lines;
 }
 
@@ -213,24 +221,28 @@ std::string ofCommand(const CommandDescription& command) {
 std::string manualPage() {
   std::string page =
       ".\\\" Made by \"tavrin help --man\" of the description of the commands.\n"
-      ".Dd November 21, 2026\n.Dt TAVRIN 1\n.Os\n.Sh NAME\n.Nm tavrin\n"
-      ".Nd shows what coding agents are doing\n.Sh SYNOPSIS\n.Nm\n.Op Ar COMMAND\n.Op Ar OPTION ...\n"
-      ".Sh DESCRIPTION\n.Nm\nlists the sessions of coding agents on this machine, reports when one waits for "
-      "you,\nand goes to its terminal.\nWithout a command it opens the panel on a terminal, and lists "
-      "sessions "
-      "elsewhere.\nThis is the manual of version " TAVRIN_VERSION
-      ".\n.Pp\n"
-      ".Ar SESSION\nis an id, the beginning of one, or the name of a project that only one session has.\n"
-      ".Ar SERVER\nis a port or PID:PORT.\n.Ar AGENT\nis claude, codex, gemini, copilot or grok.\n"
-      "A word that fits several is refused, with a list of what it fits.\n"
-      ".Sh COMMANDS\n";
+      ".Dd November 22, 2026\n.Dt TAVRIN 1\n.Os\n.Sh NAME\n.Nm tavrin\n"
+      ".Nd show what coding agents are doing\n.Sh SYNOPSIS\n.Nm\n.Op Ar COMMAND\n.Op Ar OPTION ...\n"
+      ".Sh DESCRIPTION\n.Nm\nlists the sessions of coding agents on this machine and reports their changes.\n"
+      "Without a command it opens the panel on a terminal.\n"
+      "Elsewhere it lists the sessions.\nThis is the manual of version " TAVRIN_VERSION
+      ".\n.Pp\n.Ar SESSION\n";
+  page += sentences("is an id, the beginning of one, or the name of a project that only one session has.");
+  page += ".Ar SERVER\nis a port or PID:PORT.\n.Ar AGENT\nis claude, codex, gemini, copilot or grok.\n";
+  page += sentences("A word that fits several is refused, with a list of what it fits.");
+  page += ".Sh COMMANDS\n";
   for (const CommandDescription& command : CommandTable::commands()) {
-    page += ".Ss " + std::string(command.name);
-    if (!command.argument.name.empty()) page += " " + nameOf(command.argument);
-    page += "\n" + sentences("It " + std::string(command.summary) + ".");
-    if (!command.argument.help.empty())
+    const ArgumentDescription& argument = command.argument;
+    page += ".Ss " + std::string(command.name) + "\n.Nm\n.Cm " + std::string(command.name) +
+            "\n.Op Ar OPTION ...\n";
+    if (!argument.name.empty()) {
+      const std::string words = std::string(argument.name) + (argument.isRepeated ? " ..." : "");
+      page += (argument.isRequired ? ".Ar " : ".Op Ar ") + words + "\n";
+    }
+    page += ".Pp\n" + sentences("It " + std::string(command.summary) + ".");
+    if (!argument.name.empty())
       page +=
-          ".Pp\n.Ar " + std::string(command.argument.name) + "\nis " + escaped(command.argument.help) + "\n";
+          ".Ar " + std::string(argument.name) + "\n" + sentences("is " + std::string(argument.help) + ".");
     if (!command.options.empty()) {
       page += ".Bl -tag -width Ds\n";
       for (const OptionDescription& option : command.options) page += manualOption(option);

@@ -78,7 +78,6 @@ class Screen {
   }
 
   Outcome run() {
-    draw();
     lookForAgents();
     lookForServers();
     const SessionWatch::End end = watch_.run();

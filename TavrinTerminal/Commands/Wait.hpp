@@ -21,9 +21,9 @@ enum class For : std::uint8_t {
 };
 
 struct Options {
-  std::optional<std::string> session;  ///< a SESSION word; without one, any session
+  std::optional<std::string> session = {};  ///< a SESSION word; without one, any session
   For what = For::you;
-  std::optional<std::chrono::milliseconds> timeout;
+  std::optional<std::chrono::milliseconds> timeout = {};
 };
 
 /// Prints the state that was reached ("needsYou", "idle" or "gone"), and without a SESSION behind it, between

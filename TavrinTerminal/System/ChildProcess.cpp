@@ -157,7 +157,8 @@ int ChildProcess::State::spawn(uv_loop_t& loop, const ChildCommand& command) {
     streams[i].data.fd = ends[i];
   }
   std::vector<char*> words = pointersTo(command.words);
-  std::vector<char*> environment = pointersTo(command.environment.value_or(std::vector<std::string>{}));
+  std::vector<char*> environment;
+  if (command.environment) environment = pointersTo(*command.environment);
   uv_process_options_t options{};
   options.file = words.front();
   options.args = words.data();

@@ -123,17 +123,18 @@ TEST_F(CompletionShells, ZshCompletes) {
   const std::string script = R"zsh(
 zmodload zsh/zpty
 zpty z "zsh -f -i"
-typeset -g seen
 send() { zpty -w -n z "$1" }
-until_seen() { local part; while [[ $seen != *$1* ]]; do zpty -r z part || exit 1; seen+=$part; done; seen= }
-send $'PS1=READY-; autoload -Uz compinit; compinit -u -D; eval "$(tavrin completions zsh)"; LISTMAX=0; setopt no_beep; print lo\"\"aded\n'
+until_seen() { zpty -r -m z part "*$1*" || { print -r -- "ended before $1: $part"; exit 1 } }
+send $'autoload -Uz compinit; compinit -u -D; eval "$(tavrin completions zsh)"\n'
+# What is completed is printed by a function in the place of the program.
+send $'tavrin() { print -r -- "GOT:$*:" }; print lo""aded\n'
 until_seen loaded
-send $'tavrin wait ses\t'
-until_seen sess-1234
-send $'\C-utavrin status --format tm\t'
-until_seen tmux
-send $'\C-utavrin compl\t'
-until_seen completions
+send $'tavrin wait ses\t\n'
+until_seen "GOT:wait sess-1234:"
+send $'tavrin status --format tm\t\n'
+until_seen "GOT:status --format tmux:"
+send $'tavrin compl\tz\t\n'
+until_seen "GOT:completions zsh:"
 print all completed
 zpty -d z
 )zsh";

@@ -61,7 +61,7 @@ TEST_F(ListCommand, ANarrowTerminalCutsLongTexts) {
   const std::string narrow = list(true, {}, 60).output;
   EXPECT_EQ(narrow,
             "STATE      FOR  PROJECT   AGENT   TOOL              TERMINAL\n"
-            "needs you  1m   a-proje\u2026  Claude  mcp__some_server\u2026\n");
+            "needs you  1m   a-proje\u2026  Claude  mcp__some_serve\u2026\n");
   EXPECT_THAT(list(false, {}, 60).output, HasSubstr("a-project-with-a-rather-long-name"));
 }
 
@@ -141,6 +141,7 @@ TEST_F(ListCommand, HostileTextsDoNotReachTheTerminal) {
 TEST_F(ListCommand, AReadOnlyHomeCanBeLookedAt) {
   save(session("a", SessionState::idle));
   const std::vector<std::string> before = names(home.sessions());
+  std::filesystem::permissions(home.path(), std::filesystem::perms(0755));
   const ReadOnly sessions(home.sessions());
   EXPECT_EQ(list(false).output, "idle\t1m\tshop\tClaude\t\t\n");
   EXPECT_EQ(names(home.sessions()), before);

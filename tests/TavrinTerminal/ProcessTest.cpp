@@ -169,6 +169,7 @@ TEST_F(Tavrin, TheFlagsOfSharedDescriptorsStay) {
 
 TEST_F(Tavrin, LooksAtAReadOnlyHome) {
   save(session("a", SessionState::idle));
+  std::filesystem::permissions(home.path(), std::filesystem::perms(0755));
   const ReadOnly sessions(home.sessions());
   EXPECT_EQ(tavrin({"status"}).output, "1 idle\n");
 }
@@ -198,12 +199,12 @@ TEST_F(Tavrin, TmuxShowsTheStatus) {
       "trap 'i kill-server; t kill-server' EXIT\n"
       "export TERM=screen LC_ALL=C.UTF-8\n"
       "i new-session -d -x 80 -y 5 'cat'\n"
-      "i set -g status-right-length 80\n"
+      "i set -g status-right-length 80\ni set -g status-interval 1\n"
       "i set -g status-right \"#('$0' status --format tmux --follow)\"\n"
       "t new-session -d -x 80 -y 6 \"env -u TMUX '" +
       tmux +
       "' -S '$HOME/inner' attach\"\n"
-      "until t capture-pane -p -e -t 0 | tail -1 | grep 'needs you' || ! t has-session; do :; done\n";
+      "until t capture-pane -p -e -t 0 | tail -1 | grep 'needs you' || ! t has-session; do sleep 0.1; done\n";
   const test::Outcome outcome = shell(script);
   EXPECT_THAT(outcome.output, HasSubstr("1 needs you"));
   EXPECT_THAT(outcome.output, testing::Not(HasSubstr("#[")));

@@ -1,5 +1,9 @@
 #pragma once
 
+#include <fcntl.h>
+#include <sys/stat.h>
+
+#include <array>
 #include <functional>
 #include <map>
 #include <string>
@@ -108,7 +112,13 @@ class TestTerminal {
     return made;
   }
 
-  void save(const Session& session) const { store().save(session); }
+  /// Saves the record, with the time of its last change as that of its file.
+  void save(const Session& session) const {
+    store().save(session);
+    const timespec time = {.tv_sec = static_cast<time_t>(secondsOf(session.updatedAt)), .tv_nsec = 0};
+    const std::array<timespec, 2> times = {time, time};
+    ::utimensat(AT_FDCWD, store().fileURL(session.sessionId).c_str(), times.data(), 0);
+  }
   void remove(std::string_view id) const { store().deleteSession(id); }
   SessionFileStore store() const {
     return SessionFileStore(SessionFileStore::defaultDirectory(home.string()));

@@ -48,7 +48,7 @@ TEST_F(WaitCommand, AChangeOfTheSessionEndsTheWait) {
   save(session("a", SessionState::working));
   beforeLooks({another(), saving(session("a", SessionState::needsYou))});
   EXPECT_EQ(wait({.session = "a"}), tavrin::Outcome::done("needsYou\n"));
-  EXPECT_EQ(looks, 2U);
+  EXPECT_GE(looks, 2U);
 }
 
 TEST_F(WaitCommand, ASessionThatGoesHasStatus1UnlessWaitedFor) {

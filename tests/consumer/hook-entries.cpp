@@ -3,14 +3,13 @@
 #include <cstdio>
 
 #include "TavrinCore/Agents/AgentDefinition.hpp"
-#include "TavrinCore/Agents/HookSettings.hpp"
-#include "TavrinCore/Support/Json/Json.hpp"
+#include "TavrinCore/Agents/SettingsText.hpp"
 
 int main() {
   using namespace tavrin;
 
-  const boost::json::object settings =
-      HookSettings::merged({}, "/opt/Tavrin/bin/tavrin-hook", AgentDefinition::grok);
-  std::printf("%s", Json::print(settings).c_str());
+  const SettingsText::Outcome settings =
+      SettingsText::connect("", "/opt/Tavrin/bin/tavrin-hook", AgentDefinition::grok);
+  std::printf("%s", settings.text.c_str());
   return 0;
 }

@@ -116,7 +116,14 @@ class SettingsHome : public ScratchHome {
 
   void restore() const {
     std::filesystem::remove_all(path() / ".claude");
+    std::filesystem::remove_all(originals());
     writeFile(settings(), old_);
+  }
+
+  // Temporaries beside the settings and beside their original.
+  std::size_t temporariesLeft() const {
+    const bool hasOriginals = std::filesystem::exists(originals());
+    return temporaries(path() / ".claude").size() + (hasOriginals ? temporaries(originals()).size() : 0);
   }
 
   // The exit status, or that of a shell when a signal has ended it.
@@ -128,6 +135,7 @@ class SettingsHome : public ScratchHome {
 
  private:
   std::filesystem::path settings() const { return path() / ".claude/settings.json"; }
+  std::filesystem::path originals() const { return path() / "Library/Application Support/Tavrin/originals"; }
 
   std::string old_;
   std::string connected_;
@@ -151,7 +159,7 @@ TEST(SizeLimits, SettingsCutShortAtAnyByteAreTheOldOnesOrTheNewOnes) {
     const int failed = isKilled ? 128 + SIGXFSZ : 1;
     EXPECT_EQ(home.connect(words), isEnough ? 0 : failed);
     EXPECT_EQ(home.text(), isEnough ? home.connectedText() : home.oldText());
-    EXPECT_EQ(temporaries(home / ".claude").size(), isKilled && !isEnough ? 1U : 0U);
+    EXPECT_EQ(home.temporariesLeft(), isKilled && !isEnough ? 1U : 0U);
     EXPECT_EQ(home.connect({TAVRIN_CONNECT_AGENT}), 0);
     EXPECT_EQ(home.text(), home.connectedText());
   });

@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
-# Builds tests/consumer against the library installed in PREFIX, runs it, and compares what it prints:
-# consume.sh cmake|pkg-config CMAKE CXX PREFIX SOURCE SCRATCH BOOST-INCLUDE
+# Builds tests/consumer and examples/show-panel.cpp against the library installed in PREFIX, runs them, and compares what
+# they print: consume.sh cmake|pkg-config CMAKE CXX PREFIX SOURCE SCRATCH
 set -euo pipefail
 
 how=$1
@@ -9,7 +9,6 @@ cxx=$3
 prefix=$4
 source=$5
 scratch=$6
-boost=$7
 package=$(dirname "$(find "$prefix" -name tavrin-panel.pc)")
 export PKG_CONFIG_PATH="$package${PKG_CONFIG_PATH:+:$PKG_CONFIG_PATH}"
 
@@ -28,7 +27,16 @@ rm -rf "$scratch"
 mkdir -p "$scratch"
 cd "$scratch"
 
+# Boost is compiled into the library under another name, so that a program can use any version of it.
+archive=$(find "$prefix" -name libTavrinCore.a)
+if nm --defined-only "$archive" 2>/dev/null | grep -E '5boost[0-9]' >clashing.txt; then
+  echo "These names would meet those of another Boost:"
+  head clashing.txt
+  exit 1
+fi
+
 cp -R "$source/tests/consumer" consumer
+cp "$source/examples/show-panel.cpp" consumer
 if [ "$how" = cmake ]; then
   "$cmake" -S consumer -B build -G Ninja -DCMAKE_CXX_COMPILER="$cxx" -DCMAKE_BUILD_TYPE=Release \
     -DCMAKE_PREFIX_PATH="$prefix" >configured.txt
@@ -41,7 +49,9 @@ else
   # shellcheck disable=SC2086
   "$cxx" -std=c++20 consumer/session-label.cpp -o build/session-label $panel
   # shellcheck disable=SC2086
-  "$cxx" -std=c++20 consumer/hook-entries.cpp -o build/hook-entries $core -idirafter "$boost"
+  "$cxx" -std=c++20 consumer/show-panel.cpp -o build/show-panel $panel
+  # shellcheck disable=SC2086
+  "$cxx" -std=c++20 consumer/hook-entries.cpp -o build/hook-entries $core
 fi
 
 # One command for each of Grok's events.
@@ -54,4 +64,18 @@ if build/session-label "$source/README.md" 2>error.txt; then
   exit 1
 fi
 expect 'This file holds no session.' cat error.txt
+
+# The example of a panel, with a process of our own in the place of a server.
+sleep 60 &
+server=$!
+trap 'kill "$server"' EXIT
+printf 'p%s\ncCaddy\nn127.0.0.1:3000\n' "$server" >lsof.txt
+expect '1 burning · 1 needs you · 2 idle
+site, needs you
+web · codex, burning
+web · claude, idle
+home, idle
+Other servers
+  Caddy 3000  http://127.0.0.1:3000' \
+  env HOME=/home/dev sh -c 'build/show-panel "$1" <lsof.txt' - "$source/tests/data/panel/sessions"
 echo "It builds and prints what it should."

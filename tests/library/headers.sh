@@ -1,16 +1,15 @@
 #!/usr/bin/env bash
 # Checks that the installed headers compile: each by itself and twice in a row with the first compiler; all of them
-# forwards and backwards, twice, with every compiler as C++20 and C++23: headers.sh PREFIX SCRATCH BOOST-INCLUDE CXX...
+# forwards and backwards, twice, with every compiler as C++20 and C++23: headers.sh PREFIX SCRATCH CXX...
 set -euo pipefail
 
 prefix=$1
 scratch=$2
-boost=$3
-shift 3
+shift 2
 
-export prefix boost
+export prefix
 check() {
-  "$1" "-std=$2" -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Werror "-I$prefix/include" -idirafter "$boost" \
+  "$1" "-std=$2" -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Werror "-I$prefix/include" \
     -fsyntax-only "$3" || { echo "$(basename "$3") does not compile with $1 as $2."; exit 255; }
 }
 export -f check

@@ -23,7 +23,6 @@ UNREADABLE = {
 HEADINGS = {
     "**For panels**": "panel",
     "**Come along**": "along",
-    "**Settings**": "settings",
     "**For other hook commands**": "hook",
 }
 
@@ -103,6 +102,10 @@ def main():
         complaints.append(f"{header} is {'not installed' if header in listed else 'in no list'}")
     if len(set(listed)) != len(listed):
         complaints.append("a header is in two lists")
+
+    for path in include.rglob("*.hpp"):
+        if re.search(r"\bboost\b", re.sub(r"//[^\n]*", "", path.read_text())):
+            complaints.append(f"{path.relative_to(include)} shows Boost")
 
     used = set()
     count = 0

@@ -3,7 +3,6 @@
 #include <gtest/gtest.h>
 #include <sys/wait.h>
 #include <unistd.h>
-#include <util.h>
 
 #include <array>
 #include <optional>
@@ -11,6 +10,15 @@
 
 #include "TavrinCore/Context/ProcessTree.hpp"
 #include "TavrinCore/Support/File.hpp"
+
+#if __has_include(<util.h>)
+#include <util.h>
+#else
+// zig compiles for macOS without this header of Apple's.
+struct termios;
+struct winsize;
+extern "C" pid_t forkpty(int* controller, char* name, termios* settings, winsize* size);
+#endif
 
 namespace tavrin {
 namespace {

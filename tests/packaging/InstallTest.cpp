@@ -36,8 +36,8 @@ Subprocess::Environment environmentOf(const fs::path& home) {
 Outcome make(const fs::path& home, const std::string& target,
              const std::vector<std::string>& variables = {}) {
   const std::string root = dataDirectory().parent_path().parent_path().string();
-  std::vector<std::string> words = {"/usr/bin/env", "make", "--no-print-directory", "-C", root, "-o", "hook"};
-  words.insert(words.end(), {"HOOK=" + hookExecutable().string(), target});
+  std::vector<std::string> words = {"/usr/bin/env", "make", "--no-print-directory", "-C", root};
+  words.insert(words.end(), {"-o", "hook", "-o", "terminal", "HOOK=" + hookExecutable().string(), target});
   words.insert(words.end(), variables.begin(), variables.end());
   return run(words, "", environmentOf(home));
 }

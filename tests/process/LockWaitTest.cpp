@@ -4,6 +4,8 @@
 #include <gtest/gtest.h>
 
 #include <csignal>
+#include <cstdint>
+#include <string>
 
 #include "TavrinCore/Support/File.hpp"
 #include "tests/process/ProcessSupport.hpp"
@@ -36,6 +38,26 @@ TEST(LockWait, ASecondWriterWaitsForTheFirstAndThenHasItsTurn) {
   EXPECT_EQ(holder->wait().exitStatus, 0);
   EXPECT_EQ(waiting->wait(), silentSuccess);
   EXPECT_EQ(stored(home, "s").value().inFlight, std::vector<std::string>{"call-1"});
+}
+
+// The signals that a process ignores: bit N-1 for signal N, in hexadecimal (proc(5)).
+std::uint64_t ignoredSignals(pid_t pid) {
+  const std::string status = readFile("/proc/" + std::to_string(pid) + "/status");
+  const std::size_t line = status.find("\nSigIgn:");
+  EXPECT_NE(line, std::string::npos);
+  return std::stoull(status.substr(line + 8), nullptr, 16);
+}
+
+// A pipe in the place of the log whose reader has gone, or a limit on the size of files, would end the run.
+TEST(LockWait, ARunThatIsUnderWayIgnoresBrokenPipesAndSizeLimits) {
+  const ScratchHome home;
+  const Running holder = holderOf("s", home);
+  const Running waiting = waitingRun(home, "s", "call-1");
+  const std::uint64_t ignored = ignoredSignals(waiting->pid());
+  EXPECT_NE(ignored & (std::uint64_t{1} << (SIGPIPE - 1)), 0U);
+  EXPECT_NE(ignored & (std::uint64_t{1} << (SIGXFSZ - 1)), 0U);
+  EXPECT_EQ(holder->wait().exitStatus, 0);
+  EXPECT_EQ(waiting->wait(), silentSuccess);
 }
 
 TEST(LockWait, IdsThatShareAFileWaitForEachOther) {

@@ -1,4 +1,4 @@
-#include "recordings/Recording.hpp"
+#include "tests/recordings/Recording.hpp"
 
 #include <sys/stat.h>
 #include <zlib.h>
@@ -71,14 +71,16 @@ std::vector<json::object> eventsIn(const std::string& path) {
   for (std::string line; std::getline(in, line);) {
     if (line.empty()) continue;
     auto document = Json::parse(line);
-    if (!document || !document->is_object()) throw std::runtime_error(path + " holds a line that is not an event");
+    if (!document || !document->is_object())
+      throw std::runtime_error(path + " holds a line that is not an event");
     events.push_back(std::move(document->get_object()));
   }
   std::ranges::stable_sort(events, {}, [](const json::object& event) { return numberAt(event, "t"); });
   return events;
 }
 
-Machine::Machine(std::string scratch, const std::vector<json::object>& events) : scratch_(std::move(scratch)) {
+Machine::Machine(std::string scratch, const std::vector<json::object>& events)
+    : scratch_(std::move(scratch)) {
   std::filesystem::create_directories(real(sessions));
   std::filesystem::create_directories(real(std::string(home) + "/src/app"));
   if (!events.empty()) start_ = numberAt(events.front(), "t");
@@ -196,7 +198,8 @@ void Machine::touch(const std::string& path, bool isEntryChanged) {
 void Machine::write(const std::string& path, const std::string& text, std::optional<std::uint64_t> offset,
                     double at) {
   const std::filesystem::path file = real(path);
-  for (std::string parent(Path::parent(path)); parent.size() > home.size() && !std::filesystem::exists(real(parent));
+  for (std::string parent(Path::parent(path));
+       parent.size() > home.size() && !std::filesystem::exists(real(parent));
        parent = std::string(Path::parent(parent)))
     touch(parent, true);
   std::filesystem::create_directories(file.parent_path());
@@ -231,7 +234,9 @@ std::optional<std::int32_t> Machine::likelyHolder() const {
     const auto parent = processes_.find(process.fact.parent);
     const bool isChild = parent != processes_.end() && parent->second.fact.name == "codex";
     if (!serves && (isDaemon || isChild)) continue;
-    if (found && serves == isDaemon && process.fact.startedAt < startedAt) continue;
+    // The daemon starts helpers after itself; of clients the last one opens a session now.
+    const bool isLater = process.fact.startedAt > startedAt;
+    if (found && serves == isDaemon && isLater == serves) continue;
     found = pid;
     isDaemon = serves;
     startedAt = process.fact.startedAt;

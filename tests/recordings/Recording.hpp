@@ -41,8 +41,8 @@ class Machine {
   /// Plays one event.
   void play(const boost::json::object& event);
 
-  /// What a program that waits for changes would have been woken by since the last call: files and directories
-  /// that changed, and processes that ended.
+  /// What a program that waits for changes would have been woken by since the last call: files and
+  /// directories that changed, and processes that ended.
   std::set<std::string> changedFiles() { return std::exchange(changedFiles_, {}); }
   std::set<std::int32_t> endedProcesses() { return std::exchange(endedProcesses_, {}); }
 
@@ -63,7 +63,8 @@ class Machine {
   void playAgent(const boost::json::object& event);
   void end(std::int32_t pid);
   void touch(const std::string& path, bool isEntryChanged);
-  void write(const std::string& path, const std::string& text, std::optional<std::uint64_t> offset, double at);
+  void write(const std::string& path, const std::string& text, std::optional<std::uint64_t> offset,
+             double at);
   void remove(const std::string& path);
   std::optional<std::int32_t> likelyHolder() const;
 

@@ -1,11 +1,11 @@
-// play-recording RECORDING.jsonl.gz: what the monitor sees while a recorded session runs. It prints one line of
-// JSON at each change: the time, the session and its state.
+// play-recording RECORDING.jsonl.gz: what the monitor sees while a recorded session runs. It prints one line
+// of JSON at each change: the time, the session and its state.
 #include <cstdio>
 #include <exception>
 #include <filesystem>
 
-#include "recordings/Recording.hpp"
-#include "support/Scratch.hpp"
+#include "tests/recordings/Recording.hpp"
+#include "tests/support/Scratch.hpp"
 
 int main(int count, char** arguments) {
   if (count != 2) {
@@ -16,8 +16,8 @@ int main(int count, char** arguments) {
     const tavrin::test::ScratchDirectory scratch(tavrin::test::directoryInMemory());
     for (const auto& change :
          tavrin::recordings::play(tavrin::recordings::eventsIn(arguments[1]), scratch.string()))
-      std::printf("{\"t\": %.3f, \"session\": \"%s\", \"state\": \"%s\"}\n", change.at, change.session.c_str(),
-                  change.state.c_str());
+      std::printf("{\"t\": %.3f, \"session\": \"%s\", \"state\": \"%s\"}\n", change.at,
+                  change.session.c_str(), change.state.c_str());
     return 0;
   } catch (const std::exception& error) {
     std::fprintf(stderr, "play-recording: %s\n", error.what());

@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
-# Where no command is to be found, all commands of a group are installed, whatever lies in the directory: the project has
-# one that is called cmake.
+# On a machine without any command, all packages of a group are installed. What lies in the current directory does not
+# count as a command: the project has a folder named cmake. People who only install Tavrin get no developer's tools.
 set -euo pipefail
 cd "$(dirname "$0")/../.."
 
@@ -17,10 +17,40 @@ program apt-cache 'exit 0'
 # shellcheck disable=SC2016
 program apt-get 'echo "$@" >&2'
 
-asked=$(PATH=$programs bash scripts/install-packages.sh build test 2>&1)
+# The packages that the groups named by the arguments install here.
+asked_for() {
+  PATH=$programs bash scripts/install-packages.sh "$@" 2>&1 | grep '^install '
+}
+
+asked=$(asked_for build test)
 for package in g++ cmake ninja-build python3 git lsof; do
   if ! grep -q "^install .* $package\( \|$\)" <<<"$asked"; then
     echo "$package is missing, and not asked for: $asked"
+    exit 1
+  fi
+done
+
+# Their groups as the list has them, because some of these packages may be installed here.
+for_users=$(grep -E '^(build|terminal|run) ' scripts/packages.txt)
+for package in libgmock-dev libgtest-dev googletest clang valgrind nodejs strace lsof mandoc ninja-build; do
+  if grep -q "[ |]$package\( \||\|$\)" <<<"$for_users"; then
+    echo "People who only install Tavrin are made to install $package."
+    exit 1
+  fi
+done
+if grep -E '^build ' scripts/packages.txt | grep -q 'libicu\|libuv\|libcli11'; then
+  echo "tavrin-hook is made to need libraries of tavrin."
+  exit 1
+fi
+
+# What "make run" and "make install" do here, without doing it.
+for target in run install; do
+  commands=$(make --dry-run --always-make --no-print-directory "$target")
+  for word in scripts/install-packages.sh "--preset user"; do
+    grep -q -e "$word" <<<"$commands" || { echo "make $target does not run $word: $commands"; exit 1; }
+  done
+  if grep -q -e 'install-packages.sh.*test' -e '--preset release' <<<"$commands"; then
+    echo "make $target uses what only developers have: $commands"
     exit 1
   fi
 done

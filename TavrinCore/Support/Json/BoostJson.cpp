@@ -1,2 +1,2 @@
-// The one place where the parts of Boost.JSON that are no templates are compiled.
+// Compiles the parts of Boost.JSON that are not templates.
 #include <boost/json/src.hpp>

@@ -1,43 +1,42 @@
 #pragma once
 
+// Part of Tavrin::Core. Needs Boost.JSON and the standard library.
+
 #include <boost/json/value.hpp>
 #include <optional>
 #include <string>
 #include <string_view>
 
-/// Whole JSON documents as values, for files that other programs and their users write. tavrin-hook does
-/// without them: what it reads, it reads through JsonFields.
+/// Whole JSON documents as values, for files that other programs and their users write. tavrin-hook reads
+/// only through JsonFields.
 namespace tavrin::Json {
 
-/// The value of a document, with the keys of objects in their order; nothing when `document` is not JSON as
-/// JsonGrammar has it. An unpaired surrogate escape reads as U+FFFD, the last of equal keys counts, and
-/// numbers come as 64-bit integers where they fit, else as the nearest double; one beyond a double's range is
-/// refused.
+/// The value of a document, or nullopt if `document` is not JSON as JsonGrammar defines it. Objects keep the
+/// order of their keys. The last of equal keys counts. An unpaired surrogate escape reads as U+FFFD. A number
+/// is a 64-bit integer if it fits, else the nearest double. A number beyond a double's range is an error.
 std::optional<boost::json::value> parse(std::string_view document);
 
-/// `document` in the usual form of settings files: two blanks a level, `"key": value`, keys in their order,
-/// `[]` and `{}` where there is nothing inside, only what must be escaped escaped, and a line feed at the
-/// end. A file that is in this form already comes back byte for byte through `parse`.
+/// `document` in the usual form of settings files: two spaces a level, `"key": value`, keys in their order,
+/// `[]` and `{}` for what is empty, as few escapes as possible, and a line feed at the end. Parsing a file of
+/// this form and printing it again gives the same bytes.
 ///
-/// Integers are their digits. Doubles are the fewest digits that read back as the same double, laid out as
-/// ECMAScript does (ECMA-262, Number::toString: 0.000001, 1e-7, 100000000000000000000, 1e+21), with ".0"
-/// where they would read as an integer otherwise (5.0, -0.0). A double that is not finite, which no document
-/// can hold, becomes null.
+/// A double has the fewest digits that read back as the same double, in the layout of ECMAScript (ECMA-262,
+/// Number::toString: 0.000001, 1e-7, 100000000000000000000, 1e+21). It ends in ".0" if it would read as an
+/// integer otherwise (5.0, -0.0). A double that is not finite becomes null.
 std::string print(const boost::json::value& document);
 
-// Look-ups in documents of which nothing can be taken for granted: what is missing and what has another type
-// is the same to them.
+// Look-ups in documents that may hold anything. A value of another type counts as missing.
 
-/// The array in `value` when each of its elements is an object, as when it has none; else null.
+/// `value` as an array whose elements are all objects, or null. An empty array is one.
 const boost::json::array* objects(const boost::json::value& value);
 
-/// The object under `key`; null when there is none.
+/// The object under `key`, or null.
 const boost::json::object* objectAt(const boost::json::object& object, std::string_view key);
 
-/// The array of objects under `key`; null when there is none.
+/// The array of objects under `key`, or null.
 const boost::json::array* objectsAt(const boost::json::object& object, std::string_view key);
 
-/// The text under `key`; nothing when there is none.
+/// The text under `key`, or nullopt.
 std::optional<std::string_view> textAt(const boost::json::object& object, std::string_view key);
 
 }  // namespace tavrin::Json

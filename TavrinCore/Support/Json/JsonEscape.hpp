@@ -1,21 +1,21 @@
 #pragma once
 
-#include <charconv>
+// Part of Tavrin::Core. Needs nothing but the standard library.
+
 #include <cstddef>
 #include <string_view>
+
+#include "TavrinCore/Support/Integer.hpp"
 
 /// The \uXXXX escapes of JSON strings (RFC 8259, section 7).
 namespace tavrin::JsonEscape {
 
 inline constexpr std::size_t length = 6;
 
-/// The UTF-16 code unit that the escape at the front of `text` spells; negative when there is no such escape.
+/// The UTF-16 code unit of the escape at the front of `text`, or a negative number if there is no escape.
 inline int unit(std::string_view text) {
   if (text.size() < length || !text.starts_with("\\u")) return -1;
-  int unit = -1;
-  const char* const end = text.data() + length;
-  const auto [stop, error] = std::from_chars(text.data() + 2, end, unit, 16);
-  return error == std::errc() && stop == end ? unit : -1;
+  return Integer::digits<int>(text.substr(2, length - 2), 16).value_or(-1);
 }
 
 constexpr bool isLeadingSurrogate(int unit) {

@@ -1,15 +1,15 @@
 #include "TavrinCore/Support/Json/JsonFields.hpp"
 
 #include <algorithm>
-#include <charconv>
 #include <cmath>
 #include <limits>
 
+#include "TavrinCore/Support/Integer.hpp"
 #include "TavrinCore/Support/Json/JsonGrammar.hpp"
 
 namespace tavrin {
 
-// Follows the parser through a document, and keeps the fields asked for.
+// Receives what the parser finds, and keeps the fields of `keys`.
 class JsonFieldsHandler : public JsonGrammar::Handler {
  public:
   enum class Rules : std::uint8_t { message, record };
@@ -75,13 +75,13 @@ class JsonFieldsHandler : public JsonGrammar::Handler {
   bool on_null(error_code& /*error*/) { return scalar(JsonField::Kind::null); }
 
  private:
-  // Whether a key at this depth is one of the top-level object: an array there has none.
+  // Whether a key at this depth belongs to the top-level object.
   bool isMember() const { return depth_ == 1; }
-  // Values count in the top-level object, and one level down in an array that is a field.
+  // Whether the value at this depth is a field, or an element of a field that is an array.
   bool isKept() const { return field_ != nullptr && depth_ <= 2; }
 
   void selectField(string_view lastPart) {
-    // A key without escapes arrives in one part, and is not copied.
+    // A key without escapes comes in one part, so it need not be copied.
     const std::string_view whole = key_.empty()
                                        ? std::string_view(lastPart.data(), lastPart.size())
                                        : std::string_view(key_.append(lastPart.data(), lastPart.size()));
@@ -129,10 +129,6 @@ namespace {
 using Parser = boost::json::basic_parser<JsonFieldsHandler>;
 using Rules = JsonFieldsHandler::Rules;
 
-[[noreturn]] void fail(const boost::system::error_code& error) {
-  throw JsonError("not a JSON document: " + error.message());
-}
-
 JsonFields parse(std::string_view document, std::span<const std::string_view> keys, Rules rules,
                  boost::system::error_code& error) {
   Parser parser(JsonGrammar::options(), keys, rules);
@@ -140,31 +136,29 @@ JsonFields parse(std::string_view document, std::span<const std::string_view> ke
   return parser.handler().take();
 }
 
-// A document that was refused with `refusal`, read once more after mending. Refused again when there was
-// nothing to mend, or when that was not all that was wrong.
+// Parses a document again after mending it. `error` is why the parser rejected it. It is cleared if the
+// mended document parses, and kept if there was nothing to mend.
 JsonFields parseMended(std::string_view document, std::span<const std::string_view> keys, Rules rules,
-                       std::string_view standIn, const boost::system::error_code& refusal) {
+                       std::string_view standIn, boost::system::error_code& error) {
   const std::string mended = JsonGrammar::mended(document, standIn);
-  if (mended == document) fail(refusal);
-  boost::system::error_code error;
-  JsonFields fields = parse(mended, keys, rules, error);
-  if (error) fail(error);
-  return fields;
+  return mended == document ? JsonFields() : parse(mended, keys, rules, error);
 }
 
-// The integer that the digits of a JSON number spell, when it is one and fits; digits.size() bounds the work.
-template <class Integer>
-std::optional<Integer> exactInteger(std::string_view digits) {
+// The integer that a JSON number spells, or nullopt if it is not an integer or does not fit. Takes time in
+// proportion to digits.size().
+template <class Number>
+std::optional<Number> exactInteger(std::string_view digits) {
   const bool negative = digits.starts_with('-');
   if (negative) digits.remove_prefix(1);
   std::int64_t exponent = 0;
   if (const std::size_t e = digits.find_first_of("eE"); e != std::string_view::npos) {
     std::string_view power = digits.substr(e + 1);
     if (power.starts_with('+')) power.remove_prefix(1);
-    if (std::from_chars(power.data(), power.data() + power.size(), exponent).ec != std::errc()) return {};
-    // Beyond that no digits make up for it; no text is so long.
+    const std::optional<std::int64_t> read = Integer::digits<std::int64_t>(power);
+    if (!read) return {};
+    // No text has enough digits to make up for a larger exponent.
     constexpr std::int64_t farthest = 1'000'000'000;
-    exponent = std::clamp(exponent, -farthest, farthest);
+    exponent = std::clamp(*read, -farthest, farthest);
     digits = digits.substr(0, e);
   }
   std::string significant(digits);
@@ -174,16 +168,12 @@ std::optional<Integer> exactInteger(std::string_view digits) {
   }
   for (; exponent < 0 && significant.size() > 1 && significant.back() == '0'; ++exponent)
     significant.pop_back();
-  if (significant.find_first_not_of('0') == std::string::npos) return Integer{0};
-  constexpr std::int64_t mostDigits = std::numeric_limits<Integer>::digits10 + 1;
+  if (significant.find_first_not_of('0') == std::string::npos) return Number{0};
+  constexpr std::int64_t mostDigits = std::numeric_limits<Number>::digits10 + 1;
   if (exponent < 0 || exponent > mostDigits) return {};
   significant.append(static_cast<std::size_t>(exponent), '0');
   if (negative) significant.insert(0, 1, '-');
-  Integer value{};
-  const char* const end = significant.data() + significant.size();
-  const auto [stop, error] = std::from_chars(significant.data(), end, value);
-  if (error != std::errc() || stop != end) return {};
-  return value;
+  return Integer::digits<Number>(significant);
 }
 
 }  // namespace
@@ -191,17 +181,21 @@ std::optional<Integer> exactInteger(std::string_view digits) {
 JsonFields JsonFields::ofMessage(std::string_view document, std::span<const std::string_view> keys) {
   boost::system::error_code error;
   JsonFields fields = parse(document, keys, Rules::message, error);
-  return error ? parseMended(document, keys, Rules::message, "\\ufffd", error) : fields;
+  if (error) fields = parseMended(document, keys, Rules::message, "\\ufffd", error);
+  if (error) throw JsonError("not a JSON document: " + error.message());
+  return fields;
 }
 
-JsonFields JsonFields::ofRecord(std::string_view document, std::span<const std::string_view> keys) {
+std::optional<JsonFields> JsonFields::ofRecord(std::string_view document,
+                                               std::span<const std::string_view> keys) {
   boost::system::error_code error;
   JsonFields fields = parse(document, keys, Rules::record, error);
   if (!error) return fields;
-  // What reads differently with another stand-in stood in a field that was asked for.
   fields = parseMended(document, keys, Rules::record, "\\ufffd", error);
-  if (fields.fields_ != parseMended(document, keys, Rules::record, "\\ufffe", error).fields_) fail(error);
-  return fields;
+  if (error) return std::nullopt;
+  // A field that depends on the stand-in held an unpaired surrogate.
+  const JsonFields others = parseMended(document, keys, Rules::record, "\\ufffe", error);
+  return fields.fields_ == others.fields_ ? std::optional(std::move(fields)) : std::nullopt;
 }
 
 std::optional<std::int32_t> JsonField::asInt32() const {
@@ -211,8 +205,8 @@ std::optional<std::int32_t> JsonField::asInt32() const {
 std::optional<std::uint64_t> JsonField::asUInt64() const {
   if (kind != Kind::number) return std::nullopt;
   const auto value = exactInteger<std::uint64_t>(text);
-  // With a point or an exponent it is first a double, as for the platform's decoder, and these round up to
-  // 2^64.
+  // Like the decoder of macOS's Foundation: a number with a point or an exponent is first read as a double,
+  // and doubles from here on round up to 2^64.
   constexpr std::uint64_t roundingOver = 18'446'744'073'709'550'592U;
   const bool isPlain = text.find_first_of(".eE") == std::string::npos;
   return value && !isPlain && *value >= roundingOver ? std::nullopt : value;

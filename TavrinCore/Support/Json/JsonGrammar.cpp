@@ -32,7 +32,7 @@ void replaceLoneSurrogates(std::string& document, std::string_view standIn) {
   }
 }
 
-// Overwrites the exponent whose "e" stands at `start`, if it has too many digits, and gives where it ends.
+// Overwrites the exponent whose "e" is at `start` if it has too many digits. Returns where it ends.
 std::size_t capExponent(std::string& document, std::size_t start) {
   constexpr std::size_t mostDigits = 9;
   std::size_t first = start + 1;
@@ -73,7 +73,7 @@ double nearestDouble(double parsed, std::string_view digits) {
   double value = 0;
   const auto [end, error] = std::from_chars(digits.data(), digits.data() + digits.size(), value);
   if (error != std::errc::result_out_of_range) return value;
-  // Too large or too small, which the parser can tell.
+  // Too large or too small. The parser's result shows which.
   const double magnitude = std::abs(parsed) > 1 ? std::numeric_limits<double>::infinity() : 0;
   return std::copysign(magnitude, parsed);
 #else

@@ -1,30 +1,29 @@
 #pragma once
 
+// Part of Tavrin::Core. Needs Boost.JSON and the standard library.
+
 #include <boost/json/basic_parser_impl.hpp>
 #include <boost/system/error_code.hpp>
 #include <cstddef>
 #include <string>
 #include <string_view>
 
-/// The JSON that this system reads, for handlers of boost::json::basic_parser: RFC 8259 in UTF-8, plus one
-/// comma after the last element of an object or array and one byte order mark in front; at most 512 levels
-/// deep.
+/// The JSON that Tavrin accepts: RFC 8259 in UTF-8, at most 512 levels deep. It also accepts a comma after
+/// the last element of an object or an array, and a byte order mark in front.
 namespace tavrin::JsonGrammar {
 
 inline constexpr std::size_t deepest = 512;
 
-/// `document` with what the parser refuses and this system reads put in other words of the same length: every
-/// unpaired surrogate escape as `standIn`, six bytes such as "\\ufffd", and every exponent beyond 999999999
-/// as that.
+/// Rewrites, without changing the length, what Boost.JSON rejects and Tavrin accepts. Each unpaired surrogate
+/// escape becomes `standIn`, six bytes such as "\\ufffd". Each exponent beyond 999999999 becomes 999999999.
 std::string mended(std::string_view document, std::string_view standIn);
 
-/// The double nearest to the number that `digits` spell, infinite when that is beyond a double's range.
-/// `parsed` is what the parser made of them, which may be off by a few units in the last place, or infinite
-/// too early.
+/// The double nearest to the number that `digits` spell, or infinity if it is beyond a double's range.
+/// `parsed` is the parser's result. It may be wrong in the last digits, or infinite too early.
 double nearestDouble(double parsed, std::string_view digits);
 
-/// Feeds the whole of `document` to `parser`, and gives the error that ends it, if any. Never throws by
-/// itself.
+/// Passes the whole of `document` to `parser`. Returns the error, if there is one. Throws only what the
+/// handler throws.
 template <class Handler>
 boost::system::error_code parse(boost::json::basic_parser<Handler>& parser, std::string_view document) {
   if (document.starts_with("\xEF\xBB\xBF")) document.remove_prefix(3);
@@ -41,7 +40,7 @@ inline boost::json::parse_options options() {
   return options;
 }
 
-/// What a handler need not look at: everything. Handlers derive from it and hide what they do look at.
+/// A handler that ignores everything. Handlers derive from it and hide the functions they need.
 struct Handler {
   using error_code = boost::system::error_code;
   using string_view = boost::json::string_view;

@@ -8,13 +8,13 @@ namespace tavrin::Json {
 
 namespace {
 
-// Whether a double without fraction would come back as a 64-bit integer if its digits stood alone. Those of
-// -2^63 round to more than an integer holds.
+// Whether a double without a fraction would read as a 64-bit integer if only its digits were printed. The
+// digits printed for -2^63 spell a number that does not fit.
 bool readsAsInteger(double value) {
   return value > -0x1p63 && value < 0x1p64;
 }
 
-// `digits` with a decimal point, where the first digit counts 10^exponent.
+// `digits` with a decimal point. The value of the first digit is 10^exponent.
 std::string laidOut(std::string digits, int exponent) {
   constexpr int firstPowerInFull = -6;
   constexpr int firstPowerTooLong = 21;
@@ -30,7 +30,7 @@ std::string laidOut(std::string digits, int exponent) {
 
 std::string doubleText(double value) {
   if (!std::isfinite(value)) return "null";
-  // The library finds the digits: it writes the shortest that read back the same, as "1.25E-7".
+  // Boost.JSON writes the fewest digits that read back the same, such as "1.25E-7".
   const std::string shortest = boost::json::serialize(boost::json::value(std::abs(value)));
   const std::size_t e = shortest.find('E');
   std::string digits = shortest.substr(0, e);

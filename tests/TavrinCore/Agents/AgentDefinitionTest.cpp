@@ -3,7 +3,9 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "TavrinCore/Support/Home.hpp"
@@ -132,6 +134,17 @@ TEST(AgentDefinition, ConfigURLFollowsTheHomeDirectoryAndTheSubtitleKeepsTheTild
   for (const AgentDefinition& definition : AgentDefinition::all) {
     EXPECT_EQ(definition.subtitle, "~/" + std::string(definition.configPath));
   }
+}
+
+TEST(AgentDefinition, CanBeBuiltFromVectorsAtRunTime) {
+  const std::vector<std::string_view> processNames = {"helper", "node"};
+  const std::vector<HookSettings::EventSpec> events(12, {.name = "Stop", .matcher = {}, .timeout = 7});
+  AgentDefinition definition = AgentDefinition::grok;
+  definition.processNames = AgentDefinition::Names(processNames);
+  definition.events = HookSettings::EventList(events);
+  EXPECT_EQ(definition.processNames, AgentDefinition::Names({"helper", "node"}));
+  EXPECT_TRUE(std::ranges::equal(definition.events, events));
+  EXPECT_NE(definition, AgentDefinition::grok);
 }
 
 }  // namespace

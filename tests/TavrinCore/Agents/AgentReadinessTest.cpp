@@ -37,5 +37,12 @@ TEST(AgentReadiness, TheFourKindsDiffer) {
   }
 }
 
+TEST(AgentReadiness, EachKindHasItsNameInMessages) {
+  EXPECT_EQ(rawValue(AgentReadiness::inactive("", false).kind()), "inactive");
+  EXPECT_EQ(rawValue(AgentReadiness::notInstalled().kind()), "notInstalled");
+  EXPECT_EQ(rawValue(AgentReadiness::checking().kind()), "checking");
+  EXPECT_EQ(rawValue(AgentReadiness::active().kind()), "active");
+}
+
 }  // namespace
 }  // namespace tavrin

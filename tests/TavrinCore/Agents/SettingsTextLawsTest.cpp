@@ -287,7 +287,7 @@ void expectLaws(const std::string& text, const AgentDefinition& definition) {
 }
 
 TEST(SettingsTextLaws, HoldForGeneratedTexts) {
-  constexpr int texts = test::generatedCases(750);
+  constexpr int texts = test::generatedCases(500);
   const unsigned seed = test::randomSeed();
   TextGenerator generator(seed);
   int cameBack = 0;

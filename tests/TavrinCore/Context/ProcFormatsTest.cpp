@@ -85,6 +85,41 @@ TEST(ProcFormats, TheFieldsThatAreUsedAreEnough) {
   EXPECT_EQ(ProcFormats::parseStat("1 (a) S 2 3 4 5 "), (Stat{.name = "a", .parent = 2, .terminal = 5}));
 }
 
+TEST(ProcFormats, AStatLineHoldsStateAndStart) {
+  EXPECT_EQ(ProcFormats::parseLifetime(statOf("a) Z (b")),
+            (ProcFormats::Lifetime{.state = 'S', .startTicks = 88345}));
+  for (const char* const text :
+       {"", "1 (a", "1 (a) S 2 3 4 5", "1 (a) SS 1 1 1 1 1 1 1 1 1 1 1 1 1 1 1 1 1 1 5",
+        "1 (a) S 1 1 1 1 1 1 1 1 1 1 1 1 1 1 1 1 1 1 x"})
+    EXPECT_EQ(ProcFormats::parseLifetime(text), std::nullopt) << text;
+}
+
+TEST(ProcFormats, ArgumentsEndWithZeroBytes) {
+  using Words = std::vector<std::string>;
+  EXPECT_EQ(ProcFormats::arguments(std::string_view("a\0b c\0\0", 7)), (Words{"a", "b c", ""}));
+  EXPECT_EQ(ProcFormats::arguments("cut off"), Words{"cut off"});
+  EXPECT_EQ(ProcFormats::arguments(""), Words{});
+}
+
+TEST(ProcFormats, ProcessIdsStandBetweenSpaces) {
+  EXPECT_EQ(ProcFormats::processIds("12 345 "), (std::vector<std::int32_t>{12, 345}));
+  EXPECT_EQ(ProcFormats::processIds("12 x 99999999999 7"), (std::vector<std::int32_t>{12, 7}));
+  EXPECT_TRUE(ProcFormats::processIds("").empty());
+}
+
+TEST(ProcFormats, OfTheLocksThoseOfFlockThatAreHeldCount) {
+  const auto locks = ProcFormats::fileLocks(
+      "1: FLOCK  ADVISORY  WRITE 4242 fd:01:1311 0 EOF\n"
+      "1: -> FLOCK  ADVISORY  WRITE 4243 fd:01:1311 0 EOF\n"
+      "2: POSIX  ADVISORY  READ 7 fd:01:5 0 EOF\n"
+      "3: FLOCK  ADVISORY  READ 0 fd:01:6 0 EOF\n"
+      "4: FLOCK  ADVISORY  READ 8 fd:01 0 EOF\n"
+      "5: FLOCK  ADVISORY  READ 9 fd:xx:6 0 EOF\n"
+      "6: FLOCK  ADVISORY\n");
+  EXPECT_EQ(locks, (std::vector<ProcFormats::FileLock>{
+                       {.pid = 4242, .majorNumber = 0xfd, .minorNumber = 1, .inode = 1311}}));
+}
+
 TEST(ProcFormats, WhatIsNoStatLineGivesNothing) {
   for (const char* const text : {"",
                                  "\n",

@@ -17,6 +17,7 @@
 #include "TavrinCore/Context/ProcessTree.hpp"
 #include "TavrinCore/Support/File.hpp"
 #include "tests/support/Scratch.hpp"
+#include "tests/support/Terminals.hpp"
 
 namespace tavrin {
 namespace {
@@ -120,6 +121,7 @@ TEST(ProcessTableOfLinux, EachProcessIsReadOnce) {
 }
 
 TEST(ProcessTableOfLinux, AProcessWithATerminalTellsItsPath) {
+  if (!test::canOpenTerminals()) GTEST_SKIP() << test::withoutTerminals;
   int controller = -1;
   const std::string answer = inChild([] { return ownTerminal() + " " + ::ttyname(STDIN_FILENO); },
                                      [&] { return ::forkpty(&controller, nullptr, nullptr, nullptr); });

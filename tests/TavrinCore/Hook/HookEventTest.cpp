@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "TavrinCore/Hook/AgentArgument.hpp"
+#include "TavrinCore/Hook/HookPayload.hpp"
 #include "tests/support/Scratch.hpp"
 #include "tests/support/TestData.hpp"
 

@@ -63,6 +63,15 @@ void inChildWithoutPrivileges(const std::function<void()>& body) {
   });
 }
 
+TEST(HookLog, ALinkInItsPlaceIsFollowed) {
+  const test::ScratchDirectory directory;
+  writeFile(directory / "elsewhere/real.log", "before\n");
+  fs::create_symlink(directory / "elsewhere/real.log", directory / "hook.log");
+  logAt(directory / "hook.log").write("after");
+  EXPECT_TRUE(fs::is_symlink(directory / "hook.log"));
+  EXPECT_EQ(readFile(directory / "elsewhere/real.log"), "before\n" + lineOf("after"));
+}
+
 TEST(HookLog, LiesUnderTheHomeDirectory) {
   EXPECT_EQ(HookLog::defaultURL("/Users/dev"), "/Users/dev/Library/Logs/Tavrin/hook.log");
   EXPECT_EQ(HookLog("/a/b.log").url(), "/a/b.log");
@@ -148,9 +157,9 @@ TEST(HookLog, AMissingDirectoryIsMadeWithItsParents) {
 }
 
 TEST(HookLog, ANewLogIsForItsOwnerAlone) {
-  for (const mode_t mask : {000U, 022U, 077U}) {
+  for (const unsigned mask : {000U, 022U, 077U}) {
     const test::ScratchDirectory directory;
-    const test::Umask narrowed(mask);
+    const test::Umask narrowed(static_cast<mode_t>(mask));  // 16 bits on macOS
     logAt(directory / "hook.log").write("a");
     EXPECT_EQ(permissionsOf(directory / "hook.log"), 0600U) << mask;
     fs::resize_file(directory / "hook.log", 1'000'001);

@@ -110,5 +110,14 @@ TEST(HookOrigin, OriginsAreEqualWhenTheyNameTheSame) {
   EXPECT_NE(HookOrigin::declared(), HookOrigin::unsupported());
 }
 
+TEST(HookOrigin, SaysWhatItIs) {
+  EXPECT_EQ(grok.shownAgent(), Agent::grok);
+  EXPECT_FALSE(grok.isDeclared() || grok.isUnsupported());
+  EXPECT_TRUE(HookOrigin::declared().isDeclared());
+  EXPECT_FALSE(HookOrigin::declared().isUnsupported() || HookOrigin::declared().shownAgent());
+  EXPECT_TRUE(HookOrigin::unsupported().isUnsupported());
+  EXPECT_FALSE(HookOrigin::unsupported().isDeclared() || HookOrigin::unsupported().shownAgent());
+}
+
 }  // namespace
 }  // namespace tavrin

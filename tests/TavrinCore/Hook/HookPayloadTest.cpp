@@ -3,7 +3,6 @@
 #include <gtest/gtest.h>
 
 #include <array>
-#include <functional>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -18,20 +17,22 @@ using Text = std::optional<std::string>;
 struct Field {
   std::string_view name;
   std::vector<std::string_view> spellings;
-  std::function<Text(const HookPayload&)> read;
+  HookPayload::Field field;
+
+  Text read(const HookPayload& payload) const { return payload.text(field); }
 };
 
 const std::vector<Field>& fields() {
   static const std::vector<Field> all = {
-      {"sessionId", {"session_id", "sessionId"}, &HookPayload::sessionId},
-      {"eventName", {"hook_event_name", "hookEventName"}, &HookPayload::eventName},
-      {"cwd", {"cwd"}, &HookPayload::cwd},
-      {"toolName", {"tool_name", "toolName"}, &HookPayload::toolName},
-      {"notificationType", {"notification_type", "notificationType"}, &HookPayload::notificationType},
-      {"source", {"source"}, &HookPayload::source},
-      {"toolUseId", {"tool_use_id", "toolUseId", "tool_call_id", "toolCallId"}, &HookPayload::toolUseId},
-      {"agentId", {"agent_id", "agentId"}, &HookPayload::agentId},
-      {"transcriptPath", {"transcript_path", "transcriptPath"}, &HookPayload::transcriptPath},
+      {"sessionId", {"session_id", "sessionId"}, &HookEvent::sessionId},
+      {"eventName", {"hook_event_name", "hookEventName"}, &HookEvent::eventName},
+      {"cwd", {"cwd"}, &HookEvent::cwd},
+      {"toolName", {"tool_name", "toolName"}, &HookEvent::toolName},
+      {"notificationType", {"notification_type", "notificationType"}, &HookEvent::notificationType},
+      {"source", {"source"}, &HookEvent::source},
+      {"toolUseId", {"tool_use_id", "toolUseId", "tool_call_id", "toolCallId"}, &HookEvent::toolUseId},
+      {"agentId", {"agent_id", "agentId"}, &HookEvent::agentId},
+      {"transcriptPath", {"transcript_path", "transcriptPath"}, &HookEvent::transcriptPath},
   };
   return all;
 }
@@ -121,28 +122,28 @@ TEST(HookPayload, AValueThatIsNoTextCountsAsMissing) {
 }
 
 TEST(HookPayload, OfEqualKeysTheLastCountsEvenWhenItIsNoText) {
-  EXPECT_EQ(HookPayload(R"({"session_id":"a","session_id":"b"})").sessionId(), "b");
-  EXPECT_EQ(HookPayload(R"({"session_id":"a","session_id":5})").sessionId(), std::nullopt);
-  EXPECT_EQ(HookPayload(R"({"session_id":"a","sessionId":"c","session_id":null})").sessionId(), "c");
-  EXPECT_EQ(HookPayload(R"({"session_id":["a"],"session_id":"b"})").sessionId(), "b");
-  EXPECT_EQ(HookPayload(R"({"cwd":"a","c\u0077d":"b"})").cwd(), "b");
+  EXPECT_EQ(HookPayload(R"({"session_id":"a","session_id":"b"})").text(&HookEvent::sessionId), "b");
+  EXPECT_EQ(HookPayload(R"({"session_id":"a","session_id":5})").text(&HookEvent::sessionId), std::nullopt);
+  EXPECT_EQ(HookPayload(R"({"session_id":"a","sessionId":"c","session_id":null})").text(&HookEvent::sessionId), "c");
+  EXPECT_EQ(HookPayload(R"({"session_id":["a"],"session_id":"b"})").text(&HookEvent::sessionId), "b");
+  EXPECT_EQ(HookPayload(R"({"cwd":"a","c\u0077d":"b"})").text(&HookEvent::cwd), "b");
 }
 
 TEST(HookPayload, TextsComeWithTheirEscapesUndone) {
   const HookPayload payload(
       R"({"tool\u005fname":"a\"b\\c\/d\b\f\n\r\t\u00e9\u20ac\ud83d\ude00","cwd":"/\u0041"})");
-  EXPECT_EQ(payload.toolName(), "a\"b\\c/d\b\f\n\r\t\u00e9\u20ac\U0001F600");
-  EXPECT_EQ(payload.cwd(), "/A");
-  EXPECT_EQ(HookPayload(R"({"cwd":"a\u0000b"})").cwd(), std::string("a\0b", 3));
-  EXPECT_EQ(HookPayload("{\"cwd\":\"\u2028\u00e9\x7f\"}").cwd(), "\u2028\u00e9\x7f");
+  EXPECT_EQ(payload.text(&HookEvent::toolName), "a\"b\\c/d\b\f\n\r\t\u00e9\u20ac\U0001F600");
+  EXPECT_EQ(payload.text(&HookEvent::cwd), "/A");
+  EXPECT_EQ(HookPayload(R"({"cwd":"a\u0000b"})").text(&HookEvent::cwd), std::string("a\0b", 3));
+  EXPECT_EQ(HookPayload("{\"cwd\":\"\u2028\u00e9\x7f\"}").text(&HookEvent::cwd), "\u2028\u00e9\x7f");
 }
 
 TEST(HookPayload, AnUnpairedSurrogateEscapeLosesNoEvent) {
   const HookPayload payload(
       R"({"session_id":"s\ud83e","x":"\ude00\ud83d","tool_name":"\ud83d\ude00\ud83dA","agent_id":"\\ud83e"})");
-  EXPECT_EQ(payload.sessionId(), "s\uFFFD");
-  EXPECT_EQ(payload.toolName(), "\U0001F600\uFFFDA");
-  EXPECT_EQ(payload.agentId(), "\\ud83e");
+  EXPECT_EQ(payload.text(&HookEvent::sessionId), "s\uFFFD");
+  EXPECT_EQ(payload.text(&HookEvent::toolName), "\U0001F600\uFFFDA");
+  EXPECT_EQ(payload.text(&HookEvent::agentId), "\\ud83e");
 }
 
 TEST(HookPayload, FieldsAmongLargeAndDeepOnesAreFound) {
@@ -156,13 +157,13 @@ TEST(HookPayload, FieldsAmongLargeAndDeepOnesAreFound) {
   const HookPayload payload(R"({"a":)" + opening + "1" + closing + R"(,"tool_input":{"content":")" + large +
                             R"(","cwd":"wrong"},"cwd":"/right","tool_response":[")" +
                             large.substr(0, 50'000) + R"("],"session_id":"s"})");
-  EXPECT_EQ(payload.cwd(), "/right");
-  EXPECT_EQ(payload.sessionId(), "s");
+  EXPECT_EQ(payload.text(&HookEvent::cwd), "/right");
+  EXPECT_EQ(payload.text(&HookEvent::sessionId), "s");
 }
 
 TEST(HookPayload, ALongTextIsWhole) {
   const std::string text(999'000, 'y');
-  EXPECT_EQ(HookPayload(object({{"session_id", inQuotes(text)}})).sessionId(), text);
+  EXPECT_EQ(HookPayload(object({{"session_id", inQuotes(text)}})).text(&HookEvent::sessionId), text);
 }
 
 TEST(HookPayload, OnlyAnObjectIsAnObject) {

@@ -228,12 +228,6 @@ std::vector<Situation> situations() {
   return situations;
 }
 
-Session newRecord(SessionState state) {
-  Session session = sessionOf(Agent::claude, state);
-  session.updatedAt = session.stateSince = now;
-  return session;
-}
-
 std::string describe(const Situation& situation, const HookEvent& event) {
   const auto& [stored, agent] = situation;
   return ::testing::PrintToString(event) + ", agent " + std::string(agent ? rawValue(*agent) : "not given") +
@@ -287,7 +281,7 @@ TEST(HookTransitionsExhaustive, EveryEventMakesOfEveryRecordWhatTheTableSays) {
         continue;
       if (!action.state()) continue;
       const SessionState state = *action.state();
-      const Session base = stored ? *stored : newRecord(state);
+      const Session base = stored ? *stored : HookTransitions::newRecord(event, Agent::claude, now);
       const auto previous = stored ? std::optional(stored->state) : std::nullopt;
       records.same(HookTransitions::advance(base, state, event, previous, now, sameId),
                    TransitionTable::advance(base, state, event, previous, now, freshId), description);
@@ -416,13 +410,8 @@ class Walk {
 
     const Date date = dateFromSeconds(static_cast<double>(path_.size()));
     const std::string id = "ID-" + std::to_string(path_.size());
-    std::optional<SessionState> previous;
-    Session base = sessionOf(cast_.agent, *action.state());
-    base.updatedAt = base.stateSince = date;
-    if (record) {
-      previous = record->state;
-      base = *record;
-    }
+    const auto previous = record ? std::optional(record->state) : std::nullopt;
+    const Session base = record ? *record : HookTransitions::newRecord(event, cast_.agent, date);
     Session next = HookTransitions::advance(base, *action.state(), event, previous, date,
                                             [&id] { return std::string(id); });
     const Session wanted = TransitionTable::advance(base, *action.state(), event, previous, date, id);

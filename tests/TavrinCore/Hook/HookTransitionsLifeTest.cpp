@@ -38,13 +38,8 @@ class Life {
  private:
   void set(SessionState state, const HookEvent& event) {
     const Date now = dateFromSeconds(seconds_);
-    std::optional<SessionState> previous;
-    Session session = sessionOf(agent_, state);
-    session.updatedAt = session.stateSince = now;
-    if (record_) {
-      previous = record_->state;
-      session = *record_;
-    }
+    const auto previous = record_ ? std::optional(record_->state) : std::nullopt;
+    const Session session = record_ ? *record_ : HookTransitions::newRecord(event, agent_, now);
     record_ = HookTransitions::advance(session, state, event, previous, now,
                                        [this] { return "ID-" + std::to_string(++identifiers_); });
   }
@@ -148,7 +143,7 @@ TEST(HookTransitionsLife, OfTwoCallsAskedAboutTheLastOneToEndEndsTheWait) {
   EXPECT_EQ(life.record().attentionId, std::nullopt);
 }
 
-TEST(HookTransitionsLife, ASecondEventOfOneStretchKeepsItsIdentifierItsOffsetItsBeginningAndItsTool) {
+TEST(HookTransitionsLife, ASecondEventOfOneStretchKeepsItsAttentionFields) {
   Life life(Agent::claude);
   life.take(toolEvent("PermissionRequest", "Bash"));
   life.stampOffset(4711);

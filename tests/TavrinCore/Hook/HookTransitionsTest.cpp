@@ -260,7 +260,7 @@ TEST(HookTransitions, AFinishedCallEndsTheWaitOnlyWhenItWasTheLastOneWaitedOn) {
   }
 }
 
-TEST(HookTransitions, WhileWaitingAToolStartOfASubagentKeepsTheWaitAndOneOfTheMainAgentEndsIt) {
+TEST(HookTransitions, OnlyTheMainAgentsToolStartEndsTheWait) {
   for (const char* name : {"PreToolUse", "BeforeTool"}) {
     SCOPED_TRACE(name);
     const HookEvent opened = toolEvent(name, "Bash", "c");

@@ -62,9 +62,10 @@ TEST(Collation, FollowsTheLanguage) {
   EXPECT_THAT(order({"zebra", "älg", "alg"}, "sv"), ElementsAre("alg", "zebra", "älg"));
 }
 
-TEST(Collation, TurkishHasTwoLettersI) {
+TEST(Collation, TurkishAndAzerbaijaniHaveTwoLettersI) {
   EXPECT_THAT(order({"i", "I", "ı", "İ"}, "en"), ElementsAre("i=I", "İ", "ı"));
   EXPECT_THAT(order({"i", "I", "ı", "İ"}, "tr"), ElementsAre("I=ı", "i=İ"));
+  EXPECT_THAT(order({"i", "I", "ı", "İ"}, "az"), ElementsAre("I=ı", "i=İ"));
 }
 
 TEST(Collation, SharpSIsDoubleSWhereverItStands) {

@@ -44,6 +44,15 @@ TEST(NameOrder, SpellingsKeepTheirPlacesWhileTheirThingsAreSorted) {
               ElementsAre(2, 1, 0));
 }
 
+TEST(NameOrder, ManyThingsOfOneNameAndOneTieStayInInputOrder) {
+  const auto byTens = [](std::size_t a, std::size_t b) { return a / 10 > b / 10; };
+  std::vector<std::size_t> expected;
+  for (std::size_t ten = 10; ten-- > 0;) {
+    for (std::size_t i = 0; i < 10; ++i) expected.push_back(10 * ten + i);
+  }
+  EXPECT_EQ(NameOrder::order(ungrouped(std::vector<std::string>(100, "app")), byTens), expected);
+}
+
 TEST(NameOrder, NothingIsInOrder) {
   EXPECT_THAT(NameOrder::order({}), IsEmpty());
 }

@@ -2,7 +2,6 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <boost/json/value_to.hpp>
 #include <map>
 #include <string>
 #include <vector>
@@ -12,8 +11,7 @@
 #include "TavrinCore/Servers/ServerFilter.hpp"
 #include "TavrinCore/Servers/ServerIdentity.hpp"
 #include "TavrinCore/Servers/ServerPortRoles.hpp"
-#include "tests/support/Scratch.hpp"
-#include "tests/support/TestData.hpp"
+#include "tests/support/RecordedServers.hpp"
 
 // What scripts/record-servers.py recorded of real servers, read as the panel reads it.
 
@@ -21,32 +19,6 @@ namespace tavrin {
 namespace {
 
 using ::testing::ElementsAre;
-
-struct Recorded {
-  std::string server;  // what was started, in the words of the script
-  std::int32_t pid = 0;
-  std::string command;
-  std::string executable;
-  std::vector<std::string> arguments;
-};
-
-std::vector<Recorded> recordedProcesses() {
-  std::vector<Recorded> processes;
-  for (const boost::json::value& line : test::jsonLines("servers/processes.jsonl")) {
-    const boost::json::object& object = line.as_object();
-    processes.push_back(
-        {.server = boost::json::value_to<std::string>(object.at("server")),
-         .pid = object.at("pid").to_number<std::int32_t>(),
-         .command = boost::json::value_to<std::string>(object.at("command")),
-         .executable = boost::json::value_to<std::string>(object.at("executable")),
-         .arguments = boost::json::value_to<std::vector<std::string>>(object.at("arguments"))});
-  }
-  return processes;
-}
-
-std::vector<PortScan::Listener> recordedListeners() {
-  return PortScan::parse(test::readFile(test::dataDirectory() / "servers/lsof.txt"));
-}
 
 // How a person would put it.
 struct Known {
@@ -79,11 +51,11 @@ const std::map<std::string, Known> known = {
 
 TEST(RecordedServers, LsofsProcessesAreTheOnesThatWereStarted) {
   const std::vector<PortScan::ProcessListener> scanned =
-      PortScan::byProcess(PortScan::dedupe(recordedListeners()));
-  const std::vector<Recorded> processes = recordedProcesses();
+      PortScan::byProcess(PortScan::dedupe(test::recordedListeners()));
+  const std::vector<test::RecordedServer> processes = test::recordedServers();
   ASSERT_EQ(scanned.size(), processes.size());
   ASSERT_GE(processes.size(), known.size());
-  for (const Recorded& process : processes) {
+  for (const test::RecordedServer& process : processes) {
     const auto found = std::ranges::find(scanned, process.pid, &PortScan::ProcessListener::pid);
     ASSERT_NE(found, scanned.end()) << process.server;
     EXPECT_EQ(found->command, process.command) << process.server;
@@ -93,7 +65,7 @@ TEST(RecordedServers, LsofsProcessesAreTheOnesThatWereStarted) {
 
 TEST(RecordedServers, EveryServerHasTheNameThatAPersonWouldGiveIt) {
   std::map<std::string, int> seen;
-  for (const Recorded& process : recordedProcesses()) {
+  for (const test::RecordedServer& process : test::recordedServers()) {
     LocalServer server;
     server.command = process.command;
     server.framework = ServerIdentity::name(process.command, process.arguments);
@@ -105,8 +77,8 @@ TEST(RecordedServers, EveryServerHasTheNameThatAPersonWouldGiveIt) {
 }
 
 TEST(RecordedServers, DebuggersPortsAreToldFromTheServers) {
-  const std::vector<PortScan::ProcessListener> scanned = PortScan::byProcess(recordedListeners());
-  for (const Recorded& process : recordedProcesses()) {
+  const std::vector<PortScan::ProcessListener> scanned = PortScan::byProcess(test::recordedListeners());
+  for (const test::RecordedServer& process : test::recordedServers()) {
     const auto found = std::ranges::find(scanned, process.pid, &PortScan::ProcessListener::pid);
     ASSERT_NE(found, scanned.end()) << process.server;
     const std::set<int> inspectors = ServerPortRoles::inspectorPorts(process.command, process.arguments);
@@ -120,7 +92,7 @@ TEST(RecordedServers, DebuggersPortsAreToldFromTheServers) {
 }
 
 TEST(RecordedServers, WorkerdTellsWhereItPublishesItsService) {
-  for (const Recorded& process : recordedProcesses()) {
+  for (const test::RecordedServer& process : test::recordedServers()) {
     const std::optional<ServerPortRoles::Bridge> bridge =
         ServerPortRoles::loopbackBridge(process.command, process.arguments);
     ASSERT_EQ(bridge.has_value(), process.server == "workerd") << process.server;
@@ -130,14 +102,14 @@ TEST(RecordedServers, WorkerdTellsWhereItPublishesItsService) {
 
 TEST(RecordedServers, HostsAreTheAddressesThatWereAskedFor) {
   std::map<std::int32_t, std::string> servers;
-  for (const Recorded& process : recordedProcesses()) servers[process.pid] = process.server;
-  for (const PortScan::Listener& listener : recordedListeners()) {
+  for (const test::RecordedServer& process : test::recordedServers()) servers[process.pid] = process.server;
+  for (const PortScan::Listener& listener : test::recordedListeners()) {
     EXPECT_EQ(listener.host, known.at(servers.at(listener.pid)).host) << servers.at(listener.pid);
   }
 }
 
 TEST(RecordedServers, OnlyWhatLiesInASystemFolderIsNoise) {
-  for (const Recorded& process : recordedProcesses()) {
+  for (const test::RecordedServer& process : test::recordedServers()) {
     EXPECT_EQ(ServerFilter::isNoise(process.executable), process.executable == "/usr/sbin/nginx")
         << process.server;
     EXPECT_FALSE(ServerFilter::isDocker(process.command, process.executable)) << process.server;

@@ -1,11 +1,9 @@
 #include "TavrinCore/Servers/ServerScan.hpp"
-#include "tests/support/Scratch.hpp"
-#include "tests/support/TestData.hpp"
+#include "tests/support/RecordedServers.hpp"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <boost/json/value_to.hpp>
 #include <cmath>
 #include <map>
 #include <string>
@@ -14,7 +12,6 @@ namespace tavrin {
 namespace {
 
 using PortScan::Listener;
-using ServerScan::Facts;
 using ::testing::ElementsAre;
 using ::testing::Field;
 using ::testing::IsEmpty;
@@ -41,18 +38,42 @@ struct FakeDisk {
   }
 };
 
+// What is known of one process.
+struct Facts {
+  std::string executable;
+  std::string cwd;
+  std::vector<std::string> arguments;
+  Date startedAt;
+};
+
 struct Machine {
   std::map<std::int32_t, Facts> processes;
   FakeDisk disk = {.roots = {"/shop", "/docs"}};
   std::map<std::int32_t, int> asked;
 
+  const Facts* find(std::int32_t pid) const {
+    const auto found = processes.find(pid);
+    return found == processes.end() ? nullptr : &found->second;
+  }
+
   std::vector<LocalServer> servers(const std::vector<Listener>& listeners) {
-    const auto factsOf = [this](std::int32_t pid) -> std::optional<Facts> {
+    ProcessFacts facts;
+    facts.process = [this](std::int32_t pid) -> std::optional<ProcessFact> {
       ++asked[pid];
-      const auto found = processes.find(pid);
-      return found == processes.end() ? std::nullopt : std::optional(found->second);
+      const Facts* const known = find(pid);
+      if (known == nullptr) return std::nullopt;
+      return ProcessFact{.parent = 1, .name = "", .startedAt = known->startedAt, .terminal = {}};
     };
-    return ServerScan::servers(listeners, factsOf, now, disk.probes());
+    facts.executable = [this](std::int32_t pid) {
+      return find(pid) == nullptr ? std::nullopt : std::optional(find(pid)->executable);
+    };
+    facts.folder = [this](std::int32_t pid) {
+      return find(pid) == nullptr ? std::nullopt : std::optional(find(pid)->cwd);
+    };
+    facts.arguments = [this](std::int32_t pid) {
+      return find(pid) == nullptr ? std::vector<std::string>() : find(pid)->arguments;
+    };
+    return ServerScan::servers(listeners, facts, now, disk.probes());
   }
 };
 
@@ -190,20 +211,10 @@ TEST(ServerScan, AStartAfterTheListingIsNotTheServers) {
 }
 
 TEST(ServerScan, RecordedServersComeOutAsAPersonWouldListThem) {
-  std::map<std::int32_t, Facts> processes;
-  for (const boost::json::value& line : test::jsonLines("servers/processes.jsonl")) {
-    processes[line.at("pid").to_number<std::int32_t>()] = {
-        .executable = boost::json::value_to<std::string>(line.at("executable")),
-        .cwd = boost::json::value_to<std::string>(line.at("cwd")),
-        .arguments = boost::json::value_to<std::vector<std::string>>(line.at("arguments")),
-        .startedAt = {}};
-  }
   FakeDisk disk;
-  const std::vector<Listener> listeners =
-      PortScan::parse(test::readFile(test::dataDirectory() / "servers/lsof.txt"));
   std::map<std::string, std::size_t> portsByName;
-  for (const LocalServer& server : ServerScan::servers(
-           listeners, [&](std::int32_t pid) { return processes.at(pid); }, now, disk.probes())) {
+  for (const LocalServer& server :
+       ServerScan::servers(test::recordedListeners(), test::recordedProcessFacts(now), now, disk.probes())) {
     portsByName[server.displayName()] += server.ports.size();
   }
   // nginx lies in a system folder.

@@ -1,6 +1,7 @@
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sys/file.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -69,6 +70,29 @@ TEST(FileDescriptor, IsClosedOnExec) {
   const FileDescriptor file = FileDescriptor::open(scratch / "f", O_CREAT | O_WRONLY, 0600);
   ASSERT_TRUE(file.isOpen());
   EXPECT_EQ(::fcntl(file.number(), F_GETFD) & FD_CLOEXEC, FD_CLOEXEC);
+}
+
+// A process that leads a session without a terminal gets the first one that it opens, unless it says
+// otherwise (open(2), O_NOCTTY). A terminal in the place of a file must not be able to stop an agent's hook
+// by a signal.
+TEST(FileDescriptor, OpeningATerminalDoesNotMakeItThisProcesssOwn) {
+  const FileDescriptor master(::posix_openpt(O_RDWR | O_NOCTTY));
+  if (!master.isOpen()) GTEST_SKIP() << "left out: this machine gives no pseudo-terminals";
+  ASSERT_EQ(::grantpt(master.number()), 0);
+  ASSERT_EQ(::unlockpt(master.number()), 0);
+  const std::string terminal = ::ptsname(master.number());
+  const pid_t child = ::fork();
+  ASSERT_GE(child, 0);
+  if (child == 0) {
+    ::setsid();
+    const FileDescriptor opened = FileDescriptor::open(terminal, O_RDONLY);
+    // /dev/tty is the process's own terminal and cannot be opened without one (tty(4)).
+    const bool hasTerminal = ::open("/dev/tty", O_RDONLY | O_CLOEXEC) >= 0;
+    ::_exit(!opened.isOpen() ? 2 : hasTerminal ? 1 : 0);
+  }
+  int status = -1;
+  ASSERT_EQ(::waitpid(child, &status, 0), child);
+  EXPECT_EQ(WEXITSTATUS(status), 0);
 }
 
 TEST(FileDescriptor, AFailedOpenSaysWhy) {

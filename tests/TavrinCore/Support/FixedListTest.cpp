@@ -65,5 +65,12 @@ TEST(FixedList, RefusesMoreThanItsCapacity) {
   EXPECT_THROW(makeTooLong(1), std::length_error);
 }
 
+TEST(FixedList, CopiesAVectorUpToItsCapacity) {
+  const std::vector<int> fitting = {3, 1, 2};
+  EXPECT_EQ(Numbers(fitting), three);
+  EXPECT_EQ(Numbers(std::vector<int>()), Numbers());
+  EXPECT_THROW(Numbers(std::vector<int>(4)), std::length_error);
+}
+
 }  // namespace
 }  // namespace tavrin

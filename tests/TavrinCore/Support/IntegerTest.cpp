@@ -20,18 +20,17 @@ TEST(Integer, ReadsNumbersAsThePlatformDoes) {
     const boost::json::object& object = line.as_object();
     const std::string text = test::bytesOf(object);
     EXPECT_EQ(Integer::int32(text), expected<std::int32_t>(object.at("int32"))) << text;
-    EXPECT_EQ(Integer::int64(text), expected<std::int64_t>(object.at("int"))) << text;
     ++lines;
   }
   EXPECT_EQ(lines, 39U);
 }
 
 TEST(Integer, MixedSignsAreNoNumber) {
-  for (const char* text : {"+-1", "-+1", "++1"}) EXPECT_EQ(Integer::int64(text), std::nullopt) << text;
+  for (const char* text : {"+-1", "-+1", "++1"}) EXPECT_EQ(Integer::int32(text), std::nullopt) << text;
 }
 
 TEST(Integer, ANulEndsNoNumber) {
-  EXPECT_EQ(Integer::int64(std::string_view("1\0", 2)), std::nullopt);
+  EXPECT_EQ(Integer::int32(std::string_view("1\0", 2)), std::nullopt);
 }
 
 TEST(Integer, APortLiesBetween1And65535) {

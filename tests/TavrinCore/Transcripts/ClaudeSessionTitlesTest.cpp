@@ -102,8 +102,10 @@ TEST_F(ClaudeTitles, SubfoldersAreSearched) {
   write("b", "Two", "one/two");
   write("c", "Three", "one/two/three/four/five/six/seven");
   write("d", "Zero");
-  EXPECT_THAT(titlesOf({"a", "b", "c", "d"}),
-              ElementsAre(Pair("a", "One"), Pair("b", "Two"), Pair("c", "Three"), Pair("d", "Zero")));
+  write("e", "Deep", "1/2/3/4/5/6/7/8/9/10/11/12/13/14/15/16/17/18/19/20");
+  EXPECT_THAT(titlesOf({"a", "b", "c", "d", "e"}),
+              ElementsAre(Pair("a", "One"), Pair("b", "Two"), Pair("c", "Three"), Pair("d", "Zero"),
+                          Pair("e", "Deep")));
 }
 
 TEST_F(ClaudeTitles, AFolderNamedLikeAFileIsSearchedAndNotRead) {

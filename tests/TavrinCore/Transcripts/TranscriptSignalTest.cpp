@@ -12,7 +12,7 @@ namespace tavrin {
 
 // What GoogleTest prints for a signal that was not expected.
 void PrintTo(const TranscriptSignal& signal, std::ostream* out) {
-  *out << "signal " << static_cast<int>(signal.kind()) << " " << signal.id();
+  *out << "signal " << rawValue(signal.kind()) << " " << signal.id();
 }
 
 namespace {

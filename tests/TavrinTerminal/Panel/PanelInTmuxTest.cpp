@@ -97,6 +97,7 @@ TEST_F(PanelInTmux, RowsHoldStillAndKeysMove) {
   hook("b", "UserPromptSubmit", "beta");
   hook("c", "Stop", "gamma");
   openAndWait();
+  EXPECT_TRUE(pane->shows("gamma")) << pane->screen();
   const auto rowOf = [this](const std::string& label) {
     const std::string screen = pane->screen();
     return std::ranges::count(screen.substr(0, screen.find(label)), '\n');
@@ -163,7 +164,7 @@ TEST_F(PanelInTmux, EnterGoesToTheWindowOfTheSession) {
 }
 
 TEST_F(PanelInTmux, EverySignalLeavesTheTerminalAsItWas) {
-  for (const int signal : {SIGINT, SIGTERM, SIGHUP, SIGQUIT, SIGABRT, SIGSEGV}) {
+  for (const int signal : {SIGTERM, SIGHUP, SIGQUIT, SIGABRT, SIGSEGV}) {
     SCOPED_TRACE(strsignal(signal));
     openAndWait();
     EXPECT_THAT(pane->value(flags), testing::StartsWith("1 "));

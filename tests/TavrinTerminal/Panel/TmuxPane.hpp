@@ -26,7 +26,7 @@ class TmuxPane {
   static bool isAvailable() { return std::filesystem::exists(tmux()); }
   static std::string tmux() { return "/usr/bin/tmux"; }
 
-  TmuxPane(const ScratchHome& home, const Options& options) : socket_((home.path() / "tmux").string()) {
+  TmuxPane(const ScratchHome& home, const Options& options) : socket_((home.path() / ("tmux" + std::to_string(next_++))).string()) {
     std::vector<std::string> words = {"/usr/bin/env",       "-i",
                                       "PATH=/usr/bin:/bin", "HOME=" + home.string(),
                                       "LC_ALL=C.UTF-8",     "SHELL=/bin/sh"};
@@ -88,6 +88,7 @@ class TmuxPane {
     return all;
   }
 
+  inline static int next_ = 0;  // a server that ends keeps its socket for a while
   std::string socket_;
 };
 

@@ -1,13 +1,13 @@
 #!/usr/bin/env python3
 """Plants faults in a copy of the sources, one at a time, and looks for a test that notices.
 
-Each patch in this directory is one fault. Its first line says what is wrong. Its second one names, after "Tests:",
-the test programs that ought to notice, the best first, each with a filter for its tests after "=" or without one.
-When none of them does, all other test programs have their turn. The copy and its build stay in build/planted, so that
-a second time takes less long.
+table.toml holds a row for each fault: what would be wrong, a text that occurs exactly once in a file, its replacement,
+and the test programs that must notice, the best first, each with a filter for its tests after "=" or without one. If
+none of them notices, all other test programs are tried. The copy and its build stay in build/planted, so that the
+second time takes less long.
 
-The exit status is 1 when a fault goes unnoticed, when a patch does not apply or build any more, and when one of the
-named tests fails without a fault.
+The exit status is 1 if a fault goes unnoticed, if a row's text is not found exactly once, if the sources do not build
+with the replacement, or if one of the named tests fails without a fault.
 """
 import argparse
 import os
@@ -17,34 +17,53 @@ import shutil
 import subprocess
 import sys
 import time
+import tomllib
 
-PATCHES = pathlib.Path(__file__).resolve().parent
-SOURCES = PATCHES.parents[2]
-FEWEST_FAULTS = 20
+TABLE = pathlib.Path(__file__).resolve().with_name("table.toml")
+SOURCES = TABLE.parents[3]
+FEWEST_FAULTS = 100
 LONGEST_RUN = 300  # seconds; a program that takes longer hangs
 
 
 class Fault:
-    def __init__(self, patch):
-        self.patch = patch
-        self.name = patch.stem
-        self.description, tests, *_ = patch.read_text().splitlines()
-        if not tests.startswith("Tests: "):
-            sys.exit(f"{patch.name}: the second line names no tests")
+    def __init__(self, row):
+        self.name = row["name"]
+        self.description = row["wrong"]
         # Pairs of a program and a filter.
-        self.tests = [tuple((word + "=*").split("=")[:2]) for word in tests.split()[1:]]
+        self.tests = [tuple((entry + "=*").split("=")[:2]) for entry in row["tests"]]
+        self.changes = [(change["file"], change["text"], change["replacement"]) for change in [row, *row.get("more", [])]]
+
+    def complaints(self, sources):
+        """What keeps the fault from being planted in `sources`; nothing if it can be."""
+        found = []
+        for file, text, replacement in self.changes:
+            path = sources / file
+            count = path.read_text().count(text) if path.is_file() else 0
+            if count != 1:
+                found.append(f"{self.name}: the text occurs {count} times in {file}, and not once")
+            if text == replacement:
+                found.append(f"{self.name}: the replacement is the text itself")
+        return found
+
+    def plant(self, sources):
+        """Puts the replacements into `sources`, and returns the files as they were."""
+        before = {}
+        for file, text, replacement in self.changes:
+            content = (sources / file).read_text()
+            before.setdefault(file, content)
+            (sources / file).write_text(content.replace(text, replacement))
+        return before
 
 
-def apply(fault, directory, *options):
-    """Whether the patch could be applied, or whatever the options say, to the sources in `directory`."""
-    # A repository around the copy is none of git's business.
-    environment = dict(os.environ, GIT_CEILING_DIRECTORIES=str(directory.parent))
-    result = subprocess.run(
-        ["git", "apply", *options, fault.patch], cwd=directory, env=environment, capture_output=True, text=True
-    )
-    if result.returncode != 0:
-        print(f"{fault.name}: does not apply\n{result.stderr}", file=sys.stderr)
-    return result.returncode == 0
+def read_table():
+    faults = [Fault(row) for row in tomllib.loads(TABLE.read_text())["fault"]]
+    names = [fault.name for fault in faults]
+    twice = sorted({name for name in names if names.count(name) > 1})
+    if twice:
+        sys.exit("names that occur twice: " + " ".join(twice))
+    if len(faults) < FEWEST_FAULTS:
+        sys.exit(f"only {len(faults)} faults")
+    return faults
 
 
 def update(source, target):
@@ -135,17 +154,17 @@ def check_tests_without_fault(copy, faults):
 
 
 def plant(copy, fault):
-    """Plants one fault, and takes it out again. Whether a test noticed."""
+    """Plants one fault, looks for a test that notices, and takes the fault out again. Returns whether one did."""
     begin = time.monotonic()
-    if not apply(fault, copy.sources):
-        return False
+    before = fault.plant(copy.sources)
     try:
         noticed = copy.noticed_by(fault)
     except RuntimeError as error:
         print(f"{fault.name}: does not build\n{error}", file=sys.stderr)
         return False
     finally:
-        apply(fault, copy.sources, "--reverse")
+        for file, content in before.items():
+            (copy.sources / file).write_text(content)
     seconds = time.monotonic() - begin
     print(f"{'noticed' if noticed else 'UNNOTICED'}  {fault.name}  ({fault.description})", flush=True)
     print(f"         by {noticed or 'no test'}, {seconds:.0f} s", flush=True)
@@ -154,16 +173,16 @@ def plant(copy, fault):
 
 def main():
     parser = argparse.ArgumentParser(description=__doc__, formatter_class=argparse.RawDescriptionHelpFormatter)
-    parser.add_argument("--check", action="store_true", help="see only whether all patches apply to the sources")
+    parser.add_argument("--check", action="store_true", help="check only that each row's text occurs exactly once")
     parser.add_argument("names", nargs="*", help="the faults to plant (default: all)")
     arguments = parser.parse_args()
-    faults = [Fault(patch) for patch in sorted(PATCHES.glob("*.patch"))]
-    if len(faults) < FEWEST_FAULTS:
-        sys.exit(f"only {len(faults)} patches")
+    faults = read_table()
+    complaints = [complaint for fault in faults for complaint in fault.complaints(SOURCES)]
+    if complaints:
+        sys.exit("\n".join(complaints))
     if arguments.check:
-        applied = sum(apply(fault, SOURCES, "--check") for fault in faults)
-        print(f"{applied} of {len(faults)} patches apply")
-        sys.exit(applied != len(faults))
+        print(f"{len(faults)} faults can be planted")
+        return
 
     unknown = set(arguments.names) - {fault.name for fault in faults}
     if unknown:

@@ -20,31 +20,26 @@ namespace {
 
 using ::testing::ElementsAre;
 using Kind = JsonField::Kind;
-using Reader = JsonFields (*)(std::string_view, std::span<const std::string_view>);
+using Reader = std::optional<JsonFields> (*)(std::string_view, std::span<const std::string_view>);
 
 constexpr std::array<std::string_view, 1> keyA = {"a"};
 
-std::optional<JsonFields> read(Reader reader, std::string_view document,
-                               std::span<const std::string_view> keys = keyA) {
+std::optional<JsonFields> readMessage(std::string_view document,
+                                      std::span<const std::string_view> keys = keyA) {
   try {
-    return reader(document, keys);
+    return JsonFields::ofMessage(document, keys);
   } catch (const JsonError&) {
     return std::nullopt;
   }
 }
 
-std::optional<JsonFields> readMessage(std::string_view document,
-                                      std::span<const std::string_view> keys = keyA) {
-  return read(JsonFields::ofMessage, document, keys);
-}
-
 std::optional<JsonFields> readRecord(std::string_view document,
                                      std::span<const std::string_view> keys = keyA) {
-  return read(JsonFields::ofRecord, document, keys);
+  return JsonFields::ofRecord(document, keys);
 }
 
 JsonField fieldA(Reader reader, std::string_view document) {
-  const auto fields = read(reader, document);
+  const auto fields = reader(document, keyA);
   return fields ? (*fields)[0] : JsonField{.kind = Kind::absent, .text = "refused", .texts = {}};
 }
 
@@ -126,8 +121,8 @@ TEST(JsonFields, FieldsComeInTheOrderOfTheKeys) {
 TEST(JsonFields, ADocumentThatIsNoObjectHasNoFields) {
   for (const char* document :
        {"[]", R"(["a"])", R"([{"a":"x"}])", R"("a")", "1", "true", "null", R"([["a"]])"}) {
-    for (const Reader reader : {JsonFields::ofMessage, JsonFields::ofRecord}) {
-      const auto fields = read(reader, document);
+    for (const Reader reader : {readMessage, readRecord}) {
+      const auto fields = reader(document, keyA);
       ASSERT_TRUE(fields) << document;
       EXPECT_FALSE(fields->isObject()) << document;
       EXPECT_EQ((*fields)[0], JsonField()) << document;
@@ -148,11 +143,11 @@ TEST(JsonFields, ValuesOfInnerObjectsAndArraysAreNotTheFields) {
 
 TEST(JsonFields, AnArrayIsTextsOnlyWhenEveryElementIsAString) {
   for (const char* array : {R"([])", R"(["x"])", R"(["",""])", R"(["\n","é",])"}) {
-    EXPECT_EQ(fieldA(JsonFields::ofMessage, "{\"a\":" + std::string(array) + "}").kind, Kind::texts) << array;
+    EXPECT_EQ(fieldA(readMessage, "{\"a\":" + std::string(array) + "}").kind, Kind::texts) << array;
   }
   for (const char* array : {"[1]", "[null]", "[true]", "[[]]", "[{}]", R"(["x",1])", R"([null,"x"])",
                             R"(["x",["y"]])", R"([["y"],"x"])", R"([{"y":"z"},"x"])", R"([1.5,"x"])"}) {
-    EXPECT_EQ(fieldA(JsonFields::ofMessage, "{\"a\":" + std::string(array) + "}").kind, Kind::another)
+    EXPECT_EQ(fieldA(readMessage, "{\"a\":" + std::string(array) + "}").kind, Kind::another)
         << array;
   }
 }
@@ -180,8 +175,8 @@ TEST(JsonFields, AMessageTakesTheLastOfEqualKeysAndARecordTheFirst) {
       {R"({"a":"1","a":"2","a":["x","y"]})", textField("1"), list},
   };
   for (const Case& item : cases) {
-    EXPECT_EQ(fieldA(JsonFields::ofRecord, item.document), item.first) << item.document;
-    EXPECT_EQ(fieldA(JsonFields::ofMessage, item.document), item.last) << item.document;
+    EXPECT_EQ(fieldA(readRecord, item.document), item.first) << item.document;
+    EXPECT_EQ(fieldA(readMessage, item.document), item.last) << item.document;
   }
 }
 
@@ -210,8 +205,8 @@ TEST(JsonFields, UnpairedSurrogateEscapesOfAMessageReadAsReplacementCharacters) 
       {R"(\ud7ff\ue000\ud83e)", "\ud7ff\ue000\ufffd"},
   };
   for (const auto& [escaped, expected] : cases) {
-    EXPECT_EQ(fieldA(JsonFields::ofMessage, "{\"a\":\"" + escaped + "\"}"), textField(expected)) << escaped;
-    EXPECT_THAT(fieldA(JsonFields::ofMessage, "{\"a\":[\"" + escaped + "\"]}").texts, ElementsAre(expected))
+    EXPECT_EQ(fieldA(readMessage, "{\"a\":\"" + escaped + "\"}"), textField(expected)) << escaped;
+    EXPECT_THAT(fieldA(readMessage, "{\"a\":[\"" + escaped + "\"]}").texts, ElementsAre(expected))
         << escaped;
     // As a key, where it must not hide the other one.
     const std::array<std::string_view, 2> keys = {expected, "other"};
@@ -253,7 +248,7 @@ TEST(JsonFields, AnUnpairedSurrogateEscapeOfARecordIsAnErrorOnlyInAFieldThatWasA
            R"({"a":"x","b":["\ud83e"]})",
            R"({"a":"x","a":"\ud83e"})",
        }) {
-    EXPECT_EQ(fieldA(JsonFields::ofRecord, document), textField("x")) << document;
+    EXPECT_EQ(fieldA(readRecord, document), textField("x")) << document;
   }
   for (const char* document : {
            R"({"a":"\ud83e"})",
@@ -266,8 +261,8 @@ TEST(JsonFields, AnUnpairedSurrogateEscapeOfARecordIsAnErrorOnlyInAFieldThatWasA
     EXPECT_FALSE(readRecord(document)) << document;
   }
   // U+FFFD itself, written raw or escaped, is a character as any other.
-  EXPECT_EQ(fieldA(JsonFields::ofRecord, R"({"a":"\ufffd","b":"\ud83e"})"), textField("\ufffd"));
-  EXPECT_EQ(fieldA(JsonFields::ofRecord, "{\"a\":\"\ufffd\",\"b\":\"\\ud83e\"}"), textField("\ufffd"));
+  EXPECT_EQ(fieldA(readRecord, R"({"a":"\ufffd","b":"\ud83e"})"), textField("\ufffd"));
+  EXPECT_EQ(fieldA(readRecord, "{\"a\":\"\ufffd\",\"b\":\"\\ud83e\"}"), textField("\ufffd"));
 }
 
 TEST(JsonFields, ANumberBeyondADoubleIsAnErrorInAMessageAndInARecordOnlyNoInteger) {
@@ -278,7 +273,7 @@ TEST(JsonFields, ANumberBeyondADoubleIsAnErrorInAMessageAndInARecordOnlyNoIntege
       EXPECT_FALSE(readMessage(document)) << document;
       EXPECT_TRUE(readRecord(document)) << document;
     }
-    const JsonField field = fieldA(JsonFields::ofRecord, "{\"a\":" + number + "}");
+    const JsonField field = fieldA(readRecord, "{\"a\":" + number + "}");
     EXPECT_EQ(field.kind, Kind::number) << number;
     EXPECT_EQ(field.asInt32(), std::nullopt) << number;
     EXPECT_EQ(field.asUInt64(), std::nullopt) << number;
@@ -347,7 +342,7 @@ TEST(JsonFields, OnlyNumbersThatAreIntegersAndFitAreIntegers) {
       {"99999999999999999999", no, no},
   };
   for (const Case& item : cases) {
-    const JsonField field = fieldA(JsonFields::ofRecord, "{\"a\":" + std::string(item.digits) + "}");
+    const JsonField field = fieldA(readRecord, "{\"a\":" + std::string(item.digits) + "}");
     EXPECT_EQ(field.kind, Kind::number) << item.digits;
     EXPECT_EQ(field.text, item.digits);
     EXPECT_EQ(field.asInt32(), item.asInt32) << item.digits;
@@ -355,7 +350,7 @@ TEST(JsonFields, OnlyNumbersThatAreIntegersAndFitAreIntegers) {
     EXPECT_EQ(field.asText(), nullptr) << item.digits;
   }
   for (const char* value : {R"("5")", "null", "true", "[5]", R"(["5"])", "{}"}) {
-    const JsonField field = fieldA(JsonFields::ofRecord, "{\"a\":" + std::string(value) + "}");
+    const JsonField field = fieldA(readRecord, "{\"a\":" + std::string(value) + "}");
     EXPECT_EQ(field.asInt32(), no) << value;
     EXPECT_EQ(field.asUInt64(), no) << value;
   }
@@ -376,43 +371,43 @@ TEST(JsonFields, AnExponentOfAnyLengthIsRead) {
   for (const char* zero :
        {"0e99999999999999999999", "0E+2147483648", "-0.0e-99999999999999999999", "0.000e2147483647"}) {
     const std::string document = "{\"a\":" + std::string(zero) + "}";
-    EXPECT_EQ(fieldA(JsonFields::ofMessage, document).asInt32(), 0) << zero;
-    EXPECT_EQ(fieldA(JsonFields::ofRecord, document).asUInt64(), 0U) << zero;
+    EXPECT_EQ(fieldA(readMessage, document).asInt32(), 0) << zero;
+    EXPECT_EQ(fieldA(readRecord, document).asUInt64(), 0U) << zero;
   }
   for (const char* tiny : {"1e-2147483648", "5e-99999999999999999999", "-1.5E-18446744073709551617"}) {
     const std::string document = "{\"b\":" + std::string(tiny) + ",\"a\":" + tiny + "}";
-    EXPECT_EQ(fieldA(JsonFields::ofMessage, document).kind, Kind::number) << tiny;
-    EXPECT_EQ(fieldA(JsonFields::ofMessage, document).asInt32(), std::nullopt) << tiny;
-    EXPECT_EQ(fieldA(JsonFields::ofRecord, document).asUInt64(), std::nullopt) << tiny;
+    EXPECT_EQ(fieldA(readMessage, document).kind, Kind::number) << tiny;
+    EXPECT_EQ(fieldA(readMessage, document).asInt32(), std::nullopt) << tiny;
+    EXPECT_EQ(fieldA(readRecord, document).asUInt64(), std::nullopt) << tiny;
   }
-  EXPECT_EQ(fieldA(JsonFields::ofMessage, R"({"a":5e00000000000000000001})").asInt32(), 50);
+  EXPECT_EQ(fieldA(readMessage, R"({"a":5e00000000000000000001})").asInt32(), 50);
   // What looks like one in a text is no exponent.
-  EXPECT_EQ(fieldA(JsonFields::ofMessage, R"({"b":0e99999999999,"a":"\"1e99999999999\ud83e"})"),
+  EXPECT_EQ(fieldA(readMessage, R"({"b":0e99999999999,"a":"\"1e99999999999\ud83e"})"),
             textField("\"1e99999999999\ufffd"));
 }
 
 TEST(JsonFields, AHugeExponentOrALongRowOfDigitsIsReadAtOnce) {
   const std::string zeros(500'000, '0');
-  const JsonField field = fieldA(JsonFields::ofRecord, "{\"a\":7." + zeros + "}");
+  const JsonField field = fieldA(readRecord, "{\"a\":7." + zeros + "}");
   EXPECT_EQ(field.asInt32(), 7);
   EXPECT_EQ(field.asUInt64(), 7U);
-  EXPECT_EQ(fieldA(JsonFields::ofRecord, "{\"a\":1" + zeros + "}").asUInt64(), std::nullopt);
-  EXPECT_EQ(fieldA(JsonFields::ofRecord, "{\"a\":7" + zeros + "e-500000}").asInt32(), 7);
-  EXPECT_EQ(fieldA(JsonFields::ofRecord, R"({"a":1e999999999999})").asUInt64(), std::nullopt);
+  EXPECT_EQ(fieldA(readRecord, "{\"a\":1" + zeros + "}").asUInt64(), std::nullopt);
+  EXPECT_EQ(fieldA(readRecord, "{\"a\":7" + zeros + "e-500000}").asInt32(), 7);
+  EXPECT_EQ(fieldA(readRecord, R"({"a":1e999999999999})").asUInt64(), std::nullopt);
 }
 
 TEST(JsonFields, NestingGoesTo512LevelsAndNoFurther) {
-  for (const Reader reader : {JsonFields::ofMessage, JsonFields::ofRecord}) {
-    EXPECT_TRUE(read(reader, test::nested(512)));
-    EXPECT_TRUE(read(reader, test::nested(511)));
-    EXPECT_FALSE(read(reader, test::nested(513)));
-    EXPECT_TRUE(read(reader, test::repeated("[", 512) + test::repeated("]", 512)));
-    EXPECT_FALSE(read(reader, test::repeated("[", 513) + test::repeated("]", 513)));
-    EXPECT_TRUE(read(reader, test::repeated("{\"a\":", 512) + "1" + test::repeated("}", 512)));
-    EXPECT_FALSE(read(reader, test::repeated("{\"a\":", 513) + "1" + test::repeated("}", 513)));
+  for (const Reader reader : {readMessage, readRecord}) {
+    EXPECT_TRUE(reader(test::nested(512), keyA));
+    EXPECT_TRUE(reader(test::nested(511), keyA));
+    EXPECT_FALSE(reader(test::nested(513), keyA));
+    EXPECT_TRUE(reader(test::repeated("[", 512) + test::repeated("]", 512), keyA));
+    EXPECT_FALSE(reader(test::repeated("[", 513) + test::repeated("]", 513), keyA));
+    EXPECT_TRUE(reader(test::repeated("{\"a\":", 512) + "1" + test::repeated("}", 512), keyA));
+    EXPECT_FALSE(reader(test::repeated("{\"a\":", 513) + "1" + test::repeated("}", 513), keyA));
     // The field itself sits on the first level.
-    EXPECT_TRUE(read(reader, "{\"a\":" + test::nested(511) + "}"));
-    EXPECT_FALSE(read(reader, "{\"a\":" + test::nested(512) + "}"));
+    EXPECT_TRUE(reader("{\"a\":" + test::nested(511) + "}", keyA));
+    EXPECT_FALSE(reader("{\"a\":" + test::nested(512) + "}", keyA));
   }
 }
 

@@ -53,7 +53,7 @@ TEST(JsonText, WhatIsWrittenReadsBackAndIsAppended) {
   document += "}";
   constexpr std::array<std::string_view, 1> keys = {"a"};
   EXPECT_EQ(JsonFields::ofMessage(document, keys)[0].text, all);
-  EXPECT_EQ(JsonFields::ofRecord(document, keys)[0].text, all);
+  EXPECT_EQ(JsonFields::ofRecord(document, keys).value()[0].text, all);
 }
 
 }  // namespace

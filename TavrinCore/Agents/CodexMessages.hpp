@@ -1,0 +1,96 @@
+#pragma once
+
+#include <cstdint>
+#include <map>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "TavrinCore/Agents/AgentReadiness.hpp"
+
+/// Codex runs hooks only once it trusts them. Its app server (`codex app-server`), a local process that
+/// speaks JSON-RPC 2.0 with one message a line, lists hooks and records trust. Here are the messages of that
+/// conversation as texts. Starting the server, carrying the messages and numbering the requests is the
+/// caller's:
+///
+///   initializeMessage, once;
+///   hooksListMessage, whose answer goes through hooksIn;
+///   trustMessage with what needingTrust finds, unless that is nothing, and the list again;
+///   readiness of the last list.
+///
+/// Answers carry the request's id. Notifications, which have none, come in between.
+namespace tavrin::CodexActivation {
+
+/// One hook as the app server lists it.
+struct Hook {
+  std::string key;
+  std::string command;
+  std::string sourcePath;
+  std::string eventName;
+  std::string trustStatus;  ///< "unknown" when the server does not say
+  std::string currentHash;  ///< of the hook's settings: what trust is given to
+
+  bool isTavrin() const;
+
+  /// "trusted" and "managed" hooks are, and no others.
+  bool isTrusted() const;
+
+  bool operator==(const Hook&) const = default;
+};
+
+/// That the hook `key` is to be trusted as long as its settings have this hash.
+struct TrustUpdate {
+  std::string key;
+  std::string hash;
+
+  bool operator==(const TrustUpdate&) const = default;
+};
+
+// Requests, each one line of JSON without a line feed.
+
+/// Opens the conversation. `version` is the caller's own.
+std::string initializeMessage(std::int64_t id, std::string_view version);
+
+/// Asks for the hooks that count in the directories `cwds`.
+std::string hooksListMessage(std::int64_t id, const std::vector<std::string>& cwds);
+
+/// Trusts all of `updates` at once and has the running Codex take notice. Other hooks keep their trust. Of
+/// two updates with one key the later counts.
+std::string trustMessage(std::int64_t id, const std::vector<TrustUpdate>& updates);
+
+/// Asks for the latest `limit` threads, which are Codex's sessions.
+std::string threadListMessage(std::int64_t id, std::int64_t limit);
+
+// Answers.
+
+/// What a line from the server is.
+struct Answer {
+  std::optional<std::int64_t> id;    ///< of the request that it answers; nullopt for a notification
+  std::optional<std::string> error;  ///< the server's message when it refused the request
+
+  bool operator==(const Answer&) const = default;
+};
+
+/// nullopt when `line` is not a JSON object.
+std::optional<Answer> answerIn(std::string_view line);
+
+/// The hooks in the answer to a hooksListMessage, in order. Those without a text for key, command or hash are
+/// left out. nullopt when `line` is not such an answer, or is an error.
+std::optional<std::vector<Hook>> hooksIn(std::string_view line);
+
+/// The names in the answer to a threadListMessage, by thread id. A thread whose name is only spaces and tabs
+/// has none. nullopt when `line` is not such an answer, or is an error.
+std::optional<std::map<std::string, std::string>> threadNamesIn(std::string_view line);
+
+/// This system's hooks among `hooks`, in order.
+std::vector<Hook> tavrinHooks(const std::vector<Hook>& hooks);
+
+/// What to trust: this system's hooks that are not trusted yet, in order, and never anybody else's.
+std::vector<TrustUpdate> needingTrust(const std::vector<Hook>& hooks);
+
+/// What to show for Codex. `installed`: this system's hooks are in the hooks file; `binaryFound`: there is a
+/// Codex to start the app server from; `hooks`: what it listed, nullopt when it could not be asked.
+AgentReadiness readiness(bool installed, bool binaryFound, const std::optional<std::vector<Hook>>& hooks);
+
+}  // namespace tavrin::CodexActivation

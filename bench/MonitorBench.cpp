@@ -1,0 +1,126 @@
+// What the monitor costs: judging sessions when nothing changed, a look at session files on disk, and reading
+// transcripts. 10,000 sessions are to be judged in 20 ms on one core.
+
+#include <benchmark/benchmark.h>
+
+#include <array>
+#include <filesystem>
+#include <string>
+#include <vector>
+
+#include "TavrinCore/Monitor/AgentEvidence.hpp"
+#include "TavrinCore/Monitor/FollowedFacts.hpp"
+#include "TavrinCore/Monitor/SessionMonitor.hpp"
+#include "TavrinCore/Monitor/SessionWatcher.hpp"
+#include "tests/support/Scratch.hpp"
+
+namespace {
+
+using namespace tavrin;
+
+const Date now = dateFromSeconds(1'795'300'800);
+
+// Every tenth session does something, and a status file names it; every twentieth has an open question.
+MonitoredSession session(std::size_t i) {
+  MonitoredSession one;
+  Session& record = one.record;
+  record.sessionId = "0198c2a4-7d31-7c60-9a1f-" + std::to_string(100'000'000'000 + i);
+  record.agent = allAgents[i % allAgents.size()];
+  record.state = i % 10 == 0 ? SessionState::working : SessionState::idle;
+  record.cwd = "/Users/dev/src/app-" + std::to_string(i) + "/src";
+  record.repoRoot = "/Users/dev/src/app-" + std::to_string(i);
+  record.transcriptPath = "/Users/dev/.claude/projects/app/" + record.sessionId + ".jsonl";
+  record.tty = "/dev/ttys" + std::to_string(i % 1000);
+  record.agentPid = static_cast<std::int32_t>(1000 + i);
+  record.updatedAt = record.stateSince = one.savedAt = now - std::chrono::seconds(30);
+  one.evidence.process = ProcessFact{
+      .parent = 1, .name = "claude", .startedAt = now - std::chrono::seconds(3600), .terminal = record.tty};
+  one.evidence.wasSeen = true;
+  if (i % 10 == 0)
+    one.evidence.open = OpenSession{.agent = record.agent,
+                                    .sessionId = record.sessionId,
+                                    .pid = record.agentPid,
+                                    .folder = record.cwd,
+                                    .terminal = record.tty,
+                                    .since = one.savedAt,
+                                    .state = SessionState::working,
+                                    .stateSince = one.savedAt};
+  if (i % 20 == 0)
+    one.evidence.facts = {
+        {.kind = SessionFact::Kind::turnStarted, .at = one.savedAt, .call = {}, .command = {}},
+        {.kind = SessionFact::Kind::asked, .at = one.savedAt, .call = "call_1", .command = "make"}};
+  return one;
+}
+
+void judgedSessions(benchmark::State& state) {
+  std::vector<MonitoredSession> sessions;
+  for (std::size_t i = 0; i < static_cast<std::size_t>(state.range(0)); ++i) sessions.push_back(session(i));
+  for (auto _ : state) benchmark::DoNotOptimize(SessionMonitor::observe(sessions, now, dateFromSeconds(1)));
+}
+BENCHMARK(judgedSessions)->Arg(10'000)->Unit(benchmark::kMillisecond);
+
+// Looks at this many idle sessions on disk, whose agents share 100 processes.
+void unchangedLook(benchmark::State& state) {
+  const test::ScratchDirectory scratch;
+  for (std::size_t i = 0; i < static_cast<std::size_t>(state.range(0)); ++i) {
+    Session record = session(i).record;
+    record.state = SessionState::idle;
+    record.cwd = scratch.string();
+    record.tty.reset();
+    record.agentPid = static_cast<std::int32_t>(::getpid());
+    test::writeFile(scratch / ("sessions/" + record.sessionId + ".json"), record.encode());
+  }
+  SessionWatcher::Surroundings surroundings{.sessionsDirectory = (scratch / "sessions").string(),
+                                            .homes = {}};
+  for (const Agent agent : allAgents)
+    surroundings.homes.push_back(AgentHome::standard(agent, scratch.string()));
+  SessionWatcher watcher(std::move(surroundings));
+  double at = 1'795'300'900;
+  for (auto _ : state) benchmark::DoNotOptimize(watcher.look(dateFromSeconds(at += 0.25)));
+}
+BENCHMARK(unchangedLook)->Arg(100)->Arg(10'000)->Unit(benchmark::kMillisecond);
+
+// Results of tools make up most of a transcript; the lines between them say more.
+std::string line(Agent agent, std::size_t size) {
+  const std::string text(size, 'x');
+  switch (agent) {
+    case Agent::claude:
+      return R"({"type":"user","timestamp":"2026-11-21T22:40:00Z","message":{"content":[{"type":"text","text":")" +
+             text + "\"}]}}\n";
+    case Agent::codex:
+      return R"({"timestamp":"2026-11-21T22:40:00Z","ordinal":9,"type":"response_item","payload":{"type":"message","content":")" +
+             text + "\"}}\n";
+    case Agent::gemini:
+      return R"({"timestamp":"2026-11-21T22:40:00Z","type":"gemini","content":")" + text + "\"}\n";
+    case Agent::copilot:
+      return R"({"type":"assistant.message","timestamp":"2026-11-21T22:40:00Z","data":{"content":")" + text +
+             "\"}}\n";
+    case Agent::grok:
+      return R"({"ts":"2026-11-21T22:40:00Z","type":"phase_changed","phase":"streaming_text"})"
+             "\n";
+  }
+  return {};
+}
+
+void grownTranscript(benchmark::State& state) {
+  const Agent agent = allAgents[static_cast<std::size_t>(state.range(0))];
+  state.SetLabel(std::string(rawValue(agent)));
+  const test::ScratchDirectory scratch(test::directoryInMemory());
+  const std::string path = (scratch / "transcript").string();
+  std::string text;
+  for (std::size_t i = 0; text.size() < 20'000'000; ++i)
+    text += line(agent, std::array{300, 4000, 1000}[i % 3]);
+  for (auto _ : state) {
+    state.PauseTiming();
+    test::writeFile(path, "");
+    FollowedFacts followed(path, agent, false);
+    followed.look(MonitorFiles::ofThisSystem());
+    test::writeFile(path, text);
+    state.ResumeTiming();
+    benchmark::DoNotOptimize(followed.look(MonitorFiles::ofThisSystem()));
+  }
+  state.SetBytesProcessed(static_cast<std::int64_t>(state.iterations() * text.size()));
+}
+BENCHMARK(grownTranscript)->DenseRange(0, 4)->Unit(benchmark::kMillisecond);
+
+}  // namespace

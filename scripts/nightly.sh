@@ -1,0 +1,26 @@
+#!/usr/bin/env bash
+# The checks that take too long for every change. The arguments are the steps to run, in their order; without arguments
+# all are run. A step that fails does not stop the others. Prints how long each took.
+set -uo pipefail
+cd "$(dirname "$0")/.."
+
+coverage() { make --no-print-directory coverage; }
+faults() { make --no-print-directory fault-tests; }
+planted() { make --no-print-directory planted; }
+fuzz() { make --no-print-directory fuzz SECONDS=300 JOBS="$(getconf _NPROCESSORS_ONLN)"; }
+packager() { make --no-print-directory build && ctest --preset release -C Nightly -L nightly --verbose; }
+compilers() { scripts/install-packages.sh build terminal nightly && scripts/check-compilers.sh; }
+macos() { scripts/compile-for-macos.sh; }
+arm64() { make --no-print-directory arm64; }
+debian() { make --no-print-directory check-package; }
+
+steps=("$@")
+if [ "${#steps[@]}" -eq 0 ]; then steps=(coverage faults planted fuzz packager compilers macos arm64 debian); fi
+. scripts/timed-steps.sh
+for step in "${steps[@]}"; do
+  case $step in
+    coverage | faults | planted | fuzz | packager | compilers | macos | arm64 | debian) timed_step "$step" "$step" ;;
+    *) echo "make nightly has no step $step" >&2; exit 2 ;;
+  esac
+done
+print_steps

@@ -1,0 +1,344 @@
+#include "TavrinCore/Monitor/AgentEvidence.hpp"
+
+#include <gtest/gtest.h>
+
+#include <string>
+#include <utility>
+#include <vector>
+
+namespace tavrin {
+namespace {
+
+using Kind = SessionFact::Kind;
+
+constexpr std::string_view time = "2026-11-21T22:40:00.250Z";
+const Date at = dateFromSeconds(1'795'300'800.25);
+
+// The kinds of facts in a line, each with its call.
+using Facts = std::vector<std::pair<Kind, std::string>>;
+
+Facts factsOf(const LineEvidence& line) {
+  Facts found;
+  for (const SessionFact& fact : line.facts) {
+    EXPECT_EQ(fact.at, at);
+    found.emplace_back(fact.kind, fact.call);
+  }
+  return found;
+}
+
+// `text` with TIME replaced by the time above.
+std::string timed(std::string text) {
+  for (std::size_t place = text.find("TIME"); place != std::string::npos; place = text.find("TIME"))
+    text.replace(place, 4, time);
+  return text;
+}
+
+Facts in(Agent agent, const std::string& text) {
+  return factsOf(evidenceInLine(timed(text), agent));
+}
+
+TEST(ClaudeStatus, NamesProcessSessionAndState) {
+  const auto status = ClaudeEvidence::status(
+      R"({"pid":18,"sessionId":"d9a5","cwd":"/src","startedAt":1795300000000,"status":"waiting",)"
+      R"("waitingFor":"permission prompt","statusUpdatedAt":1795300800250})");
+  EXPECT_EQ(status, (ClaudeEvidence::Status{.pid = 18,
+                                            .sessionId = "d9a5",
+                                            .cwd = "/src",
+                                            .state = SessionState::needsYou,
+                                            .since = at,
+                                            .isKnown = true}));
+}
+
+TEST(ClaudeStatus, EachWordStandsForAState) {
+  const auto stateOf = [](const std::string& word) {
+    return ClaudeEvidence::status(R"({"pid":18,"sessionId":"a","status":")" + word + "\"}").value();
+  };
+  EXPECT_EQ(stateOf("busy").state, SessionState::working);
+  EXPECT_EQ(stateOf("idle").state, SessionState::idle);
+  EXPECT_EQ(stateOf("shell").state, std::nullopt);
+  EXPECT_TRUE(stateOf("shell").isKnown);
+  EXPECT_EQ(stateOf("dreaming").state, std::nullopt);
+  EXPECT_FALSE(stateOf("dreaming").isKnown);
+}
+
+TEST(ClaudeStatus, OfAHeadlessRunHasNoState) {
+  const auto status = ClaudeEvidence::status(R"({"pid":18,"sessionId":"a","startedAt":1795300800250})");
+  ASSERT_TRUE(status);
+  EXPECT_EQ(status->state, std::nullopt);
+  EXPECT_TRUE(status->isKnown);
+  EXPECT_EQ(status->since, at);
+}
+
+TEST(ClaudeStatus, NeedsAProcessAndASession) {
+  for (const char* const text :
+       {"", "{", "[]", "7", R"({"pid":18})", R"({"sessionId":"a"})", R"({"pid":1,"sessionId":"a"})",
+        R"({"pid":-5,"sessionId":"a"})", R"({"pid":"18","sessionId":"a"})", R"({"pid":2.5,"sessionId":"a"})",
+        R"({"pid":99999999999,"sessionId":"a"})", R"({"pid":18,"sessionId":""})",
+        R"({"pid":18,"sessionId":7})"})
+    EXPECT_EQ(ClaudeEvidence::status(text), std::nullopt) << text;
+}
+
+TEST(ClaudeTranscript, AToolResultEndsItsCall) {
+  EXPECT_EQ(in(Agent::claude,
+               R"({"type":"user","timestamp":"TIME","message":{"content":[)"
+               R"({"type":"tool_result","tool_use_id":"a"},{"type":"tool_result","tool_use_id":"b"}]}})"),
+            (Facts{{Kind::callEnded, "a"}, {Kind::callEnded, "b"}}));
+}
+
+TEST(ClaudeTranscript, ARefusalOnlyWithdrawsTheQuestion) {
+  EXPECT_EQ(
+      in(Agent::claude,
+         R"({"type":"user","timestamp":"TIME","message":{"content":[{"type":"tool_result","is_error":true,)"
+         R"("content":"The user doesn't want to proceed with this tool use. The tool use was rejected",)"
+         R"("tool_use_id":"a"}]}})"),
+      (Facts{{Kind::withdrawn, "a"}}));
+}
+
+TEST(ClaudeTranscript, AnInterruptionStopsTheTurn) {
+  EXPECT_EQ(in(Agent::claude, R"({"type":"user","timestamp":"TIME","message":{"content":[)"
+                              R"({"type":"text","text":"[Request interrupted by user for tool use]"}]}})"),
+            (Facts{{Kind::interrupted, ""}}));
+}
+
+TEST(ClaudeTranscript, AnErrorOfTheApiFailsTheTurn) {
+  EXPECT_EQ(in(Agent::claude, R"({"type":"assistant","timestamp":"TIME","isApiErrorMessage":true})"),
+            (Facts{{Kind::failed, ""}}));
+  EXPECT_EQ(in(Agent::claude, R"({"type":"assistant","timestamp":"TIME","isApiErrorMessage":false})"),
+            Facts{});
+}
+
+TEST(ClaudeTranscript, TheDurationOfATurnEndsIt) {
+  EXPECT_EQ(in(Agent::claude, R"({"type":"system","subtype":"turn_duration","timestamp":"TIME"})"),
+            (Facts{{Kind::turnEnded, ""}}));
+}
+
+TEST(ClaudeTranscript, APromptStartsATurnButWhatTheClientWritesDoesNot) {
+  const auto starts = [](const std::string& rest) {
+    return evidenceInLine(timed(R"({"type":"user","promptId":"1","timestamp":"TIME",)" + rest + "}"),
+                          Agent::claude)
+        .startsTurn;
+  };
+  EXPECT_TRUE(starts(R"("message":{"content":"Do it"})"));
+  EXPECT_FALSE(starts(R"("message":{"content":"<command-name>/clear</command-name>"})"));
+  EXPECT_FALSE(starts(R"("message":{"content":"[Request interrupted by user]"})"));
+  EXPECT_FALSE(starts(R"("isMeta":true,"message":{"content":"Do it"})"));
+  EXPECT_FALSE(starts(R"("message":{"content":""})"));
+}
+
+TEST(Transcripts, ALineWithoutATimeSaysNothing) {
+  EXPECT_EQ(in(Agent::claude, R"({"type":"system","subtype":"turn_duration"})"), Facts{});
+  EXPECT_EQ(in(Agent::codex, R"({"type":"event_msg","payload":{"type":"task_complete"}})"), Facts{});
+  EXPECT_EQ(in(Agent::gemini, R"({"type":"error"})"), Facts{});
+  EXPECT_EQ(in(Agent::copilot, R"({"type":"abort"})"), Facts{});
+  EXPECT_EQ(in(Agent::grok, R"({"type":"turn_ended"})"), Facts{});
+}
+
+TEST(Transcripts, WhatIsNotAnObjectSaysNothing) {
+  for (const Agent agent : allAgents)
+    for (const char* const text :
+         {"", "{", "null", "[]", "7", "\"a\"", "{\"type\":7}", "\xff\xfe", "{\"type\":\"x\"}"})
+      EXPECT_EQ(in(agent, text), Facts{}) << rawValue(agent) << " " << text;
+}
+
+std::string codexCall(const std::string& name, const std::string& arguments) {
+  return R"({"timestamp":"TIME","type":"response_item","payload":{"type":"function_call","call_id":"c1","name":")" +
+         name + R"(","arguments":")" + arguments + "\"}}";
+}
+
+TEST(CodexRollout, ACallThatLeavesTheSandboxAsks) {
+  const LineEvidence line = evidenceInLine(
+      timed(codexCall("exec_command",
+                      R"({\"cmd\": \"touch a; sleep 9\", \"sandbox_permissions\": \"require_escalated\"})")),
+      Agent::codex);
+  EXPECT_EQ(factsOf(line), (Facts{{Kind::asked, "c1"}}));
+  EXPECT_EQ(line.facts.front().command, "touch a; sleep 9");
+}
+
+TEST(CodexRollout, ACallInCodeModeAsksWithItsOwnCommand) {
+  const LineEvidence line = evidenceInLine(
+      timed(
+          R"({"timestamp":"TIME","type":"response_item","payload":{"type":"custom_tool_call","call_id":"c1",)"
+          R"("name":"exec","input":"text(await tools.exec_command({\"cmd\": \"touch a\", )"
+          R"(\"sandbox_permissions\": \"require_escalated\"}));"}})"),
+      Agent::codex);
+  EXPECT_EQ(factsOf(line), (Facts{{Kind::asked, "c1"}}));
+  EXPECT_EQ(line.facts.front().command, "touch a");
+}
+
+TEST(CodexRollout, AQuestionAsksAndAnOrdinaryCallDoesNot) {
+  EXPECT_EQ(in(Agent::codex, codexCall("request_user_input", "{}")), (Facts{{Kind::asked, "c1"}}));
+  EXPECT_EQ(in(Agent::codex, codexCall("exec_command", R"({\"cmd\": \"ls\"})")), Facts{});
+}
+
+TEST(CodexRollout, OutputTurnsAndErrorsAreFacts) {
+  const auto event = [](const std::string& payload) {
+    return in(Agent::codex,
+              R"({"timestamp":"TIME","ordinal":3,"type":"event_msg","payload":)" + payload + "}");
+  };
+  EXPECT_EQ(event(R"({"type":"task_started"})"), (Facts{{Kind::turnStarted, ""}}));
+  EXPECT_EQ(event(R"({"type":"task_complete"})"), (Facts{{Kind::turnEnded, ""}}));
+  EXPECT_EQ(event(R"({"type":"task_complete","error":{"message":"400"}})"), (Facts{{Kind::failed, ""}}));
+  EXPECT_EQ(event(R"({"type":"turn_aborted","reason":"interrupted"})"), (Facts{{Kind::interrupted, ""}}));
+  EXPECT_EQ(event(R"({"type":"token_count"})"), (Facts{{Kind::output, ""}}));
+  EXPECT_EQ(event(R"({"type":"item_completed","item":{"id":"c1","type":"CommandExecution"}})"),
+            (Facts{{Kind::callEnded, "c1"}}));
+  EXPECT_EQ(in(Agent::codex, R"({"timestamp":"TIME","type":"response_item","payload":)"
+                             R"({"type":"function_call_output","call_id":"c1"}})"),
+            (Facts{{Kind::callEnded, "c1"}}));
+}
+
+TEST(CodexRollout, ItsFirstLineNamesTheParent) {
+  EXPECT_EQ(CodexEvidence::meta(R"({"type":"session_meta","payload":{"id":"b","parent_thread_id":"a",)"
+                                R"("subagent_history_start_ordinal":16}})"),
+            (CodexEvidence::Meta{.id = "b", .parentId = "a", .firstOwnLine = 16}));
+  EXPECT_EQ(CodexEvidence::meta(R"({"type":"session_meta","payload":{"id":"b"}})"),
+            (CodexEvidence::Meta{.id = "b", .parentId = "", .firstOwnLine = 0}));
+  EXPECT_EQ(CodexEvidence::meta(R"({"type":"event_msg","payload":{"id":"b"}})"), std::nullopt);
+  EXPECT_EQ(CodexEvidence::meta(R"({"type":"session_meta","payload":{}})"), std::nullopt);
+}
+
+TEST(CodexRollout, ALineOfANewKindIsCounted) {
+  EXPECT_TRUE(evidenceInLine(R"({"type":"world_state","payload":{}})", Agent::codex).isKnown);
+  EXPECT_FALSE(evidenceInLine(R"({"type":"telepathy","payload":{}})", Agent::codex).isKnown);
+  EXPECT_EQ(CodexEvidence::ordinal(R"({"timestamp":"x","ordinal":16,"type":"y"})"), 16U);
+  EXPECT_EQ(CodexEvidence::ordinal(R"({"timestamp":"x"})"), std::nullopt);
+  EXPECT_EQ(CodexEvidence::ordinal(R"({"ordinal":"x"})"), std::nullopt);
+}
+
+TEST(CodexNames, HoldAnIdAndTheTimeInIt) {
+  constexpr std::string_view id = "01a20054-7c97-7890-932d-c7bd65f0f20a";
+  EXPECT_EQ(CodexEvidence::idInName("rollout-2026-11-21T22-57-45-" + std::string(id) + ".jsonl"), id);
+  EXPECT_EQ(CodexEvidence::idInName(std::string(id) + ".lock"), id);
+  EXPECT_EQ(CodexEvidence::idInName(".coordination.lock"), "");
+  EXPECT_EQ(CodexEvidence::idInName(std::string(36, 'a') + ".lock"), "");
+  EXPECT_NEAR(secondsOf(CodexEvidence::createdAt(id).value()), 1'795'301'866, 1);
+  EXPECT_EQ(CodexEvidence::createdAt("01a20054-7c97-4890-932d-c7bd65f0f20a"), std::nullopt);
+  EXPECT_EQ(CodexEvidence::createdAt("x"), std::nullopt);
+}
+
+TEST(GeminiChat, CancellationAndErrorsEndTheTurn) {
+  EXPECT_EQ(in(Agent::gemini, R"({"timestamp":"TIME","type":"info","content":"Request cancelled."})"),
+            (Facts{{Kind::interrupted, ""}}));
+  EXPECT_EQ(in(Agent::gemini, R"({"timestamp":"TIME","type":"info","content":"This request failed."})"),
+            Facts{});
+  EXPECT_EQ(in(Agent::gemini, R"({"timestamp":"TIME","type":"error","content":"[API Error: 400]"})"),
+            (Facts{{Kind::failed, ""}}));
+}
+
+TEST(GeminiChat, EachCallHasItsOwnTime) {
+  EXPECT_EQ(in(Agent::gemini, R"({"timestamp":"2026-11-21T22:39:00Z","type":"gemini","toolCalls":[)"
+                              R"({"name":"a","status":"cancelled","timestamp":"TIME"},)"
+                              R"({"name":"b","status":"success","timestamp":"TIME"},)"
+                              R"({"name":"c","status":"error","timestamp":"TIME"},)"
+                              R"({"name":"d","status":"executing","timestamp":"TIME"}]})"),
+            (Facts{{Kind::refused, "name:a"}, {Kind::callEnded, "name:b"}, {Kind::callEnded, "name:c"}}));
+}
+
+TEST(GeminiChat, AHistoryThatIsWrittenAgainStartsNoTurn) {
+  const LineEvidence line =
+      evidenceInLine(timed(R"({"timestamp":"TIME","type":"user","content":[{"text":"Please only say ok"}]})"),
+                     Agent::gemini);
+  EXPECT_TRUE(line.facts.empty());
+  EXPECT_TRUE(line.startsTurn);
+  EXPECT_TRUE(evidenceInLine(R"({"$set":{"lastUpdated":"x"}})", Agent::gemini).isKnown);
+  EXPECT_FALSE(evidenceInLine(R"({"type":"dream"})", Agent::gemini).isKnown);
+}
+
+TEST(CopilotEvents, EachQuestionHasItsAnswer) {
+  const auto event = [](const std::string& rest) {
+    return in(Agent::copilot, R"({"timestamp":"TIME",)" + rest + "}");
+  };
+  EXPECT_EQ(event(R"("type":"permission.requested","data":{"requestId":"r"})"), (Facts{{Kind::asked, "r"}}));
+  EXPECT_EQ(event(R"("type":"permission.completed","data":{"requestId":"r","result":{"kind":"approved"}})"),
+            (Facts{{Kind::answered, "r"}}));
+  EXPECT_EQ(
+      event(
+          R"("type":"permission.completed","data":{"requestId":"r","result":{"kind":"denied-interactively-by-user"}})"),
+      (Facts{{Kind::answered, "r"}}));
+  EXPECT_EQ(event(R"("type":"permission.completed","data":{"requestId":"r","result":{"kind":"cancelled"}})"),
+            (Facts{{Kind::withdrawn, "r"}}));
+  EXPECT_EQ(event(R"("type":"tool.execution_start","data":{"toolCallId":"t","toolName":"ask_user"})"),
+            (Facts{{Kind::asked, "t"}}));
+  EXPECT_EQ(event(R"("type":"tool.execution_start","data":{"toolCallId":"t","toolName":"bash"})"), Facts{});
+  EXPECT_EQ(event(R"("type":"tool.execution_complete","data":{"toolCallId":"t"})"),
+            (Facts{{Kind::callEnded, "t"}}));
+}
+
+TEST(CopilotEvents, TurnsOfTheSessionCountAndThoseOfSubagentsDoNot) {
+  const auto event = [](const std::string& rest) {
+    return in(Agent::copilot, R"({"timestamp":"TIME",)" + rest + "}");
+  };
+  EXPECT_EQ(event(R"("type":"user.message")"), (Facts{{Kind::turnStarted, ""}}));
+  EXPECT_EQ(event(R"("type":"user.message","agentId":"s")"), Facts{});
+  EXPECT_EQ(event(R"("type":"assistant.turn_start")"), (Facts{{Kind::output, ""}}));
+  EXPECT_EQ(event(R"("type":"assistant.turn_start","agentId":"s")"), Facts{});
+  EXPECT_EQ(event(R"("type":"abort","data":{"reason":"user_abort"})"), (Facts{{Kind::interrupted, ""}}));
+  EXPECT_EQ(event(R"("type":"session.error","data":{"statusCode":400})"), (Facts{{Kind::failed, ""}}));
+  EXPECT_EQ(event(R"("type":"session.shutdown")"), (Facts{{Kind::sessionEnded, ""}}));
+  EXPECT_EQ(event(R"("type":"hook.start","data":{"hookType":"agentStop","input":{}})"),
+            (Facts{{Kind::turnEnded, ""}}));
+}
+
+TEST(CopilotEvents, NameTheSubagentsOfTheSession) {
+  const LineEvidence hook =
+      evidenceInLine(timed(R"({"timestamp":"TIME","type":"hook.start","data":{"hookType":"agentStop",)"
+                           R"("input":{"sessionId":"child","parentAgentId":"parent"}}})"),
+                     Agent::copilot);
+  EXPECT_EQ(hook.subagent, "child");
+  EXPECT_TRUE(hook.facts.empty());
+  EXPECT_EQ(evidenceInLine(timed(R"({"timestamp":"TIME","type":"subagent.started","agentId":"child"})"),
+                           Agent::copilot)
+                .subagent,
+            "child");
+  EXPECT_FALSE(evidenceInLine(R"({"type":"weather.changed"})", Agent::copilot).isKnown);
+}
+
+TEST(CopilotHold, NamesItsProcess) {
+  EXPECT_EQ(CopilotEvidence::holder("inuse.34.hold"), 34);
+  for (const char* const name : {"inuse..hold", "inuse.x.hold", "inuse.34", "34.hold", "inuse.hold", ""})
+    EXPECT_EQ(CopilotEvidence::holder(name), std::nullopt) << name;
+}
+
+TEST(GrokEvents, QuestionsAndTurnsAreFacts) {
+  const auto event = [](const std::string& rest) { return in(Agent::grok, R"({"ts":"TIME",)" + rest + "}"); };
+  EXPECT_EQ(event(R"("type":"permission_requested","tool_name":"run")"),
+            (Facts{{Kind::asked, "permission:run"}}));
+  EXPECT_EQ(event(R"("type":"permission_resolved","tool_name":"run","decision":"allow")"),
+            (Facts{{Kind::answered, "permission:run"}}));
+  EXPECT_EQ(event(R"("type":"permission_resolved","tool_name":"run","decision":"deny")"),
+            (Facts{{Kind::withdrawn, "permission:run"}}));
+  EXPECT_EQ(event(R"("type":"tool_started","tool_name":"ask_user_question")"),
+            (Facts{{Kind::asked, "question"}}));
+  EXPECT_EQ(event(R"("type":"tool_completed","tool_name":"ask_user_question")"),
+            (Facts{{Kind::callEnded, "question"}}));
+  EXPECT_EQ(event(R"("type":"tool_started","tool_name":"run")"), Facts{});
+  EXPECT_EQ(event(R"("type":"turn_started")"), (Facts{{Kind::turnStarted, ""}}));
+  EXPECT_EQ(event(R"("type":"first_token")"), (Facts{{Kind::output, ""}}));
+  EXPECT_EQ(event(R"("type":"turn_ended","outcome":"completed")"), (Facts{{Kind::turnEnded, ""}}));
+  EXPECT_EQ(event(R"("type":"turn_ended","outcome":"error")"), (Facts{{Kind::failed, ""}}));
+  EXPECT_EQ(event(R"("type":"turn_ended","outcome":"cancelled")"), (Facts{{Kind::interrupted, ""}}));
+  EXPECT_EQ(
+      event(R"("type":"turn_ended","outcome":"cancelled","cancellation_category":"permission_rejected")"),
+      (Facts{{Kind::refused, ""}}));
+  EXPECT_FALSE(evidenceInLine(R"({"type":"tea_break"})", Agent::grok).isKnown);
+}
+
+TEST(GrokList, NamesOpenSessionsAndLeavesOutWhatItCannotRead) {
+  const auto open = GrokEvidence::openSessions(
+      timed(R"([{"session_id":"a","pid":18,"cwd":"/src","opened_at":"TIME"},{"session_id":"b"},{"pid":9}])"));
+  EXPECT_EQ(open,
+            (std::vector<GrokEvidence::Open>{{.sessionId = "a", .pid = 18, .cwd = "/src", .since = at}}));
+  EXPECT_EQ(GrokEvidence::openSessions("[]"), std::vector<GrokEvidence::Open>());
+  for (const char* const text : {"", "{}", "[", "[7]"})
+    EXPECT_EQ(GrokEvidence::openSessions(text), std::nullopt);
+}
+
+TEST(GrokSummary, SaysWhetherTheSessionIsASubagents) {
+  EXPECT_TRUE(GrokEvidence::isSubagent(R"({"session_kind":"subagent"})"));
+  EXPECT_FALSE(GrokEvidence::isSubagent(R"({"session_kind":"main"})"));
+  EXPECT_FALSE(GrokEvidence::isSubagent(R"({})"));
+  EXPECT_FALSE(GrokEvidence::isSubagent(""));
+}
+
+}  // namespace
+}  // namespace tavrin

@@ -1,0 +1,100 @@
+#include "TavrinCore/Monitor/SavedSessions.hpp"
+
+#include <gtest/gtest.h>
+
+#include "FakeFiles.hpp"
+#include "TavrinCore/Monitor/DirectoryCache.hpp"
+
+namespace tavrin {
+namespace {
+
+std::string record(const std::string& id) {
+  Session session;
+  session.sessionId = id;
+  session.cwd = "/src";
+  return session.encode();
+}
+
+TEST(SavedSessions, AreTheRecordsWithTheirFilesTimes) {
+  test::FakeFiles files;
+  files.write("/s/a.json", record("a"), 5);
+  files.write("/s/.a.lock", "", 5);
+  files.write("/s/.1.tmp", record("x"), 5);
+  files.write("/s/b.json", "half a rec", 5);
+  SavedSessions saved("/s");
+  saved.look(files.access(), dateFromSeconds(100));
+  ASSERT_EQ(saved.all().size(), 1U);
+  EXPECT_EQ(saved.all().begin()->second.record.sessionId, "a");
+  EXPECT_EQ(saved.all().begin()->second.savedAt, dateFromSeconds(5));
+}
+
+TEST(SavedSessions, AnUnchangedDirectoryCostsOneCall) {
+  test::FakeFiles files;
+  for (int i = 0; i < 100; ++i)
+    files.write("/s/" + std::to_string(i) + ".json", record(std::to_string(i)), 5);
+  SavedSessions saved("/s");
+  saved.look(files.access(), dateFromSeconds(100));
+  files.statuses = files.lists = 0;
+  files.bytesRead = 0;
+  saved.look(files.access(), dateFromSeconds(101));
+  EXPECT_EQ(files.statuses, 1);
+  EXPECT_EQ(files.lists, 0);
+  EXPECT_EQ(saved.all().size(), 100U);
+}
+
+TEST(SavedSessions, OnlyChangedRecordsAreReadAgain) {
+  test::FakeFiles files;
+  for (int i = 0; i < 100; ++i)
+    files.write("/s/" + std::to_string(i) + ".json", record(std::to_string(i)), 5);
+  SavedSessions saved("/s");
+  saved.look(files.access(), dateFromSeconds(100));
+  files.bytesRead = 0;
+  files.write("/s/7.json", record("7"), 200);
+  files.remove("/s/8.json", 200);
+  saved.look(files.access(), dateFromSeconds(201));
+  EXPECT_EQ(files.bytesRead, record("7").size());
+  EXPECT_EQ(saved.all().size(), 99U);
+  EXPECT_EQ(saved.all().at("7.json").savedAt, dateFromSeconds(200));
+}
+
+TEST(SavedSessions, AChangeWithinTheSameTickIsSeen) {
+  test::FakeFiles files;
+  files.write("/s/a.json", record("a"), 100);
+  SavedSessions saved("/s");
+  saved.look(files.access(), dateFromSeconds(100.01));
+  files.write("/s/b.json", record("b"), 100);
+  saved.look(files.access(), dateFromSeconds(100.02));
+  EXPECT_EQ(saved.all().size(), 2U);
+}
+
+TEST(SavedSessions, AMissingDirectoryHoldsNone) {
+  test::FakeFiles files;
+  files.write("/s/a.json", record("a"), 5);
+  SavedSessions saved("/s");
+  saved.look(files.access(), dateFromSeconds(100));
+  files.files.clear();
+  files.directories.clear();
+  saved.look(files.access(), dateFromSeconds(101));
+  EXPECT_TRUE(saved.all().empty());
+}
+
+TEST(DirectoryCache, ListsAgainOnlyAfterAChange) {
+  test::FakeFiles files;
+  files.write("/d/a", "", 5);
+  DirectoryCache cache;
+  const MonitorFiles access = files.access();
+  EXPECT_EQ(cache.names("/d", access, dateFromSeconds(100)), std::vector<std::string>{"a"});
+  EXPECT_EQ(cache.names("/d", access, dateFromSeconds(101)), std::vector<std::string>{"a"});
+  EXPECT_EQ(files.lists, 1);
+  files.write("/d/b", "", 102);
+  EXPECT_EQ(cache.names("/d", access, dateFromSeconds(102)).size(), 2U);
+  EXPECT_EQ(files.lists, 2);
+  EXPECT_TRUE(cache.names("/e", access, dateFromSeconds(103)).empty());
+  cache.dropUnused();
+  cache.dropUnused();
+  cache.names("/d", access, dateFromSeconds(110));
+  EXPECT_EQ(files.lists, 3);
+}
+
+}  // namespace
+}  // namespace tavrin

@@ -1,0 +1,357 @@
+#include "TavrinCore/Monitor/SessionMonitor.hpp"
+
+#include <gtest/gtest.h>
+
+#include <string>
+#include <vector>
+
+namespace tavrin {
+namespace {
+
+using enum SessionState;
+using Kind = SessionFact::Kind;
+
+constexpr double saved = 1000;
+constexpr double now = 1010;
+const Date booted = dateFromSeconds(100);
+
+SessionFact fact(Kind kind, double at, std::string call = {}) {
+  return {.kind = kind, .at = dateFromSeconds(at), .call = std::move(call), .command = {}};
+}
+
+// A session of a live process, in this state since its record was saved.
+MonitoredSession sessionIn(SessionState state, Agent agent = Agent::claude) {
+  MonitoredSession session;
+  session.record.sessionId = "s";
+  session.record.agent = agent;
+  session.record.state = state;
+  session.record.updatedAt = session.record.stateSince = session.savedAt = dateFromSeconds(saved);
+  session.record.cwd = "/src";
+  session.record.agentPid = 18;
+  session.record.tty = "/dev/pts/3";
+  if (state == needsYou) session.record.attentionId = "ATTENTION";
+  session.evidence.process = ProcessFact{
+      .parent = 1, .name = "agent", .startedAt = dateFromSeconds(500), .terminal = std::string("/dev/pts/3")};
+  session.evidence.wasSeen = true;
+  return session;
+}
+
+std::optional<ObservedSession> judged(const MonitoredSession& session, double at = now) {
+  return SessionMonitor::judge(session, dateFromSeconds(at), booted);
+}
+
+OpenSession openBy(std::int32_t pid, double since, Agent agent = Agent::codex) {
+  return {.agent = agent,
+          .sessionId = "s",
+          .pid = pid,
+          .folder = "/src",
+          .terminal = std::string("/dev/pts/3"),
+          .since = dateFromSeconds(since),
+          .state = std::nullopt,
+          .stateSince = dateFromSeconds(since)};
+}
+
+TEST(Judge, WithoutEvidenceTheRecordIsRight) {
+  for (const SessionState state : allSessionStates) {
+    const MonitoredSession session = sessionIn(state);
+    const auto seen = judged(session);
+    ASSERT_TRUE(seen);
+    EXPECT_EQ(seen->state, state);
+    EXPECT_EQ(seen->record, session.record);
+    EXPECT_EQ(seen->reason, "");
+    EXPECT_EQ(seen->attentionId, session.record.attentionId);
+  }
+}
+
+TEST(Judge, ALineCountsOnlyIfItIsLaterThanTheRecord) {
+  MonitoredSession session = sessionIn(working);
+  session.evidence.facts = {fact(Kind::failed, saved)};
+  EXPECT_EQ(judged(session)->state, working);
+  session.evidence.facts = {fact(Kind::failed, saved + 0.001)};
+  EXPECT_EQ(judged(session)->state, idle);
+  EXPECT_EQ(judged(session)->reason, "failed, according to its transcript");
+  EXPECT_EQ(judged(session)->since, dateFromSeconds(saved + 0.001));
+}
+
+TEST(Judge, EveryEndOfATurnMakesTheSessionIdle) {
+  for (const auto& [kind, reason] : std::vector<std::pair<Kind, std::string>>{
+           {Kind::turnEnded, "the turn ended, according to its transcript"},
+           {Kind::interrupted, "interrupted, according to its transcript"},
+           {Kind::refused, "refused, according to its transcript"},
+           {Kind::failed, "failed, according to its transcript"}})
+    for (const SessionState state : {working, needsYou}) {
+      MonitoredSession session = sessionIn(state);
+      session.evidence.facts = {fact(kind, saved + 1)};
+      EXPECT_EQ(judged(session)->state, idle);
+      EXPECT_EQ(judged(session)->reason, reason);
+      EXPECT_EQ(judged(session)->attentionId, std::nullopt);
+    }
+}
+
+TEST(Judge, AnInterruptionAfterARefusalIsARefusal) {
+  MonitoredSession session = sessionIn(needsYou);
+  session.evidence.facts = {fact(Kind::withdrawn, saved + 1, "a"), fact(Kind::interrupted, saved + 1)};
+  EXPECT_EQ(judged(session)->reason, "refused, according to its transcript");
+}
+
+TEST(Judge, AResultEndsOnlyTheWaitForItsCall) {
+  MonitoredSession session = sessionIn(needsYou);
+  session.record.waitingOn = {"a", "b"};
+  session.evidence.facts = {fact(Kind::callEnded, saved + 1, "a")};
+  EXPECT_EQ(judged(session)->state, needsYou);
+  EXPECT_EQ(judged(session)->attentionId, "ATTENTION");
+  session.evidence.facts.push_back(fact(Kind::callEnded, saved + 2, "b"));
+  EXPECT_EQ(judged(session)->state, working);
+  EXPECT_EQ(judged(session)->since, dateFromSeconds(saved + 2));
+}
+
+TEST(Judge, OutputEndsAWaitOnlyIfNothingIsWaitedFor) {
+  MonitoredSession session = sessionIn(needsYou);
+  session.evidence.facts = {fact(Kind::output, saved + 1)};
+  EXPECT_EQ(judged(session)->state, working);
+  session.record.waitingOn = {"a"};
+  EXPECT_EQ(judged(session)->state, needsYou);
+}
+
+TEST(Judge, AnIdleSessionIsWokenByATurnAndByNothingElse) {
+  MonitoredSession session = sessionIn(idle);
+  for (const Kind kind : {Kind::output, Kind::answered, Kind::callEnded, Kind::withdrawn}) {
+    session.evidence.facts = {fact(kind, saved + 1, "a")};
+    EXPECT_EQ(judged(session)->state, idle);
+  }
+  session.evidence.facts = {fact(Kind::turnStarted, saved + 1)};
+  EXPECT_EQ(judged(session)->state, working);
+}
+
+TEST(Judge, AnOpenQuestionIsAWaitOfItsOwn) {
+  MonitoredSession session = sessionIn(working, Agent::grok);
+  session.evidence.facts = {fact(Kind::asked, saved - 1, "q")};
+  const auto seen = judged(session);
+  EXPECT_EQ(seen->state, needsYou);
+  EXPECT_EQ(seen->since, dateFromSeconds(saved - 1));
+  EXPECT_EQ(seen->attentionId, SessionMonitor::derivedAttentionId("s", dateFromSeconds(saved - 1)));
+  EXPECT_EQ(seen->record.attentionId, std::nullopt);
+  session.evidence.facts.push_back(fact(Kind::answered, saved + 1, "q"));
+  EXPECT_EQ(judged(session)->state, working);
+}
+
+TEST(Judge, AQuestionFromBeforeTheHooksSawTheTurnEndIsOver) {
+  MonitoredSession session = sessionIn(idle, Agent::grok);
+  session.evidence.facts = {fact(Kind::asked, saved - 1, "q")};
+  EXPECT_EQ(judged(session)->state, idle);
+  session.evidence.facts = {fact(Kind::asked, saved + 1, "q")};
+  EXPECT_EQ(judged(session)->state, needsYou);
+}
+
+TEST(Judge, OfTwoQuestionsBothMustBeAnswered) {
+  MonitoredSession session = sessionIn(needsYou, Agent::copilot);
+  session.evidence.facts = {fact(Kind::asked, saved - 1, "a"), fact(Kind::asked, saved - 1, "b"),
+                            fact(Kind::answered, saved + 1, "a")};
+  EXPECT_EQ(judged(session)->state, needsYou);
+  EXPECT_EQ(judged(session)->attentionId, "ATTENTION");
+  session.evidence.facts.push_back(fact(Kind::answered, saved + 2, "b"));
+  EXPECT_EQ(judged(session)->state, working);
+}
+
+TEST(Judge, AHookThatComesAfterTheLastAnswerDoesNotRenewTheWait) {
+  MonitoredSession session = sessionIn(needsYou, Agent::grok);
+  session.record.waitingOn = {"call"};
+  session.record.stateSince = dateFromSeconds(saved - 10);
+  session.evidence.facts = {fact(Kind::asked, saved - 9, "q"), fact(Kind::answered, saved - 1, "q")};
+  EXPECT_EQ(judged(session)->state, working);
+  // Claude's file does not hold every question.
+  session.record.agent = Agent::claude;
+  EXPECT_EQ(judged(session)->state, needsYou);
+  // An answer to an earlier question says nothing about this one.
+  session.record.agent = Agent::grok;
+  session.record.stateSince = dateFromSeconds(saved);
+  EXPECT_EQ(judged(session)->state, needsYou);
+}
+
+TEST(Judge, ACallOfCodexSettlesBeforeItCountsAsAQuestion) {
+  MonitoredSession session = sessionIn(working, Agent::codex);
+  session.evidence.facts = {fact(Kind::asked, saved + 1, "c")};
+  EXPECT_EQ(judged(session, saved + 1.4)->state, working);
+  EXPECT_EQ(judged(session, saved + 1.5)->state, needsYou);
+  session.evidence.facts.push_back(fact(Kind::answered, saved + 1.2, "c"));
+  EXPECT_EQ(judged(session, saved + 5)->state, working);
+}
+
+TEST(Judge, AProcessThatRunsAnswersEverything) {
+  MonitoredSession session = sessionIn(needsYou, Agent::gemini);
+  session.record.waitingOn = {"name:a", "name:b"};
+  session.evidence.facts = {fact(Kind::answered, saved + 1)};
+  EXPECT_EQ(judged(session)->state, working);
+  EXPECT_EQ(judged(session)->reason, "approved, according to the process table");
+}
+
+TEST(Judge, GeminisCallsAreKnownByTheirTools) {
+  MonitoredSession session = sessionIn(needsYou, Agent::gemini);
+  session.record.waitingOn = {"name:run_shell_command"};
+  session.evidence.facts = {fact(Kind::callEnded, saved + 1, "name:run_shell_command")};
+  EXPECT_EQ(judged(session)->state, working);
+}
+
+TEST(Judge, TheStatusFileBeatsRecordAndTranscript) {
+  MonitoredSession session = sessionIn(working);
+  session.evidence.open = openBy(18, 500, Agent::claude);
+  session.evidence.open->state = needsYou;
+  session.evidence.open->stateSince = dateFromSeconds(saved - 3);
+  const auto seen = judged(session);
+  EXPECT_EQ(seen->state, needsYou);
+  EXPECT_EQ(seen->since, dateFromSeconds(saved - 3));
+  EXPECT_EQ(seen->reason, "according to its status file");
+  EXPECT_EQ(seen->attentionId, SessionMonitor::derivedAttentionId("s", dateFromSeconds(saved - 3)));
+  session.evidence.open->state = idle;
+  EXPECT_EQ(judged(session)->state, idle);
+  EXPECT_EQ(judged(session)->attentionId, std::nullopt);
+}
+
+TEST(Judge, AFreshRecordIsBelievedUntilTheStatusFileFollows) {
+  MonitoredSession session = sessionIn(working);
+  session.evidence.open = openBy(18, 500, Agent::claude);
+  session.evidence.open->state = idle;
+  session.evidence.open->stateSince = dateFromSeconds(saved - 3);
+  EXPECT_EQ(judged(session, saved + 0.4)->state, working);
+  EXPECT_EQ(judged(session, saved + 0.5)->state, idle);
+  // A record that is less urgent than the file is not believed against it.
+  session.evidence.open->state = needsYou;
+  EXPECT_EQ(judged(session, saved + 0.4)->state, needsYou);
+  // Neither is one that was only saved again.
+  session.evidence.open->state = idle;
+  session.record.stateSince = dateFromSeconds(saved - 2);
+  EXPECT_EQ(judged(session, saved + 0.4)->state, idle);
+}
+
+TEST(Judge, AReasonFromTheTranscriptStaysWhenTheStatusAgrees) {
+  MonitoredSession session = sessionIn(working);
+  session.evidence.open = openBy(18, 500, Agent::claude);
+  session.evidence.open->state = idle;
+  session.evidence.open->stateSince = dateFromSeconds(saved + 1);
+  session.evidence.facts = {fact(Kind::failed, saved + 1)};
+  EXPECT_EQ(judged(session)->reason, "failed, according to its transcript");
+}
+
+TEST(Gone, IsASessionWhoseProcessWasSeenAndEnded) {
+  MonitoredSession session = sessionIn(working);
+  session.evidence.process.reset();
+  EXPECT_EQ(judged(session), std::nullopt);
+}
+
+TEST(Gone, IsASessionWhoseProcessIdBelongsToALaterProcess) {
+  MonitoredSession session = sessionIn(working);
+  session.evidence.process->startedAt = dateFromSeconds(saved + 5);
+  EXPECT_TRUE(judged(session));
+  session.evidence.process->startedAt = dateFromSeconds(saved + 5.01);
+  EXPECT_EQ(judged(session), std::nullopt);
+}
+
+TEST(Gone, IsASessionFromBeforeTheSystemStarted) {
+  MonitoredSession session = sessionIn(working);
+  session.record.updatedAt = dateFromSeconds(99);
+  EXPECT_EQ(judged(session), std::nullopt);
+}
+
+TEST(Gone, IsASessionThatLostItsTerminal) {
+  MonitoredSession session = sessionIn(needsYou, Agent::gemini);
+  session.evidence.process->terminal.reset();
+  EXPECT_EQ(judged(session), std::nullopt);
+  // One that never had a terminal has nothing to lose.
+  session.record.tty.reset();
+  EXPECT_TRUE(judged(session));
+}
+
+TEST(Unknown, AProcessNeverSeenIsBelievedForAMinute) {
+  MonitoredSession session = sessionIn(working);
+  session.evidence.process.reset();
+  session.evidence.wasSeen = false;
+  EXPECT_EQ(judged(session, saved + 59)->state, working);
+  EXPECT_EQ(judged(session, saved + 60), std::nullopt);
+}
+
+TEST(Elsewhere, ASessionWhoseFolderIsNotHereIsNeverDead) {
+  MonitoredSession session = sessionIn(working);
+  session.evidence.process.reset();
+  session.evidence.wasSeen = false;
+  session.evidence.isFolderHere = false;
+  const auto seen = judged(session, saved + 100'000);
+  ASSERT_TRUE(seen);
+  EXPECT_TRUE(seen->isElsewhere);
+  // A folder that was here and was deleted does not keep its session alive.
+  session.evidence.wasSeen = true;
+  EXPECT_EQ(judged(session, saved + 100'000), std::nullopt);
+}
+
+TEST(Open, ASessionWithoutARecordIsIdleSinceItWasOpened) {
+  const OpenSession open = openBy(20, 700);
+  MonitoredSession session;
+  session.record = SessionMonitor::opened(open);
+  session.savedAt = open.since;
+  session.evidence.open = open;
+  session.evidence.process =
+      ProcessFact{.parent = 1, .name = "codex", .startedAt = dateFromSeconds(690), .terminal = open.terminal};
+  const auto seen = judged(session);
+  ASSERT_TRUE(seen);
+  EXPECT_EQ(seen->state, idle);
+  EXPECT_EQ(seen->record.cwd, "/src");
+  EXPECT_EQ(seen->record.agentPid, 20);
+  EXPECT_EQ(seen->record.agent, Agent::codex);
+  session.evidence.facts = {fact(Kind::turnStarted, 701)};
+  EXPECT_EQ(judged(session)->state, working);
+}
+
+TEST(Open, AKilledSessionThatIsOpenAgainIsIdle) {
+  MonitoredSession session = sessionIn(needsYou, Agent::codex);
+  session.evidence.process.reset();
+  session.evidence.open = openBy(99, saved + 4);
+  session.evidence.isOpenByItsAgent = false;
+  session.evidence.facts = {fact(Kind::asked, saved - 1, "q")};
+  const auto seen = judged(session);
+  ASSERT_TRUE(seen);
+  EXPECT_EQ(seen->state, idle);
+  EXPECT_EQ(seen->since, dateFromSeconds(saved + 4));
+  EXPECT_EQ(seen->attentionId, std::nullopt);
+  EXPECT_EQ(seen->reason, "opened again, according to the agent's files");
+}
+
+TEST(Open, ASessionThatItsAgentClosedIsGone) {
+  MonitoredSession session = sessionIn(idle);
+  session.evidence.isClosed = true;
+  EXPECT_EQ(judged(session), std::nullopt);
+}
+
+TEST(Open, ASessionThatSaysItEndedIsGoneUntilItGoesOn) {
+  MonitoredSession session = sessionIn(idle, Agent::copilot);
+  session.evidence.facts = {fact(Kind::sessionEnded, saved + 1)};
+  EXPECT_EQ(judged(session), std::nullopt);
+  session.evidence.facts.push_back(fact(Kind::output, saved + 2));
+  EXPECT_TRUE(judged(session));
+}
+
+TEST(Ghost, ASubagentIsNotASession) {
+  MonitoredSession session = sessionIn(working, Agent::copilot);
+  session.evidence.isSubagent = true;
+  EXPECT_EQ(judged(session), std::nullopt);
+}
+
+TEST(Observe, KeepsTheOrderAndLeavesOutTheGone) {
+  std::vector<MonitoredSession> sessions = {sessionIn(working), sessionIn(idle), sessionIn(needsYou)};
+  sessions[1].evidence.isClosed = true;
+  const auto seen = SessionMonitor::observe(sessions, dateFromSeconds(now), booted);
+  ASSERT_EQ(seen.size(), 2U);
+  EXPECT_EQ(seen[0].state, working);
+  EXPECT_EQ(seen[1].state, needsYou);
+}
+
+TEST(DerivedAttentionId, IsOnePerWaitAndLooksLikeAUuid) {
+  const std::string id = SessionMonitor::derivedAttentionId("s", dateFromSeconds(5));
+  EXPECT_EQ(id, SessionMonitor::derivedAttentionId("s", dateFromSeconds(5)));
+  EXPECT_NE(id, SessionMonitor::derivedAttentionId("s", dateFromSeconds(6)));
+  EXPECT_NE(id, SessionMonitor::derivedAttentionId("t", dateFromSeconds(5)));
+  ASSERT_EQ(id.size(), 36U);
+  EXPECT_EQ(id[14], '8');
+  EXPECT_EQ(id.find_first_not_of("0123456789ABCDEF-"), std::string::npos);
+}
+
+}  // namespace
+}  // namespace tavrin

@@ -1,0 +1,376 @@
+#include "TavrinCore/Monitor/SessionWatcher.hpp"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <algorithm>
+
+#include "FakeFiles.hpp"
+
+namespace tavrin {
+namespace {
+
+using enum SessionState;
+using testing::Contains;
+using testing::Not;
+
+constexpr std::string_view home = "/Users/dev";
+const std::string sessions = "/sessions";
+
+// A watcher over files and processes in memory.
+class Watching : public testing::Test {
+ protected:
+  void SetUp() override {
+    files.write("/src/app/file", "", 1);
+    addProcess(18, "agent");
+    SessionWatcher::Surroundings surroundings{
+        .sessionsDirectory = sessions, .homes = {}, .files = files.access(), .processes = facts()};
+    for (const Agent agent : allAgents) surroundings.homes.push_back(AgentHome::standard(agent, home));
+    watcher.emplace(std::move(surroundings));
+  }
+
+  ProcessFacts facts() {
+    return {.process = [this](std::int32_t pid) -> std::optional<ProcessFact> {
+              ++lookUps;
+              const auto at = processes.find(pid);
+              return at == processes.end() ? std::nullopt : std::optional(at->second);
+            },
+            .executable = [](std::int32_t) -> std::optional<std::string> { return std::nullopt; },
+            .folder = [](std::int32_t) -> std::optional<std::string> { return "/src/app"; },
+            .arguments = [this](std::int32_t pid) { return arguments[pid]; },
+            .children =
+                [this](std::int32_t pid) {
+                  std::vector<std::int32_t> found;
+                  for (const auto& [child, fact] : processes)
+                    if (fact.parent == pid) found.push_back(child);
+                  return found;
+                },
+            .all =
+                [this] {
+                  std::vector<std::int32_t> found;
+                  for (const auto& [pid, fact] : processes) found.push_back(pid);
+                  return found;
+                },
+            .lockHolder = [this](const std::string& path) -> std::optional<std::int32_t> {
+              const auto at = locks.find(path);
+              return at == locks.end() ? std::nullopt : std::optional(at->second);
+            },
+            .bootedAt = [] { return dateFromSeconds(0); }};
+  }
+
+  void addProcess(std::int32_t pid, const std::string& name, std::int32_t parent = 1, double startedAt = 10,
+                  std::optional<std::string> terminal = "/dev/pts/3") {
+    processes[pid] = {.parent = parent,
+                      .name = name,
+                      .startedAt = dateFromSeconds(startedAt),
+                      .terminal = std::move(terminal)};
+  }
+
+  Session save(const std::string& id, Agent agent, SessionState state, double at, std::int32_t pid = 18) {
+    Session record;
+    record.sessionId = id;
+    record.agent = agent;
+    record.state = state;
+    record.cwd = "/src/app";
+    record.agentPid = pid;
+    record.tty = "/dev/pts/3";
+    record.updatedAt = record.stateSince = dateFromSeconds(at);
+    if (state == needsYou) record.attentionId = "ATTENTION";
+    save(record, at);
+    return record;
+  }
+
+  void save(const Session& record, double at) {
+    files.write(sessions + "/" + record.sessionId + ".json", record.encode(), at);
+  }
+
+  // The state of a session, or nothing for one that is not shown.
+  std::optional<SessionState> stateOf(const std::string& id, double at) {
+    last = watcher->look(dateFromSeconds(at));
+    for (const ObservedSession& session : last.sessions)
+      if (session.record.sessionId == id) return session.state;
+    return std::nullopt;
+  }
+
+  test::FakeFiles files;
+  std::map<std::int32_t, ProcessFact> processes;
+  std::map<std::int32_t, std::vector<std::string>> arguments;
+  std::map<std::string, std::int32_t> locks;
+  int lookUps = 0;
+  std::optional<SessionWatcher> watcher;
+  SessionWatcher::Look last;
+};
+
+std::string claudeStatus(int pid, const std::string& id, const std::string& status, int second) {
+  return R"({"pid":)" + std::to_string(pid) + R"(,"sessionId":")" + id + R"(","cwd":"/src/app","status":")" +
+         status + R"(","statusUpdatedAt":)" + std::to_string(second) + "000}";
+}
+
+TEST_F(Watching, ClaudesStatusFileDecides) {
+  save("a", Agent::claude, needsYou, 100);
+  files.write("/Users/dev/.claude/sessions/18.json", claudeStatus(18, "a", "busy", 101), 101);
+  EXPECT_EQ(stateOf("a", 110), working);
+  EXPECT_THAT(last.files, Contains("/Users/dev/.claude/sessions"));
+  EXPECT_THAT(last.files, Contains(sessions));
+  EXPECT_THAT(last.processes, Contains(18));
+}
+
+TEST_F(Watching, AStatusFileThatIsBeingWrittenKeepsItsLastMeaning) {
+  save("a", Agent::claude, needsYou, 100);
+  files.write("/Users/dev/.claude/sessions/18.json", claudeStatus(18, "a", "busy", 101), 101);
+  EXPECT_EQ(stateOf("a", 110), working);
+  files.write("/Users/dev/.claude/sessions/18.json", "{\"pid\":1", 111);
+  EXPECT_EQ(stateOf("a", 111), working);
+  files.write("/Users/dev/.claude/sessions/18.json", claudeStatus(18, "a", "idle", 112), 112);
+  EXPECT_EQ(stateOf("a", 113), idle);
+}
+
+TEST_F(Watching, AForkOfClaudeDoesNotKeepTheOldSessionAlive) {
+  // The fork's first hook carries the old id with the fork's process.
+  save("old", Agent::claude, idle, 100, 18);
+  files.write("/Users/dev/.claude/sessions/18.json", claudeStatus(18, "new", "idle", 100), 100);
+  EXPECT_EQ(stateOf("old", 110), std::nullopt);
+  EXPECT_EQ(stateOf("new", 110), idle);
+}
+
+TEST_F(Watching, AStatusFileOfADeadProcessSaysNothing) {
+  files.write("/Users/dev/.claude/sessions/77.json", claudeStatus(77, "a", "busy", 100), 100);
+  EXPECT_EQ(stateOf("a", 110), std::nullopt);
+  // Neither does one whose process id belongs to a later process.
+  addProcess(77, "other", 1, 200);
+  EXPECT_EQ(stateOf("a", 210), std::nullopt);
+}
+
+TEST_F(Watching, GroksStopAfterItsEndMakesNoGhost) {
+  const std::string list = "/Users/dev/.grok/active_sessions.json";
+  save("g", Agent::grok, idle, 100);
+  files.write(list, R"([{"session_id":"g","pid":18,"cwd":"/src/app","opened_at":"1970-01-01T00:01:00Z"}])",
+              100);
+  EXPECT_EQ(stateOf("g", 101), idle);
+  files.remove(sessions + "/g.json", 102);
+  files.write(list, "[]", 102);
+  EXPECT_EQ(stateOf("g", 102), std::nullopt);
+  save("g", Agent::grok, idle, 102.05);
+  EXPECT_EQ(stateOf("g", 102.1), std::nullopt);
+  EXPECT_EQ(stateOf("g", 110), std::nullopt);
+}
+
+TEST_F(Watching, GroksNewSessionReplacesTheOldOne) {
+  save("old", Agent::grok, idle, 100);
+  files.write("/Users/dev/.grok/active_sessions.json",
+              R"([{"session_id":"new","pid":18,"cwd":"/src/app","opened_at":"1970-01-01T00:01:00Z"}])", 101);
+  EXPECT_EQ(stateOf("old", 102), std::nullopt);
+  EXPECT_EQ(stateOf("new", 102), idle);
+}
+
+TEST_F(Watching, ASubagentOfGrokAsksForItsParent) {
+  const std::string folder = "/Users/dev/.grok/sessions/%2Fsrc%2Fapp/";
+  save("parent", Agent::grok, working, 100);
+  save("child", Agent::grok, working, 101);
+  files.write(folder + "child/summary.json", R"({"session_kind":"subagent"})", 101);
+  files.write(folder + "parent/summary.json", R"({})", 101);
+  files.write(folder + "parent/events.jsonl",
+              R"({"ts":"1970-01-01T00:01:40Z","type":"turn_started"})"
+              "\n",
+              101);
+  files.write(folder + "parent/subagents/child/meta.json", "{}", 101);
+  files.write(folder + "child/events.jsonl",
+              R"({"ts":"1970-01-01T00:01:42Z","type":"permission_requested","tool_name":"run"})"
+              "\n",
+              102);
+  EXPECT_EQ(stateOf("child", 103), std::nullopt);
+  EXPECT_EQ(stateOf("parent", 103), needsYou);
+  files.append(
+      folder + "child/events.jsonl",
+      R"({"ts":"1970-01-01T00:01:44Z","type":"permission_resolved","tool_name":"run","decision":"allow"})"
+      "\n",
+      104);
+  EXPECT_EQ(stateOf("parent", 105), working);
+}
+
+TEST_F(Watching, ASubagentOfCopilotIsNoSession) {
+  const std::string folder = "/Users/dev/.copilot/session-state/parent/";
+  save("parent", Agent::copilot, working, 100);
+  save("child", Agent::copilot, working, 101);
+  files.write(folder + "events.jsonl",
+              R"({"timestamp":"1970-01-01T00:01:41Z","type":"subagent.started","agentId":"child"})"
+              "\n",
+              101);
+  EXPECT_EQ(stateOf("child", 103), std::nullopt);
+  EXPECT_EQ(stateOf("parent", 103), working);
+}
+
+TEST_F(Watching, CopilotsHoldFileOpensAndClosesASession) {
+  const std::string hold = "/Users/dev/.copilot/session-state/c/inuse.34.hold";
+  addProcess(34, "copilot", 18);
+  files.write(hold, "", 100);
+  EXPECT_EQ(stateOf("c", 101), idle);
+  EXPECT_EQ(last.sessions.front().record.cwd, "/src/app");
+  save("c", Agent::copilot, working, 102);
+  EXPECT_EQ(stateOf("c", 103), working);
+  files.remove(hold, 104);
+  EXPECT_EQ(stateOf("c", 105), std::nullopt);
+}
+
+constexpr std::string_view thread = "01a20054-7c97-7890-932d-c7bd65f0f20a";
+constexpr std::string_view later = "01a20055-7c97-7890-932d-c7bd65f0f20b";
+const std::string lockFolder = "/Users/dev/.codex/thread-writer-locks/";
+
+std::string lockOf(std::string_view id) {
+  return lockFolder + std::string(id) + ".lock";
+}
+
+TEST_F(Watching, CodexsLockOpensASession) {
+  const std::string lock = lockOf(thread);
+  files.write(lock, "", 100);
+  // The client makes the file before it locks it.
+  EXPECT_EQ(stateOf(std::string(thread), 100), std::nullopt);
+  ASSERT_TRUE(last.next);
+  locks[lock] = 18;
+  EXPECT_EQ(stateOf(std::string(thread), secondsOf(*last.next)), idle);
+  processes.erase(18);
+  watcher->processEnded(18);
+  EXPECT_EQ(stateOf(std::string(thread), 102), std::nullopt);
+}
+
+TEST_F(Watching, TheNewestLockOfAClientIsWhatItShows) {
+  save(std::string(thread), Agent::codex, idle, 100);
+  for (const auto& [id, at] : {std::pair(thread, 100.0), std::pair(later, 105.0)}) {
+    files.write(lockOf(id), "", at);
+    locks[lockOf(id)] = 18;
+  }
+  EXPECT_EQ(stateOf(std::string(thread), 110), std::nullopt);
+  EXPECT_EQ(stateOf(std::string(later), 110), idle);
+}
+
+const std::string day = "/Users/dev/.codex/sessions/2026/11/21/rollout-2026-11-21T22-57-45-";
+
+TEST_F(Watching, ALockOfASubagentShowsNothingAndItsQuestionIsTheParents) {
+  save(std::string(thread), Agent::codex, working, 100);
+  for (const std::string_view id : {thread, later}) {
+    files.write(lockOf(id), "", 100);
+    locks[lockOf(id)] = 18;
+  }
+  files.write(day + std::string(thread) + ".jsonl",
+              R"({"type":"session_meta","payload":{"id":")" + std::string(thread) + "\"}}\n", 100);
+  files.write(day + std::string(later) + ".jsonl",
+              R"({"type":"session_meta","payload":{"id":"x","parent_thread_id":")" + std::string(thread) +
+                  "\"}}\n"
+                  R"({"timestamp":"1970-01-01T00:01:42Z","type":"response_item","payload":)"
+                  R"({"type":"function_call","call_id":"c","name":"request_user_input"}})"
+                  "\n",
+              102);
+  EXPECT_EQ(stateOf(std::string(later), 104), std::nullopt);
+  EXPECT_EQ(stateOf(std::string(thread), 104), needsYou);
+}
+
+TEST_F(Watching, AnApprovedCommandOfCodexIsSeenInTheProcessTable) {
+  save(std::string(thread), Agent::codex, working, 100);
+  files.write(
+      day + std::string(thread) + ".jsonl",
+      R"({"timestamp":"1970-01-01T00:01:42Z","type":"response_item","payload":{"type":"function_call",)"
+      R"("call_id":"c","name":"exec_command","arguments":"{\"cmd\": \"touch a; sleep 9\", )"
+      R"(\"sandbox_permissions\": \"require_escalated\"}"}})"
+      "\n",
+      102);
+  EXPECT_EQ(stateOf(std::string(thread), 103), needsYou);
+  ASSERT_TRUE(last.next);
+  EXPECT_LE(secondsOf(*last.next), 103.5);
+  addProcess(50, "git", 18, 104);
+  arguments[50] = {"git", "status"};
+  EXPECT_EQ(stateOf(std::string(thread), 104), needsYou);
+  addProcess(51, "sleep", 18, 105);
+  arguments[51] = {"sleep", "9"};
+  EXPECT_EQ(stateOf(std::string(thread), 105.2), working);
+  // The answer stays when the command has ended and its result is not written yet.
+  processes.erase(51);
+  files.append(day + std::string(thread) + ".jsonl",
+               R"({"timestamp":"1970-01-01T00:01:50Z","type":"event_msg","payload":{"type":"token_count"}})"
+               "\n",
+               110);
+  EXPECT_EQ(stateOf(std::string(thread), 111), working);
+}
+
+TEST_F(Watching, AnApprovedCommandOfGeminiRunsOnATerminalOfItsOwn) {
+  Session record = save("e", Agent::gemini, needsYou, 100);
+  EXPECT_EQ(stateOf("e", 101), needsYou);
+  addProcess(50, "sh", 18, 102);
+  EXPECT_EQ(stateOf("e", 102.2), needsYou);
+  addProcess(51, "bash", 18, 103, "/dev/pts/9");
+  EXPECT_EQ(stateOf("e", 103.2), working);
+  // A new question is a new wait, though the command still runs.
+  record.updatedAt = dateFromSeconds(104);
+  save(record, 104);
+  EXPECT_EQ(stateOf("e", 104.2), needsYou);
+}
+
+TEST_F(Watching, AHookThatClosesOneOfGeminisCallsLeavesTheWaitAnswered) {
+  Session record = save("e", Agent::gemini, needsYou, 100);
+  record.waitingOn = {"name:invoke_agent", "name:run_shell_command"};
+  save(record, 100);
+  addProcess(51, "bash", 18, 103, "/dev/pts/9");
+  EXPECT_EQ(stateOf("e", 103.2), working);
+  processes.erase(51);
+  record.waitingOn = {"name:invoke_agent"};
+  save(record, 105);
+  EXPECT_EQ(stateOf("e", 105.2), working);
+}
+
+TEST_F(Watching, AProcessThatEndedIsMissedAtOnceWhenItsEndIsReported) {
+  save("a", Agent::claude, idle, 100);
+  EXPECT_EQ(stateOf("a", 101), idle);
+  processes.erase(18);
+  watcher->processEnded(18);
+  EXPECT_EQ(stateOf("a", 101.1), std::nullopt);
+}
+
+TEST_F(Watching, AnIdleSessionsProcessIsAskedForOnceASecond) {
+  save("a", Agent::claude, idle, 100);
+  stateOf("a", 101);
+  lookUps = 0;
+  for (int i = 1; i < 10; ++i) stateOf("a", 101 + i / 10.0);
+  EXPECT_EQ(lookUps, 0);
+  stateOf("a", 102.1);
+  EXPECT_EQ(lookUps, 1);
+}
+
+TEST_F(Watching, NothingIsReadWhenNothingChanged) {
+  save("a", Agent::claude, working, 100);
+  files.write("/Users/dev/.claude/sessions/18.json", claudeStatus(18, "a", "busy", 101), 101);
+  files.write("/Users/dev/.claude/projects/-src-app/a.jsonl", "{}\n", 101);
+  stateOf("a", 110);
+  files.bytesRead = 0;
+  files.lists = 0;
+  stateOf("a", 120);
+  EXPECT_EQ(files.bytesRead, 0U);
+  EXPECT_EQ(files.lists, 0);
+}
+
+TEST_F(Watching, AtMostTwoHundredFilesAreWatched) {
+  for (int i = 0; i < 300; ++i) save("s" + std::to_string(i), Agent::claude, working, 100);
+  stateOf("s0", 101);
+  EXPECT_EQ(last.sessions.size(), 300U);
+  EXPECT_EQ(last.files.size(), SessionWatcher::mostWatched);
+}
+
+TEST_F(Watching, UnknownLinesAndStatusesAreCounted) {
+  save("g", Agent::grok, working, 100);
+  files.write("/Users/dev/.grok/sessions/%2Fsrc%2Fapp/g/events.jsonl",
+              R"({"ts":"x","type":"tea_break"})"
+              "\n",
+              101);
+  files.write("/Users/dev/.claude/sessions/18.json", claudeStatus(18, "a", "dreaming", 101), 101);
+  stateOf("g", 102);
+  EXPECT_EQ(watcher->unknownLines(), 2U);
+}
+
+TEST_F(Watching, ARecordFromAnotherMachineIsElsewhere) {
+  Session record = save("a", Agent::claude, working, 100, 4000);
+  record.cwd = "/workspaces/app";
+  save(record, 100);
+  EXPECT_EQ(stateOf("a", 100'000), working);
+  EXPECT_TRUE(last.sessions.front().isElsewhere);
+}
+
+}  // namespace
+}  // namespace tavrin
