@@ -151,10 +151,11 @@ TEST_F(PanelInTmux, TheFilterAndTheHelpComeAndGo) {
 
 TEST_F(PanelInTmux, EnterGoesToTheWindowOfTheSession) {
   openAndWait();
-  pane->tell(
-      {"new-window", "-d", "-t", ":7",
-       "printf '{\"session_id\":\"s1\",\"hook_event_name\":\"UserPromptSubmit\",\"cwd\":\"/tmp\"}' | '" +
-           hookExecutable().string() + "'; cat"});
+  // An agent is what started the shell that runs the hook.
+  writeFile(home.path() / "agent",
+            R"(printf '{"session_id":"s1","hook_event_name":"UserPromptSubmit","cwd":"/tmp"}' | )" +
+                hookExecutable().string() + "; cat");
+  pane->tell({"new-window", "-d", "-t", ":7", "exec timeout --foreground 600 sh \"$HOME/agent\""});
   EXPECT_TRUE(pane->shows("tmux:7.0")) << pane->screen();
   EXPECT_EQ(pane->tell({"display-message", "-p", "#{window_index}"}), "0\n");
   pane->press("Enter");
@@ -261,8 +262,9 @@ TEST_F(PanelInTmux, WorksOnEveryKindOfTerminal) {
 
 TEST_F(PanelInTmux, ADumbTerminalGetsTheList) {
   hook("a", "UserPromptSubmit", "alpha");
-  open({.term = "dumb"});
-  EXPECT_TRUE(pane->shows("status 0")) << pane->screen();
+  pane = std::make_unique<TmuxPane>(home, TmuxPane::Options{.term = "dumb"});
+  type(TAVRIN_EXECUTABLE " panel; echo status $?");
+  EXPECT_TRUE(pane->shows("\nstatus 0")) << pane->screen();
   EXPECT_THAT(pane->screen(), testing::ContainsRegex("burning +[0-9]+s +alpha"));
 }
 

@@ -26,7 +26,8 @@ class TmuxPane {
   static bool isAvailable() { return std::filesystem::exists(tmux()); }
   static std::string tmux() { return "/usr/bin/tmux"; }
 
-  TmuxPane(const ScratchHome& home, const Options& options) : socket_((home.path() / ("tmux" + std::to_string(next_++))).string()) {
+  TmuxPane(const ScratchHome& home, const Options& options)
+      : socket_((home.path() / ("tmux" + std::to_string(next_++))).string()) {
     std::vector<std::string> words = {"/usr/bin/env",       "-i",
                                       "PATH=/usr/bin:/bin", "HOME=" + home.string(),
                                       "LC_ALL=C.UTF-8",     "SHELL=/bin/sh"};
