@@ -164,6 +164,31 @@ TEST_F(PanelInTmux, EnterGoesToTheWindowOfTheSession) {
   })) << pane->screen();
 }
 
+TEST_F(PanelInTmux, StopsAServerAfterAsking) {
+  const std::string python = "/usr/bin/python3";
+  if (!std::filesystem::exists(python)) GTEST_SKIP() << "python3 is not installed, so no server is stopped.";
+  const std::filesystem::path folder = home.path() / "site";
+  std::filesystem::create_directories(folder);
+  const Subprocess server({python, "-uc",
+                           "import os, http.server as h; os.chdir('" + folder.string() +
+                               "'); s = h.HTTPServer(('127.0.0.1', 0), h.SimpleHTTPRequestHandler); "
+                               "print(s.server_port); s.serve_forever()"});
+  const std::string port = server.readLine();
+  openAndWait();
+  EXPECT_TRUE(pane->shows("  " + port + "  ")) << pane->screen();
+  pane->type("/" + port);
+  pane->press("Enter");
+  EXPECT_TRUE(pane->shows("s stop")) << pane->screen();
+  pane->type("s");
+  EXPECT_TRUE(pane->shows("on port " + port + "? (y/n)")) << pane->screen();
+  pane->type("n");
+  EXPECT_TRUE(pane->shows("s stop")) << pane->screen();
+  EXPECT_EQ(::kill(server.pid(), 0), 0);
+  pane->type("sy");
+  EXPECT_TRUE(pane->shows("on port " + port + " has stopped.")) << pane->screen();
+  EXPECT_TRUE(pane->shows("Nothing matches the filter.")) << pane->screen();
+}
+
 TEST_F(PanelInTmux, EverySignalLeavesTheTerminalAsItWas) {
   for (const int signal : {SIGTERM, SIGHUP, SIGQUIT, SIGABRT, SIGSEGV}) {
     SCOPED_TRACE(strsignal(signal));
