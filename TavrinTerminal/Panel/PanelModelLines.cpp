@@ -14,6 +14,7 @@ namespace {
 constexpr int gap = 2;
 constexpr int linesAround = 4;  // the summary, the keys, and a rule beside each
 constexpr std::string_view otherServers = "Other servers";
+constexpr std::string_view connectHint = "No agent is connected. Run \"tavrin connect\".";
 
 // The columns of the longest name, state and age.
 constexpr int agentWidth = 7;
@@ -183,6 +184,8 @@ std::vector<PanelLine> PanelModel::emptyLines() const {
     lines.push_back(textLine(std::string(rest.substr(0, end)), PanelRole::faint, size_.columns));
     rest.remove_prefix(end == std::string_view::npos ? rest.size() : end + 1);
   }
+  if (agents_.kind() == ActivityEmptyContent::Agents::Kind::off)
+    lines.push_back(textLine(std::string(connectHint), PanelRole::faint, size_.columns));
   return lines;
 }
 

@@ -130,6 +130,9 @@ TEST(PanelModel, AnEmptyPanelSaysWhatTheLibrarySays) {
   model.takeServers(std::nullopt);
   EXPECT_THAT(textOf(model),
               HasSubstr(" Localhost unavailable\n Couldn\u2019t refresh your local servers.\n"));
+  EXPECT_THAT(textOf(model), HasSubstr("\n No agent is connected. Run \"tavrin connect\".\n"));
+  model.takeAgents(ActivityEmptyContent::Agents::connected(1));
+  EXPECT_THAT(textOf(model), Not(HasSubstr("No agent is connected")));
 }
 
 TEST(PanelModel, OnlyKeysThatDoSomethingAreShown) {
