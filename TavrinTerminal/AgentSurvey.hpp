@@ -26,7 +26,8 @@ struct SurveyedAgent {
   /// What may be registered with the installed versions.
   AgentVersions::Fit fit() const;
 
-  /// The oldest version, which decides what is registered; nullopt when one is not known or none is installed.
+  /// The oldest version, which decides what is registered; nullopt when one is not known or none is
+  /// installed.
   std::optional<AgentVersion> oldestVersion() const;
 
   /// The version of the installation that a shell would start; nullopt when it is not known.

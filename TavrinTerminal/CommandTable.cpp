@@ -8,6 +8,7 @@
 #include "TavrinTerminal/Commands/Completions.hpp"
 #include "TavrinTerminal/Commands/Connect.hpp"
 #include "TavrinTerminal/Commands/Disconnect.hpp"
+#include "TavrinTerminal/Commands/Doctor.hpp"
 #include "TavrinTerminal/Commands/Focus.hpp"
 #include "TavrinTerminal/Commands/Help.hpp"
 #include "TavrinTerminal/Commands/List.hpp"
@@ -17,6 +18,8 @@
 #include "TavrinTerminal/Commands/Wait.hpp"
 #include "TavrinTerminal/Commands/Watch.hpp"
 #include "TavrinTerminal/ShownText.hpp"
+#include "TavrinTerminal/System/Notifier.hpp"
+#include "TavrinTerminal/System/TerminalFocus.hpp"
 
 namespace tavrin::CommandTable {
 
@@ -52,6 +55,11 @@ The settings as they were before are kept in "Library/Application Support/Tavrin
 constexpr std::array<OptionDescription, 2> disconnectOptions = {{
     {.name = "--dry-run", .help = "shows what would change as a diff, and changes nothing"},
     {.name = "--yes", .help = "does not ask before files are written; needed without a terminal"},
+}};
+
+constexpr std::array<OptionDescription, 2> doctorOptions = {{
+    {.name = "--json", .help = "prints one JSON document with the findings"},
+    {.name = "--fix", .help = "removes leftover files and records of dead agents that are older than a day"},
 }};
 
 constexpr std::array<OptionDescription, 1> focusOptions = {{
@@ -223,12 +231,22 @@ Outcome runDisconnect(const ParsedWords& words, const Surroundings& surroundings
                          surroundings, console);
 }
 
+Outcome runDoctor(const ParsedWords& words, const Surroundings& surroundings, const Console& console) {
+  return Doctor::run({.json = words.has("--json"), .fix = words.has("--fix")}, surroundings, console);
+}
+
 Outcome runFocus(const ParsedWords& words, const Surroundings& surroundings, const Console&) {
   return Focus::run({.session = words.argument(), .next = words.has("--next")}, surroundings);
 }
 
 Outcome runList(const ParsedWords& words, const Surroundings& surroundings, const Console& console) {
-  return List::run({.json = words.has("--json"), .all = words.has("--all")}, surroundings, console);
+  Surroundings withPlaces = surroundings;
+  if (!withPlaces.places) {
+    withPlaces.places = [&surroundings](const std::vector<Session>& sessions) {
+      return TerminalFocus::ofThisSystem(surroundings).places(sessions);
+    };
+  }
+  return List::run({.json = words.has("--json"), .all = words.has("--all")}, withPlaces, console);
 }
 
 Outcome runPanel(const ParsedWords&, const Surroundings& surroundings, const Console& console) {
@@ -243,9 +261,15 @@ Outcome runStatus(const ParsedWords& words, const Surroundings& surroundings, co
 }
 
 Outcome runWatch(const ParsedWords& words, const Surroundings& surroundings, const Console& console) {
+  Surroundings withNotifier = surroundings;
+  if (!withNotifier.makeNotifier) {
+    withNotifier.makeNotifier = [&surroundings](EventLoop& loop) {
+      return Notifier::ofThisSystem(loop, surroundings);
+    };
+  }
   return Watch::run(
       {.json = words.has("--json"), .exec = words.value("--exec"), .notify = words.has("--notify")},
-      surroundings, console);
+      withNotifier, console);
 }
 
 Outcome runWait(const ParsedWords& words, const Surroundings& surroundings, const Console& console) {
@@ -287,7 +311,7 @@ Outcome runHelp(const ParsedWords& words, const Surroundings&, const Console&) {
   return Help::run(words.argument());
 }
 
-constexpr std::array<CommandDescription, 13> table = {{
+constexpr std::array<CommandDescription, 14> table = {{
     {.name = "panel",
      .summary = "shows sessions and servers on the full screen",
      .details = panelDetails,
@@ -328,6 +352,11 @@ constexpr std::array<CommandDescription, 13> table = {{
      .argument = optionalSession,
      .options = waitOptions,
      .run = runWait},
+    {.name = "doctor",
+     .summary = "checks every agent and file, and names a command that fixes each finding",
+     .details = "The status is 1 when there are findings.\n",
+     .options = doctorOptions,
+     .run = runDoctor},
     {.name = "focus",
      .summary = "brings a session's terminal to the front",
      .details = focusDetails,

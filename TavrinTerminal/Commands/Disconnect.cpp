@@ -64,9 +64,9 @@ class Command {
     return files;
   }
 
-  std::vector<Plan> plansOf(std::vector<SettingsFile> files) {
+  std::vector<Plan> plansOf(const std::vector<SettingsFile>& files) {
     std::vector<Plan> plans;
-    for (SettingsFile& file : files) {
+    for (const SettingsFile& file : files) {
       SettingsFile::Outcome preview = file.disconnect(SettingsFile::Mode::preview);
       const bool isKept = file.original().has_value();
       switch (preview.kind) {

@@ -3,6 +3,8 @@
 #include <array>
 #include <charconv>
 
+#include "TavrinTerminal/ShellWord.hpp"
+
 namespace tavrin {
 
 namespace {
@@ -45,19 +47,6 @@ Number numberIn(std::string_view text) {
 // Whether `flags`, words with commas between them, hold `word`.
 bool hasFlag(std::string_view flags, std::string_view word) {
   return ("," + std::string(flags) + ",").find("," + std::string(word) + ",") != std::string::npos;
-}
-
-// A word for the shell (sh(1), "Quoting").
-std::string quoted(std::string_view word) {
-  std::string text = "'";
-  for (const char character : word) {
-    if (character == '\'') {
-      text += "'\\''";
-    } else {
-      text += character;
-    }
-  }
-  return text + "'";
 }
 
 }  // namespace
@@ -127,7 +116,7 @@ bool TmuxServer::select(const std::string& pane, const std::string& client) cons
 }
 
 std::string TmuxServer::attachCommand(const std::string& sessionName) const {
-  return "tmux -S " + quoted(socket_) + " attach -t " + quoted("=" + sessionName);
+  return "tmux -S " + shellWord(socket_) + " attach -t " + shellWord("=" + sessionName);
 }
 
 }  // namespace tavrin

@@ -25,9 +25,9 @@ class AgentMachine {
     program("Tavrin/bin/tavrin-hook", "exit 0");
     environment["PATH"] = at("bin") + ":/usr/bin:/bin";
     surroundings.home = home.string();
-    surroundings.now = [] { return noon; };
-    surroundings.environment = [this](const std::string& name) -> std::optional<std::string> {
-      const auto found = environment.find(name);
+    surroundings.now = [] { return testTime; };
+    surroundings.environment = [this](std::string_view name) -> std::optional<std::string> {
+      const auto found = environment.find(std::string(name));
       return found == environment.end() ? std::nullopt : std::optional(found->second);
     };
     surroundings.processes = ProcessFacts::ofThisSystem();
