@@ -194,7 +194,24 @@ def arguments():
         yield words.replace(" ", "\0").encode()
 
 
-TARGETS = [arguments, codex, event, gitfile, listeners, log, record, settings, titles, transcript]
+def keys():
+    """What a terminal sends: each word, pairs of them, and long runs."""
+    words = dictionary("keys") + [b"j", b"q", b"\r", b"\x7f"]
+    for first in words:
+        for second in words:
+            yield first + second
+    chance = random.Random(1)
+    for count in range(1, 100):
+        yield b"".join(chance.choices(words, k=count))
+
+
+def settingstext():
+    """A byte of options, and the text of a settings file."""
+    for number, text in enumerate(sorted(set(settings()))):
+        yield bytes([number % 256]) + text
+
+
+TARGETS = [arguments, codex, event, gitfile, keys, listeners, log, record, settings, settingstext, titles, transcript]
 
 
 def main():

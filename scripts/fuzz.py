@@ -24,6 +24,7 @@ TARGETS = {
     "codex": (["json", "codex"], 4096),
     "event": (["json", "event"], 4096),
     "gitfile": (["gitfile"], 2048),
+    "keys": (["keys"], 1024),
     "listeners": (["listeners"], 4096),
     "log": (["log"], 1024),
     "record": (["json", "record"], 4096),
