@@ -16,7 +16,7 @@ namespace {
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
 
-// A file system of just the paths given, which keeps what it was asked.
+// A file system that holds only the given paths and remembers what it was asked.
 struct FakeFiles {
   std::set<std::string> existing;
   std::vector<std::string> asked = {};

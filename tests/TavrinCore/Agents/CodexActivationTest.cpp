@@ -54,7 +54,7 @@ json::value answerWith(std::string_view listedHook) {
   return parsed(R"({"id":2,"result":{"data":[{"hooks":[)" + std::string(listedHook) + "]}]}}");
 }
 
-// What no answer should be: wrong types at every level, and half an answer.
+// Malformed answers: wrong types at every level, and half an answer.
 const std::vector<std::string> brokenAnswers = {
     "null",
     "true",

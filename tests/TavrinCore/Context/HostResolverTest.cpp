@@ -30,7 +30,7 @@ Pid agentIn(const std::vector<std::optional<std::string>>& names, const Names& w
   return node ? Pid(node->pid) : std::nullopt;
 }
 
-// The host of a chain in which the processes at these places are regular applications.
+// The host of a chain whose processes at these places are regular applications.
 Pid hostIn(std::size_t length, const std::vector<std::size_t>& regular) {
   Chain chain = chainOf(std::vector<std::optional<std::string>>(length, "x"));
   for (const std::size_t place : regular) chain.at(place).isRegularApp = true;

@@ -16,12 +16,12 @@ using Text = std::optional<std::string>;
 
 constexpr std::string_view session = "0::/user.slice/user-1000.slice/user@1000.service/app.slice/";
 
-// The application of a process in a unit of this name under a person's session.
+// The application of a process whose unit in the user's session has this name.
 Text idOf(std::string_view unit) {
   return ProcFormats::applicationId(std::string(session) + std::string(unit) + "\n");
 }
 
-// A text of /proc/PID/stat with this between its parentheses.
+// A text of /proc/PID/stat with this text between its parentheses.
 std::string statOf(const std::string& name) {
   return "4242 (" + name +
          ") S 4241 4242 4000 34819 4242 4194304 1052 0 0 0 1 0 0 0 20 0 1 0 88345 2949120 448 "
@@ -301,8 +301,7 @@ TEST(ProcFormats, OtherDevicesHaveNoFixedName) {
 }
 
 TEST(ProcFormats, MajorNumbersHaveTwelveBits) {
-  // Numbers that are handed out as drivers come go on from 511 downwards, and share their low bits with
-  // others.
+  // Dynamically assigned numbers count down from 511 and share their low bits with others.
   for (const std::uint32_t majorNumber : {256U + 4U, 256U + 136U, 256U + 143U, 511U, 2'048U + 4U, 4'095U}) {
     EXPECT_EQ(ProcFormats::terminalPath(device(majorNumber, 1)), std::nullopt) << majorNumber;
   }

@@ -29,7 +29,7 @@ std::string deepPath(int depth) {
   return path;
 }
 
-// What `find` makes of a ".git" file of this text in /r/w.
+// The result of `find` for a ".git" file with this text in /r/w.
 std::optional<RepoLabel> foundWith(std::optional<std::string> text) {
   FakeFiles files;
   files.files["/r/w/.git"] = std::move(text);
@@ -80,7 +80,7 @@ TEST(RepoLabel, TheRootOfTheFileSystemMayBeARepository) {
 }
 
 TEST(RepoLabel, SixtyFourDirectoriesAreExamined) {
-  // From 70 levels down, the 64th directory upwards is 7 levels down.
+  // From 70 levels down, the 64th directory upwards is 7 levels deep.
   FakeFiles files;
   files.directories = {deepPath(7) + "/.git"};
   EXPECT_EQ(RepoLabel::find(deepPath(70), files.probes()), label(deepPath(7)));

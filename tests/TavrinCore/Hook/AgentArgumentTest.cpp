@@ -13,7 +13,7 @@ namespace {
 using AgentArgument::Parsed;
 using Words = std::vector<std::string_view>;
 
-// The words of a command line after the program's own name.
+// The words of a command line after the program's name.
 Parsed parsed(Words words) {
   words.insert(words.begin(), "/opt/tavrin/bin/tavrin-hook");
   return AgentArgument::parseAll(words);
@@ -134,7 +134,7 @@ TEST(AgentArgument, ParseGivesTheAgentOfParseAll) {
   EXPECT_EQ(AgentArgument::parse(words), Agent::copilot);
 }
 
-// The grammar once more, as plainly as it can be put.
+// The same grammar, written as plainly as possible.
 Parsed byTheGrammar(const Words& words) {
   Parsed result;
   const auto setAgent = [&](std::string_view value) {

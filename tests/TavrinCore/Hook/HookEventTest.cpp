@@ -21,14 +21,14 @@ namespace {
 using Text = std::optional<std::string>;
 using Case = HookEvent::ParseError::Case;
 
-// The event in `bytes`, checked to be the same for a payload read beforehand.
+// The event in `bytes`. Checks that a payload parsed beforehand gives the same event.
 HookEvent parsed(std::string_view bytes, const Text& eventOverride = std::nullopt) {
   HookEvent event = HookEvent::parse(bytes, eventOverride);
   EXPECT_EQ(HookEvent::parse(HookPayload(bytes), eventOverride), event) << bytes;
   return event;
 }
 
-// Why the bytes are no event; nothing when they are one.
+// Why the bytes are not an event; nullopt if they are one.
 std::optional<Case> refusal(std::string_view bytes, const Text& eventOverride = std::nullopt) {
   std::optional<Case> first;
   std::optional<Case> second;
@@ -291,7 +291,7 @@ TEST(HookEvent, ACallIsKeyedByItsIdOrElseByItsToolsName) {
   EXPECT_EQ(withTool("name:Bash", "Read").callKey(), "name:Bash");
 }
 
-// What an object says of an event, looked up key by key in a whole tree of values.
+// The event of an object, looked up key by key in a whole tree of values.
 HookEvent lookedUp(const boost::json::object& object, const Text& eventOverride) {
   const auto text = [&](std::initializer_list<std::string_view> keys) -> Text {
     for (const auto key : keys) {

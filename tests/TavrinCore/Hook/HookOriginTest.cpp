@@ -10,7 +10,7 @@ namespace {
 
 const HookOrigin grok = HookOrigin::agent(Agent::grok);
 
-// What the bytes of a payload are taken for, checked to be the same for a payload read beforehand.
+// The origin of a payload. Checks that a payload parsed beforehand has the same origin.
 HookOrigin detected(std::string_view bytes) {
   const HookOrigin origin = HookOrigin::detect(bytes);
   try {

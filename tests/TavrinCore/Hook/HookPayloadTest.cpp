@@ -13,7 +13,7 @@ namespace {
 
 using Text = std::optional<std::string>;
 
-// One field and the keys it is read under, the first one first.
+// One field and the keys under which it is read, the preferred one first.
 struct Field {
   std::string_view name;
   std::vector<std::string_view> spellings;
@@ -41,7 +41,7 @@ std::string inQuotes(std::string_view text) {
   return "\"" + std::string(text) + "\"";
 }
 
-// An object of these keys and values; the values are JSON.
+// An object with these keys and values. The values are JSON.
 std::string object(const std::vector<std::pair<std::string_view, std::string>>& members) {
   std::string text = "{";
   for (const auto& [key, value] : members)
@@ -80,7 +80,7 @@ TEST(HookPayload, AFieldUnderNoneOfItsSpellingsIsAbsent) {
 }
 
 TEST(HookPayload, OfAllSpellingsTheEarliestWithATextWins) {
-  // Every way of giving each spelling a text, an empty text, a number, or leaving it out, in both orders.
+  // Each spelling gets a text, an empty text, a number, or is left out; all combinations, in both orders.
   int count = 0;
   for (const Field& field : fields()) {
     const std::size_t size = field.spellings.size();
@@ -124,7 +124,9 @@ TEST(HookPayload, AValueThatIsNoTextCountsAsMissing) {
 TEST(HookPayload, OfEqualKeysTheLastCountsEvenWhenItIsNoText) {
   EXPECT_EQ(HookPayload(R"({"session_id":"a","session_id":"b"})").text(&HookEvent::sessionId), "b");
   EXPECT_EQ(HookPayload(R"({"session_id":"a","session_id":5})").text(&HookEvent::sessionId), std::nullopt);
-  EXPECT_EQ(HookPayload(R"({"session_id":"a","sessionId":"c","session_id":null})").text(&HookEvent::sessionId), "c");
+  EXPECT_EQ(
+      HookPayload(R"({"session_id":"a","sessionId":"c","session_id":null})").text(&HookEvent::sessionId),
+      "c");
   EXPECT_EQ(HookPayload(R"({"session_id":["a"],"session_id":"b"})").text(&HookEvent::sessionId), "b");
   EXPECT_EQ(HookPayload(R"({"cwd":"a","c\u0077d":"b"})").text(&HookEvent::cwd), "b");
 }

@@ -18,7 +18,7 @@ using ::testing::ElementsAre;
 using ::testing::IsEmpty;
 using ::testing::UnorderedElementsAreArray;
 
-// What an event calls for
+// The action that an event asks for
 
 TEST(HookTransitions, EachEventOfTheTableHasItsAction) {
   const std::vector<std::pair<HookEvent, HookAction>> cases = {
@@ -165,7 +165,7 @@ TEST(HookTransitions, TheNameSetsAreTheseAndNoOther) {
             (Names{"PostToolUse", "PostToolUseFailure", "PermissionDenied", "AfterTool"}));
 }
 
-// What becomes of it for the stored record
+// The action's effect on the stored record
 
 TEST(HookTransitions, ACodexPermissionRequestIsIgnoredWhateverIsStored) {
   const HookEvent request = toolEvent("PermissionRequest", "Bash");
@@ -212,7 +212,7 @@ TEST(HookTransitions, WithoutARecordTheActionStands) {
 
 TEST(HookTransitions, ASessionThatDoesNotWaitTakesEveryAction) {
   for (const SessionState state : {SessionState::idle, SessionState::working}) {
-    // What an earlier stretch may have left behind plays no part.
+    // What an earlier stretch may have left behind does not matter.
     Session stored = sessionOf(Agent::claude, state);
     stored.waitingOn = {"a", "b"};
     for (const HookAction action : {idle, working, needsYou, remove, ignore}) {

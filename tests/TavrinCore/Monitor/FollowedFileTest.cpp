@@ -17,7 +17,7 @@ namespace {
 using Change = FollowedFile::Change;
 using testing::ElementsAre;
 
-// A followed file and the lines that it gave since the last restart.
+// A followed file and the lines that it returned since the last restart.
 class FollowedFileTest : public testing::Test {
  protected:
   Change look() {

@@ -84,7 +84,7 @@ class Watching : public testing::Test {
     files.write(sessions + "/" + record.sessionId + ".json", record.encode(), at);
   }
 
-  // The state of a session, or nothing for one that is not shown.
+  // The state of a session; nullopt if it is not shown.
   std::optional<SessionState> stateOf(const std::string& id, double at) {
     last = watcher->look(dateFromSeconds(at));
     for (const ObservedSession& session : last.sessions)
@@ -136,7 +136,7 @@ TEST_F(Watching, AForkOfClaudeDoesNotKeepTheOldSessionAlive) {
 TEST_F(Watching, AStatusFileOfADeadProcessSaysNothing) {
   files.write("/Users/dev/.claude/sessions/77.json", claudeStatus(77, "a", "busy", 100), 100);
   EXPECT_EQ(stateOf("a", 110), std::nullopt);
-  // Neither does one whose process id belongs to a later process.
+  // A record whose process id now belongs to a later process does not count either.
   addProcess(77, "other", 1, 200);
   EXPECT_EQ(stateOf("a", 210), std::nullopt);
 }

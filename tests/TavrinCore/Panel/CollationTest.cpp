@@ -16,7 +16,7 @@ namespace {
 
 using ::testing::ElementsAre;
 
-// The names in their order, those that are equal joined with "=".
+// The names in their order. Equal names are joined with "=".
 std::vector<std::string> order(const std::vector<std::string_view>& names, const std::string& locale) {
   const std::vector<std::size_t> ranks = Collation::ranks(names, locale);
   std::vector<std::pair<std::size_t, std::size_t>> places;
@@ -119,7 +119,7 @@ TEST(Collation, TakesALetterWithItsDotApartForTheLetter) {
   EXPECT_LT(ranks[4], ranks[1]);
 }
 
-// Half a million accents on one letter took minutes: they are brought into an order of their own.
+// Half a million accents on one letter once took minutes, because accents are sorted.
 TEST(Collation, LooksAtAsMuchOfANameAsFitsAScreen) {
   std::string accents = "a";
   for (int i = 0; i < 500'000; ++i) accents += i % 2 == 0 ? "\u0301" : "\u0334";

@@ -131,8 +131,8 @@ TEST(PanelNavigation, RowsComeByTheStoredStateNotByTheOneShown) {
               ElementsAre("z", "a"));
 }
 
-// A session in the home directory is named "home" and thus stands among those of that name by its id, which
-// under any other name it would not.
+// A session in the home directory is named "home", so its id orders it among the sessions of that name. Under
+// any other name the id would not matter.
 TEST(PanelNavigation, NamesGoByTheUsersHomeDirectoryWhereverProbesAreLookedFor) {
   Session home;
   home.sessionId = "b";

@@ -181,7 +181,7 @@ TEST(PortScan, AProcessMayHaveAHundredThousandEndpoints) {
   EXPECT_EQ(processes[0].ports.back(), 65535);
 }
 
-// Whatever comes in, no process loses a port that it listens on, and none is made up.
+// For any input, no process loses a port that it listens on, and no port is made up.
 TEST(PortScan, NoEndpointIsLostOnGeneratedInput) {
   test::Random random(test::randomSeed());
   const std::vector<std::string> hosts = {"127.0.0.1", "::1", "localhost", "10.0.0.1", "fe80::1"};

@@ -98,8 +98,7 @@ TEST(SessionLabels, OddNamesHaveLabels) {
   EXPECT_EQ(SessionLabels::terminalSuffix(huge), huge);
 }
 
-// Two sessions in one project have different labels when they are of one agent and have terminals of their
-// own.
+// Two sessions in one project have different labels if they belong to one agent and each has a terminal.
 TEST(SessionLabels, AreUniqueWhereTheRulesMakeThemSo) {
   test::Random random(test::randomSeed());
   std::size_t checked = 0;

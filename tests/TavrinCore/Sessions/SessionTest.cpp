@@ -41,7 +41,7 @@ Session fullSession() {
   return session;
 }
 
-// Gives "NEW-1", "NEW-2" and so on, and counts.
+// Returns "NEW-1", "NEW-2" and so on, and counts.
 struct Ids {
   int given = 0;
 
@@ -91,7 +91,8 @@ TEST(Session, IsEqualOnlyWhenEveryFieldIs) {
   }
 }
 
-// Every way from state to state, with and without each thing that matters, against the rules one by one.
+// Every step from state to state, with and without each thing that matters, compared with the rules one by
+// one.
 TEST(Session, ApplyingFollowsItsRulesInEveryCase) {
   constexpr std::array<bool, 2> noAndYes = {false, true};
   const Date now = dateFromSeconds(2000);
@@ -270,7 +271,7 @@ TEST(Session, ATitleThatIsEmptyOrLongerThan1024BytesIsNotUsed) {
   const std::string longest(1024, 'x');
   EXPECT_EQ(desktopSession(longest).projectName(home), longest);
   EXPECT_EQ(desktopSession(longest + "x").projectName(home), "app · feature-x");
-  // What counts is the size after white space has been collapsed, in bytes of UTF-8.
+  // The limit applies to the size in bytes of UTF-8 after white space has been collapsed.
   EXPECT_EQ(desktopSession("  " + longest + " \n").projectName(home), longest);
   std::string umlauts;
   for (int i = 0; i < 512; ++i) umlauts += "ü";

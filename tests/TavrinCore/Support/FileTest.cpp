@@ -55,7 +55,7 @@ TEST(File, ContentsBeyondTheLimitAreNothing) {
       EXPECT_EQ(File::contents(scratch / "f", 0), std::nullopt) << size;
     }
   }
-  // Without an end of its own.
+  // A file that never ends.
   EXPECT_EQ(File::contents("/dev/zero", 100'000), std::nullopt);
 }
 
@@ -75,7 +75,7 @@ TEST(File, APipeWithoutAWriterReadsAsEmptyAndStopsNobody) {
   ASSERT_EQ(::mkfifo(path.c_str(), 0600), 0);
   EXPECT_EQ(File::contents(path), "");
   EXPECT_EQ(File::text(path), "");
-  // With a writer that says nothing there is nothing to read.
+  // A pipe whose writer writes nothing has nothing to read.
   const FileDescriptor both = FileDescriptor::open(path, O_RDWR);
   ASSERT_TRUE(both.isOpen());
   EXPECT_EQ(File::contents(path), std::nullopt);
@@ -123,7 +123,7 @@ TEST(File, TheSizeOfALargeFileIsWhole) {
 }
 
 TEST(File, WritingAllGoesOnAfterShortWrites) {
-  // A pipe takes 65,536 bytes or so at once, the rest as they are read.
+  // A pipe takes about 65,536 bytes at once, and the rest as they are read.
   Pipe pipe;
   std::string bytes;
   for (std::size_t i = 0; i < 1'000'000; ++i) bytes += static_cast<char>(i * 31);
@@ -153,7 +153,7 @@ TEST(File, WritingAllSaysWhyItFailed) {
     EXPECT_EQ(errno, ENOSPC);
     EXPECT_TRUE(File::writeAll(full.number(), ""));
   }
-  // Past the largest size allowed, after a short write up to it.
+  // Past the largest allowed size, after a short write up to it.
   EXPECT_EQ(inAnotherProcess([&] {
               ::signal(SIGXFSZ, SIG_IGN);
               const rlimit limit = {.rlim_cur = 10, .rlim_max = 10};
@@ -232,7 +232,7 @@ TEST(File, ADirectoryThatMayNotBeWrittenInKeepsNewOnesOut) {
   ASSERT_EQ(::chmod(locked.c_str(), 0555), 0);
   const auto asSomebody = [](const std::function<int()>& work) {
     return inAnotherProcess([&] {
-      // Nothing is forbidden to the superuser.
+      // Permissions do not stop the superuser.
       constexpr uid_t nobody = 65'534;
       if (::geteuid() == 0 && ::setuid(nobody) != 0) return 200;
       return work();
@@ -258,7 +258,7 @@ TEST(File, ManyProcessesMayMakeTheSameDirectoriesAtOnce) {
     for (int i = 0; i < processes; ++i) {
       const pid_t child = ::fork();
       if (child == 0) {
-        // All start together, when the other end is closed.
+        // All start together when the other end is closed.
         start.writeEnd.close();
         start.hears();
         ::_exit(File::makeDirectories(top + "/a/b/c/d/e/f") ? 0 : 1);
@@ -302,7 +302,7 @@ TEST(File, OneReadOfWhatCannotBeReadGivesNothing) {
   EXPECT_EQ(File::oneRead(scratch.string()), std::nullopt);
 }
 
-// The system would take the path up to the zero byte, and with it another file.
+// The kernel would cut the path at the zero byte and open another file.
 TEST(File, APathWithAZeroByteNamesNothing) {
   const test::ScratchDirectory scratch;
   test::writeFile(scratch / "file", "text");

@@ -23,7 +23,7 @@ TEST(IndexTable, AKeyKeepsTheIndexThatItWasAddedWithFirst) {
   EXPECT_EQ(table.find(spreadHash(7), isKey(7)), 1U);
 }
 
-// All keys have one hash, or one slot, and find their places behind each other, around the end.
+// All keys share one hash or one slot. They go into the next free slots, around the end of the table.
 TEST(IndexTable, KeysOfOneHashAreToldApart) {
   for (const std::size_t hash : {std::size_t{0}, ~std::size_t{0}}) {
     IndexTable table(100);

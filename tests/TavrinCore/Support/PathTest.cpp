@@ -85,7 +85,7 @@ TEST(Path, ARelativePathStartsAtTheBase) {
 }
 
 TEST(Path, StandardizingTwiceIsStandardizingOnce) {
-  // All paths of up to seven of these signs.
+  // All paths of up to seven of these characters.
   constexpr std::string_view signs = "/.a";
   int cases = 0;
   for (std::size_t length = 1, count = 3; length <= 7; ++length, count *= 3) {

@@ -32,7 +32,7 @@ TEST(PosixError, IsAnInputOutputErrorWhenErrnoSaysNothing) {
   EXPECT_EQ(what, "open /a/b c.json: " + std::generic_category().message(EIO));
 }
 
-// A session's id, and with it a path, may be as long as a payload; the message ends up in one line of the
+// A session's id may be as long as a payload, and the path contains it. The message becomes one line of the
 // log.
 TEST(PosixError, CutsOffAPathThatNobodyWouldRead) {
   try {

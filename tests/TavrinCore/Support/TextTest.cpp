@@ -29,7 +29,7 @@ std::string utf8(char32_t value) {
   return {byte(0xf0U | (value >> 18U)), tail(12), tail(6), tail(0)};
 }
 
-// Calls `visit` with every code point that is no surrogate, and gives how many there were.
+// Calls `visit` with every code point that is not a surrogate. Returns their number.
 template <class Visit>
 std::size_t forEachScalar(Visit visit) {
   std::size_t count = 0;
@@ -41,7 +41,7 @@ std::size_t forEachScalar(Visit visit) {
   return count;
 }
 
-// For each code point, whether the platform says that it has `property`.
+// For each code point, whether macOS's Foundation says that it has `property`.
 std::vector<bool> platformProperty(std::string_view property) {
   std::vector<bool> has(lastCodePoint + 1);
   for (const auto& line : test::jsonLines("platform/character-ranges.jsonl")) {
@@ -96,7 +96,7 @@ TEST(Text, EveryTextOfThePlatformIsCutAndFilteredAsThere) {
   }
 }
 
-// The ranges know Unicode 17; what a later version adds may be told apart by a later utf8proc.
+// The ranges follow Unicode 17. A later utf8proc may know characters that a later version adds.
 TEST(Text, EveryCodePointIsANameCharacterJustWhereThePlatformSaysLetterOrNumber) {
   const std::vector<bool> letters = platformProperty("letter");
   const std::vector<bool> numbers = platformProperty("number");
@@ -145,7 +145,7 @@ TEST(Text, OnlyALowerCaseFirstCharacterIsUpperCasedAndNothingBehindIt) {
   });
   EXPECT_EQ(count, scalarCount);
   EXPECT_EQ(lowerCount, 3'144U);
-  // Unicode 15 has this many code points with an upper-case form other than themselves.
+  // Unicode 15 has this many code points whose upper-case form differs from themselves.
   EXPECT_GE(changed, 1'400U);
 }
 
@@ -175,7 +175,7 @@ TEST(Text, UpperCasingUsesTheFullMappings) {
       {"é", "É"},
       {"e\u0301a", "E\u0301a"},
       {"идёт", "Идёт"},
-      // No lower-case letters, or none with an upper-case form.
+      // Not lower-case letters, or lower-case letters without an upper-case form.
       {"", ""},
       {"ẞ", "ẞ"},
       {"ǅ", "ǅ"},
@@ -252,7 +252,7 @@ TEST(Text, AByteThatIsNoUtf8IsACharacterOfItsOwn) {
 TEST(Text, CutsOfRandomBytesFitTogether) {
   const unsigned seed = test::randomSeed();
   test::Random random(seed);
-  // Parts of UTF-8, so that whole, broken and combined characters come about.
+  // Parts of UTF-8 that form whole, broken and combined characters.
   constexpr std::string_view bytes = "a\r\n \xcc\x81\xe2\x80\x8d\xf0\x9f\x98\x80\xff";
   for (int i = 0; i < 5'000; ++i) {
     std::string text;
@@ -289,7 +289,7 @@ TEST(Text, TrimmingKeepsWhatIsInside) {
   EXPECT_EQ(Text::trimmed(" \t\r\n\u3000"), "");
   EXPECT_EQ(Text::trimmed("a"), "a");
   EXPECT_EQ(Text::trimmed("\r\n a \u00a0 b\u2028\n"), "a \u00a0 b");
-  // A blank with a combining mark on it is still white space, mark and all.
+  // A space with a combining mark on it is still white space, including the mark.
   EXPECT_EQ(Text::trimmed(" \u0301a \u0301"), "a");
   EXPECT_EQ(Text::words("a \u0301b"), "a b");
 }

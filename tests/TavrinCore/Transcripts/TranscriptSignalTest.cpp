@@ -10,7 +10,7 @@
 
 namespace tavrin {
 
-// What GoogleTest prints for a signal that was not expected.
+// How GoogleTest prints an unexpected signal.
 void PrintTo(const TranscriptSignal& signal, std::ostream* out) {
   *out << "signal " << rawValue(signal.kind()) << " " << signal.id();
 }
@@ -303,7 +303,7 @@ TEST(Signals, LinesOfFiveMegabytesAreRead) {
       codexSignals(codexLine("response_item",
                              R"({"type":"function_call_output","call_id":"c","output":")" + output + "\"}")),
       ElementsAre(result("c")));
-  // Garbage of that size, in which every byte looks like the start of something.
+  // Garbage of that size in which every byte looks like the start of something.
   for (const char* piece :
        {"_", "[", "\\", "\\u00", "{\"type\":", "tool_resul", "item_complete", "\"", "\xff", "[{"}) {
     std::string garbage = "tool_result task_complete ";

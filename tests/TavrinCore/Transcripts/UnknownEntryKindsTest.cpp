@@ -1,5 +1,5 @@
-// Directories on file systems that do not say what kind an entry is (DT_UNKNOWN, readdir(3)). This program's
-// own readdir stands in front of the C library's and takes the kinds away.
+// Directories on file systems that do not report the kind of an entry (DT_UNKNOWN, readdir(3)). This
+// program's own readdir replaces the C library's and hides the kinds.
 #include <dirent.h>
 #include <dlfcn.h>
 #include <gtest/gtest.h>

@@ -136,7 +136,7 @@ TEST(JsonPrint, RandomDoublesReadBackBitForBitAsDoubles) {
   test::Random random(test::randomSeed());
   int finite = 0;
   for (int i = 0; i < 200'000; ++i) {
-    // All bit patterns at first, then those of ordinary size.
+    // First any bit pattern, then numbers of ordinary size.
     double number = std::bit_cast<double>(random.any<std::uint64_t>());
     if (i % 2 == 1)
       number = std::ldexp(static_cast<double>(random.any<std::uint64_t>() >> random.below(64)),

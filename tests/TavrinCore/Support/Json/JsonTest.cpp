@@ -144,7 +144,7 @@ TEST(Json, DeepNestingIsReadAndRefusedOnASmallStack) {
           test::repeated("{\"a\":", levels), test::nested(levels), test::nested(513)}) {
       refused += Json::parse(document) ? 0 : 1;
     }
-    // Its value is taken apart on that stack as well.
+    // Its value is destroyed on the same stack.
     deepestAccepted = Json::parse(test::nested(512)).has_value();
   });
   EXPECT_EQ(refused, 5);
