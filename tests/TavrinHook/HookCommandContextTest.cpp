@@ -1,5 +1,5 @@
-// What a run finds out about the surroundings of a session: its directory and repository, its host and
-// terminal, its title.
+// What a run finds out about a session's surroundings: its directory and repository, its host and terminal,
+// its title.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -206,7 +206,7 @@ TEST_F(HookCommandContext, AHostMayHaveNoBundle) {
   run(event("SessionStart"));
   EXPECT_EQ(record().hostPid, 100);
   EXPECT_EQ(record().hostBundleId, std::nullopt);
-  // It is not looked up again for that.
+  // The repository is not looked up again because of that.
   const std::size_t before = processes.countOf("application");
   run(event("PostToolUse"));
   EXPECT_EQ(processes.countOf("application"), before);
@@ -271,7 +271,7 @@ TEST_F(HookCommandContext, TheHostOfThisVeryEventDecidesAboutTheTitle) {
   EXPECT_EQ(record().title, std::nullopt);
   run(event("UserPromptSubmit"));
   EXPECT_EQ(record().title, "Fix the build");
-  // A title once found stays with the session when its host changes.
+  // A title, once found, stays with the session when its host changes.
   hostIn("com.apple.Terminal");
   writeTitle("Another");
   run(event("UserPromptSubmit"));
@@ -284,7 +284,7 @@ TEST_F(HookCommandContext, TheTitleIsLookedUpByTheIdOfTheRecord) {
   session.sessionId = "s/1";
   store().save(session);
   writeTitle("Fix the build");
-  // The record that "s1" shares is that of "s/1", an id that no file can have.
+  // "s1" shares the record of "s/1", an id that cannot be a file name.
   run(event("UserPromptSubmit"));
   EXPECT_EQ(record().sessionId, "s/1");
   EXPECT_EQ(record().title, std::nullopt);

@@ -1,4 +1,4 @@
-// Values that agents send and that a careless reader would cut, drop or refuse.
+// Values that agents send and that a careless reader would cut, drop or reject.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 

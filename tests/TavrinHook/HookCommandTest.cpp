@@ -1,4 +1,4 @@
-// One run as a whole: what comes in, which agent it is of, what is left on disk and in the log.
+// One run as a whole: the input, the agent, the files and the log that it leaves.
 #include "TavrinHook/HookCommand.hpp"
 
 #include <fcntl.h>
@@ -38,7 +38,7 @@ class HookCommandRun : public test::HookRun {
     return "error: " + std::string(what) + " (" + std::to_string(size) + " bytes)";
   }
 
-  // That the last run logged an error of whatever reason for a payload of this size.
+  // Expects that the last run logged an error, for any reason, about a payload of this size.
   void expectError(std::size_t size) const {
     EXPECT_THAT(lastMessage(), StartsWith("error: "));
     EXPECT_THAT(lastMessage(), EndsWith(" (" + std::to_string(size) + " bytes)"));
@@ -347,7 +347,7 @@ TEST_F(HookCommandRun, ARecordThatCannotBeReplacedIsAnErrorAndLeavesNoTemporary)
   expectError(event("Stop").size());
   EXPECT_FALSE(hasTemporaries());
   EXPECT_TRUE(fs::exists(home.sessionFile("s1") / "in the way"));
-  // The lock has been given up, and another session is not concerned.
+  // The lock has been released, and other sessions are not affected.
   run(event("SessionEnd"));
   EXPECT_EQ(lastMessage(), "claude s1 SessionEnd  \u2192 ended");
   EXPECT_TRUE(fs::exists(home.sessionFile("s1") / "in the way"));

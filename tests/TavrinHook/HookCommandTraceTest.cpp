@@ -118,7 +118,7 @@ TEST(HookCommandTrace, ShortIdsAreShownWhole) {
 }
 
 TEST(HookCommandTrace, IdsAreCountedInCharactersNotInBytes) {
-  // A family, a flag, a thumb with a skin tone and an accented letter, each of which is one character.
+  // A family, a flag, a thumb with a skin tone and an accented letter. Each is one character.
   const std::string four =
       "\U0001F468\u200d\U0001F469\u200d\U0001F467\U0001F1E9\U0001F1EA\U0001F44D\U0001F3FDe\u0301";
   EXPECT_EQ(withSession(four + "12345"), "claude " + four + "1234 PreToolUse Bash#a1b2c3 \u2192 working");
