@@ -1,5 +1,5 @@
-// The open files of a run of the real executable: no program that it starts would get them, and none is left
-// open.
+// The open files of a run of the real executable. A program that it starts would not inherit them, and none
+// is left open.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -13,7 +13,7 @@
 namespace tavrin::test {
 namespace {
 
-// Calls that give new descriptors, and "open" for the one whose flags are looked at here.
+// Calls that return new descriptors, and "open" for the call whose flags are checked here.
 constexpr std::array<std::string_view, 17> givesDescriptors = {
     "open",    "creat",         "openat2",  "socket",       "socketpair",   "accept",
     "accept4", "pipe",          "pipe2",    "dup",          "dup2",         "dup3",
