@@ -1,4 +1,4 @@
-// What the real executable does when files may not grow and streams are not there.
+// What the real executable does if files may not grow or streams are missing.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 

@@ -1,4 +1,5 @@
-// What a run of the real executable asks of Linux, as strace(1) tells, and what its file asks for (elf(5)).
+// The system calls of a run of the real executable on Linux, as strace(1) prints them, and the libraries that
+// its file needs (elf(5)).
 #include <elf.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -27,7 +28,7 @@ Outcome trace(const ScratchHome& home, const std::vector<std::string>& options,
   return run(underStrace(home.path(), options, words), input, environment);
 }
 
-// A session as it is after its first event: its host and its repository are known.
+// A session after its first event: its host and its repository are known.
 void storeKnownSession(const SeededHome& home) {
   Session session;
   session.sessionId = "s";
@@ -91,8 +92,8 @@ TEST(SystemCalls, APayloadOfAnotherToolOpensNoFileAtAll) {
   EXPECT_THAT(pathsOf(callsOfHook(home.path()), "openat"), IsEmpty());
 }
 
-// The password database is the first file opened. The system refuses to open any further one, so that the
-// real home directory is only asked for.
+// The password database is the first file opened. The system refuses to open any other file, so the test
+// touches nothing in the real home directory.
 TEST(SystemCalls, WithoutAnAbsoluteHomeThePasswordDatabaseTellsWhereTheFilesAre) {
   const passwd* const entry = ::getpwuid(::getuid());
   ASSERT_NE(entry, nullptr);
