@@ -1,4 +1,4 @@
-// What the README tells people to type and to expect is held against the code.
+// Compares what the README tells people to type and to expect with the code.
 #include <gtest/gtest.h>
 
 #include <sstream>

@@ -20,7 +20,8 @@ SCHEMA = json.loads((ROOT / "docs/session.schema.json").read_text())
 READ = Draft202012Validator(SCHEMA)
 WRITTEN = READ.evolve(schema=SCHEMA["$defs"]["written"])
 
-# Records whose fate is in their text and not in the document that it spells, by name: whether the reader takes it.
+# Records that are accepted or rejected because of their text, not because of the document that it spells, by name. The
+# value says whether the reader accepts it.
 DECIDED_BY_THE_TEXT = {
     "byte order mark": True,
     "trailing comma": True,
@@ -41,14 +42,14 @@ FULL = PLAIN | {
     "transcriptPath": "/t", "tty": "/dev/tty1", "waitingOn": ["c"], "worktreeName": "w",
 }  # fmt: skip
 
-# In the place of any value, in the words of JSON.
+# Values in JSON, to put in the place of any value.
 VALUES = [
     "null", "true", "false", "0", "-1", "5", "5.0", "5e0", "50e-1", "5.5", "1e9", "1e10", "1e400", "-0", "-0.0",
     "2147483647", "2147483648", "-2147483648", "-2147483649", "9223372036854775808", "18446744073709551615",
     "18446744073709551616", "18446744073709551615.0", "1e19", '""', '"x"', '"5"', '"idle"', '"Idle"', '"needsYou"',
     '"codex"', "[]", '["a"]', '["a", ""]', '["a", 1]', '["a", null]', "[[]]", "[{}]", "{}", '{"sessionId": "x"}',
 ]  # fmt: skip
-# In the place of a date; the good, and those that differ from a good one by little.
+# Texts to put in the place of a date: good ones, and ones that differ a little from a good one.
 DATES = [
     DATE, "2025-1-1T0:0:0z", "0-1-1T0:0:0Z", "32767-12-31T23:59:59Z", "32768-01-01T00:00:00Z", "40000-01-01T00:00:00Z",
     "31999-01-01T00:00:00Z", "32699-01-01T00:00:00Z", "02025-01-31T09:15:02Z", "002025-01-31T09:15:02Z",

@@ -32,7 +32,7 @@ class ConnectAgent : public ::testing::Test {
 
   fs::path settings(const AgentDefinition& definition) const { return home_ / definition.configPath; }
 
-  // Nothing may be left of temporary files.
+  // No temporary files may be left.
   std::size_t filesBeside(const AgentDefinition& definition) const {
     const fs::directory_iterator folder(settings(definition).parent_path());
     std::size_t count = 0;

@@ -65,7 +65,7 @@ if build/session-label "$source/README.md" 2>error.txt; then
 fi
 expect 'This file holds no session.' cat error.txt
 
-# The example of a panel, with a process of our own in the place of a server.
+# The example of a panel. A process of our own stands in for a server.
 sleep 60 &
 server=$!
 trap 'kill "$server"' EXIT

@@ -5,7 +5,7 @@ import pathlib
 import re
 import sys
 
-# What stays, by header and declaration, and what there is for those who cannot read it.
+# What stays, by header and declaration, and the replacement for compilers that cannot read it.
 ALLOWED = {
     ("Sessions/SessionFileStore.hpp", "withLock"): "for writers; panels read by loadAll, which takes no lock",
     ("Panel/PanelNavigation.hpp", "next"): "for any element; the elements of focusOrder have a plain overload",

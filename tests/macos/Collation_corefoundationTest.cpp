@@ -1,4 +1,4 @@
-// The order of names on macOS, over a CoreFoundation that the test makes up.
+// The order of names on macOS, over a made-up CoreFoundation.
 #include "TavrinCore/Panel/Collation_corefoundation.hpp"
 
 #include <gmock/gmock.h>
@@ -60,7 +60,7 @@ TEST_F(CollationOfMacos, EachAnswerOfAComparisonCounts) {
   EXPECT_EQ(ranks({"x", "y"}), (Ranks{1, 0}));
 }
 
-// An order that contradicts itself is one order or another, and its end is reached.
+// If the comparison contradicts itself, sorting still ends, in any order.
 TEST_F(CollationOfMacos, AComparisonThatContradictsItselfDoesNoHarm) {
   std::vector<std::string> names(200);
   for (std::size_t i = 0; i < names.size(); ++i) names[i] = "n" + std::to_string(i);

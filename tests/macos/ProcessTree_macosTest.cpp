@@ -1,4 +1,4 @@
-// The process table of macOS over a kernel and a runtime that the test makes up.
+// The process table of macOS over a made-up kernel and runtime.
 #include "TavrinCore/Context/ProcessTree_macos.hpp"
 
 #include <gmock/gmock.h>
@@ -34,7 +34,7 @@ constexpr std::int32_t login = 120;
 constexpr std::int32_t terminal = 100;
 constexpr std::uint32_t ttys004 = 0x10000004;
 
-// An agent in a window of Terminal, as macOS starts one: login(1) is the superuser's.
+// An agent in a window of Terminal, as macOS starts one. login(1) belongs to the superuser.
 class ProcessTableOfMacos : public ::testing::Test {
  protected:
   ProcessTableOfMacos() {
@@ -120,7 +120,7 @@ TEST_F(ProcessTableOfMacos, ASystemThatTellsNothingGivesNoChain) {
   EXPECT_EQ(ProcessTree::parent(shell, silent), std::nullopt);
 }
 
-// In each step of the walk, each process may be the one that ends.
+// At each step of the walk, each process may end.
 TEST_F(ProcessTableOfMacos, AProcessThatEndsDuringTheWalkEndsTheChainThere) {
   const std::vector<std::int32_t> whole = pidsOf(chain());
   const std::vector<std::string> steps = mac.lookUps;
@@ -135,7 +135,7 @@ TEST_F(ProcessTableOfMacos, AProcessThatEndsDuringTheWalkEndsTheChainThere) {
         if (mac.lookUps.size() == step + 1) mac.processes.erase(victim);
       };
       const std::vector<ProcessNode> nodes = chain();
-      // Who was looked up before it ended stands in the chain.
+      // A process that was looked up before it ended is in the chain.
       const auto place = std::ranges::find(whole, victim);
       const auto wasSeen = std::ranges::find(steps, "sysctl " + std::to_string(victim)) <
                            steps.begin() + static_cast<std::ptrdiff_t>(step);
@@ -147,8 +147,8 @@ TEST_F(ProcessTableOfMacos, AProcessThatEndsDuringTheWalkEndsTheChainThere) {
   EXPECT_EQ(count, 15 * 5);
 }
 
-// Between two look-ups a parent may end and another process take its number. The walk then follows what it is
-// told, and still comes to an end.
+// Between two look-ups a parent may end and another process take its number. The walk then follows the new
+// process, and still ends.
 TEST_F(ProcessTableOfMacos, ANumberThatIsGivenAwayAgainLeadsNoFurtherThanTheLimit) {
   mac.before = [this](const std::string& lookUp) {
     if (lookUp == "sysctl 150") mac.processes[loginShell] = {.parent = shell, .name = "reused"};

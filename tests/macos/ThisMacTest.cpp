@@ -1,4 +1,4 @@
-// The table of the running system, asked about processes that the test knows. It takes a Mac.
+// The process table of the running Mac, asked about processes that the test knows. Needs a Mac.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <sys/wait.h>
@@ -76,7 +76,7 @@ TEST(ThisMac, AProcessTellsThePathOfItsTerminal) {
   EXPECT_EQ(answer.substr(0, answer.find(' ')), answer.substr(answer.find(' ') + 1));
 }
 
-// A program in a terminal is no application; asking all the same opens AppKit.
+// A program in a terminal is not an application. Asking nevertheless opens AppKit.
 TEST(ThisMac, ThisProgramIsNoApplication) {
   EXPECT_FALSE(ProcessTable::ofThisSystem().application(::getpid()).has_value());
 }

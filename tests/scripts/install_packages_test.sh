@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
-# On a machine without any command, all packages of a group are installed. What lies in the current directory does not
-# count as a command: the project has a folder named cmake. People who only install Tavrin get no developer's tools.
+# On a machine without any command, all packages of a group are installed. A file in the current directory does not
+# count as a command, because the project has a folder named cmake. People who only install Tavrin get no developer's
+# tools.
 set -euo pipefail
 cd "$(dirname "$0")/../.."
 
@@ -30,7 +31,7 @@ for package in g++ cmake ninja-build python3 git lsof; do
   fi
 done
 
-# Their groups as the list has them, because some of these packages may be installed here.
+# Their groups according to the list, because some of these packages may be installed here.
 for_users=$(grep -E '^(build|terminal|run) ' scripts/packages.txt)
 for package in libgmock-dev libgtest-dev googletest clang valgrind nodejs strace lsof mandoc ninja-build; do
   if grep -q "[ |]$package\( \||\|$\)" <<<"$for_users"; then
