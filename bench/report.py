@@ -24,8 +24,8 @@ import textwrap
 from dataclasses import dataclass
 
 PEERS = ("bash and jq", "Python", "Node")
-# The most that tavrin-hook may take over the floor, by the payload's size in bytes, and the least by which it is
-# to beat a hook written by hand.
+# The most that tavrin-hook may take over the floor, by the payload's size in bytes, and the least factor by which it
+# must beat a hook written by hand.
 FLOOR_GOALS = {3_000: 1.5, 100_000: 2.0, 1_000_000: 3.0}
 PEER_GOAL = 20
 PEER_GOAL_SIZE = 3_000
@@ -102,7 +102,7 @@ def peers_table(cases):
         for name in PEERS:
             median, tenth = ratios(contestants[name], hook)
             processor = contestants[name].processor[0] / hook.processor[0]
-            # The least counts: a long run has to give way to other work more often than a short one.
+            # The least value counts, because a long run is interrupted by other work more often than a short one.
             goal = verdict(min(median, tenth, processor), PEER_GOAL, at_least=True)
             rows.append([size(case), name, duration(contestants[name].wall[0]), duration(hook.wall[0]),
                          f"{median:.1f}", f"{tenth:.1f}", f"{processor:.1f}",
@@ -145,7 +145,7 @@ PLOT = ROOT / "bench/plots/event-times.svg"
 
 
 def first_line(*words):
-    environment = {"PATH": "/usr/local/bin:/usr/bin:/bin"}  # as process_bench has it
+    environment = {"PATH": "/usr/local/bin:/usr/bin:/bin"}  # the same name as in process_bench
     run = subprocess.run(words, env=environment, capture_output=True, text=True, check=True)
     return run.stdout.splitlines()[0]
 
@@ -227,7 +227,7 @@ def plot(cases):
         path = "L".join(f"{a:.1f} {b:.1f}" for a, b in points)
         parts.append(f'<path class="line" stroke="{colours[name]}" d="M{path}"/>')
         parts += [f'<circle cx="{a:.1f}" cy="{b:.1f}" r="3.5" fill="{colours[name]}"/>' for a, b in points]
-        # A label beside the line's end, below the one before it.
+        # A label beside the line's end, below the label before it.
         ends.append(max(points[-1][1] + 4, ends[-1] + 16) if ends else points[-1][1] + 4)
         parts.append(f'<text x="{width - right + 12}" y="{ends[-1]:.1f}" style="fill:{colours[name]}">'
                      f"{labels.get(name, name)}</text>")

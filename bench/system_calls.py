@@ -20,11 +20,11 @@ RECORDED = pathlib.Path(__file__).parent.parent / "tests/data/events/claude/p01-
 
 STARTUP = "the C library starting up: "
 
-# The reason for each call whose text matches; the first that does counts. Texts are strace's, with the paths of
-# descriptors in angle brackets, and the home directory as "~".
+# The reason for each call whose text matches. The first match counts. Texts are as strace prints them, with the paths
+# of descriptors in angle brackets and the home directory as "~".
 REASONS = [
     (r"execve\(", "the agent's shell starts the command"),
-    # What a static executable does before main, on the processors and with the C libraries that are known.
+    # What a static executable does before main, on the known processors and with the known C libraries.
     (r"arch_prctl\((ARCH_SET_FS|0x3001)", STARTUP + "thread-local storage"),
     (r"set_tid_address\(", STARTUP + "the thread's identity"),
     (r"set_robust_list\(", STARTUP + "locks that outlive a thread"),
@@ -87,7 +87,8 @@ def trace(hook, home, payload):
         shell = os.fork()
         if shell == 0:
             rename_process("sh")
-            # The tracer is no process in between, and holds standard error until it has told everything.
+            # With -D the tracer does not stand between shell and hook. It keeps standard error open until it has
+            # printed everything.
             run = subprocess.run(["strace", "-D", "-y", "-s", "32", hook], input=payload, stderr=writer,
                                  env={"HOME": home, "PATH": "/usr/local/bin:/usr/bin:/bin"}, check=False)
             os._exit(run.returncode)
