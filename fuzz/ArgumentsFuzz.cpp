@@ -1,5 +1,5 @@
-// Command lines: the hook's own, and those of processes that listen. The input is a list of words with a zero
-// byte after each, as /proc has it; the first is also the process's name.
+// Command lines of the hook and of processes that listen. The input is a list of words, each followed by a
+// zero byte, as in /proc. The first word is also the process's name.
 #include <algorithm>
 #include <array>
 #include <optional>

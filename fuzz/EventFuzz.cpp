@@ -1,5 +1,6 @@
-// A session's life. The input is the hook's command line, its words apart by blanks, and then payloads: from
-// each to its event, its action and the next record, and every step held against a second implementation.
+// A session's life. The input is the hook's command line, with spaces between the words, and then payloads.
+// Each payload leads to its event, its action and the next record. Every step is compared with a second
+// implementation.
 #include <algorithm>
 #include <map>
 #include <optional>
@@ -42,7 +43,7 @@ std::optional<std::string> textUnder(const PlainJson::Value& object,
   return std::nullopt;
 }
 
-// The event of a payload, or what keeps it from being one.
+// The event of a payload, or the reason why it is not one.
 using Reading = std::variant<HookEvent, MissingCase>;
 
 Reading readPlainly(const PlainJson::Value& payload, const std::optional<std::string>& override) {
@@ -82,8 +83,8 @@ std::optional<HookPayload> payloadOf(std::string_view bytes) {
   }
 }
 
-// What is left of a payload that comes in pieces of `size` bytes; of 1 to 32, as its bytes have it, when that
-// is 0.
+// What is left of a payload that arrives in pieces of `size` bytes. If `size` is 0, the payload's own bytes
+// decide the sizes, from 1 to 32.
 std::string skimmed(std::string_view bytes, std::size_t size) {
   JsonSkimmer skimmer(HookPayload::keys());
   std::string held;
@@ -98,7 +99,7 @@ std::string skimmed(std::string_view bytes, std::size_t size) {
   return skimmer.take();
 }
 
-// Whether the payload is an object, and the fields that it is asked for; nothing when it is not JSON.
+// Whether the payload is an object, and the requested fields; nullopt if it is not JSON.
 std::optional<std::pair<bool, std::vector<JsonField>>> fieldsOf(std::string_view bytes) {
   try {
     const JsonFields fields = JsonFields::ofMessage(bytes, HookPayload::keys());
@@ -135,7 +136,7 @@ void checkRecord(const Session& session) {
   require(Session::decode(text) == session, "a record comes back from its file");
 }
 
-// What surrounds the sessions: no processes, no repositories, and files as long as their paths.
+// The surroundings of the sessions: no processes, no repositories, and files as long as their paths.
 constexpr std::int32_t parentPid = 42;
 const ProcessTable noProcesses = {.record = [](std::int32_t /*pid*/) { return std::nullopt; },
                                   .longName = [](std::int32_t /*pid*/) { return std::nullopt; },
@@ -171,7 +172,7 @@ SessionUpdate updatePlainly(const std::optional<Session>& stored, const HookEven
   return SessionUpdate::store(std::move(next));
 }
 
-// What the store and one run of the command after the other make of payloads.
+// What the store, and one run of the command after the other, make of payloads.
 class Sessions {
  public:
   explicit Sessions(AgentArgument::Parsed arguments) : arguments_(std::move(arguments)) {}
@@ -232,7 +233,7 @@ class Sessions {
   }
 
   AgentArgument::Parsed arguments_;
-  std::map<std::string, std::optional<Session>> records_;  // by the name of their file
+  std::map<std::string, std::optional<Session>> records_;  // by the names of their files
   int steps_ = 0;
 };
 

@@ -1,5 +1,5 @@
-// The text of an agent's settings file. The input's first byte chooses the agent, the rest is the text: our
-// hooks are put in and taken out, and no other byte may change.
+// The text of an agent's settings file. The input's first byte chooses the agent, and the rest is the text.
+// Our hooks are put in and taken out, and no other byte may change.
 #include <algorithm>
 #include <optional>
 #include <string>
