@@ -16,11 +16,11 @@ import sys
 
 ROOT = pathlib.Path(__file__).resolve().parent.parent
 LEAST = 95  # of 100 branches
-# What holds the records and decides their states; all branches of these units are taken.
+# The units that hold the records and decide their states. All branches of these units must be taken.
 WHOLE = {"TavrinCore/Support/File", "TavrinCore/Support/Uninterrupted", "TavrinCore/Sessions/SessionFileStore",
          "TavrinCore/Hook/HookLog", "TavrinCore/Hook/HookTransitions"}
 PROGRAMS = re.compile(r"(_tests|tavrin-hook|fuzz_[a-z]+|session-worker)$")
-# The value of an enumeration that no case has: compilers warn of a missing case, which is an error here.
+# A value of an enumeration without a case. Compilers warn of a missing case, and that warning is an error here.
 SWITCH = re.compile(r"\s*switch \(")
 
 

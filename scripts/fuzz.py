@@ -33,7 +33,7 @@ TARGETS = {
     "transcript": (["json", "transcript"], 4096),
 }
 PATIENCE = 10  # seconds for one input, after which it counts as a hang
-# Some targets write a file for each input, which takes a hundredth of the time in memory.
+# Some targets write a file for each input. In memory that takes a hundredth of the time.
 ENVIRONMENT = os.environ | ({"TMPDIR": "/dev/shm"} if os.path.isdir("/dev/shm") else {})
 
 

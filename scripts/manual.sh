@@ -4,11 +4,11 @@
 set -euo pipefail
 cd "$(dirname "$0")/../docs/man"
 
-# The system's name would stand at the foot of the page.
+# Otherwise the system's name would be at the foot of the page.
 render() { mandoc -I os=Tavrin -T markdown "$1"; }
 
-# The pages beside those here that may be referred to. Which of them a machine has is no matter of the page's, so mandoc is
-# not heard on that.
+# Other manual pages that these pages may refer to. A machine may lack some of them, so mandoc's warnings about them are
+# ignored.
 others=" flock.2 jq.1 rename.2 "
 
 lint() {

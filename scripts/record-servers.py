@@ -25,7 +25,7 @@ import time
 
 DATA = pathlib.Path(__file__).parent.parent / "tests/data/servers"
 LSOF = ["lsof", "-nP", "-iTCP", "-sTCP:LISTEN", "-F", "pcn"]
-SITE = "/home/dev/site"  # stands in the records for the folder that the servers ran in
+SITE = "/home/dev/site"  # replaces, in the records, the folder that the servers ran in
 
 FILES = {
     "package.json": '{"name": "site", "private": true}\n',

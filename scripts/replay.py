@@ -85,7 +85,7 @@ def show_sessions(home):
 
 
 def main():
-    # Ends quietly where its output is not read to the end, as by head(1).
+    # Ends quietly if its reader stops early, as head(1) does.
     signal.signal(signal.SIGPIPE, signal.SIG_DFL)
     parser = argparse.ArgumentParser(description=__doc__)
     parser.add_argument("hook", help="the tavrin-hook executable")
