@@ -24,8 +24,8 @@ constexpr bool isOrdinary(char c) {
   return byte >= 0x20 && byte < 0x80 && c != '"' && c != '\\';
 }
 
-// The high bit of each byte of `word` that is not ordinary. Bytes above the lowest such may be marked
-// wrongly, as subtraction borrows.
+// The high bit of each byte of `word` that is not ordinary. Bytes above the lowest marked byte may be marked
+// wrongly, because the subtraction borrows.
 constexpr Word markSpecial(Word word) {
   const auto markZero = [](Word bytes) { return (bytes - repeated(0x01)) & ~bytes; };
   const Word control = (word - repeated(0x20)) & ~word;
@@ -34,7 +34,8 @@ constexpr Word markSpecial(Word word) {
   return (control | quote | backslash | word) & repeated(0x80);
 }
 
-// The first byte from `i` on that is not ordinary, found eight at a time; the size when there is none.
+// The first byte from `i` on that is not ordinary; bytes.size() if there is none. Checks eight bytes at a
+// time.
 std::size_t skipOrdinary(std::string_view bytes, std::size_t i) {
   if constexpr (std::endian::native == std::endian::little) {
     for (; i + sizeof(Word) <= bytes.size(); i += sizeof(Word)) {
@@ -49,7 +50,7 @@ std::size_t skipOrdinary(std::string_view bytes, std::size_t i) {
   return i;
 }
 
-// What is not ordinary at the front of a text: how long it is, and whether it is right beyond doubt.
+// A piece at the front of a text that is not ordinary: its length, and whether it is certainly valid.
 struct Piece {
   std::size_t length = 0;
   bool isSound = false;
@@ -82,7 +83,8 @@ Piece escape(std::string_view text) {
   }
 }
 
-// The UTF-8 sequence that starts with a byte of 0x80 or more; a byte that starts none is a piece of its own.
+// The UTF-8 sequence that starts with a byte of 0x80 or more. A byte that cannot start one is a piece of its
+// own.
 Piece sequence(std::string_view text) {
   const auto first = static_cast<unsigned char>(text.front());
   const std::size_t length = first >= 0xf0 ? 4 : first >= 0xe0 ? 3 : 2;
@@ -175,7 +177,7 @@ std::size_t JsonSkimmer::dropText(std::string_view bytes, std::size_t i, bool is
     if (rest.size() <= mostLeftOver && !isLast) return i;
     const Piece piece = firstPiece(rest);
     if (!piece.isSound) {
-      // Kept, and kept apart from the piece before.
+      // Kept, with a space between it and the piece before.
       out_ += ' ';
       out_.append(rest, 0, piece.length);
     }
