@@ -67,7 +67,7 @@ void transition(benchmark::State& state) {
 }
 BENCHMARK(transition)->ArgName("calls")->Arg(1)->Arg(64)->Unit(benchmark::kMicrosecond);
 
-// All steps of a run on real files. The process table is that of this process.
+// All steps of a run on real files, with the process table of this process.
 void wholeEvent(benchmark::State& state) {
   const BenchHome home(sessionId);
   const std::filesystem::path payload = home / "payload";

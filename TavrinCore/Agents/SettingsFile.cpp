@@ -69,8 +69,8 @@ std::optional<SettingsFile::Original> readOriginal(const std::string& file) {
   return record.kind == Read::Kind::file ? originalFrom(record.text, file) : std::nullopt;
 }
 
-// Writes the record of an original, for its owner alone. One that is there is replaced only when `isFirst`.
-// False, with errno, on failure.
+// Writes the record of an original, which only its owner may read. An existing record is replaced only if
+// `isFirst`. Returns false and sets errno on failure.
 bool keepOriginal(const std::string& file, const std::string& record, bool isFirst) {
   const Read before = FileReplacement::read(file, largestRecord);
   if (before.kind == Read::Kind::failed) return false;

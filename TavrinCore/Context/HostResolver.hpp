@@ -11,8 +11,8 @@
 /// Picks a session's two processes from a hook's ancestors. The list starts with the hook's parent.
 namespace tavrin::HostResolver {
 
-/// The agent: the first process whose name is in `names`, else the first that is not a shell. Returns nullopt
-/// if there are only shells.
+/// The agent: the first process whose name is in `names`. If there is none, the first process that is not a
+/// shell. Returns nullopt if there are only shells.
 std::optional<ProcessNode> pickAgent(std::span<const ProcessNode> ancestors,
                                      std::span<const std::string_view> names);
 
