@@ -167,7 +167,7 @@ TEST_F(HookCommandRecord, WithoutAKnownAgentTheHooksParentStandsIn) {
   EXPECT_EQ(record().agentPid, 1);
 }
 
-TEST_F(HookCommandRecord, WithoutANameTheFirstThatIsNoShellIsTheAgent) {
+TEST_F(HookCommandRecord, WithoutAKnownNameTheFirstThatIsNotAShellIsTheAgent) {
   processes.processes[200].name = "wrapper";
   run(event("Stop"));
   EXPECT_EQ(record().agentPid, 200);
@@ -221,7 +221,7 @@ TEST_F(HookCommandRecord, ATranscriptIsRememberedAndReplaced) {
   EXPECT_EQ(record().transcriptPath, "/b.jsonl");
 }
 
-TEST_F(HookCommandRecord, AnEmptyTranscriptPathIsNoneForANewRecord) {
+TEST_F(HookCommandRecord, AnEmptyTranscriptPathLeavesANewRecordWithoutOne) {
   run(event("Stop", R"("transcript_path":"")"));
   EXPECT_EQ(record().transcriptPath, std::nullopt);
 }
@@ -276,7 +276,7 @@ TEST_F(HookCommandRecord, WithoutATranscriptNothingIsMarked) {
   EXPECT_EQ(record().attentionTranscriptOffset, std::nullopt);
 }
 
-TEST_F(HookCommandRecord, ATranscriptThatIsNotThereIsNotMarkedAndStopsNothing) {
+TEST_F(HookCommandRecord, AMissingTranscriptIsNotMarkedAndIsNotAnError) {
   run(event("PermissionRequest", R"("transcript_path":"/nowhere/at/all.jsonl")"));
   EXPECT_EQ(record().state, needsYou);
   EXPECT_EQ(record().transcriptPath, "/nowhere/at/all.jsonl");

@@ -48,12 +48,12 @@ std::string withSubagent(std::string id) {
   return trace(event, Agent::claude, "working");
 }
 
-TEST(HookCommandTrace, TellsAgentSessionEventToolAndOutcome) {
+TEST(HookCommandTrace, ShowsAgentSessionEventToolAndOutcome) {
   EXPECT_EQ(trace(preToolUse(), Agent::claude, "working"),
             "claude 3f2a9c1d PreToolUse Bash#a1b2c3 \u2192 working");
 }
 
-TEST(HookCommandTrace, HasTwoBlanksWithoutATool) {
+TEST(HookCommandTrace, HasTwoSpacesWithoutATool) {
   EXPECT_EQ(trace(notification(), Agent::claude, "needsYou holding 1"),
             "claude 3f2a9c1d Notification(permission_prompt)  \u2192 needsYou holding 1");
 }
@@ -137,7 +137,7 @@ TEST(HookCommandTrace, EverythingElseIsShownAsItIs) {
   EXPECT_EQ(trace(event, Agent::grok, ""), "grok 3f2a9c1d Some  event mcp__server__a \u4e2d tool\n \u2192 ");
 }
 
-TEST(HookCommandTrace, SaysNothingOfDirectorySourceAndTranscript) {
+TEST(HookCommandTrace, OmitsDirectorySourceAndTranscript) {
   HookEvent event = preToolUse();
   event.source = "startup";
   event.cwd = "/elsewhere";

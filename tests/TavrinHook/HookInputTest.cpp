@@ -135,7 +135,7 @@ TEST(HookInput, PiecesOfAnySizeMakeTheSameInput) {
   EXPECT_EQ(count, 36);
 }
 
-TEST(HookInput, OfAnEventOnlyWhatIsAskedForIsKept) {
+TEST(HookInput, OnlyTheRequestedFieldsOfAnEventAreKept) {
   const std::string content(900'000, 'x');
   const std::string front = R"({"session_id":"abc","tool_input":{"content":")";
   const std::string back = R"("},"cwd":"/home/\u00e9"})";
@@ -163,7 +163,7 @@ TEST(HookInput, AnEventIsTheSameInPiecesOfAnySize) {
   }
 }
 
-TEST(HookInput, WhatIsFarTooLongIsCountedAndNotKept) {
+TEST(HookInput, AnInputFarTooLongIsCountedAndNotKept) {
   const std::string bytes = someBytes(40 * million);
   for (const auto& [name, make] : channels) {
     const HookInput input = readWritten(make(), bytes, million);

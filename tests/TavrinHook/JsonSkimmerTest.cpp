@@ -66,7 +66,7 @@ void expectSameReading(const std::string& text) {
   }
 }
 
-TEST(JsonSkimmer, OnlyStringsUnderTheKeysKeepWhatIsInThem) {
+TEST(JsonSkimmer, OnlyStringsUnderTheKeysKeepTheirContent) {
   const std::vector<std::pair<std::string, std::string>> cases = {
       {R"({"a":"one","b":"two"})", R"({"a":"one","b":""})"},
       {R"({"b":{"a":"one","c":["two",{"d":"three"}]},"a":"four"})",
@@ -112,7 +112,7 @@ TEST(JsonSkimmer, WhatOnlyAParserCanJudgeStaysInApartFromTheRest) {
   }
 }
 
-TEST(JsonSkimmer, EveryByteOfALongStringIsSeenWhereverItStands) {
+TEST(JsonSkimmer, EveryByteOfALongStringIsSeenAtAnyOffset) {
   int count = 0;
   for (std::size_t position = 0; position < 20; ++position) {
     for (int byte = 0; byte < 256; ++byte) {
@@ -125,7 +125,7 @@ TEST(JsonSkimmer, EveryByteOfALongStringIsSeenWhereverItStands) {
   EXPECT_EQ(count, 5'120);
 }
 
-TEST(JsonSkimmer, APlatformDocumentReadsTheSame) {
+TEST(JsonSkimmer, EveryRecordedDocumentReadsTheSame) {
   int count = 0;
   for (const test::JsonDocument& document : test::jsonDocuments()) {
     SCOPED_TRACE(document.name);
@@ -152,7 +152,7 @@ TEST(JsonSkimmer, ARecordedEventReadsTheSame) {
   EXPECT_GT(count, 400);
 }
 
-TEST(JsonSkimmer, ADocumentThatIsCutOffIsSaidToBeSo) {
+TEST(JsonSkimmer, ADocumentThatIsCutOffIsReportedAsSuch) {
   const std::string whole = R"({"a":"one \"\u00e9","b":{"a":"two\n\ud83d\ude00","c":["\\","x"]},"cwd":"/"})";
   for (std::size_t size = 0; size < whole.size(); ++size) {
     const std::string text = whole.substr(0, size);

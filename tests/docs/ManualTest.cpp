@@ -70,7 +70,7 @@ std::map<std::string, HookAction> listedEvents() {
   return events;
 }
 
-TEST(Manual, SaysWhatBecomesOfTheSessionAtEachEvent) {
+TEST(Manual, NamesTheStateAfterEachEvent) {
   const std::map<std::string, HookAction> listed = listedEvents();
   for (const auto& [name, action] : listed) EXPECT_EQ(actionOf(name), action) << name;
   EXPECT_EQ(listed.size(), 16U);
@@ -166,7 +166,7 @@ TEST(Manual, ItsSampleSessionFileIsAsTheCommandWritesIt) {
   EXPECT_EQ(session->encode(), sample);
 }
 
-TEST(Manual, TellsTheVersionThatTheExecutableHolds) {
+TEST(Manual, NamesTheVersionThatTheExecutableHolds) {
   const std::string version = TAVRIN_VERSION;
   for (const char* name : {"tavrin-hook.1", "tavrin-session.5"}) {
     EXPECT_THAT(page(name), HasSubstr("\nThis is the manual of version " + version + ".\n"));

@@ -34,7 +34,7 @@ std::vector<std::string> jsonBlocks(std::string_view text) {
   return blocks;
 }
 
-TEST(Readme, GivesTheVeryEntriesThatTheLibraryInstallsForEachAgent) {
+TEST(Readme, ShowsExactlyTheEntriesThatTheLibraryInstallsForEachAgent) {
   const std::vector<std::string> blocks = jsonBlocks(readme());
   ASSERT_EQ(blocks.size(), AgentDefinition::all.size());
   for (std::size_t i = 0; i < blocks.size(); ++i) {

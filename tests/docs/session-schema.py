@@ -113,7 +113,7 @@ class SessionSchema(unittest.TestCase):
     def test_it_is_a_schema(self):
         Draft202012Validator.check_schema(SCHEMA)
 
-    def test_it_judges_the_platforms_records_as_the_reader_does(self):
+    def test_it_judges_recorded_records_as_the_reader_does(self):
         lines = (ROOT / "tests/data/platform/records.jsonl").read_text().splitlines()
         cases = []
         for line in map(json.loads, lines):

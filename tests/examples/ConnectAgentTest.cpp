@@ -100,7 +100,7 @@ TEST_F(ConnectAgent, FollowsTheVariableThatMovesTheSettings) {
   EXPECT_FALSE(fs::exists(settings(AgentDefinition::codex)));
 }
 
-TEST_F(ConnectAgent, WhatIsRefusedIsAFailure) {
+TEST_F(ConnectAgent, ARefusalIsAFailure) {
   test::writeFile(settings(AgentDefinition::claude), "{ // my settings\n}");
   for (const std::string& word : {helperPath, std::string("--disconnect")}) {
     const test::Outcome refused = connectAgent({"claude", word});

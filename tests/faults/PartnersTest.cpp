@@ -11,7 +11,7 @@
 namespace tavrin::test {
 namespace {
 
-TEST(Partners, AnAgentThatNeverClosesTheInputIsWaitedForAndNothingIsDoneUntilThen) {
+TEST(Partners, ARunWaitsForAnAgentThatNeverClosesTheInput) {
   const std::string event = toolStart("s", "call-1");
   const std::string tooLarge = event + std::string(HookCommand::largestPayload, ' ');
   for (const std::string& input : {std::string(), event.substr(0, 20), event, tooLarge}) {

@@ -74,7 +74,7 @@ TEST(SizeLimits, ARecordCutShortAtAnyByteLeavesTheOldOneOrTheNewOne) {
   std::cout << "[   RUNS   ] " << limits.size() << " of a record of " << size << " bytes\n";
 }
 
-TEST(SizeLimits, ALogCutShortAtAnyByteCostsNothingButTheLine) {
+TEST(SizeLimits, ALogCutShortAtAnyByteCostsOnlyTheLine) {
   constexpr std::size_t logSize = 5000;
   Situation situation = largeRecord();
   for (auto& [name, text] : situation.files) {

@@ -69,7 +69,7 @@ class Waiters : public testing::TestWithParam<bool> {
   }
 };
 
-TEST_P(Waiters, ARunWaitsForAnotherJustAsLongAsThatHasTheLock) {
+TEST_P(Waiters, ARunWaitsExactlyAsLongAsAnotherHasTheLock) {
   constexpr std::size_t fewestWaiters = 8;
   std::size_t runs = 0;
   std::size_t waited = 0;

@@ -104,7 +104,7 @@ TEST_F(CollationOfMacos, WithoutALocaleThereIsStillAnOrder) {
   EXPECT_EQ(library.created, library.released);
 }
 
-TEST_F(CollationOfMacos, BytesThatAreNoUtf8CountAsReplacementCharacters) {
+TEST_F(CollationOfMacos, BytesThatAreNotUtf8CountAsReplacementCharacters) {
   ranks(
       {"a\xff"
        "b",
@@ -131,7 +131,7 @@ TEST_F(CollationOfMacos, OfALongNameTheFirst4096UnitsCount) {
   for (const Comparison& comparison : library.comparisons) EXPECT_LE(comparison.a.size(), 4096U);
 }
 
-TEST_F(CollationOfMacos, NothingIsComparedWhereThereIsNothingToCompare) {
+TEST_F(CollationOfMacos, FewerThanTwoNamesAreNotCompared) {
   EXPECT_EQ(ranks({}), Ranks{});
   EXPECT_EQ(ranks({"a"}), Ranks{0});
   EXPECT_TRUE(library.comparisons.empty());

@@ -45,7 +45,7 @@ class HookOnMacos : public test::HookRun {
   test::FakeMac mac;
 };
 
-TEST_F(HookOnMacos, AFirstEventTellsTheAgentItsTerminalAndItsHost) {
+TEST_F(HookOnMacos, AFirstEventRecordsTheAgentItsTerminalAndItsHost) {
   runOnMac("PreToolUse");
   Session expected = usualRecord(SessionState::working);
   expected.inFlight = record().inFlight;

@@ -96,7 +96,7 @@ TEST_F(ProcessTableOfMacos, TheFirstProcessAndTheKernelAreNotAskedFor) {
   EXPECT_THAT(mac.lookUps, Not(AnyOf(Contains("sysctl 1"), Contains("sysctl 0"))));
 }
 
-TEST_F(ProcessTableOfMacos, AProcessThatIsGoneEndsTheChain) {
+TEST_F(ProcessTableOfMacos, AProcessThatHasEndedEndsTheChain) {
   mac.processes.erase(login);
   EXPECT_EQ(pidsOf(chain()), (std::vector{shell, agent, loginShell}));
   EXPECT_EQ(ProcessTree::parent(login, table()), std::nullopt);
@@ -105,14 +105,14 @@ TEST_F(ProcessTableOfMacos, AProcessThatIsGoneEndsTheChain) {
   EXPECT_FALSE(table().application(login).has_value());
 }
 
-TEST_F(ProcessTableOfMacos, ARecordOfAnyLengthButNoneCounts) {
+TEST_F(ProcessTableOfMacos, ARecordOfAnyLengthExceptZeroCounts) {
   mac.processes[login].recordSize = 1;
   EXPECT_EQ(chain().size(), 5U);
   mac.processes[login].recordSize = 0;
   EXPECT_EQ(pidsOf(chain()), (std::vector{shell, agent, loginShell}));
 }
 
-TEST_F(ProcessTableOfMacos, ASystemThatTellsNothingGivesNoChain) {
+TEST_F(ProcessTableOfMacos, ASystemThatReportsNothingHasNoChain) {
   MacCalls calls = mac.calls();
   calls.sysctl = [](int*, unsigned, void*, std::size_t*, void*, std::size_t) { return -1; };
   const ProcessTable silent = processTableOf(calls);
@@ -206,7 +206,7 @@ TEST_F(ProcessTableOfMacos, AProcessWithoutAnyNameStaysInTheChain) {
   EXPECT_EQ(nodes[1].name, std::nullopt);
 }
 
-TEST_F(ProcessTableOfMacos, AnotherUsersProcessTellsItsParentAndShortNameAlone) {
+TEST_F(ProcessTableOfMacos, AnotherUsersProcessShowsOnlyItsParentAndShortName) {
   EXPECT_EQ(ProcessTree::parent(login, table()), terminal);
   EXPECT_EQ(ProcessTree::name(login, table()), "login");
   EXPECT_EQ(ProcessTree::tty(login, table()), std::nullopt);
@@ -278,7 +278,7 @@ TEST_F(ProcessTableOfMacos, ABundleIdentifierIsTakenAsItIs) {
   expectPoolsDrained(4);
 }
 
-TEST_F(ProcessTableOfMacos, MostProcessesAreNoApplication) {
+TEST_F(ProcessTableOfMacos, MostProcessesAreNotApplications) {
   EXPECT_FALSE(table().application(agent).has_value());
   EXPECT_FALSE(table().application(77).has_value());
   expectPoolsDrained(2);
@@ -311,7 +311,7 @@ TEST_F(ProcessTableOfMacos, AMethodThatIsMissingIsNotCalled) {
   expectPoolsDrained(7);
 }
 
-TEST_F(ProcessTableOfMacos, EachLookUpOfAnApplicationHasAPoolOfItsOwn) {
+TEST_F(ProcessTableOfMacos, EachLookUpOfAnApplicationHasItsOwnPool) {
   chain();
   EXPECT_EQ(mac.countOf("application"), 5U);
   expectPoolsDrained(5);
@@ -324,7 +324,7 @@ TEST_F(ProcessTableOfMacos, AnErrorOnTheWayDrainsThePoolToo) {
   expectPoolsDrained(1);
 }
 
-TEST_F(ProcessTableOfMacos, AppKitIsOpenedForApplicationsAlone) {
+TEST_F(ProcessTableOfMacos, AppKitIsOpenedOnlyForApplications) {
   const ProcessTable processes = table();
   EXPECT_EQ(ProcessTree::ancestorsUpTo(AgentDefinition::claude.processNames, shell, processes).size(), 2U);
   EXPECT_EQ(ProcessTree::ancestorsUpTo({}, shell, processes).size(), 5U);

@@ -36,14 +36,14 @@ TEST(ThisMac, TheChainStartsAtThisProcessAndFollowsParents) {
   }
 }
 
-TEST(ThisMac, TheFirstProcessTellsItsNameAndNoTerminal) {
+TEST(ThisMac, TheFirstProcessHasANameAndNoTerminal) {
   const ProcessTable table = ProcessTable::ofThisSystem();
   EXPECT_EQ(ProcessTree::name(1, table), "launchd");
   EXPECT_EQ(ProcessTree::parent(1, table), 0);
   EXPECT_EQ(ProcessTree::tty(1, table), std::nullopt);
 }
 
-TEST(ThisMac, AProcessThatIsGoneIsUnknown) {
+TEST(ThisMac, AProcessThatHasEndedIsUnknown) {
   const pid_t child = ::fork();
   if (child == 0) ::_exit(0);
   ::waitpid(child, nullptr, 0);
@@ -53,7 +53,7 @@ TEST(ThisMac, AProcessThatIsGoneIsUnknown) {
   EXPECT_EQ(ProcessTree::tty(child, table), std::nullopt);
 }
 
-TEST(ThisMac, AProcessTellsThePathOfItsTerminal) {
+TEST(ThisMac, AProcessShowsThePathOfItsTerminal) {
   std::array<int, 2> ends{};
   ASSERT_EQ(::pipe(ends.data()), 0);
   const FileDescriptor reading(ends[0]);
@@ -77,7 +77,7 @@ TEST(ThisMac, AProcessTellsThePathOfItsTerminal) {
 }
 
 // A program in a terminal is not an application. Asking nevertheless opens AppKit.
-TEST(ThisMac, ThisProgramIsNoApplication) {
+TEST(ThisMac, ThisProgramIsNotAnApplication) {
   EXPECT_FALSE(ProcessTable::ofThisSystem().application(::getpid()).has_value());
 }
 

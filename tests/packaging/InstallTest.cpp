@@ -70,7 +70,7 @@ class Install : public testing::Test {
   ScratchHome home;
 };
 
-TEST_F(Install, PutsTheExecutableWhereAgentsLookForItAndSaysSo) {
+TEST_F(Install, PutsTheExecutableWhereAgentsLookForItAndPrintsThePath) {
   const Umask strict(0077);
   EXPECT_EQ(make(home.path(), "install"), success("Installed " + installed().string() + "\n"));
   EXPECT_EQ(readFile(installed()), readFile(hookExecutable()));
@@ -123,7 +123,7 @@ TEST_F(Install, WarnsOfAPlaceByWhichItsEntriesAreNotRecognised) {
   EXPECT_THAT(make(home.path(), "install").output, Not(HasSubstr(warning)));
 }
 
-TEST_F(Install, UninstallRemovesTheExecutableAloneAndNamesTheSettingsThatStillRunIt) {
+TEST_F(Install, UninstallRemovesOnlyTheExecutableAndNamesSettingsThatRunIt) {
   ASSERT_EQ(make(home.path(), "install").exitStatus, 0);
   ASSERT_EQ(run({installed().string()}, stopEvent, environmentOf(home.path())), silentSuccess);
   std::string stillRunning;

@@ -93,7 +93,7 @@ std::vector<BadInputCase> badInputs() {
   };
 }
 
-TEST(BadInput, WhatIsNoEventIsOneErrorLineAndLeavesTheRecordAsItWas) {
+TEST(BadInput, InputThatIsNotAnEventIsOneErrorLineAndLeavesTheRecord) {
   SeededHome home;
   int cases = 0;
   for (const auto& [name, bytes, message] : badInputs()) {
@@ -112,7 +112,7 @@ TEST(BadInput, WhatIsNoEventIsOneErrorLineAndLeavesTheRecordAsItWas) {
   home.expectNextEventWorks();
 }
 
-TEST(BadInput, WhatIsOddButAnEventIsHandled) {
+TEST(BadInput, AnOddEventIsHandled) {
   const std::string event = toolStart("s", "call-1");
   std::string surrounded(100'000, ' ');
   surrounded += event;
@@ -185,7 +185,7 @@ TEST(BadInput, APayloadOfAMillionBytesIsHandledAndOneOfAByteMoreIsNot) {
   home.expectNextEventWorks();
 }
 
-TEST(BadInput, AnOversizedPayloadIsCountedToItsEndAndNothingIsMadeForIt) {
+TEST(BadInput, AnOversizedPayloadIsCountedToItsEndAndMakesNoFile) {
   const ScratchHome home;
   EXPECT_EQ(runHook(home.path(), std::string(64U << 20U, '[')), silentSuccess);
   EXPECT_THAT(logLines(home), ElementsAre("error: payload of 67108864 bytes rejected"));
@@ -241,7 +241,7 @@ TEST(BadInput, InputMayBeAFileOrAnythingElseThatAShellCanOpen) {
   home.expectUpdated("call-1");
 }
 
-TEST(BadInput, WordsThatMeanNothingAreNothing) {
+TEST(BadInput, UnknownWordsAreIgnored) {
   for (const std::vector<std::string>& words : {std::vector<std::string>{"--help"},
                                                 {"--agent"},
                                                 {"--event"},

@@ -72,7 +72,7 @@ std::vector<BadPlace> badPlaces() {
   };
 }
 
-TEST(BadPlaces, WhateverLiesWhereAFileShouldTheRecordIsTheOldOrTheNewOne) {
+TEST(BadPlaces, WithAnythingInAFilesPlaceTheRecordIsTheOldOrTheNewOne) {
   int cases = 0;
   for (const auto& [name, place, spoil, isHandled, isLogged] : badPlaces()) {
     SCOPED_TRACE(name);
@@ -214,7 +214,7 @@ TEST(BadPlaces, AHomeThatIsMissingIsMade) {
   }
 }
 
-TEST(BadPlaces, AHomeInWhichNothingCanBeMadeIsBorneInSilence) {
+TEST(BadPlaces, AHomeInWhichNothingCanBeMadeCausesNoOutput) {
   const ScratchDirectory scratch;
   writeFile(scratch / "file", "in the way");
   fs::create_symlink("loop", scratch / "loop");

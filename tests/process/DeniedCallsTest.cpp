@@ -77,7 +77,7 @@ HookLog logIn(const ScratchDirectory& directory) {
   return HookLog(directory / "hook.log", [] { return dateFromSeconds(1'738'314'902); });
 }
 
-TEST(DeniedCalls, AWriteThatTakesNothingIsAnErrorAndNoLoop) {
+TEST(DeniedCalls, AWriteOfZeroBytesIsAnErrorAndNotALoop) {
   const ScratchDirectory directory;
   const FileDescriptor file = FileDescriptor::open(directory / "file", O_WRONLY | O_CREAT, 0600);
   const int error = inAnotherProcess([&] {

@@ -50,7 +50,7 @@ std::map<std::string, Count> records() {
   return found;
 }
 
-TEST(Instructions, OneEventTakesAsManyAsRecorded) {
+TEST(Instructions, OneEventTakesAsManyInstructionsAsRecorded) {
   const bench::BenchHome home(bench::recordedSession);
   const std::string event = bench::eventPayload(3'000);
   const Count hook = instructions(home, hookExecutable(), event);

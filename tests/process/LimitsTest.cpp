@@ -47,7 +47,7 @@ TEST(Limits, ARecordOrALogCutShortAtAnyByteLeavesTheOldRecordOrTheNewOne) {
   home.expectNextEventWorks();
 }
 
-TEST(Limits, ALogThatMayNotGrowLosesItsLineAndNothingElse) {
+TEST(Limits, ALogThatMayNotGrowLosesOnlyItsLine) {
   SeededHome home;
   writeFile(home.logFile(), std::string(10'000, '\n'));
   ASSERT_EQ(runConfined(home, {"fsize=10000"}, toolStart("s", "call-1")), silentSuccess);

@@ -29,7 +29,7 @@ Running waitingRun(const ScratchHome& home, std::string_view session, std::strin
   return process;
 }
 
-TEST(LockWait, ASecondWriterWaitsForTheFirstAndThenHasItsTurn) {
+TEST(LockWait, ASecondWriterWaitsForTheFirstAndThenWrites) {
   const ScratchHome home;
   const Running holder = holderOf("s", home);
   const Running waiting = waitingRun(home, "s", "call-1");
@@ -49,7 +49,7 @@ std::uint64_t ignoredSignals(pid_t pid) {
 }
 
 // Otherwise a log that is a pipe without a reader, or a limit on the size of files, would end the run.
-TEST(LockWait, ARunThatIsUnderWayIgnoresBrokenPipesAndSizeLimits) {
+TEST(LockWait, ARunningHookIgnoresBrokenPipesAndSizeLimits) {
   const ScratchHome home;
   const Running holder = holderOf("s", home);
   const Running waiting = waitingRun(home, "s", "call-1");
@@ -80,7 +80,7 @@ TEST(LockWait, AnotherSessionDoesNotWaitEvenWhileAWriterIsWaiting) {
   EXPECT_EQ(waiting->wait(), silentSuccess);
 }
 
-TEST(LockWait, AWriterWaitsForAHolderThatIsStoppedAndGoesOnWhenThatIsKilled) {
+TEST(LockWait, AWriterWaitsForAStoppedHolderUntilItIsKilled) {
   const ScratchHome home;
   const Running holder = holderOf("s", home);
   ASSERT_EQ(::kill(holder->pid(), SIGSTOP), 0);
@@ -153,7 +153,7 @@ TEST(LockWait, ALineThatWaitedForAFullLogRotatesOnceMore) {
   EXPECT_EQ(home.logMessages(), "claude s PreToolUse Bash#call-1 \u2192 working\n");
 }
 
-TEST(LockWait, AHolderThatIsStoppedAndGoesOnIsWaitedForAllTheWhile) {
+TEST(LockWait, AWriterWaitsForAStoppedHolderUntilItGoesOnAndEnds) {
   const ScratchHome home;
   const Running holder = holderOf("s", home);
   ASSERT_EQ(::kill(holder->pid(), SIGSTOP), 0);

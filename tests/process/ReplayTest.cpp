@@ -131,7 +131,7 @@ TEST(ReplayData, IsOfTwentyNineScenariosWithFourHundredAndSeventyOneEvents) {
 }
 
 // A record as another program may have written it, not as the encoder writes it.
-TEST(ReplayData, AnEventThatIsIgnoredLeavesAForeignHandsFileByteForByteAsItWas) {
+TEST(ReplayData, AnIgnoredEventLeavesAFileOfAnotherProgramUnchanged) {
   const ScratchHome home;
   const std::string text =
       "{\"state\":\"needsYou\", \"sessionId\":\"s-1\",\r\n\t\"agentPid\": 7.0, \"unknown\": null,\n"

@@ -78,7 +78,7 @@ TEST(SystemCalls, AnEventOfAKnownSessionTakesFewOfThemAndOpensJustItsFiles) {
     EXPECT_THAT(names, testing::Not(Contains(other)));
 }
 
-TEST(SystemCalls, AnEventWithoutASessionTouchesNothingButTheLog) {
+TEST(SystemCalls, AnEventWithoutASessionTouchesOnlyTheLog) {
   SeededHome home;
   EXPECT_EQ(trace(home, {}, {hookExecutable()}, "garbage", {{"HOME", home.string()}}), silentSuccess);
   EXPECT_THAT(pathsOf(callsOfHook(home.path()), "openat"), ElementsAre(home.logFile().string()));
@@ -94,7 +94,7 @@ TEST(SystemCalls, APayloadOfAnotherToolOpensNoFileAtAll) {
 
 // The password database is the first file opened. The system refuses to open any other file, so the test
 // touches nothing in the real home directory.
-TEST(SystemCalls, WithoutAnAbsoluteHomeThePasswordDatabaseTellsWhereTheFilesAre) {
+TEST(SystemCalls, WithoutAnAbsoluteHomeThePasswordDatabaseNamesTheHome) {
   const passwd* const entry = ::getpwuid(::getuid());
   ASSERT_NE(entry, nullptr);
   const std::string library = std::string(entry->pw_dir) + "/Library/";

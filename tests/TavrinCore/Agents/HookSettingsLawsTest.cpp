@@ -236,7 +236,7 @@ TEST(HookSettingsLaws, WhatIsMergedIsInstalledAndWhatIsRemovedIsNot) {
   });
 }
 
-TEST(HookSettingsLaws, NothingOfTheUsersIsLostOrMovedOrChanged) {
+TEST(HookSettingsLaws, WhatBelongsToTheUserIsNotLostMovedOrChanged) {
   std::size_t things = 0;
   forGeneratedDocuments([&](const json::object& document, const AgentDefinition& definition) {
     const std::vector<std::string> users = usersThings(document, definition);
@@ -249,7 +249,7 @@ TEST(HookSettingsLaws, NothingOfTheUsersIsLostOrMovedOrChanged) {
   EXPECT_GT(static_cast<int>(things), test::generatedCases(12'000));
 }
 
-TEST(HookSettingsLaws, RemovingWhatWasMergedGivesWhatRemovingAloneGives) {
+TEST(HookSettingsLaws, RemovingAfterMergingEqualsRemovingAlone) {
   int wellFormed = 0;
   forGeneratedDocuments([&](const json::object& document, const AgentDefinition& definition) {
     const json::value* const hooks = document.if_contains("hooks");

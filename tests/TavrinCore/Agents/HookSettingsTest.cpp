@@ -102,14 +102,14 @@ TEST(StripTavrin, TreatsEachGroupByItsForm) {
   }
 }
 
-TEST(StripTavrin, LeavesWhatIsNoGroupAlone) {
+TEST(StripTavrin, LeavesElementsThatAreNotGroups) {
   const json::array odd =
       Json::parse(R"([7,null,"/Tavrin/bin/tavrin-hook",[{"command":"/Tavrin/bin/tavrin-hook"}]])")
           ->as_array();
   EXPECT_EQ(HookSettings::stripTavrin(odd), odd);
 }
 
-TEST(Merged, AnEmptyDocumentGetsOneGroupForEachEventAndNothingElse) {
+TEST(Merged, AnEmptyDocumentGetsExactlyOneGroupForEachEvent) {
   for (const AgentDefinition& definition : AgentDefinition::all) {
     const json::object document = HookSettings::merged({}, path, definition);
     EXPECT_EQ(document.size(), 1U) << definition.name;
@@ -162,7 +162,7 @@ TEST(Merged, WritesWhatAFileShouldHold) {
 )");
 }
 
-TEST(Merged, AnEventListOfNoneWritesAnEmptyHooksObject) {
+TEST(Merged, WithoutEventsItWritesAnEmptyHooksObject) {
   EXPECT_EQ(HookSettings::merged({}, path, definitionOf({})), parsed(R"({"hooks":{}})"));
 }
 
@@ -204,7 +204,7 @@ TEST(Merged, KeepsOtherEventsAndTopLevelKeysInTheirOrder) {
                         R"(],"A":"odd"},"a":[null,{}],"m":18446744073709551615})")));
 }
 
-TEST(Merged, AHooksValueThatIsNoObjectIsReplacedInItsPlace) {
+TEST(Merged, AHooksValueThatIsNotAnObjectIsReplacedInItsPlace) {
   for (const char* hooks : {"null", "7", "true", "\"hooks\"", "[]", R"([{"Stop":[]}])"}) {
     const json::object document = parsed(R"({"a":1,"hooks":)" + std::string(hooks) + R"(,"b":2})");
     EXPECT_EQ(text(HookSettings::merged(document, path, stopOnly)),
@@ -213,13 +213,13 @@ TEST(Merged, AHooksValueThatIsNoObjectIsReplacedInItsPlace) {
   }
 }
 
-TEST(Merged, AnEventThatIsNoArrayOfObjectsIsReplaced) {
+TEST(Merged, AnEventThatIsNotAnArrayOfObjectsIsReplaced) {
   for (const char* value :
        {"null", "7", "\"x\"", "{}", R"({"hooks":[]})", "[null]", R"([{"hooks":[]},"no group"])", "[[]]"})
     EXPECT_EQ(HookSettings::merged(withStop(value), path, stopOnly), withStop("[" + ourGroup + "]")) << value;
 }
 
-TEST(Merged, GroupsThatAreNoGroupsStay) {
+TEST(Merged, ElementsThatAreNotGroupsStay) {
   for (const char* group : {"{}", R"({"matcher":5})", R"({"hooks":null})", R"({"hooks":{}})",
                             R"({"hooks":[7]})", R"({"hooks":[]})"})
     EXPECT_EQ(HookSettings::merged(withStop("[" + std::string(group) + "]"), path, stopOnly),
@@ -303,7 +303,7 @@ TEST(IsInstalled, TheMatcherMustAgree) {
   EXPECT_FALSE(withMatcher(nullptr));
 }
 
-TEST(IsInstalled, AGroupWithAMatcherDoesNotStandForASpecWithoutOne) {
+TEST(IsInstalled, AGroupWithAMatcherDoesNotCountForASpecWithoutOne) {
   const auto withMatcher = [](const std::string& matcher) {
     return HookSettings::isInstalled(
         withStop(R"([{"matcher":)" + matcher + R"(,"hooks":[)" + ourEntry + "]}]"), path, stopOnly);
@@ -378,7 +378,7 @@ TEST(OwnFileDocument, OfCopilotHasSevenEventsThatEndInTheirNames) {
   EXPECT_TRUE(HookSettings::isOwnFile(document));
 }
 
-TEST(OwnFileDocument, WithoutAnEventFlagTheCommandStandsAlone) {
+TEST(OwnFileDocument, WithoutAnEventFlagTheCommandHasNoArguments) {
   const AgentDefinition definition = definitionOf({{"Stop", "first", 1}, {"Start", {}, 7}, {"Stop", {}, 2}});
   EXPECT_EQ(HookSettings::ownFileDocument("/x", definition), parsed(R"({"version":1,"hooks":{
       "Stop":[{"type":"command","bash":"\"/x\"","timeoutSec":2}],

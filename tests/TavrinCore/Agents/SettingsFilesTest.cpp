@@ -49,7 +49,7 @@ std::vector<std::string> lines(const std::string& text) {
   return lines;
 }
 
-TEST(SettingsFiles, ComeBackByteForByteThroughParserAndPrinter) {
+TEST(SettingsFiles, AreTheSameBytesAfterParserAndPrinter) {
   std::vector<SettingsFile> files = sharedFiles();
   files.push_back({AgentDefinition::copilot, "copilot-tavrin.json"});
   EXPECT_EQ(files.size(), AgentDefinition::all.size());

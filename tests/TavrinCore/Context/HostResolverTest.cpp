@@ -38,13 +38,13 @@ Pid hostIn(std::size_t length, const std::vector<std::size_t>& regular) {
   return node ? Pid(node->pid) : std::nullopt;
 }
 
-TEST(HostResolver, AnEmptyChainHasNeitherAgentNorHost) {
+TEST(HostResolver, AnEmptyChainHasNoAgentAndNoHost) {
   EXPECT_EQ(HostResolver::pickAgent({}, Names{"claude"}), std::nullopt);
   EXPECT_EQ(HostResolver::pickAgent({}, {}), std::nullopt);
   EXPECT_EQ(HostResolver::pickHost({}), std::nullopt);
 }
 
-TEST(HostResolver, ShellAgentAndTerminalAreToldApart) {
+TEST(HostResolver, DistinguishesShellAgentAndTerminal) {
   Chain chain = chainOf({"zsh", "claude", "Terminal"});
   chain[2].bundleId = "com.apple.Terminal";
   chain[2].isRegularApp = true;
@@ -70,7 +70,7 @@ TEST(HostResolver, AShellThatIsNamedIsTheAgent) {
   EXPECT_EQ(agentIn({"sh", "bash", "claude"}, {"bash"}), 101);
 }
 
-TEST(HostResolver, WithoutANameTheFirstThatIsNoShellIsTaken) {
+TEST(HostResolver, WithoutAKnownNameTheFirstThatIsNotAShellIsTaken) {
   EXPECT_EQ(agentIn({"sh", "bash", "node"}, {"claude"}), 102);
   EXPECT_EQ(agentIn({"sh", "bash", "node", "Terminal"}, {}), 102);
   EXPECT_EQ(agentIn({"python3", "bash"}, {"claude"}), 100);
@@ -87,11 +87,11 @@ TEST(HostResolver, OnlyTheFiveShellsAreShells) {
   }
 }
 
-TEST(HostResolver, ShellsAloneAreNoAgent) {
+TEST(HostResolver, OnlyShellsMeansNoAgent) {
   EXPECT_EQ(agentIn({"sh", "bash", "zsh", "fish", "dash", "sh"}, {"claude"}), std::nullopt);
 }
 
-TEST(HostResolver, AProcessWithoutANameMatchesNoneAndIsNoShell) {
+TEST(HostResolver, AProcessWithoutANameMatchesNoNameAndIsNotAShell) {
   EXPECT_EQ(agentIn({std::nullopt, "x"}, {""}), 100);
   EXPECT_EQ(agentIn({"sh", std::nullopt, "x"}, {"claude"}), 101);
   EXPECT_EQ(agentIn({"sh", std::nullopt, "claude"}, {"claude", ""}), 102);
@@ -109,7 +109,7 @@ TEST(HostResolver, TheRegularApplicationNearestTheRootIsTheHost) {
   EXPECT_EQ(hostIn(4, {}), std::nullopt);
 }
 
-TEST(HostResolver, AnApplicationThatIsNotRegularHostsNothing) {
+TEST(HostResolver, AnApplicationThatIsNotRegularIsNotAHost) {
   Chain chain = chainOf({"claude", "Editor", "agent"});
   chain[1].bundleId = "com.example.editor";
   chain[1].isRegularApp = true;

@@ -114,7 +114,7 @@ TEST(ListeningPorts, JoinsSocketsAndProcesses) {
   EXPECT_THAT(listing.withoutProcess, ElementsAre(Socket{"*", 80, 8}));
 }
 
-TEST(ListeningPorts, NothingListensWithoutTables) {
+TEST(ListeningPorts, WithoutTablesThereAreNoListeners) {
   FakeProc proc;
   proc.add(12, "worker", {"socket:[7]"});
   EXPECT_EQ(ListeningPorts::list(proc.probes()), Listing{});

@@ -32,7 +32,7 @@ std::uint32_t device(std::uint32_t majorNumber, std::uint32_t minorNumber) {
   return static_cast<std::uint32_t>(makedev(majorNumber, minorNumber));
 }
 
-TEST(ProcFormats, AStatLineTellsNameParentAndTerminal) {
+TEST(ProcFormats, AStatLineHoldsNameParentAndTerminal) {
   EXPECT_EQ(ProcFormats::parseStat(statOf("claude")),
             (Stat{.name = "claude", .parent = 4241, .terminal = 34'819}));
 }
@@ -120,7 +120,7 @@ TEST(ProcFormats, OfTheLocksThoseOfFlockThatAreHeldCount) {
                        {.pid = 4242, .majorNumber = 0xfd, .minorNumber = 1, .inode = 1311}}));
 }
 
-TEST(ProcFormats, WhatIsNoStatLineGivesNothing) {
+TEST(ProcFormats, ALineThatIsNotAStatLineIsNullopt) {
   for (const char* const text : {"",
                                  "\n",
                                  "4242",
@@ -236,7 +236,7 @@ TEST(ProcFormats, EscapesInAUnitsNameAreUndone) {
   }
 }
 
-TEST(ProcFormats, WhatIsNoWholeEscapeStandsForItself) {
+TEST(ProcFormats, AnIncompleteEscapeStaysAsItIs) {
   for (const char* const id :
        {"a\\", "a\\x", "a\\x2", "a\\xzz", "a\\x2z", "a\\x+2", "\\y2d", "a\\X2d", "a\\x 2"}) {
     EXPECT_EQ(idOf("app-" + std::string(id) + "-1.scope"), id) << id;

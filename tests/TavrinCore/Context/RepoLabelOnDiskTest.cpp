@@ -85,7 +85,7 @@ TEST(RepoLabelOnDisk, FindsWhatGitMakes) {
   EXPECT_EQ(found(base / "apart"), label(base / "apart"));
 }
 
-TEST(RepoLabelOnDisk, FindsWhatIsMadeByHand) {
+TEST(RepoLabelOnDisk, FindsARepositoryMadeByHand) {
   const ScratchDirectory base;
   fs::create_directories(base / "repo/.git/modules/sub");
   writeFile(base / "repo/sub/.git", "gitdir: ../.git/modules/sub\n");
@@ -108,7 +108,7 @@ TEST(RepoLabelOnDisk, FollowsSymbolicLinksInPlaceOfGit) {
   EXPECT_EQ(found(base / "a/b/c"), label("/m", "w"));
 }
 
-TEST(RepoLabelOnDisk, AGitFileThatIsNoUtf8FallsBackToItsDirectory) {
+TEST(RepoLabelOnDisk, AGitFileThatIsNotUtf8FallsBackToItsDirectory) {
   const ScratchDirectory base;
   for (const char* const bytes : {"gitdir: /m\xff/.git/worktrees/w", "gitdir: /m/.git/worktrees/w\n\xc3",
                                   "gitdir: /m/.git/worktrees/\xed\xa0\x80"}) {
@@ -144,7 +144,7 @@ TEST(RepoLabelOnDisk, ANamedPipeInPlaceOfGitStopsNobody) {
   EXPECT_EQ(found(base / "w"), label(base / "w"));
 }
 
-TEST(RepoLabelOnDisk, APathThatCannotBeAskedForIsInNoRepository) {
+TEST(RepoLabelOnDisk, APathThatTheSystemRejectsIsInNoRepository) {
   const ScratchDirectory base;
   EXPECT_EQ(found(base / std::string(300, 'n')), found(base.path()));
   std::string tooLong = base.string();

@@ -78,7 +78,7 @@ TEST(AgentArgument, AnAgentAfterAnUnknownOneCounts) {
   EXPECT_EQ(parsed({"--agent", "nonsense", "--agent", "gemini"}), agentOnly(Agent::gemini));
 }
 
-TEST(AgentArgument, AnEmptyEventIsNoneAndTakesAnEarlierOneBack) {
+TEST(AgentArgument, AnEmptyEventRemovesAnEarlierOne) {
   EXPECT_EQ(parsed({"--event="}), Parsed{});
   EXPECT_EQ(parsed({"--event", ""}), Parsed{});
   EXPECT_EQ(parsed({"--event=Stop", "--event="}), Parsed{});
@@ -121,7 +121,7 @@ TEST(AgentArgument, OtherWordsAreIgnored) {
   }
 }
 
-TEST(AgentArgument, AnEventThatIsNoUtf8IsRepaired) {
+TEST(AgentArgument, AnEventThatIsNotUtf8IsRepaired) {
   const Words joined = {"tavrin-hook", "--event=St\xffop\xc3"};
   EXPECT_EQ(AgentArgument::parseAll(joined).event, "St\ufffdop\ufffd");
   const Words apart = {"tavrin-hook", "--event", "\xe2\x82\u00e9"};

@@ -101,7 +101,7 @@ TEST(HookEvent, EventsDifferInEachField) {
   for (std::size_t i = 0; i < others.size(); ++i) EXPECT_NE(others[i], event) << i;
 }
 
-TEST(HookEvent, UnknownKeysAndOtherTypesFailNothing) {
+TEST(HookEvent, UnknownKeysAndOtherTypesAreNotErrors) {
   const HookEvent event = parsed(
       R"({"session_id":"s","hook_event_name":"Stop","cwd":7,"tool_name":null,"notification_type":[],"source":{},
           "tool_use_id":true,"agent_id":1.5,"transcript_path":["/t"],"tool_input":{"cwd":"/wrong"},"new key":1})");
@@ -168,14 +168,14 @@ TEST(HookEvent, AnEmptyNameInThePayloadIsMissingWhateverTheCommandLineSays) {
   }
 }
 
-TEST(HookEvent, TheFirstFailureIsTheOneTold) {
+TEST(HookEvent, TheFirstFailureIsReported) {
   EXPECT_EQ(refusal("[]"), Case::notAnObject);
   EXPECT_EQ(refusal("{}"), Case::missingSessionId);
   EXPECT_EQ(refusal(R"({"session_id":"","hook_event_name":""})"), Case::missingSessionId);
   EXPECT_THROW(parsed("[", "Stop"), JsonError);
 }
 
-TEST(HookEvent, WhatIsNoObjectSaysSo) {
+TEST(HookEvent, AValueThatIsNotAnObjectIsReportedAsSuch) {
   for (const std::string_view bytes : {"[]", R"([{"session_id":"s","hook_event_name":"Stop"}])", R"("Stop")",
                                        "12", "-0.5", "true", "null", " [1,2] "}) {
     EXPECT_EQ(refusal(bytes), Case::notAnObject) << bytes;
@@ -183,7 +183,7 @@ TEST(HookEvent, WhatIsNoObjectSaysSo) {
   }
 }
 
-TEST(HookEvent, WhatIsNoJsonFailsWithTheReadersError) {
+TEST(HookEvent, InvalidJsonFailsWithTheReadersError) {
   for (const std::string_view bytes :
        {"", " ", "{", R"({"session_id":"s","hook_event_name":"Stop"}})", "Stop"}) {
     EXPECT_THROW(static_cast<void>(HookEvent::parse(bytes, "Stop")), JsonError) << bytes;
@@ -278,7 +278,7 @@ TEST(HookEvent, ASubagentIsOneWithAnId) {
   EXPECT_TRUE(event.isFromSubagent());
 }
 
-TEST(HookEvent, ACallIsKeyedByItsIdOrElseByItsToolsName) {
+TEST(HookEvent, ACallIsKeyedByItsIdOrWithoutOneByItsToolsName) {
   EXPECT_EQ(withTool("u", "Bash").callKey(), "u");
   EXPECT_EQ(withTool("u", std::nullopt).callKey(), "u");
   EXPECT_EQ(withTool("u", "").callKey(), "u");

@@ -81,7 +81,7 @@ TEST(HookLog, LiesUnderTheHomeDirectory) {
   EXPECT_EQ(HookLog().url(), "/Users/somebody/Library/Logs/Tavrin/hook.log");
 }
 
-TEST(HookLog, ALineIsTimeBlankMessageAndLineFeed) {
+TEST(HookLog, ALineIsTimeSpaceMessageAndLineFeed) {
   const test::ScratchDirectory directory;
   logAt(directory / "hook.log").write("claude 3f2a9c1d Stop  \u2192 idle");
   EXPECT_EQ(readFile(directory / "hook.log"), "2025-01-31T09:15:02Z claude 3f2a9c1d Stop  \u2192 idle\n");
@@ -156,7 +156,7 @@ TEST(HookLog, AMissingDirectoryIsMadeWithItsParents) {
   EXPECT_EQ(permissionsOf(log.parent_path()), 0755U);
 }
 
-TEST(HookLog, ANewLogIsForItsOwnerAlone) {
+TEST(HookLog, OnlyTheOwnerMayAccessANewLog) {
   for (const unsigned mask : {000U, 022U, 077U}) {
     const test::ScratchDirectory directory;
     const test::Umask narrowed(static_cast<mode_t>(mask));  // 16 bits on macOS
@@ -168,7 +168,7 @@ TEST(HookLog, ANewLogIsForItsOwnerAlone) {
   }
 }
 
-TEST(HookLog, ALogThatIsThereKeepsItsPermissions) {
+TEST(HookLog, AnExistingLogKeepsItsPermissions) {
   const test::ScratchDirectory directory;
   writeFile(directory / "hook.log", "");
   ASSERT_EQ(::chmod((directory / "hook.log").c_str(), 0644), 0);
@@ -208,7 +208,7 @@ TEST(HookLog, TheFirstRotationNeedsNoOlderLog) {
   EXPECT_EQ(readFile(directory / "hook.1.log"), full);
 }
 
-TEST(HookLog, ManyLinesStayInTwoGenerationsWithNoneSplitOrLostInBetween) {
+TEST(HookLog, ManyLinesStayInTwoGenerationsWithoutALineSplitOrLost) {
   const test::ScratchDirectory directory;
   const HookLog log = logAt(directory / "hook.log");
   std::string all;

@@ -68,7 +68,7 @@ TEST(HookPayload, EachFieldIsReadUnderEachOfItsSpellings) {
   EXPECT_EQ(count, 18);
 }
 
-TEST(HookPayload, AFieldUnderNoneOfItsSpellingsIsAbsent) {
+TEST(HookPayload, AFieldWithoutAnyOfItsSpellingsIsAbsent) {
   const HookPayload empty("{}");
   const HookPayload others(
       R"({"Session_id":"a","sessionID":"a","session-id":"a","CWD":"a","toolname":"a","tool_useId":"a",
@@ -106,7 +106,7 @@ TEST(HookPayload, OfAllSpellingsTheEarliestWithATextWins) {
   EXPECT_EQ(count, 2 * 4 + 6 * 16 + 256);
 }
 
-TEST(HookPayload, AValueThatIsNoTextCountsAsMissing) {
+TEST(HookPayload, AValueThatIsNotATextCountsAsMissing) {
   int count = 0;
   for (const Field& field : fields()) {
     for (const auto value : valuesThatAreNoText) {
@@ -121,7 +121,7 @@ TEST(HookPayload, AValueThatIsNoTextCountsAsMissing) {
   EXPECT_EQ(count, 81);
 }
 
-TEST(HookPayload, OfEqualKeysTheLastCountsEvenWhenItIsNoText) {
+TEST(HookPayload, OfEqualKeysTheLastCountsEvenIfItIsNotAText) {
   EXPECT_EQ(HookPayload(R"({"session_id":"a","session_id":"b"})").text(&HookEvent::sessionId), "b");
   EXPECT_EQ(HookPayload(R"({"session_id":"a","session_id":5})").text(&HookEvent::sessionId), std::nullopt);
   EXPECT_EQ(
@@ -179,7 +179,7 @@ TEST(HookPayload, OnlyAnObjectIsAnObject) {
   }
 }
 
-TEST(HookPayload, BytesThatAreNoJsonAreAnError) {
+TEST(HookPayload, BytesThatAreNotJsonAreAnError) {
   for (const std::string_view bytes : {"",
                                        " ",
                                        "\n",
@@ -207,7 +207,7 @@ TEST(HookPayload, BytesThatAreNoJsonAreAnError) {
   EXPECT_THROW(HookPayload(std::string_view("{}\0", 3)), JsonError);
 }
 
-TEST(HookPayload, MarksOfOtherToolsCountByTheirKeysAlone) {
+TEST(HookPayload, OnlyTheKeysOfOtherToolsMarksCount) {
   EXPECT_TRUE(HookPayload(R"({"cursor_version":null})").hasCursorVersion());
   EXPECT_FALSE(HookPayload(R"({"cursor_version":null})").hasWorkspaceRoot());
   EXPECT_TRUE(HookPayload(R"({"workspaceRoot":[]})").hasWorkspaceRoot());

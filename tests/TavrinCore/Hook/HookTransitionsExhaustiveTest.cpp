@@ -257,7 +257,7 @@ class Comparison {
   std::size_t different_ = 0;
 };
 
-TEST(HookTransitionsExhaustive, EveryEventCallsForWhatTheTableSays) {
+TEST(HookTransitionsExhaustive, EveryEventHasTheActionOfTheTable) {
   Comparison actions;
   forEachEvent(allNames(), [&](const HookEvent& event) {
     actions.same(HookTransitions::action(event), TransitionTable::action(event),

@@ -220,7 +220,7 @@ TEST(HookTransitionsLife, ASubagentsQuestionAsksTheUserToo) {
   EXPECT_THAT(life.record().waitingOn, ElementsAre("q"));
 }
 
-TEST(HookTransitionsLife, WithNothingWaitedOnAnyFinishedCallEndsTheWait) {
+TEST(HookTransitionsLife, IfNoCallIsWaitedForAnyFinishedCallEndsTheWait) {
   Life life(Agent::claude);
   life.take(event("Elicitation"));
   EXPECT_THAT(life.record().waitingOn, IsEmpty());

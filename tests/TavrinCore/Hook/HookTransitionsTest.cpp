@@ -83,14 +83,14 @@ TEST(HookTransitions, OnlyBeforeItsUseIsAQuestionToolAQuestion) {
   EXPECT_EQ(HookTransitions::action(toolEvent("PostToolUse", "AskUserQuestion")), working);
 }
 
-TEST(HookTransitions, SourceAndNotificationTypeCountForTheirOwnEventsAlone) {
+TEST(HookTransitions, SourceAndNotificationTypeCountOnlyForTheirOwnEvents) {
   HookEvent stop = event("Stop");
   stop.source = "compact";
   stop.notificationType = "permission_prompt";
   EXPECT_EQ(HookTransitions::action(stop), idle);
 }
 
-TEST(HookTransitions, EachEventThatAnAgentIsRegisteredForCallsForItsActionAsTheAgentSpellsIt) {
+TEST(HookTransitions, EachRegisteredEventHasItsActionAsTheAgentSpellsIt) {
   using Cases = std::vector<std::pair<std::string, HookAction>>;
   const std::vector<std::pair<Agent, Cases>> agents = {
       {Agent::claude,
@@ -327,7 +327,7 @@ TEST(HookTransitions, AnOpenedCallIsAppendedOnceAndKeepsItsPlace) {
   }
 }
 
-TEST(HookTransitions, AClosedCallIsRemovedWhereverItStands) {
+TEST(HookTransitions, AClosedCallIsRemovedFromAnyPlace) {
   for (const char* name : {"PostToolUse", "PostToolUseFailure", "PermissionDenied", "AfterTool"}) {
     EXPECT_THAT(openAfter(toolEvent(name, "Bash", "b"), {"b", "a", "b", "c"}), ElementsAre("a", "c")) << name;
     EXPECT_THAT(openAfter(toolEvent(name, "Bash", "d"), {"a", "b"}), ElementsAre("a", "b")) << name;
@@ -359,7 +359,7 @@ TEST(HookTransitions, AListThatWasTooLongIsCutToSixtyFourWithTheNextCall) {
   EXPECT_EQ(openAfter(toolEvent("PreToolUse", "Bash", "70"), tooMany), tooMany);
 }
 
-TEST(HookTransitions, AWaitThatBeginsWithAnOpenedCallIsForThatCallAlone) {
+TEST(HookTransitions, AWaitThatBeginsWithAnOpenedCallIsOnlyForThatCall) {
   Session session = sessionOf(Agent::claude, SessionState::needsYou);
   session.inFlight = {"a"};
   session.waitingOn = {"left behind"};
@@ -396,7 +396,7 @@ TEST(HookTransitions, AWaitThatGoesOnLosesOnlyTheCallsThatAreClosed) {
   EXPECT_THAT(waitingAfter(toolEvent("PermissionRequest", "Bash")), ElementsAre("a", "b"));
 }
 
-TEST(HookTransitions, ASessionThatDoesNotNeedItsUserWaitsOnNothing) {
+TEST(HookTransitions, ASessionThatDoesNotNeedItsUserWaitsForNoCall) {
   for (const SessionState state : {SessionState::idle, SessionState::working}) {
     Session session = waitingFor({"a", "b"});
     session.state = state;

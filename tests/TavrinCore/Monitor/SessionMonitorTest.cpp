@@ -105,7 +105,7 @@ TEST(Judge, AResultEndsOnlyTheWaitForItsCall) {
   EXPECT_EQ(judged(session)->since, dateFromSeconds(saved + 2));
 }
 
-TEST(Judge, OutputEndsAWaitOnlyIfNothingIsWaitedFor) {
+TEST(Judge, OutputEndsAWaitOnlyIfNoCallIsWaitedFor) {
   MonitoredSession session = sessionIn(needsYou);
   session.evidence.facts = {fact(Kind::output, saved + 1)};
   EXPECT_EQ(judged(session)->state, working);
@@ -113,7 +113,7 @@ TEST(Judge, OutputEndsAWaitOnlyIfNothingIsWaitedFor) {
   EXPECT_EQ(judged(session)->state, needsYou);
 }
 
-TEST(Judge, AnIdleSessionIsWokenByATurnAndByNothingElse) {
+TEST(Judge, OnlyATurnWakesAnIdleSession) {
   MonitoredSession session = sessionIn(idle);
   for (const Kind kind : {Kind::output, Kind::answered, Kind::callEnded, Kind::withdrawn}) {
     session.evidence.facts = {fact(kind, saved + 1, "a")};
@@ -123,7 +123,7 @@ TEST(Judge, AnIdleSessionIsWokenByATurnAndByNothingElse) {
   EXPECT_EQ(judged(session)->state, working);
 }
 
-TEST(Judge, AnOpenQuestionIsAWaitOfItsOwn) {
+TEST(Judge, AnOpenQuestionIsASeparateWait) {
   MonitoredSession session = sessionIn(working, Agent::grok);
   session.evidence.facts = {fact(Kind::asked, saved - 1, "q")};
   const auto seen = judged(session);

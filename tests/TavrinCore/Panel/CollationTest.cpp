@@ -34,7 +34,7 @@ std::vector<std::string> order(const std::vector<std::string_view>& names, const
   return order;
 }
 
-TEST(Collation, OrdersNamesAsThePlatformDoes) {
+TEST(Collation, OrdersNamesAsFoundationDoes) {
   std::vector<std::string> names;
   std::vector<std::size_t> groups;
   std::size_t group = 0;
@@ -68,7 +68,7 @@ TEST(Collation, TurkishAndAzerbaijaniHaveTwoLettersI) {
   EXPECT_THAT(order({"i", "I", "ı", "İ"}, "az"), ElementsAre("I=ı", "i=İ"));
 }
 
-TEST(Collation, SharpSIsDoubleSWhereverItStands) {
+TEST(Collation, SharpSIsDoubleSAnywhere) {
   EXPECT_THAT(order({"Straße", "STRASSE", "strasse", "STRAẞE", "strate"}, "de"),
               ElementsAre("Straße=STRASSE=strasse=STRAẞE", "strate"));
 }
@@ -103,14 +103,14 @@ TEST(Collation, WithoutACollatorNamesComeByCodePointInLowerCase) {
   EXPECT_EQ(Collation::plainRanks(names), (std::vector<std::size_t>{2, 0, 0, 5, 2, 4}));
 }
 
-TEST(Collation, TellsNamesApartByPunctuationInEveryLanguage) {
+TEST(Collation, DistinguishesNamesByPunctuationInEveryLanguage) {
   const std::vector<std::string_view> names = {"my-app", "myapp", "my app", "my_app", "My-App"};
   for (const char* locale : {"en", "th", "en@colAlternate=shifted"}) {
     EXPECT_THAT(order(names, locale), ElementsAre("my app", "my_app", "my-app=My-App", "myapp")) << locale;
   }
 }
 
-TEST(Collation, TakesALetterWithItsDotApartForTheLetter) {
+TEST(Collation, TreatsALetterAndASeparateDotAsTheLetter) {
   const std::vector<std::string_view> names = {"Ispir", "\u0130stanbul", "I\u0307stanbul", "istanbul",
                                                "Izmir"};
   const std::vector<std::size_t> ranks = Collation::ranks(names, "tr");

@@ -70,7 +70,7 @@ std::vector<std::string> neededLibraries(const std::string& file) {
   return libraries;
 }
 
-TEST(HookLibraries, TheDynamicSectionAsksForNoCollator) {
+TEST(HookLibraries, TheDynamicSectionNamesNoCollator) {
   for (const std::string& library : neededLibraries(test::readFile(test::hookExecutable()))) {
     EXPECT_THAT(library, Not(HasSubstr("icu")));
   }

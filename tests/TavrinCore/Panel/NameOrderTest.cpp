@@ -53,7 +53,7 @@ TEST(NameOrder, ManyThingsOfOneNameAndOneTieStayInInputOrder) {
   EXPECT_EQ(NameOrder::order(ungrouped(std::vector<std::string>(100, "app")), byTens), expected);
 }
 
-TEST(NameOrder, NothingIsInOrder) {
+TEST(NameOrder, AnEmptyListIsInOrder) {
   EXPECT_THAT(NameOrder::order({}), IsEmpty());
 }
 

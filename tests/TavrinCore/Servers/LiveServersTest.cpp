@@ -74,7 +74,7 @@ TEST(LiveServers, NodesServerIsFoundAndNamedByItsScript) {
   EXPECT_FALSE(ServerPortRoles::needsNodeInspectorProbe(process->command, words));
 }
 
-TEST(LiveServers, NodesInspectorIsKnownToBeSomewhere) {
+TEST(LiveServers, NodesInspectorIsKnownToListenSomewhere) {
   const test::ScratchDirectory home;
   const std::string script = home / "server.js";
   test::writeFile(script, "require('http').createServer((q, r) => r.end('ok')).listen(0, '127.0.0.1');\n");

@@ -76,7 +76,7 @@ TEST(RecordedServers, EveryServerHasTheNameThatAPersonWouldGiveIt) {
   EXPECT_EQ(seen.size(), known.size());
 }
 
-TEST(RecordedServers, DebuggersPortsAreToldFromTheServers) {
+TEST(RecordedServers, DebuggersPortsAreDistinguishedFromTheServers) {
   const std::vector<PortScan::ProcessListener> scanned = PortScan::byProcess(test::recordedListeners());
   for (const test::RecordedServer& process : test::recordedServers()) {
     const auto found = std::ranges::find(scanned, process.pid, &PortScan::ProcessListener::pid);
@@ -91,7 +91,7 @@ TEST(RecordedServers, DebuggersPortsAreToldFromTheServers) {
   }
 }
 
-TEST(RecordedServers, WorkerdTellsWhereItPublishesItsService) {
+TEST(RecordedServers, WorkerdShowsWhereItOffersItsService) {
   for (const test::RecordedServer& process : test::recordedServers()) {
     const std::optional<ServerPortRoles::Bridge> bridge =
         ServerPortRoles::loopbackBridge(process.command, process.arguments);

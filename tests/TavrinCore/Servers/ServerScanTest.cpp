@@ -105,7 +105,7 @@ TEST(ServerScan, AListenerAndItsFactsMakeAServer) {
               ElementsAre(server));
 }
 
-TEST(ServerScan, NothingListensAndNothingIsAsked) {
+TEST(ServerScan, WithoutListenersItLooksNothingUp) {
   Machine machine;
   EXPECT_THAT(machine.servers({}), IsEmpty());
   EXPECT_THAT(machine.servers({listener(0, 80), listener(5, 0)}), IsEmpty());
@@ -173,7 +173,7 @@ TEST(ServerScan, AProcessWithoutFactsKeepsItsCommandAndPorts) {
   EXPECT_EQ(machine.disk.asked, 0) << "looked for a repository without a folder";
 }
 
-TEST(ServerScan, AFolderOutsideARepositoryStandsForOne) {
+TEST(ServerScan, AFolderOutsideARepositoryTakesItsPlace) {
   Machine machine;
   machine.processes[7] = facts({}, "/tmp/x");
   machine.processes[8] = facts({}, "web");
@@ -183,7 +183,7 @@ TEST(ServerScan, AFolderOutsideARepositoryStandsForOne) {
   EXPECT_EQ(servers[1].repo, (RepoLabel{.root = "web", .worktree = {}}));
 }
 
-TEST(ServerScan, EachProcessAndEachFolderIsAskedForOnce) {
+TEST(ServerScan, EachProcessAndEachFolderIsLookedUpOnce) {
   Machine machine;
   std::vector<Listener> listeners;
   for (int pid = 1; pid <= 50; ++pid) {

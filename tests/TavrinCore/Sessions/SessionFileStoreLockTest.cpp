@@ -87,7 +87,7 @@ TEST(SessionFileStore, IdsThatDifferInOtherCharactersShareFileAndLock) {
   EXPECT_THAT(test::names(directory.path()), testing::ElementsAre(".abc.lock"));
 }
 
-TEST(SessionFileStore, TheLockFileStaysAsItIsForGood) {
+TEST(SessionFileStore, TheLockFileNeverChanges) {
   const ScratchDirectory directory;
   const SessionFileStore store(directory.string());
   store.withLock("s", [] {});

@@ -132,7 +132,7 @@ TEST(SessionFileStore, EnsureDirectoryTakesALinkToADirectory) {
   EXPECT_EQ(names(scratch / "real"), (std::vector<std::string>{".s.lock", "s.json"}));
 }
 
-TEST(SessionFileStore, AFileInTheDirectorysPlaceFailsEverythingThatWritesAndNothingThatReads) {
+TEST(SessionFileStore, AFileInTheDirectorysPlaceFailsOnlyOperationsThatWrite) {
   const ScratchDirectory scratch;
   writeFile(scratch / "file", "in the way");
   for (const std::string place : {"file", "file/sessions", "file/a/b"}) {
@@ -191,7 +191,7 @@ TEST(SessionFileStore, SaveMakesAMissingDirectoryWithItsParents) {
   EXPECT_THAT(names(scratch / "a/b/sessions"), ElementsAre("s.json"));
 }
 
-TEST(SessionFileStore, TheFileHoldsTheEncodedRecordAndNothingElse) {
+TEST(SessionFileStore, TheFileHoldsExactlyTheEncodedRecord) {
   const ScratchDirectory directory;
   const SessionFileStore store(directory.string());
   Session session = record("s");
@@ -310,7 +310,7 @@ TEST(SessionFileStore, ASaveCutShortAtAnyByteLeavesTheOldRecordAndNoTemporary) {
   EXPECT_GT(cut, 300);
 }
 
-TEST(SessionFileStore, WhatCannotBeReadOrDecodedIsNoRecord) {
+TEST(SessionFileStore, AFileThatCannotBeReadOrDecodedIsNotARecord) {
   const ScratchDirectory directory;
   const SessionFileStore store(directory.string());
   EXPECT_EQ(store.load("missing"), std::nullopt);
@@ -330,14 +330,14 @@ TEST(SessionFileStore, WhatCannotBeReadOrDecodedIsNoRecord) {
   }
 }
 
-TEST(SessionFileStore, ARecordIsReadWhateverNameStandsInIt) {
+TEST(SessionFileStore, ARecordIsReadWhateverIdItHolds) {
   const ScratchDirectory directory;
   const SessionFileStore store(directory.string());
   writeFile(directory / "file.json", record("another").encode());
   EXPECT_EQ(store.load("file"), record("another"));
 }
 
-TEST(SessionFileStore, ARecordTruncatedAtAnyByteIsNoneAndIsListedAsCorruptBesideTheOthers) {
+TEST(SessionFileStore, ARecordTruncatedAtAnyByteIsListedAsCorruptBesideTheOthers) {
   const ScratchDirectory directory;
   const SessionFileStore store(directory.string());
   store.save(record("other"));
@@ -405,7 +405,7 @@ TEST(SessionFileStore, LoadAllListsEverythingUnreadableAsCorruptAndLeavesItThere
   EXPECT_THAT(store.loadAll().corrupt, testing::Each(store.fileURL("directory")));
 }
 
-TEST(SessionFileStore, ADirectoryThatIsMissingHoldsNothing) {
+TEST(SessionFileStore, AMissingDirectoryHoldsNoRecords) {
   const ScratchDirectory scratch;
   const SessionFileStore::Loaded loaded = SessionFileStore(scratch / "missing").loadAll();
   EXPECT_THAT(loaded.sessions, IsEmpty());
@@ -413,7 +413,7 @@ TEST(SessionFileStore, ADirectoryThatIsMissingHoldsNothing) {
   EXPECT_FALSE(std::filesystem::exists(scratch / "missing"));
 }
 
-TEST(SessionFileStore, DeletingRemovesTheRecordAloneAndTwiceIsNoFailure) {
+TEST(SessionFileStore, DeletingRemovesOnlyTheRecordAndMayBeRepeated) {
   const ScratchDirectory directory;
   const SessionFileStore store(directory.string());
   store.withLock("s", [&] { store.save(record("s")); });

@@ -26,7 +26,7 @@ const std::map<std::string, std::pair<std::string, std::string>> writtenOtherwis
     {"updatedAt '1582-10-10T00:00:00Z'", {"1582-10-20T00:00:00Z", "1582-10-10T00:00:00Z"}},
 };
 
-TEST(SessionFormat, EveryRecordOfThePlatformIsReadAndWrittenAsThere) {
+TEST(SessionFormat, EveryRecordIsReadAndWrittenAsByFoundation) {
   const auto lines = test::jsonLines("platform/records.jsonl");
   ASSERT_EQ(lines.size(), 485U);
   std::size_t exceptions = 0;
@@ -237,7 +237,7 @@ boost::json::value valueOf(const Session& session) {
   return object;
 }
 
-TEST(SessionFormat, WhatIsWrittenIsReadAsTheSameRecord) {
+TEST(SessionFormat, AWrittenRecordIsReadAsTheSameRecord) {
   const unsigned seed = test::randomSeed();
   Random random(seed);
   for (int i = 0; i < 4'000; ++i) {

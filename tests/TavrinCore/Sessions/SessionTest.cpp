@@ -50,7 +50,7 @@ struct Ids {
   }
 };
 
-TEST(Session, StartsWithNothingThatIsOptional) {
+TEST(Session, StartsWithoutAnyOptionalField) {
   const Session session;
   EXPECT_EQ(session.agent, Agent::claude);
   EXPECT_EQ(session.state, SessionState::idle);
@@ -216,7 +216,7 @@ TEST(Session, OnlyACodexSessionThatWaitsForAnythingButAnAnswerShowsAsWorking) {
   EXPECT_EQ(cases, 5 * 3 * 6);
 }
 
-TEST(Session, TheFolderIsHomeForTheHomeDirectoryItselfElseTheLastComponent) {
+TEST(Session, TheFolderIsHomeForTheHomeDirectoryOrTheLastComponent) {
   EXPECT_EQ(Session::folderName("/Users/dev", home), "home");
   EXPECT_EQ(Session::folderName("/Users/dev/", home), "dev");
   EXPECT_EQ(Session::folderName("/Users/dev/src/app", home), "app");
@@ -229,7 +229,7 @@ TEST(Session, TheFolderIsHomeForTheHomeDirectoryItselfElseTheLastComponent) {
   EXPECT_EQ(Session::folderName("relative", home), "relative");
 }
 
-TEST(Session, TheFolderOfEveryPathOfThePlatformIsItsLastComponent) {
+TEST(Session, TheFolderOfEveryPathIsFoundationsLastComponent) {
   const auto lines = test::jsonLines("platform/paths.jsonl");
   ASSERT_EQ(lines.size(), 100U);
   for (const auto& value : lines) {

@@ -30,7 +30,7 @@ const std::map<std::string, int> daysApartInTheJulianCalendar = {
     {"1582-10-10T00:00:00Z", -10},
 };
 
-TEST(Date, EveryDateTextOfThePlatformIsReadAndWrittenAsThere) {
+TEST(Date, EveryDateTextIsReadAndWrittenAsByFoundation) {
   const auto lines = test::jsonLines("platform/dates.jsonl");
   ASSERT_EQ(lines.size(), 84U);
   std::set<std::string> julian;
@@ -115,7 +115,7 @@ TEST(Date, OutOfReachIsWrittenAsTheNearestDate) {
   EXPECT_EQ(parsedSeconds(last), 971'890'963'199.0);
 }
 
-TEST(Date, TextsThatAreNoInternetDateTimeAreRefused) {
+TEST(Date, TextsThatAreNotAnInternetDateTimeAreRefused) {
   for (const char* text : {
            "2025-01-31T09:15:02",      "2025-01-31T09:15:02.5",     "2025-01-31T09:15:02.Z",
            "2025-01-31T09:15:02.5",    "2025-01-31T09:15:02,5Z",    "2025-01-31T09:15:02+",

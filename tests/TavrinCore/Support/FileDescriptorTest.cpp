@@ -125,7 +125,7 @@ TEST(FileDescriptor, ClosingKeepsErrno) {
   EXPECT_EQ(errno, EIO);
 }
 
-TEST(FileDescriptor, ClosingAWrittenFileTellsWhetherItWorked) {
+TEST(FileDescriptor, ClosingAWrittenFileReportsWhetherItWorked) {
   const ScratchDirectory scratch;
   FileDescriptor file = FileDescriptor::open(scratch / "f", O_CREAT | O_WRONLY, 0600);
   const int number = file.number();
@@ -183,7 +183,7 @@ TEST(FileDescriptor, TheLockIsWaitedForAndEndsWithTheProcessThatHoldsIt) {
   EXPECT_FALSE(endedWell(holder));
 }
 
-TEST(FileDescriptor, LockingWhatIsNotOpenFails) {
+TEST(FileDescriptor, LockingAClosedDescriptorFails) {
   const FileDescriptor none;
   errno = 0;
   EXPECT_FALSE(none.lock());

@@ -43,7 +43,7 @@ TEST(File, ContentsAreTheWholeFileWhateverItsBytesAndSize) {
   }
 }
 
-TEST(File, ContentsBeyondTheLimitAreNothing) {
+TEST(File, ContentsBeyondTheLimitAreNullopt) {
   const ScratchDirectory scratch;
   for (const std::size_t size : {0U, 1U, 16'383U, 16'384U, 16'385U, 40'000U}) {
     const std::string bytes(size, 'x');
@@ -59,7 +59,7 @@ TEST(File, ContentsBeyondTheLimitAreNothing) {
   EXPECT_EQ(File::contents("/dev/zero", 100'000), std::nullopt);
 }
 
-TEST(File, WhatCannotBeReadIsNothing) {
+TEST(File, AFileThatCannotBeReadIsNullopt) {
   const ScratchDirectory scratch;
   std::filesystem::create_symlink("loop", scratch / "loop");
   EXPECT_EQ(File::contents(scratch / "missing"), std::nullopt);
@@ -81,7 +81,7 @@ TEST(File, APipeWithoutAWriterReadsAsEmptyAndStopsNobody) {
   EXPECT_EQ(File::contents(path), std::nullopt);
 }
 
-TEST(File, TextIsOnlyWhatIsUtf8) {
+TEST(File, TextMustBeUtf8) {
   const ScratchDirectory scratch;
   writeFile(scratch / "good", "né 😀");
   writeFile(scratch / "bad", "n\xe9");
@@ -296,14 +296,14 @@ TEST(File, OneReadEndsAtItsLimit) {
   EXPECT_EQ(File::oneRead((scratch / "long").string()), std::string(File::largestOneRead, 'x'));
 }
 
-TEST(File, OneReadOfWhatCannotBeReadGivesNothing) {
+TEST(File, OneReadOfAFileThatCannotBeReadIsNullopt) {
   const test::ScratchDirectory scratch;
   EXPECT_EQ(File::oneRead((scratch / "missing").string()), std::nullopt);
   EXPECT_EQ(File::oneRead(scratch.string()), std::nullopt);
 }
 
 // The kernel would cut the path at the zero byte and open another file.
-TEST(File, APathWithAZeroByteNamesNothing) {
+TEST(File, APathWithAZeroByteCountsAsMissing) {
   const test::ScratchDirectory scratch;
   test::writeFile(scratch / "file", "text");
   const std::string path = (scratch / "file").string() + std::string("\0x", 2);
@@ -315,7 +315,7 @@ TEST(File, APathWithAZeroByteNamesNothing) {
   EXPECT_TRUE(File::exists((scratch / "file").string()));
 }
 
-TEST(File, AWorkingDirectoryWhoseNameIsNoTextIsTheRoot) {
+TEST(File, AWorkingDirectoryWhoseNameIsNotUtf8IsTheRoot) {
   const test::ScratchDirectory scratch;
   const std::filesystem::path before = std::filesystem::current_path();
   std::error_code refusal;

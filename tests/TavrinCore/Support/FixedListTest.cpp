@@ -32,7 +32,7 @@ TEST(FixedList, KeepsItsValuesInOrder) {
   EXPECT_EQ(three[2], 2);
 }
 
-TEST(FixedList, MayHoldFewerThanItsCapacityAndNone) {
+TEST(FixedList, MayHoldFewerThanItsCapacityOrBeEmpty) {
   constexpr Numbers none;
   constexpr Numbers one = {7};
   EXPECT_TRUE(none.empty());

@@ -24,7 +24,7 @@ TEST(IndexTable, AKeyKeepsTheIndexThatItWasAddedWithFirst) {
 }
 
 // All keys share one hash or one slot. They go into the next free slots, around the end of the table.
-TEST(IndexTable, KeysOfOneHashAreToldApart) {
+TEST(IndexTable, KeysWithTheSameHashAreDistinguished) {
   for (const std::size_t hash : {std::size_t{0}, ~std::size_t{0}}) {
     IndexTable table(100);
     for (std::size_t key = 0; key < 100; ++key) {
@@ -48,7 +48,7 @@ TEST(TextIndex, TextsAreNumberedAsTheyCome) {
   EXPECT_THAT(texts.texts(), ElementsAre("b", "", "a"));
 }
 
-TEST(TextIndex, WithoutRoomNothingIsFound) {
+TEST(TextIndex, AnEmptyTableFindsNothing) {
   EXPECT_EQ(TextIndex(0).find(""), std::nullopt);
 }
 

@@ -26,7 +26,7 @@ TEST(PosixError, CarriesErrnoAndSaysWhatFailedWhereAndWhy) {
   }
 }
 
-TEST(PosixError, IsAnInputOutputErrorWhenErrnoSaysNothing) {
+TEST(PosixError, IsAnInputOutputErrorWhenErrnoIsZero) {
   const auto [thrown, what] = thrownFor(0);
   EXPECT_EQ(thrown.value(), EIO);
   EXPECT_EQ(what, "open /a/b c.json: " + std::generic_category().message(EIO));
@@ -43,7 +43,7 @@ TEST(PosixError, CutsOffAPathThatNobodyWouldRead) {
   }
 }
 
-TEST(PosixError, APathThatIsNoUtf8IsShownRepaired) {
+TEST(PosixError, APathThatIsNotUtf8IsShownRepaired) {
   try {
     throwPosixError(ENOENT, "open", "/a\xff/\u00e9");
   } catch (const std::system_error& error) {

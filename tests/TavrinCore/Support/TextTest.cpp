@@ -42,7 +42,7 @@ std::size_t forEachScalar(Visit visit) {
 }
 
 // For each code point, whether macOS's Foundation says that it has `property`.
-std::vector<bool> platformProperty(std::string_view property) {
+std::vector<bool> foundationProperty(std::string_view property) {
   std::vector<bool> has(lastCodePoint + 1);
   for (const auto& line : test::jsonLines("platform/character-ranges.jsonl")) {
     if (line.at("property").as_string() != property) continue;
@@ -70,7 +70,7 @@ std::string joined(const std::vector<std::string>& pieces, std::size_t from, std
   return text;
 }
 
-TEST(Text, EveryTextOfThePlatformIsCutAndFilteredAsThere) {
+TEST(Text, EveryTextIsCutAndFilteredAsByFoundation) {
   const auto lines = test::jsonLines("platform/texts.jsonl");
   ASSERT_EQ(lines.size(), 520U);
   for (std::size_t i = 0; i < lines.size(); ++i) {
@@ -97,9 +97,9 @@ TEST(Text, EveryTextOfThePlatformIsCutAndFilteredAsThere) {
 }
 
 // The ranges follow Unicode 17. A later utf8proc may know characters that a later version adds.
-TEST(Text, EveryCodePointIsANameCharacterJustWhereThePlatformSaysLetterOrNumber) {
-  const std::vector<bool> letters = platformProperty("letter");
-  const std::vector<bool> numbers = platformProperty("number");
+TEST(Text, NameCharactersAreFoundationsLettersAndNumbers) {
+  const std::vector<bool> letters = foundationProperty("letter");
+  const std::vector<bool> numbers = foundationProperty("number");
   std::size_t letterCount = 0;
   std::size_t numberCount = 0;
   const std::size_t count = forEachScalar([&](char32_t value) {
@@ -114,8 +114,8 @@ TEST(Text, EveryCodePointIsANameCharacterJustWhereThePlatformSaysLetterOrNumber)
   EXPECT_EQ(numberCount, 2'023U);
 }
 
-TEST(Text, EveryCodePointSeparatesWordsJustWhereThePlatformSaysWhiteSpace) {
-  const std::vector<bool> spaces = platformProperty("whitespace");
+TEST(Text, WordSeparatorsAreFoundationsWhiteSpace) {
+  const std::vector<bool> spaces = foundationProperty("whitespace");
   std::size_t spaceCount = 0;
   const std::size_t count = forEachScalar([&](char32_t value) {
     const bool expected = spaces[value];
@@ -131,8 +131,8 @@ TEST(Text, EveryCodePointSeparatesWordsJustWhereThePlatformSaysWhiteSpace) {
   EXPECT_EQ(spaceCount, 25U);
 }
 
-TEST(Text, OnlyALowerCaseFirstCharacterIsUpperCasedAndNothingBehindIt) {
-  const std::vector<bool> lowerCase = platformProperty("lowercase");
+TEST(Text, OnlyALowerCaseFirstCharacterIsUpperCased) {
+  const std::vector<bool> lowerCase = foundationProperty("lowercase");
   std::size_t changed = 0;
   std::size_t lowerCount = 0;
   const std::size_t count = forEachScalar([&](char32_t value) {
@@ -193,7 +193,7 @@ TEST(Text, UpperCasingUsesTheFullMappings) {
   for (const auto& [text, expected] : cases) EXPECT_EQ(Text::upperCasedFirst(text), expected) << text;
 }
 
-TEST(Text, WellFormedUtf8IsToldFromEverythingElse) {
+TEST(Text, WellFormedUtf8IsDistinguishedFromEverythingElse) {
   const std::vector<std::string> accepted = {
       "",        "a",      "\0"s,    "\x7f",   "\u0080",     "\u07ff",     "\u0800",
       "\ud7ff"s, "\ue000", "\ufeff", "\uffff", "\U00010000", "\U0010ffff", "a\u0301😀\0b"s,
@@ -239,7 +239,7 @@ TEST(Text, EveryEncodedScalarIsWellFormedAndEverySurrogateIsNot) {
   }
 }
 
-TEST(Text, AByteThatIsNoUtf8IsACharacterOfItsOwn) {
+TEST(Text, AnInvalidByteIsACharacterByItself) {
   EXPECT_EQ(characters("a\xff\xfe\u0301é\xc3"),
             (std::vector<std::string>{"a", "\xff", "\xfe", "\u0301", "é", "\xc3"}));
   EXPECT_EQ(characters("e\u0301\x80\u0301"), (std::vector<std::string>{"e\u0301", "\x80", "\u0301"}));
@@ -275,7 +275,7 @@ TEST(Text, ACarriageReturnAndALineFeedAreOneCharacter) {
   EXPECT_EQ(Text::firstCharacters("\n\rabc", 1), "\n");
 }
 
-TEST(Text, ADashWithACombiningMarkIsNoNameCharacterButALetterWithOneIs) {
+TEST(Text, ALetterWithACombiningMarkIsANameCharacterButADashIsNot) {
   EXPECT_EQ(Text::onlyNameCharacters("-\u0301a"), "a");
   EXPECT_EQ(Text::onlyNameCharacters("_\u20e3a"), "a");
   EXPECT_EQ(Text::onlyNameCharacters("e\u0301-_"), "e\u0301-_");
@@ -284,7 +284,7 @@ TEST(Text, ADashWithACombiningMarkIsNoNameCharacterButALetterWithOneIs) {
   EXPECT_EQ(Text::onlyNameCharacters("a\0b"s), "ab");
 }
 
-TEST(Text, TrimmingKeepsWhatIsInside) {
+TEST(Text, TrimmingKeepsTheInside) {
   EXPECT_EQ(Text::trimmed(""), "");
   EXPECT_EQ(Text::trimmed(" \t\r\n\u3000"), "");
   EXPECT_EQ(Text::trimmed("a"), "a");
@@ -294,7 +294,7 @@ TEST(Text, TrimmingKeepsWhatIsInside) {
   EXPECT_EQ(Text::words("a \u0301b"), "a b");
 }
 
-TEST(Text, AWordThatStartsWithAMarkMarksTheBlankItIsJoinedBy) {
+TEST(Text, AWordThatStartsWithAMarkMarksTheSpaceBeforeIt) {
   const std::string words = Text::words("a \t\u0301b");
   EXPECT_EQ(words, "a \u0301b");
   EXPECT_EQ(Text::words(words), "a b");

@@ -231,7 +231,7 @@ class LineGenerator {
   test::Random random_;
 };
 
-TEST(TranscriptLines, NoSignalIsLostToLinesThatArePassedOver) {
+TEST(TranscriptLines, SkippingLinesLosesNoSignal) {
   LineGenerator generator(test::randomSeed());
   std::size_t claudeFound = 0;
   std::size_t codexFound = 0;

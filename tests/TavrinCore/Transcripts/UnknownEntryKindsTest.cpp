@@ -31,7 +31,7 @@ extern "C" dirent* readdir(DIR* directory) {
 namespace tavrin {
 namespace {
 
-TEST(UnknownEntryKinds, FoldersAreFoundByAskingForTheirStatus) {
+TEST(UnknownEntryKinds, FoldersAreFoundByTheirStatus) {
   const test::ScratchDirectory directory;
   test::writeFile(directory / "one/two/local_s.json", R"({"sessionId":"local_s","title":"Found"})");
   kindsTaken = 0;

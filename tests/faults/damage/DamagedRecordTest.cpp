@@ -64,7 +64,7 @@ class DamagedRecord : public HookRun {
   const std::string input = home / "input";
 };
 
-TEST_F(DamagedRecord, CutOffAnywhereCountsAsNone) {
+TEST_F(DamagedRecord, CutOffAnywhereCountsAsMissing) {
   int cases = 0;
   forEachCut(wholeRecord().encode(), [&](const Damage& damage) {
     if (!isTried(damage.name, cases)) return;
@@ -75,7 +75,7 @@ TEST_F(DamagedRecord, CutOffAnywhereCountsAsNone) {
   std::cout << "[   RUNS   ] " << cases << " lengths\n";
 }
 
-TEST_F(DamagedRecord, WithABitTurnedOverDiffersInOneFieldOrCountsAsNone) {
+TEST_F(DamagedRecord, WithAFlippedBitDiffersInOneFieldOrCountsAsMissing) {
   int cases = 0;
   int records = 0;
   forEachFlip(wholeRecord().encode(), [&](const Damage& damage) {
@@ -114,7 +114,7 @@ void forEachDamage(int stride, int part, const Body& body) {
   std::cout << "[   RUNS   ] " << cases << " on damaged records\n";
 }
 
-TEST_F(DamagedRecord, IsNoneOrWhatItSpellsForTheNextEvent) {
+TEST_F(DamagedRecord, IsMissingOrWhatItSpellsForTheNextEvent) {
   forEachDamage(9, 2'048, [&](const Damage& damage) {
     place(damage);
     const Session expected = afterNextEvent(stored());
@@ -124,7 +124,7 @@ TEST_F(DamagedRecord, IsNoneOrWhatItSpellsForTheNextEvent) {
   });
 }
 
-TEST_F(DamagedRecord, IsNoneOrWhatItSpellsForTheNextRunOfTheExecutable) {
+TEST_F(DamagedRecord, IsMissingOrWhatItSpellsForTheNextRun) {
   forEachDamage(129, 143, [&](const Damage& damage) {
     place(damage);
     const std::optional<Session> record = stored();

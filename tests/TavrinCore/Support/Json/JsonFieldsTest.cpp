@@ -62,7 +62,7 @@ JsonField fieldOf(const boost::json::value& value) {
   return texts;
 }
 
-TEST(JsonFields, EveryDocumentOfThePlatformIsAcceptedOrRefusedAsThereWithTheSameFields) {
+TEST(JsonFields, EveryDocumentIsJudgedAndReadAsByFoundation) {
   const auto documents = test::jsonDocuments();
   ASSERT_EQ(documents.size(), 172U);
   std::set<std::string> otherwise;
@@ -93,7 +93,7 @@ TEST(JsonFields, EveryDocumentOfThePlatformIsAcceptedOrRefusedAsThereWithTheSame
   EXPECT_EQ(otherwise.size(), test::readOtherwise().size());
 }
 
-TEST(JsonFields, ARecordIsRefusedForTheSameReasonsButNumbersNobodyAskedFor) {
+TEST(JsonFields, ARecordIsRefusedForTheSameReasonsExceptUnusedNumbers) {
   const std::set<std::string> numbersOutOfRange = {"1e400", "-1e400", "over max double", "400 digits"};
   std::size_t exceptions = 0;
   for (const auto& document : test::jsonDocuments()) {
@@ -118,7 +118,7 @@ TEST(JsonFields, FieldsComeInTheOrderOfTheKeys) {
   EXPECT_EQ((*fields)[5].text, "1.50");
 }
 
-TEST(JsonFields, ADocumentThatIsNoObjectHasNoFields) {
+TEST(JsonFields, ADocumentThatIsNotAnObjectHasNoFields) {
   for (const char* document :
        {"[]", R"(["a"])", R"([{"a":"x"}])", R"("a")", "1", "true", "null", R"([["a"]])"}) {
     for (const Reader reader : {readMessage, readRecord}) {
@@ -215,7 +215,7 @@ TEST(JsonFields, UnpairedSurrogateEscapesOfAMessageReadAsReplacementCharacters) 
   }
 }
 
-TEST(JsonFields, MendingSurrogatesMendsNothingElse) {
+TEST(JsonFields, MendingSurrogatesChangesNothingElse) {
   for (const char* document : {
            R"({"a":"\ud83e",b:1})",
            R"({"a":"\ud83e"} x)",
@@ -354,7 +354,7 @@ TEST(JsonFields, OnlyNumbersThatAreIntegersAndFitAreIntegers) {
   }
 }
 
-TEST(JsonFields, AFieldWithAnExponentAtTheEndOfItsRangeIsNoInteger) {
+TEST(JsonFields, AFieldWithAnExponentAtTheEndOfItsRangeIsNotAnInteger) {
   for (const char* digits :
        {"1.5e-9223372036854775808", "15e-9223372036854775808", "1.5e9223372036854775807"}) {
     JsonField field;
@@ -438,7 +438,7 @@ TEST(JsonFields, EveryTruncationOfADocumentIsRefused) {
   }
 }
 
-TEST(JsonFields, WhatIsWrongIsSaidWithoutTheDocument) {
+TEST(JsonFields, AnErrorDoesNotQuoteTheDocument) {
   for (const char* document :
        {"", "secret", R"({"a":"secret)", R"({"a":"secret\ud83e)", R"({"secret":1e400})"}) {
     try {

@@ -35,7 +35,7 @@ TEST(JsonGrammar, MendingReplacesUnpairedSurrogateEscapesAndLeavesWholeOnes) {
   EXPECT_EQ(JsonGrammar::mended(R"("\ud83e")", "\\ufffe"), R"("\ufffe")");
 }
 
-TEST(JsonGrammar, EveryPairOfUtf16UnitsIsMendedWhenItIsNoSurrogatePair) {
+TEST(JsonGrammar, EveryPairOfUtf16UnitsIsMendedIfItIsNotASurrogatePair) {
   // The ends of each range, in all combinations.
   const std::vector<std::pair<std::string_view, char>> units = {
       {"\\u0000", 'o'}, {"\\ud7ff", 'o'}, {"\\ud800", 'l'}, {"\\udbff", 'l'},

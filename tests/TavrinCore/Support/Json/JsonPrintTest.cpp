@@ -21,7 +21,7 @@ std::string printedAgain(std::string_view document) {
   return value ? Json::print(*value) : "not JSON";
 }
 
-TEST(JsonPrint, UsesTwoBlanksALevelAndEndsWithALineFeed) {
+TEST(JsonPrint, UsesTwoSpacesPerLevelAndEndsWithALineFeed) {
   EXPECT_EQ(printedAgain(R"({"b":[1,{"a":null,"c":[[true]]}],"a":"x"})"),
             R"({
   "b": [
@@ -174,7 +174,7 @@ TEST(JsonPrint, ADocumentAsDeepAsCanBeReadIsPrinted) {
   EXPECT_TRUE(printed.ends_with("\n]\n"));
 }
 
-TEST(JsonLookUp, AnArrayOfObjectsHoldsNothingElse) {
+TEST(JsonLookUp, AnArrayOfObjectsHoldsOnlyObjects) {
   EXPECT_NE(Json::objects(*Json::parse("[{},{}]")), nullptr);
   EXPECT_NE(Json::objects(*Json::parse("[]")), nullptr);
   for (const char* document : {"[{},1]", "[null]", "[[]]", "{}", "null", "\"[]\"", "3"})

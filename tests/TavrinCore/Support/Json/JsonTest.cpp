@@ -43,7 +43,7 @@ bool areSame(const value& a, const value& b) {
          });
 }
 
-TEST(Json, EveryDocumentOfThePlatformHasTheValueThatItHasThere) {
+TEST(Json, EveryDocumentHasTheValueThatFoundationReads) {
   const auto documents = test::jsonDocuments();
   ASSERT_EQ(documents.size(), 172U);
   std::set<std::string> otherwise;
