@@ -62,6 +62,10 @@ std::vector<FileLock> fileLocks(std::string_view locks);
 /// app[-LAUNCHER]-ID[@RANDOM].service or app[-LAUNCHER]-ID[-RANDOM].slice, its \xXX escapes undone.
 std::optional<std::string> applicationId(std::string_view cgroup);
 
+/// Whether a process with this text of /proc/PID/cgroup, or a process below it, may belong to an application.
+/// The user's manager (user@.service(5)) starts applications, or their units are named after them.
+bool mayBeOfApplication(std::string_view cgroup);
+
 /// The path of a terminal that has a fixed name for its device number (makedev(3)): "/dev/pts/N", "/dev/ttyN"
 /// or "/dev/ttySN". Returns nullopt for other devices.
 std::optional<std::string> terminalPath(std::uint32_t device);
