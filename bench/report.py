@@ -1,14 +1,14 @@
 #!/usr/bin/env python3
-"""Makes tables and a plot of what `make bench` has measured.
+"""Makes tables and a plot of the results of `make bench`.
 
     report.py FOLDER           prints the tables
     report.py --docs FOLDER    puts them into docs/performance.md and README.md, and draws the plot
 
-FOLDER holds process.csv, the results of process_bench; for the documentation also steps.json, transcript.json and
-panel.json, those of the other benchmarks, and system-calls.md.
+FOLDER holds process.csv, the results of process_bench. For the documentation it also holds steps.json, transcript.json
+and panel.json, the results of the other benchmarks, and system-calls.md.
 
-Every ratio of two medians stands beside the same ratio at the 10th percentile, the time that one run in ten comes below:
-a busy machine disturbs those less.
+Every ratio of two medians is shown beside the same ratio at the 10th percentile, the time that one run in ten
+undercuts. A busy machine disturbs that less.
 """
 
 import argparse
@@ -111,7 +111,7 @@ def peers_table(cases):
 
 
 def pairs_table(results):
-    """What makes a difference in other designs, each beside what it is compared with."""
+    """Cases that matter in other designs, each beside the case that it is compared with."""
     rows = []
     for experiment, goal in (("stored", 1.05), ("log", 1.05), ("parallel", 2.0), ("disk", None)):
         for contestants in results.get(experiment, {}).values():
@@ -151,7 +151,7 @@ def first_line(*words):
 
 
 def machine():
-    """What was measured with."""
+    """The machine and the tools that were used."""
     system = platform.freedesktop_os_release()["PRETTY_NAME"]
     compiler = "clang++" if "clang" in first_line("c++", "--version") else "g++"
     versions = [f"{compiler} {first_line('c++', '-dumpfullversion', '-dumpversion')}", first_line("jq", "--version").replace("-", " "),
@@ -236,7 +236,7 @@ def plot(cases):
 
 
 def put(document, blocks):
-    """Replaces what stands between the marks of each block."""
+    """Replaces the text between the marks of each block."""
     text = document.read_text()
     for name, content in blocks.items():
         marks = re.compile(rf"(<!-- {name} -->\n).*?(<!-- end of {name} -->)", re.DOTALL)
@@ -259,7 +259,7 @@ def write_documentation(folder, results):
 
 
 def main():
-    parser = argparse.ArgumentParser(description="Makes tables and a plot of what `make bench` has measured.")
+    parser = argparse.ArgumentParser(description="Makes tables and a plot of the results of `make bench`.")
     parser.add_argument("--docs", action="store_true", help="put them into the documentation")
     parser.add_argument("folder", type=pathlib.Path)
     options = parser.parse_args()

@@ -1,11 +1,11 @@
 #!/usr/bin/env python3
-"""Prints the system calls of one run of tavrin-hook, a line each, with the reason for every one.
+"""Prints the system calls of one run of tavrin-hook, one per line, each with its reason.
 
     system_calls.py path/to/tavrin-hook
 
-The run is that of nearly every event: its session is stored, its host and its repository are known, and a shell of the
-agent has started the hook. A call that has no reason in the table below is an error: the run does something that nobody
-has thought about.
+The run is like that of nearly every event: its session is stored, its host and its repository are known, and a shell of
+the agent has started the hook. A call without a reason in the table below is an error, because nobody has thought about
+it.
 """
 
 import json
@@ -77,7 +77,7 @@ def rename_process(name):
 
 
 def trace(hook, home, payload):
-    """What strace tells of one run, a list of lines. The hook's parent is "sh", and that one's is "claude"."""
+    """What strace prints about one run, as a list of lines. The hook's parent is "sh", whose parent is "claude"."""
     reader, writer = os.pipe()
     agent = os.fork()
     if agent == 0:
@@ -110,7 +110,7 @@ def reason(line):
 
 
 def shown(line):
-    """A call as a person reads it: its name, and the file that it is about."""
+    """A call in a readable form: its name, and the file that it is about."""
     name = line[:line.index("(")]
     paths = re.findall(r'<([^<>]*)>|"([~/][^"]*)"', line.split(" = ")[0])
     files = [path for pair in paths for path in pair if path and not path.startswith("pipe:")]

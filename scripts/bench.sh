@@ -8,7 +8,7 @@ cd "$(dirname "$0")/.."
 if [ -z "${TMPDIR:-}" ] && [ -w /dev/shm ]; then export TMPDIR=/dev/shm; fi
 
 if [ "${1:-}" = --docs ] && [ "$(uname)" != Linux ]; then
-  echo "The documents hold what is measured on Linux." >&2
+  echo "The documents hold only what was measured on Linux." >&2
   exit 1
 fi
 

@@ -25,7 +25,7 @@ SWITCH = re.compile(r"\s*switch \(")
 
 
 def tool(name):
-    """llvm-cov beside the compiler: it must be of the same version."""
+    """llvm-cov beside the compiler, because it must have the same version."""
     folder = pathlib.Path(os.path.realpath(subprocess.run(["sh", "-c", "command -v clang++"], check=True, text=True,
                                                           stdout=subprocess.PIPE).stdout.strip())).parent
     return str(folder / name) if (folder / name).exists() else name
@@ -56,7 +56,7 @@ def counted(build):
 
 
 def exceptions():
-    """{(file, source of the line)} of the branches that need not be taken."""
+    """The branches that need not be taken, as {(file, source of the line)}."""
     lines = (ROOT / "scripts/coverage-exceptions.txt").read_text().splitlines()
     return {tuple(line.split(": ", 1)) for line in lines if line and not line.startswith("#")}
 
@@ -93,7 +93,7 @@ def main():
     if missing:
         print("\nNot taken:\n" + "\n".join(missing))
     for path, text in sorted(unused):
-        print(f"\nscripts/coverage-exceptions.txt has what needs no exception: {path}: {text}")
+        print(f"\nscripts/coverage-exceptions.txt lists a branch that needs no exception: {path}: {text}")
     absent = WHOLE - {os.path.splitext(path)[0] for path in files}
     for path in sorted(absent):
         print(f"\nNothing was counted in {path}.")

@@ -68,7 +68,7 @@ def excerpt(lines):
 
 
 def drawn(line, number):
-    """A line as an element of SVG, its colours as classes."""
+    """A line as an SVG element, with its colours as classes."""
     first, *coloured = re.split(r"\033\[([\d;]*)m", line)
     spans = [escape(first)]
     for codes, text in zip(coloured[::2], coloured[1::2]):
