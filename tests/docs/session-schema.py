@@ -1,4 +1,4 @@
-"""docs/session.schema.json against the reader and the writer of session files:
+"""Compares docs/session.schema.json with the reader and the writer of session files:
 session-schema.py RECORD-VERDICTS TAVRIN-HOOK"""
 import base64
 import copy
@@ -72,7 +72,7 @@ DATES = [
 
 
 def readers_verdicts(texts):
-    """Whether the reader of session files takes each of the texts."""
+    """Whether the reader of session files accepts each of the texts."""
     records = b"".join(b"%d\n%s" % (len(text), text) for text in texts)
     run = subprocess.run([VERDICTS], input=records, stdout=subprocess.PIPE, check=True)
     words = run.stdout.decode().split()
@@ -81,7 +81,7 @@ def readers_verdicts(texts):
 
 
 def schemas_verdict(text):
-    """Whether the schema takes the document that a text spells; what spells none is refused."""
+    """Whether the schema accepts the document that a text spells. A text that spells none is rejected."""
     try:
         return READ.is_valid(json.loads(text.decode("utf-8")))
     except (ValueError, RecursionError):
@@ -89,7 +89,7 @@ def schemas_verdict(text):
 
 
 def text_of(record, key, value):
-    """A record as JSON with the words `value` under `key`, or without that key when it is None."""
+    """A record as JSON with the text `value` under `key`, or without that key if `value` is None."""
     fields = {name: json.dumps(one) for name, one in record.items() if name != key}
     if value is not None:
         fields[key] = value
@@ -98,7 +98,7 @@ def text_of(record, key, value):
 
 class SessionSchema(unittest.TestCase):
     def expect_agreement(self, cases):
-        """`cases` are names and texts. Both judge alike, but for the named exceptions, all of which must be ones."""
+        """`cases` are names and texts. Both must agree, except on the named exceptions, on which they must differ."""
         exceptions = 0
         for (name, text), reader in zip(cases, readers_verdicts([text for _, text in cases])):
             schema = schemas_verdict(text)

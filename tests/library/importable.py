@@ -1,6 +1,6 @@
 #!/usr/bin/env python3
-"""Reads the installed headers that docs/library.md names for panels, and complains of what the importers of C++ in
-other languages cannot read in a public declaration: importable.py INCLUDE-FOLDER DOCUMENT"""
+"""Reads the installed headers that docs/library.md names for panels. Reports what other languages' importers of C++
+cannot read in a public declaration: importable.py INCLUDE-FOLDER DOCUMENT"""
 import pathlib
 import re
 import sys
