@@ -54,7 +54,7 @@ void checkPorts(const std::string& command, const std::vector<std::string>& argu
   const bool isWorkerd = ServerPortRoles::isWorkerd(command, arguments);
   const std::optional<int> node = ServerRules::nodeInspectorPort(command, arguments);
   require(ServerPortRoles::needsNodeInspectorProbe(command, arguments) == (node == 0),
-          "a port that is not told is asked for");
+          "an unknown port needs a probe");
   if (!isWorkerd) {
     require(ports == (node && *node != 0 ? std::set{*node} : std::set<int>()), "Node's debugger has a port");
   }

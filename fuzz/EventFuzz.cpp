@@ -93,9 +93,9 @@ std::string skimmed(std::string_view bytes, std::size_t size) {
     held += bytes.substr(0, next);
     bytes.remove_prefix(std::min(next, bytes.size()));
     held.erase(0, skimmer.add(held, false));
-    require(held.size() <= JsonSkimmer::mostLeftOver, "little is left over of a piece");
+    require(held.size() <= JsonSkimmer::mostLeftOver, "at most mostLeftOver bytes of a piece are left");
   }
-  require(skimmer.add(held, true) == held.size(), "and nothing in the end");
+  require(skimmer.add(held, true) == held.size(), "and none at the end");
   return skimmer.take();
 }
 
@@ -113,7 +113,7 @@ std::optional<std::pair<bool, std::vector<JsonField>>> fieldsOf(std::string_view
 
 void checkSkimmer(std::string_view bytes) {
   const std::string left = skimmed(bytes, bytes.size());
-  require(fieldsOf(left) == fieldsOf(bytes), "what is left of a payload says the same");
+  require(fieldsOf(left) == fieldsOf(bytes), "what is left of a payload has the same fields");
   for (const std::size_t size : {0U, 1U}) {
     require(skimmed(bytes, size) == left, "in whatever pieces it comes");
   }
@@ -129,7 +129,8 @@ void checkRecord(const Session& session) {
   const bool waits = session.state == SessionState::needsYou;
   require(session.inFlight.size() <= HookTransitions::mostCallsInFlight, "at most 64 calls are in flight");
   require(waits == session.attentionId.has_value(), "a record has an attention id while it needs its user");
-  require(waits || (session.waitingOn.empty() && !session.needsYouTool), "nothing is waited for otherwise");
+  require(waits || (session.waitingOn.empty() && !session.needsYouTool),
+          "only a session that needs its user waits for calls");
   require(session.stateSince <= session.updatedAt, "a state is not younger than its record");
   const std::string text = session.encode();
   require(Text::isValidUtf8(text), "a record's file is UTF-8");
@@ -185,9 +186,9 @@ class Sessions {
     require(payload.has_value() == plain.has_value(), "both readers take the same payloads");
     require(document.has_value() == plain.has_value(), "and so does the reader of documents");
     require(HookOrigin::detect(bytes) == (plain ? originPlainly(*plain) : HookOrigin::declared()),
-            "the origin is told by the keys");
+            "the keys decide the origin");
     if (!payload) return;
-    require(PlainJson::agree(*plain, *document), "documents are read alike");
+    require(PlainJson::agree(*plain, *document), "both readers see the same value");
     const Reading reading = read(*payload, arguments_.event);
     require(reading == readPlainly(*plain, arguments_.event), "both readers see the same event");
     const std::optional<Agent> agent = HookOrigin::resolve(arguments_.agent, HookOrigin::detect(*payload));
