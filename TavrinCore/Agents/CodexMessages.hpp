@@ -15,7 +15,7 @@
 ///
 ///   initializeMessage, once;
 ///   hooksListMessage, whose answer goes through hooksIn;
-/// trustMessage with the result of needingTrust, if that is not empty, and the list again;
+///   trustMessage with the result of needingTrust, if that is not empty, and the list again;
 ///   readiness of the last list.
 ///
 /// Answers carry the request's id. Notifications, which have none, come in between.
