@@ -33,7 +33,7 @@ Subprocess::Environment environmentOf(const fs::path& home) {
   return {{"HOME", home.string()}, {"PATH", path == nullptr ? "" : path}};
 }
 
-// Runs a target of the Makefile; the executable counts as built.
+// Runs a target of the Makefile. The executable counts as built.
 Outcome make(const fs::path& home, const std::string& target,
              const std::vector<std::string>& variables = {}) {
   const std::string root = dataDirectory().parent_path().parent_path().string();
@@ -76,7 +76,7 @@ class Install : public testing::Test {
   ScratchHome home;
 };
 
-TEST_F(Install, PutsTheExecutableWhereAgentsLookForItAndSaysSo) {
+TEST_F(Install, PutsTheExecutableWhereAgentsLookForItAndPrintsThePath) {
   const Umask strict(0077);
   EXPECT_EQ(make(home.path(), "install"), success("Installed " + installed().string() + "\n"));
   EXPECT_EQ(readFile(installed()), readFile(hookExecutable()));
@@ -89,7 +89,7 @@ TEST_F(Install, PutsTheExecutableWhereAgentsLookForItAndSaysSo) {
   EXPECT_EQ(home.logMessages(), "claude s Stop  \u2192 idle\n");
 }
 
-// Written over in place, a program that is running cannot be replaced, or ends.
+// Writing over the file of a running program fails, or ends the program.
 TEST_F(Install, ReplacesAnExecutableThatIsRunning) {
   writeFile(installed(), "an older one");
   ASSERT_EQ(make(home.path(), "install").exitStatus, 0);
@@ -129,7 +129,7 @@ TEST_F(Install, WarnsOfAPlaceByWhichItsEntriesAreNotRecognised) {
   EXPECT_THAT(make(home.path(), "install").output, Not(HasSubstr(warning)));
 }
 
-TEST_F(Install, UninstallRemovesTheExecutableAloneAndNamesTheSettingsThatStillRunIt) {
+TEST_F(Install, UninstallRemovesOnlyTheExecutableAndNamesSettingsThatRunIt) {
   ASSERT_EQ(make(home.path(), "install").exitStatus, 0);
   ASSERT_EQ(run({installed().string()}, stopEvent, environmentOf(home.path())), silentSuccess);
   std::string stillRunning;
