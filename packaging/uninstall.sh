@@ -4,15 +4,26 @@
 set -euo pipefail
 
 bin="${DESTDIR:-}${BIN:-$HOME/Library/Application Support/Tavrin/bin}"
+command="$bin/tavrin-hook"
 
-if [ -e "$bin/tavrin-hook" ] || [ -L "$bin/tavrin-hook" ]; then
-  rm -f "$bin/tavrin-hook" "$bin/.tavrin-hook.new"
-  echo "Removed $bin/tavrin-hook"
-else
-  echo "There is no $bin/tavrin-hook"
+if [ -d "$command" ] && [ ! -L "$command" ]; then
+  echo "$command is a directory, which install.sh has not put there" >&2
+  exit 1
 fi
+if [ -e "$command" ] || [ -L "$command" ]; then
+  rm -f "$command"
+  echo "Removed $command"
+else
+  echo "There is no $command"
+fi
+# What an installation that was stopped has left.
+rm -f "$bin"/.tavrin-hook.new "$bin"/.tavrin-hook.????????
 case "$bin" in */Tavrin/bin) rmdir "$bin" "${bin%/bin}" 2>/dev/null || true ;; esac
 
+if [ -z "${HOME:-}" ]; then
+  echo "HOME is not set: agents' settings were not looked at"
+  exit 0
+fi
 for directory in "Library/Application Support/Tavrin/sessions" Library/Logs/Tavrin; do
   if [ -d "$HOME/$directory" ]; then echo "Kept $HOME/$directory"; fi
 done

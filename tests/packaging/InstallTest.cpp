@@ -24,6 +24,7 @@ namespace fs = std::filesystem;
 using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::Not;
+using testing::Pair;
 
 const std::string stopEvent = R"({"session_id":"s","hook_event_name":"Stop"})";
 
@@ -40,6 +41,11 @@ Outcome make(const fs::path& home, const std::string& target,
   words.insert(words.end(), {"-o", "hook", "-o", "terminal", "HOOK=" + hookExecutable().string(), target});
   words.insert(words.end(), variables.begin(), variables.end());
   return run(words, "", environmentOf(home));
+}
+
+// Where the two scripts are.
+fs::path scripts() {
+  return dataDirectory().parent_path().parent_path() / "packaging";
 }
 
 Outcome success(const std::string& output) {
@@ -144,6 +150,50 @@ TEST_F(Install, UninstallRemovesTheExecutableAloneAndNamesTheSettingsThatStillRu
                     home.logFile().parent_path().string() + "\n" + stillRunning));
   EXPECT_EQ(filesIn(home.path()), files);
   EXPECT_FALSE(fs::exists(bin()));
+}
+
+TEST_F(Install, ADirectoryInTheCommandsPlaceIsRefused) {
+  writeFile(installed() / "inside", "someone's");
+  const Outcome install = make(home.path(), "install");
+  EXPECT_NE(install.exitStatus, 0);
+  EXPECT_EQ(install.output, "");
+  EXPECT_THAT(install.error, HasSubstr(installed().string() + " is a directory"));
+  const Outcome uninstall = make(home.path(), "uninstall");
+  EXPECT_NE(uninstall.exitStatus, 0);
+  EXPECT_THAT(uninstall.error, HasSubstr(installed().string() + " is a directory"));
+  EXPECT_THAT(filesIn(bin()), ElementsAre(Pair("tavrin-hook/inside", "someone's")));
+
+  const Outcome script = run({scripts() / "install.sh", hookExecutable()}, "", environmentOf(home.path()));
+  EXPECT_EQ(script.exitStatus, 1);
+}
+
+TEST_F(Install, LinksInTheWayAreReplacedAndNotFollowed) {
+  writeFile(home / "victim", "someone's");
+  fs::create_directories(bin());
+  fs::create_directories(home / "folder");
+  fs::create_symlink(home / "victim", bin() / ".tavrin-hook.new");
+  for (const char* const target : {"victim", "folder", "nowhere"}) {
+    fs::remove(installed());
+    fs::create_symlink(home / target, installed());
+    EXPECT_EQ(make(home.path(), "install"), success("Installed " + installed().string() + "\n"));
+    EXPECT_FALSE(fs::is_symlink(installed())) << target;
+    EXPECT_EQ(readFile(installed()), readFile(hookExecutable()));
+  }
+  EXPECT_EQ(readFile(home / "victim"), "someone's");
+  EXPECT_TRUE(fs::is_empty(home / "folder"));
+}
+
+TEST_F(Install, UninstallWithoutHomeGoesToItsEnd) {
+  const fs::path place = home / "opt/Tavrin/bin";
+  writeFile(place / "tavrin-hook", "");
+  writeFile(place / ".tavrin-hook.a1B2c3D4", "what an installation that was stopped has left");
+  Subprocess::Environment environment = environmentOf(home.path());
+  environment.erase("HOME");
+  environment["BIN"] = place.string();
+  EXPECT_EQ(run({scripts() / "uninstall.sh"}, "", environment),
+            success("Removed " + (place / "tavrin-hook").string() +
+                    "\nHOME is not set: agents' settings were not looked at\n"));
+  EXPECT_FALSE(fs::exists(home / "opt/Tavrin"));
 }
 
 TEST_F(Install, UninstallWithoutAnythingToRemoveSaysSo) {
