@@ -5,6 +5,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <memory>
 #include <string_view>
 
@@ -37,12 +38,15 @@ std::optional<std::string> readPiece(const std::string& path, std::uint64_t offs
   // Without waiting, so that a pipe in the place of a file does not stop the process.
   const FileDescriptor file = FileDescriptor::open(path, O_RDONLY | O_NONBLOCK);
   if (!file.isOpen()) return std::nullopt;
-  std::string bytes(most, '\0');
+  // Most files are far smaller than `most`, so the buffer grows with what is read.
+  constexpr std::size_t firstPiece = 8192;
+  std::string bytes;
   std::size_t size = 0;
   while (size < most) {
+    if (size == bytes.size()) bytes.resize(std::min(most, std::max(firstPiece, 2 * size)));
     const auto at = static_cast<off_t>(offset + size);
     const ssize_t count =
-        uninterrupted([&] { return ::pread(file.number(), bytes.data() + size, most - size, at); });
+        uninterrupted([&] { return ::pread(file.number(), bytes.data() + size, bytes.size() - size, at); });
     if (count < 0) return std::nullopt;
     if (count == 0) break;
     size += static_cast<std::size_t>(count);

@@ -27,15 +27,6 @@ constexpr std::array<Columns::Heading, 5> headings = {{{.text = "SERVER", .mayBe
                                                        {.text = "PID"},
                                                        {.text = "UP"}}};
 
-std::optional<ServerScan::Facts> factsOf(const ProcessFacts& processes, std::int32_t pid) {
-  const std::optional<ProcessFact> process = processes.process(pid);
-  if (!process) return std::nullopt;
-  return ServerScan::Facts{.executable = processes.executable(pid).value_or(""),
-                           .cwd = processes.folder(pid).value_or(""),
-                           .arguments = processes.arguments(pid),
-                           .startedAt = process->startedAt};
-}
-
 // The session that each server belongs to, by the server's id.
 std::map<std::string, std::string> sessionsOf(const std::vector<LocalServer>& servers,
                                               const Surroundings& surroundings) {
@@ -99,9 +90,8 @@ Outcome kill(const LocalServer& server, const HeldProcess& process, const Consol
 }  // namespace
 
 std::vector<LocalServer> running(const Surroundings& surroundings) {
-  std::vector<LocalServer> servers = ServerScan::servers(
-      surroundings.listeners(), [&](std::int32_t pid) { return factsOf(surroundings.processes, pid); },
-      surroundings.now());
+  std::vector<LocalServer> servers =
+      ServerScan::servers(surroundings.listeners(), surroundings.processes, surroundings.now());
   std::ranges::sort(servers, {},
                     [](const LocalServer& server) { return std::pair(server.port(), server.pid); });
   return servers;

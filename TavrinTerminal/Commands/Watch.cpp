@@ -12,7 +12,7 @@
 #include "TavrinTerminal/ShownText.hpp"
 #include "TavrinTerminal/System/ChildProcess.hpp"
 
-extern char** environ;
+extern char** environ;  // NOLINT(readability-redundant-declaration): macOS does not declare it
 
 namespace tavrin::Watch {
 

@@ -14,9 +14,9 @@
 namespace tavrin::Watch {
 
 struct Options {
-  bool json = false;                ///< JSON Lines (docs/watch.schema.json)
+  bool json = false;                     ///< JSON Lines (docs/watch.schema.json)
   std::optional<std::string> exec = {};  ///< a command line for /bin/sh, run for each change
-  bool notify = false;              ///< call the surroundings' notifier
+  bool notify = false;                   ///< call the surroundings' notifier
 };
 
 /// Prints what is there, then each change, until a signal or until nobody reads it.
