@@ -37,7 +37,7 @@ void handle(std::string_view text, const AgentArgument::Parsed& arguments, const
   const std::optional<Agent> agent = HookOrigin::resolve(arguments.agent, HookOrigin::detect(payload));
   if (!agent) return;
   const HookEvent event = HookEvent::parse(payload, arguments.event);
-  const SessionFileStore store(SessionFileStore::defaultDirectory(surroundings.home));
+  const SessionFileStore store(SessionFileStore::defaultDirectory(surroundings.home), surroundings.afterUse);
   const SessionSurroundings around = {.now = surroundings.now(),
                                       .parentPid = surroundings.parentPid,
                                       .processes = surroundings.processes,
@@ -65,7 +65,7 @@ Surroundings Surroundings::real() {
 }
 
 void run(std::span<const std::string_view> words, const Surroundings& surroundings) {
-  const HookLog log(HookLog::defaultURL(surroundings.home), surroundings.now);
+  const HookLog log(HookLog::defaultURL(surroundings.home), surroundings.now, surroundings.afterUse);
   const AgentArgument::Parsed arguments = AgentArgument::parseAll(words);
   const HookInput input = HookInput::read(surroundings.input, largestPayload, HookPayload::keys());
   if (input.size > largestPayload) {

@@ -13,6 +13,7 @@
 #include "TavrinCore/Context/RepoLabel.hpp"
 #include "TavrinCore/Hook/HookEvent.hpp"
 #include "TavrinCore/Support/Date.hpp"
+#include "TavrinCore/Support/File.hpp"
 #include "TavrinCore/Support/Uuid.hpp"
 
 /// One run of tavrin-hook: reads one event, updates one session file and writes one line of the log.
@@ -30,6 +31,7 @@ struct Surroundings {
   RepoLabel::Probes files;
   std::function<Date()> now;
   UuidSource makeId;
+  AfterUse afterUse = AfterUse::close;  ///< of the lock and of the log, with which a run ends
 
   /// The surroundings of this process.
   static Surroundings real();

@@ -1,101 +1,18 @@
 #include "TavrinHook/JsonSkimmer.hpp"
 
 #include <algorithm>
-#include <bit>
-#include <cstdint>
-#include <cstring>
 
 #include "TavrinCore/Support/Json/JsonEscape.hpp"
-#include "TavrinCore/Support/Text.hpp"
+#include "TavrinHook/JsonText.hpp"
 
 namespace tavrin {
 
 namespace {
 
-using Word = std::uint64_t;
-
-constexpr Word repeated(unsigned char byte) {
-  return ~Word{0} / 0xff * byte;
-}
-
-// Whether a byte of a string stands for itself, whatever is around it.
-constexpr bool isOrdinary(char c) {
-  const auto byte = static_cast<unsigned char>(c);
-  return byte >= 0x20 && byte < 0x80 && c != '"' && c != '\\';
-}
-
-// The high bit of each byte of `word` that is not ordinary. Bytes above the lowest such may be marked
-// wrongly, as subtraction borrows.
-constexpr Word markSpecial(Word word) {
-  const auto markZero = [](Word bytes) { return (bytes - repeated(0x01)) & ~bytes; };
-  const Word control = (word - repeated(0x20)) & ~word;
-  const Word quote = markZero(word ^ repeated('"'));
-  const Word backslash = markZero(word ^ repeated('\\'));
-  return (control | quote | backslash | word) & repeated(0x80);
-}
-
-// The first byte from `i` on that is not ordinary, found eight at a time; the size when there is none.
-std::size_t skipOrdinary(std::string_view bytes, std::size_t i) {
-  if constexpr (std::endian::native == std::endian::little) {
-    for (; i + sizeof(Word) <= bytes.size(); i += sizeof(Word)) {
-      Word word = 0;
-      std::memcpy(&word, bytes.data() + i, sizeof(Word));
-      if (const Word special = markSpecial(word); special != 0) {
-        return i + static_cast<std::size_t>(std::countr_zero(special)) / 8;
-      }
-    }
-  }
-  while (i < bytes.size() && isOrdinary(bytes[i])) ++i;
-  return i;
-}
-
-// What is not ordinary at the front of a text: how long it is, and whether it is right beyond doubt.
-struct Piece {
-  std::size_t length = 0;
-  bool isSound = false;
-};
-
-Piece unicodeEscape(std::string_view text) {
-  const int unit = JsonEscape::unit(text);
-  if (unit < 0) return {.length = 2, .isSound = false};
-  if (!JsonEscape::isSurrogate(unit)) return {.length = JsonEscape::length, .isSound = true};
-  const bool isPair = JsonEscape::isLeadingSurrogate(unit) &&
-                      JsonEscape::isTrailingSurrogate(JsonEscape::unit(text.substr(JsonEscape::length)));
-  return {.length = isPair ? 2 * JsonEscape::length : JsonEscape::length, .isSound = isPair};
-}
-
-Piece escape(std::string_view text) {
-  switch (text.size() < 2 ? '\0' : text[1]) {
-    case '"':
-    case '\\':
-    case '/':
-    case 'b':
-    case 'f':
-    case 'n':
-    case 'r':
-    case 't':
-      return {.length = 2, .isSound = true};
-    case 'u':
-      return unicodeEscape(text);
-    default:
-      return {.length = 2, .isSound = false};
-  }
-}
-
-// The UTF-8 sequence that starts with a byte of 0x80 or more; a byte that starts none is a piece of its own.
-Piece sequence(std::string_view text) {
-  const auto first = static_cast<unsigned char>(text.front());
-  const std::size_t length = first >= 0xf0 ? 4 : first >= 0xe0 ? 3 : 2;
-  const bool isSound = Text::isValidUtf8(text.substr(0, length));
-  return {.length = isSound ? length : 1, .isSound = isSound};
-}
-
-// `text` starts with a byte that is neither ordinary nor a quote.
-Piece firstPiece(std::string_view text) {
-  const char c = text.front();
-  if (c == '\\') return escape(text);
-  if (static_cast<unsigned char>(c) >= 0x80) return sequence(text);
-  return {.length = 1, .isSound = false};
+// The length of what is wrong at the front of a string's content: one escape or one byte.
+std::size_t wrongLength(std::string_view text) {
+  if (text.front() != '\\') return 1;
+  return JsonEscape::unit(text) < 0 ? std::min<std::size_t>(2, text.size()) : JsonEscape::length;
 }
 
 }  // namespace
@@ -148,24 +65,18 @@ void JsonSkimmer::endText() {
 
 std::size_t JsonSkimmer::keepText(std::string_view bytes, std::size_t i, bool isLast) {
   const std::size_t start = i;
-  while ((i = skipOrdinary(bytes, i)) < bytes.size() && bytes[i] != '"') {
-    // Whatever follows a backslash does not end the string.
-    const std::size_t length = bytes[i] == '\\' ? 2 : 1;
-    if (i + length > bytes.size()) {
-      if (isLast) i = bytes.size();
-      break;
-    }
-    i += length;
-  }
+  i += JsonText::lengthBeforeQuote(bytes.substr(i));
+  const bool isQuoteNext = i < bytes.size() && bytes[i] == '"';
+  if (!isQuoteNext && isLast) i = bytes.size();
   out_.append(bytes, start, i - start);
-  if (i == bytes.size() || bytes[i] != '"') return i;
+  if (!isQuoteNext) return i;
   endText();
   return i + 1;
 }
 
 std::size_t JsonSkimmer::dropText(std::string_view bytes, std::size_t i, bool isLast) {
   for (;;) {
-    i = skipOrdinary(bytes, i);
+    i += JsonText::soundLength(bytes.substr(i));
     if (i == bytes.size()) return i;
     if (bytes[i] == '"') {
       endText();
@@ -173,13 +84,11 @@ std::size_t JsonSkimmer::dropText(std::string_view bytes, std::size_t i, bool is
     }
     const std::string_view rest = bytes.substr(i);
     if (rest.size() <= mostLeftOver && !isLast) return i;
-    const Piece piece = firstPiece(rest);
-    if (!piece.isSound) {
-      // Kept, and kept apart from the piece before.
-      out_ += ' ';
-      out_.append(rest, 0, piece.length);
-    }
-    i += std::min(piece.length, rest.size());
+    // Kept, and kept apart from what was wrong before.
+    const std::size_t length = wrongLength(rest);
+    out_ += ' ';
+    out_.append(rest, 0, length);
+    i += length;
   }
 }
 

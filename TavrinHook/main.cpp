@@ -30,7 +30,11 @@ int main(int argc, char** argv) {
   std::signal(SIGPIPE, SIG_IGN);
   try {
     const std::vector<std::string_view> words(argv, argv + argc);
-    tavrin::HookCommand::run(words, tavrin::HookCommand::Surroundings::real());
+    // Never destroyed: closing its files one by one would take a system call for each.
+    auto* const surroundings =
+        new tavrin::HookCommand::Surroundings(tavrin::HookCommand::Surroundings::real());
+    surroundings->afterUse = tavrin::AfterUse::leaveOpen;
+    tavrin::HookCommand::run(words, *surroundings);
   } catch (...) {  // NOLINT(bugprone-empty-catch): there is nowhere to report it
   }
   // Skips destructors of static objects and the flushing of streams, which are not used.

@@ -2,8 +2,14 @@
 
 #include <algorithm>
 #include <array>
+#include <utility>
+#include <variant>
 
 #include "TavrinTerminal/Commands/Completions.hpp"
+#include "TavrinTerminal/Commands/Connect.hpp"
+#include "TavrinTerminal/Commands/Disconnect.hpp"
+#include "TavrinTerminal/Commands/Doctor.hpp"
+#include "TavrinTerminal/Commands/Focus.hpp"
 #include "TavrinTerminal/Commands/Help.hpp"
 #include "TavrinTerminal/Commands/List.hpp"
 #include "TavrinTerminal/Commands/Servers.hpp"
@@ -11,6 +17,8 @@
 #include "TavrinTerminal/Commands/Wait.hpp"
 #include "TavrinTerminal/Commands/Watch.hpp"
 #include "TavrinTerminal/ShownText.hpp"
+#include "TavrinTerminal/System/Notifier.hpp"
+#include "TavrinTerminal/System/TerminalFocus.hpp"
 
 namespace tavrin::CommandTable {
 
@@ -27,6 +35,42 @@ constexpr std::array<OptionDescription, 3> common = {{
     {.name = "--help", .help = "prints the help of the command"},
     {.name = "--version", .help = "prints the version"},
 }};
+
+constexpr ArgumentDescription agents = {.name = "AGENT",
+                                        .help = "claude, codex, gemini, copilot or grok; all without one",
+                                        .kind = WordKind::agent,
+                                        .isRepeated = true};
+constexpr std::array<OptionDescription, 3> connectOptions = {{
+    {.name = "--dry-run", .help = "shows what would change as a diff, and changes nothing"},
+    {.name = "--yes", .help = "does not ask before files are written; needed without a terminal"},
+    {.name = "--here", .help = "moves the hooks of another installation of Tavrin to this one"},
+}};
+constexpr std::string_view connectDetails =
+    R"(Without AGENT it connects every agent on this machine. It adds entries to the agent's settings and changes nothing else in them. It leaves out what the installed version would not accept. Codex is also asked to trust the hooks.
+
+The settings as they were before are kept in "Library/Application Support/Tavrin/originals" below your home directory, until you disconnect. An agent that was never started has no folder for settings yet: start it once, then connect.
+)";
+
+constexpr std::array<OptionDescription, 2> disconnectOptions = {{
+    {.name = "--dry-run", .help = "shows what would change as a diff, and changes nothing"},
+    {.name = "--yes", .help = "does not ask before files are written; needed without a terminal"},
+}};
+
+constexpr std::array<OptionDescription, 2> doctorOptions = {{
+    {.name = "--json", .help = "prints one JSON document with the findings"},
+    {.name = "--fix", .help = "removes leftover files and records of dead agents that are older than a day"},
+}};
+
+constexpr std::array<OptionDescription, 1> focusOptions = {{
+    {.name = "--next", .help = "goes to the session that has waited for you longest"},
+}};
+constexpr std::string_view focusDetails =
+    R"(Without SESSION it goes to the session that has waited for you longest, or to the only one. It can go to panes of tmux, windows of kitty, panes of WezTerm, and tabs of iTerm2 and Terminal. Where it cannot go, it prints the session's terminal, process and folder.
+
+To bind it to a key in tmux, put this into ~/.tmux.conf:
+
+  bind-key g run-shell "tavrin focus --next"
+)";
 
 constexpr std::array<OptionDescription, 2> listOptions = {{
     {.name = "--json", .help = "prints one JSON document"},
@@ -149,8 +193,55 @@ constexpr ArgumentDescription optionalSession = {
 constexpr ArgumentDescription requiredServer = {
     .name = "SERVER", .help = "a port, or PID:PORT", .kind = WordKind::server, .isRequired = true};
 
+// The agents that the arguments name, each once.
+std::variant<std::vector<Agent>, Outcome> agentsNamed(const ParsedWords& words) {
+  std::vector<Agent> named;
+  for (const std::string& word : words.arguments) {
+    const std::optional<Agent> agent = agentFromRawValue(word);
+    if (!agent) {
+      return Outcome::usage("nothing was changed. \"" + ShownText::clean(word) +
+                            "\" is not an agent. Name claude, codex, gemini, copilot or grok.");
+    }
+    if (std::ranges::find(named, *agent) == named.end()) named.push_back(*agent);
+  }
+  return named;
+}
+
+Outcome runConnect(const ParsedWords& words, const Surroundings& surroundings, const Console& console) {
+  auto named = agentsNamed(words);
+  if (auto* const wrong = std::get_if<Outcome>(&named)) return *wrong;
+  return Connect::run({.agents = std::get<std::vector<Agent>>(std::move(named)),
+                       .dryRun = words.has("--dry-run"),
+                       .yes = words.has("--yes"),
+                       .here = words.has("--here")},
+                      surroundings, console);
+}
+
+Outcome runDisconnect(const ParsedWords& words, const Surroundings& surroundings, const Console& console) {
+  auto named = agentsNamed(words);
+  if (auto* const wrong = std::get_if<Outcome>(&named)) return *wrong;
+  return Disconnect::run({.agents = std::get<std::vector<Agent>>(std::move(named)),
+                          .dryRun = words.has("--dry-run"),
+                          .yes = words.has("--yes")},
+                         surroundings, console);
+}
+
+Outcome runDoctor(const ParsedWords& words, const Surroundings& surroundings, const Console& console) {
+  return Doctor::run({.json = words.has("--json"), .fix = words.has("--fix")}, surroundings, console);
+}
+
+Outcome runFocus(const ParsedWords& words, const Surroundings& surroundings, const Console&) {
+  return Focus::run({.session = words.argument(), .next = words.has("--next")}, surroundings);
+}
+
 Outcome runList(const ParsedWords& words, const Surroundings& surroundings, const Console& console) {
-  return List::run({.json = words.has("--json"), .all = words.has("--all")}, surroundings, console);
+  Surroundings withPlaces = surroundings;
+  if (!withPlaces.places) {
+    withPlaces.places = [&surroundings](const std::vector<Session>& sessions) {
+      return TerminalFocus::ofThisSystem(surroundings).places(sessions);
+    };
+  }
+  return List::run({.json = words.has("--json"), .all = words.has("--all")}, withPlaces, console);
 }
 
 Outcome runStatus(const ParsedWords& words, const Surroundings& surroundings, const Console& console) {
@@ -161,9 +252,15 @@ Outcome runStatus(const ParsedWords& words, const Surroundings& surroundings, co
 }
 
 Outcome runWatch(const ParsedWords& words, const Surroundings& surroundings, const Console& console) {
+  Surroundings withNotifier = surroundings;
+  if (!withNotifier.makeNotifier) {
+    withNotifier.makeNotifier = [&surroundings](EventLoop& loop) {
+      return Notifier::ofThisSystem(loop, surroundings);
+    };
+  }
   return Watch::run(
       {.json = words.has("--json"), .exec = words.value("--exec"), .notify = words.has("--notify")},
-      surroundings, console);
+      withNotifier, console);
 }
 
 Outcome runWait(const ParsedWords& words, const Surroundings& surroundings, const Console& console) {
@@ -205,7 +302,21 @@ Outcome runHelp(const ParsedWords& words, const Surroundings&, const Console&) {
   return Help::run(words.argument());
 }
 
-constexpr std::array<CommandDescription, 9> table = {{
+constexpr std::array<CommandDescription, 13> table = {{
+    {.name = "connect",
+     .summary = "writes the hooks into agents' settings",
+     .details = connectDetails,
+     .argument = agents,
+     .options = connectOptions,
+     .run = runConnect},
+    {.name = "disconnect",
+     .summary = "takes the hooks out of agents' settings",
+     .details =
+         "Without AGENT it disconnects all agents. It also visits every file that was connected before, "
+         "wherever the agents keep their settings now.\n",
+     .argument = agents,
+     .options = disconnectOptions,
+     .run = runDisconnect},
     {.name = "list",
      .summary = "lists sessions, the most urgent first",
      .details = "In a pipe it prints a line for each session, with tabs between state, time in that state, "
@@ -228,6 +339,17 @@ constexpr std::array<CommandDescription, 9> table = {{
      .argument = optionalSession,
      .options = waitOptions,
      .run = runWait},
+    {.name = "doctor",
+     .summary = "checks every agent and file, and names a command that fixes each finding",
+     .details = "The status is 1 when there are findings.\n",
+     .options = doctorOptions,
+     .run = runDoctor},
+    {.name = "focus",
+     .summary = "brings a session's terminal to the front",
+     .details = focusDetails,
+     .argument = optionalSession,
+     .options = focusOptions,
+     .run = runFocus},
     {.name = "servers",
      .summary = "lists the local servers",
      .details = "In a pipe it prints a line for each server, with tabs between name, ports, project, process "

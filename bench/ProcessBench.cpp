@@ -127,7 +127,8 @@ class Bench {
     for (const std::size_t size : payloadSizes) {
       const BenchHome home(recordedSession);
       const std::string event = eventPayload(size);
-      std::vector<Contestant> contestants = {starting(floor_, home, event), starting(hook_, home, event)};
+      std::vector<Contestant> contestants = {starting(floor_, home, event), starting(calls_, home, event),
+                                             starting(hook_, home, event)};
       if (!options_.against.empty()) contestants.push_back(starting(other, home, event));
       compete("starts", std::to_string(size), 1'000, std::move(contestants));
     }
@@ -227,6 +228,7 @@ class Bench {
   std::ofstream results_;
   std::mt19937 random_{1};
   Program floor_ = {.name = "floor", .words = {TAVRIN_BENCH_FLOOR}};
+  Program calls_ = {.name = "floor-calls", .words = {TAVRIN_BENCH_FLOOR_CALLS, std::string(recordedSession)}};
   Program hook_ = {.name = "tavrin-hook", .words = {options_.hook}};
   std::vector<Program> peers_ = handWrittenHooks();
 };

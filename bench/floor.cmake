@@ -1,5 +1,7 @@
-# The target "floor", for benchmarks and tests.
+# The targets "floor" and "floor-calls", for benchmarks and tests.
 include_guard(GLOBAL)
-add_executable(floor ${CMAKE_CURRENT_LIST_DIR}/floor.c)
-target_compile_options(floor PRIVATE -O2)
-target_link_options(floor PRIVATE -static)
+foreach(name floor floor-calls)
+  add_executable(${name} ${CMAKE_CURRENT_LIST_DIR}/${name}.c)
+  target_compile_options(${name} PRIVATE -O2)
+  target_link_options(${name} PRIVATE -static)
+endforeach()

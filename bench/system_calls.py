@@ -51,7 +51,6 @@ REASONS = [
     (r"close\(\d+<.*/sessions/[\w-]+\.json>", "the record is read"),
     (r"openat\(.*\"/proc/\d+/stat\", O_RDONLY", "a process above this one, until the agent is found"),
     (r"read\(\d+<.*/proc/\d+/stat>, ", "its name, parent and terminal"),
-    (r"close\(\d+<.*/proc/\d+/stat>", "that process is known"),
     (r"getrandom\(.*, 16, 0\)", "a name for the temporary file that nobody else has"),
     (r"openat\(.*/sessions/\.[\w-]+\.tmp\", O_WRONLY\|O_CREAT\|O_EXCL", "the temporary file"),
     (r"write\(\d+<.*\.tmp>, ", "the new record"),
@@ -62,7 +61,6 @@ REASONS = [
     (r"(newfstatat|fstat)\(\d+<.*/hook\.log>", "is the log full?"),
     (r"write\(\d+<.*/hook\.log>, ", "the line"),
     (r"flock\(\d+<.*/hook\.log>, LOCK_UN", "the next line may be written"),
-    (r"close\(\d+<.*(\.lock|/hook\.log)>", "its file is closed"),
     (r"exit_group\(0\)", "the end, with status 0 whatever happened"),
 ]
 

@@ -1,28 +1,15 @@
 #include "TavrinCore/Context/HostResolver.hpp"
 
 #include <algorithm>
-#include <array>
+#include <ranges>
 
 namespace tavrin::HostResolver {
 
-namespace {
-
-// Agents start their hooks through these.
-constexpr std::array<std::string_view, 5> shells = {"sh", "bash", "zsh", "fish", "dash"};
-
-std::string_view nameOf(const ProcessNode& node) {
-  return node.name ? std::string_view(*node.name) : std::string_view();
-}
-
-}  // namespace
-
 std::optional<ProcessNode> pickAgent(std::span<const ProcessNode> ancestors,
                                      std::span<const std::string_view> names) {
-  const auto isNamed = [&](const ProcessNode& node) {
-    return node.name && std::ranges::find(names, nameOf(node)) != names.end();
-  };
+  const auto isNamed = [&](const ProcessNode& node) { return ProcessTree::isNamed(node, names); };
   const auto isNoShell = [](const ProcessNode& node) {
-    return std::ranges::find(shells, nameOf(node)) == shells.end();
+    return !ProcessTree::isShell(node.name.value_or(""));
   };
   auto found = std::ranges::find_if(ancestors, isNamed);
   if (found == ancestors.end()) found = std::ranges::find_if(ancestors, isNoShell);
@@ -33,6 +20,21 @@ std::optional<ProcessNode> pickHost(std::span<const ProcessNode> ancestors) {
   const auto found = std::find_if(ancestors.rbegin(), ancestors.rend(),
                                   [](const ProcessNode& node) { return node.isRegularApp; });
   return found == ancestors.rend() ? std::nullopt : std::optional(*found);
+}
+
+std::optional<ProcessNode> findHost(std::span<const ProcessNode> ancestors, const ProcessTable& table) {
+  if (ancestors.empty()) return std::nullopt;
+  if (table.mayHaveApplications && !table.mayHaveApplications(ancestors.front().pid, ancestors.back().pid))
+    return std::nullopt;
+  for (const ProcessNode& node : std::views::reverse(ancestors)) {
+    const std::optional<ProcessTable::Application> application = table.application(node.pid);
+    if (!application || !application->isRegular) continue;
+    ProcessNode host = node;
+    host.bundleId = application->bundleId;
+    host.isRegularApp = true;
+    return host;
+  }
+  return std::nullopt;
 }
 
 }  // namespace tavrin::HostResolver

@@ -7,17 +7,22 @@
 #include <string_view>
 
 #include "TavrinCore/Context/ProcessNode.hpp"
+#include "TavrinCore/Context/ProcessTree.hpp"
 
 /// Picks a session's two processes from a hook's ancestors. The list starts with the hook's parent.
 namespace tavrin::HostResolver {
 
-/// The agent: the first process whose name is in `names`, else the first that is not a shell. Returns nullopt
-/// if there are only shells.
+/// The agent: the first process that goes by one of `names` (ProcessTree::isNamed), else the first that is
+/// not a shell. Returns nullopt if there are only shells.
 std::optional<ProcessNode> pickAgent(std::span<const ProcessNode> ancestors,
                                      std::span<const std::string_view> names);
 
 /// The application that hosts the agent: the last regular application in the list. An application that runs
 /// inside a terminal or an editor is thus not picked. Returns nullopt if there is none.
 std::optional<ProcessNode> pickHost(std::span<const ProcessNode> ancestors);
+
+/// The same process of a chain whose applications were not asked for. `table` is asked from the root on, as
+/// far as the host. The node that is returned has its application filled in.
+std::optional<ProcessNode> findHost(std::span<const ProcessNode> ancestors, const ProcessTable& table);
 
 }  // namespace tavrin::HostResolver

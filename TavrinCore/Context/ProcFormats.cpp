@@ -168,6 +168,10 @@ std::optional<std::string> applicationId(std::string_view cgroup) {
   return id;
 }
 
+bool mayBeOfApplication(std::string_view cgroup) {
+  return cgroup.find("/user@") != std::string_view::npos || applicationId(cgroup);
+}
+
 std::optional<std::string> terminalPath(std::uint32_t device) {
   // Major numbers are those of Linux's list of devices (devices.txt).
   const std::uint32_t majorNumber = major(device);

@@ -62,6 +62,10 @@ std::vector<FileLock> fileLocks(std::string_view locks);
 /// app[-LAUNCHER]-ID[@RANDOM].service or app[-LAUNCHER]-ID[-RANDOM].slice, its \xXX escapes undone.
 std::optional<std::string> applicationId(std::string_view cgroup);
 
+/// Whether a process with this text of /proc/PID/cgroup, or one below it, may be of an application: those are
+/// started by the user's manager (user@.service(5)), or are units by their names.
+bool mayBeOfApplication(std::string_view cgroup);
+
 /// The path of a terminal known by its device number (makedev(3)) alone: "/dev/pts/N", "/dev/ttyN" or
 /// "/dev/ttySN"; nothing for other devices.
 std::optional<std::string> terminalPath(std::uint32_t device);

@@ -14,6 +14,8 @@ struct ProcessNode {
   std::optional<std::string> name;      ///< the short process name
   std::optional<std::string> bundleId;  ///< the bundle identifier of the running application with this pid
   bool isRegularApp = false;            ///< whether that is an ordinary application with windows of its own
+  std::optional<std::string> executable =
+      {};  ///< its executable's name, where a walk to an agent asked for it
 
   bool operator==(const ProcessNode&) const = default;
 };

@@ -1,6 +1,7 @@
 #include "TavrinCore/Context/ProcessTree.hpp"
 
 #include <algorithm>
+#include <array>
 
 namespace tavrin::ProcessTree {
 
@@ -28,6 +29,14 @@ std::vector<ProcessNode> walk(std::int32_t pid, const ProcessTable& table, int l
   return nodes;
 }
 
+// Whether the node is the agent, for which it may need the name of the executable.
+bool isAgent(ProcessNode& node, std::span<const std::string_view> names, const ProcessTable& table) {
+  if (isNamed(node, names)) return true;
+  if (!table.executable || isShell(node.name.value_or(""))) return false;
+  node.executable = table.executable(node.pid);
+  return isNamed(node, names);
+}
+
 }  // namespace
 
 std::vector<ProcessNode> ancestors(std::int32_t pid, const ProcessTable& table, int limit) {
@@ -40,11 +49,30 @@ std::vector<ProcessNode> ancestors(std::int32_t pid, const ProcessTable& table, 
   });
 }
 
+std::vector<ProcessNode> ancestorsWithAgent(std::span<const std::string_view> names, std::int32_t pid,
+                                            const ProcessTable& table, int limit) {
+  bool isFound = false;
+  return walk(pid, table, limit, [&](ProcessNode& node) {
+    isFound = isFound || isAgent(node, names, table);
+    return true;
+  });
+}
+
 std::vector<ProcessNode> ancestorsUpTo(std::span<const std::string_view> names, std::int32_t pid,
                                        const ProcessTable& table, int limit) {
-  return walk(pid, table, limit, [&](const ProcessNode& node) {
-    return !node.name || std::ranges::find(names, *node.name) == names.end();
-  });
+  return walk(pid, table, limit, [&](ProcessNode& node) { return !isAgent(node, names, table); });
+}
+
+bool isNamed(const ProcessNode& node, std::span<const std::string_view> names) {
+  const auto isIn = [names](const std::optional<std::string>& name) {
+    return name && std::ranges::find(names, *name) != names.end();
+  };
+  return isIn(node.name) || (!isShell(node.name.value_or("")) && isIn(node.executable));
+}
+
+bool isShell(std::string_view name) {
+  constexpr std::array<std::string_view, 5> shells = {"sh", "bash", "zsh", "fish", "dash"};
+  return std::ranges::find(shells, name) != shells.end();
 }
 
 std::optional<std::int32_t> parent(std::int32_t pid, const ProcessTable& table) {

@@ -31,6 +31,14 @@ struct ProcessTable {
   std::function<std::optional<std::string>(std::int32_t pid)> terminal;  ///< the controlling terminal's path
   std::function<std::optional<Application>(std::int32_t pid)> application;
 
+  /// The name of a process's executable. Set on systems where the short name is that of a thread, which
+  /// programs change at will.
+  std::function<std::optional<std::string>(std::int32_t pid)> executable = {};
+
+  /// Whether there may be an application among the processes from `innermost` up to `outermost`. Set where
+  /// that costs less than asking for each of them.
+  std::function<bool(std::int32_t innermost, std::int32_t outermost)> mayHaveApplications = {};
+
   /// The table of the running system. It may remember what it has read, so use it for one short run only.
   static ProcessTable ofThisSystem();
 };
@@ -43,10 +51,21 @@ inline constexpr int defaultLimit = 32;
 /// left out. The walk stops at a process that has ended.
 std::vector<ProcessNode> ancestors(std::int32_t pid, const ProcessTable& table, int limit = defaultLimit);
 
-/// The same walk up to the nearest process whose name is in `names`, without looking up applications. That is
-/// enough to find the agent.
+/// The same walk without looking up applications. Up to the nearest process that goes by one of `names`, it
+/// looks up executables where the process's own name does not decide.
+std::vector<ProcessNode> ancestorsWithAgent(std::span<const std::string_view> names, std::int32_t pid,
+                                            const ProcessTable& table, int limit = defaultLimit);
+
+/// The same walk up to that process. That is enough to find the agent.
 std::vector<ProcessNode> ancestorsUpTo(std::span<const std::string_view> names, std::int32_t pid,
                                        const ProcessTable& table, int limit = defaultLimit);
+
+/// Whether a process goes by one of `names`: by its own name or, if that is not a shell's, by its
+/// executable's.
+bool isNamed(const ProcessNode& node, std::span<const std::string_view> names);
+
+/// Whether a name is that of a shell. Agents start their hooks through shells.
+bool isShell(std::string_view name);
 
 /// The parent of a process, or nullopt.
 std::optional<std::int32_t> parent(std::int32_t pid, const ProcessTable& table);

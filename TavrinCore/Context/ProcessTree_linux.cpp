@@ -3,9 +3,11 @@
 #include <unistd.h>
 
 #include <array>
+#include <cerrno>
 #include <map>
 #include <memory>
 #include <string>
+#include <vector>
 
 #include "TavrinCore/Context/ProcFormats.hpp"
 #include "TavrinCore/Context/ProcessTree.hpp"
@@ -34,46 +36,83 @@ std::optional<std::string> terminalInSysfs(std::uint32_t device) {
   return link ? std::optional("/dev/" + std::string(Path::lastComponent(*link))) : std::nullopt;
 }
 
-// Reads each process's stat file once and remembers it: parent, name and terminal stand in that one file.
-class StatFiles {
+// The name of a process's executable. The file may have been replaced since the process started.
+std::optional<std::string> executableOf(std::int32_t pid) {
+  const std::optional<std::string> target = linkTarget(procPath(pid, "exe"));
+  if (!target) return std::nullopt;
+  std::string_view name = Path::lastComponent(*target);
+  constexpr std::string_view replaced = " (deleted)";
+  if (name.ends_with(replaced)) name.remove_suffix(replaced.size());
+  return std::string(name);
+}
+
+// Reads each file of a process once and remembers it. The files stay open until the table goes, which for
+// tavrin-hook is the end of the process: closing them one by one would be a third of its calls for them.
+class ProcFiles {
  public:
-  std::optional<ProcFormats::Stat> operator[](std::int32_t pid) {
-    const auto known = read_.find(pid);
-    if (known != read_.end()) return known->second;
-    const std::optional<std::string> text = File::oneRead(procPath(pid, "stat"));
-    return read_.emplace(pid, text ? ProcFormats::parseStat(*text) : std::nullopt).first->second;
+  const std::optional<ProcFormats::Stat>& stat(std::int32_t pid) {
+    const auto known = stats_.find(pid);
+    if (known != stats_.end()) return known->second;
+    const std::optional<std::string> text = read(procPath(pid, "stat"));
+    return stats_.emplace(pid, text ? ProcFormats::parseStat(*text) : std::nullopt).first->second;
+  }
+
+  const std::string& cgroup(std::int32_t pid) {
+    const auto known = cgroups_.find(pid);
+    if (known != cgroups_.end()) return known->second;
+    return cgroups_.emplace(pid, read(procPath(pid, "cgroup")).value_or("")).first->second;
   }
 
  private:
-  std::map<std::int32_t, std::optional<ProcFormats::Stat>> read_;
+  // All of the longest chain, and far below any limit that programs live with.
+  static constexpr std::size_t mostOpen = ProcessTree::defaultLimit + 2;
+
+  std::optional<std::string> read(const std::string& path) {
+    FileDescriptor file = File::openToRead(path);
+    if (!file.isOpen() && errno == EMFILE && !open_.empty()) {
+      open_.clear();
+      file = File::openToRead(path);
+    }
+    std::optional<std::string> text = file.isOpen() ? File::oneRead(file) : std::nullopt;
+    if (open_.size() < mostOpen) open_.push_back(std::move(file));
+    return text;
+  }
+
+  std::map<std::int32_t, std::optional<ProcFormats::Stat>> stats_;
+  std::map<std::int32_t, std::string> cgroups_;
+  std::vector<FileDescriptor> open_;
 };
 
 }  // namespace
 
 ProcessTable ProcessTable::ofThisSystem() {
-  const auto stats = std::make_shared<StatFiles>();
+  const auto files = std::make_shared<ProcFiles>();
   return {
-      .record = [stats](std::int32_t pid) -> std::optional<Record> {
-        const auto stat = (*stats)[pid];
+      .record = [files](std::int32_t pid) -> std::optional<Record> {
+        const auto& stat = files->stat(pid);
         if (!stat) return std::nullopt;
         return Record{.parent = stat->parent, .name = stat->name};
       },
-      .longName = [](std::int32_t pid) -> std::optional<std::string> {
-        const auto executable = linkTarget(procPath(pid, "exe"));
-        return executable ? std::optional(std::string(Path::lastComponent(*executable))) : std::nullopt;
-      },
-      .terminal = [stats](std::int32_t pid) -> std::optional<std::string> {
-        const auto stat = (*stats)[pid];
+      .longName = executableOf,
+      .terminal = [files](std::int32_t pid) -> std::optional<std::string> {
+        const auto& stat = files->stat(pid);
         if (!stat || stat->terminal == 0) return std::nullopt;
         const auto path = ProcFormats::terminalPath(stat->terminal);
         return path ? path : terminalInSysfs(stat->terminal);
       },
-      .application = [](std::int32_t pid) -> std::optional<Application> {
-        const auto cgroup = File::oneRead(procPath(pid, "cgroup"));
-        auto id = cgroup ? ProcFormats::applicationId(*cgroup) : std::nullopt;
+      .application = [files](std::int32_t pid) -> std::optional<Application> {
+        auto id = ProcFormats::applicationId(files->cgroup(pid));
         if (!id) return std::nullopt;
         return Application{.bundleId = std::move(id), .isRegular = true};
       },
+      .executable = executableOf,
+      // A chain may leave the user's manager, with sudo(8), or enter it, below a desktop that it has not
+      // started. One with both ends outside is of ssh(1), of a container or of a text console.
+      .mayHaveApplications =
+          [files](std::int32_t innermost, std::int32_t outermost) {
+            return ProcFormats::mayBeOfApplication(files->cgroup(outermost)) ||
+                   ProcFormats::mayBeOfApplication(files->cgroup(innermost));
+          },
   };
 }
 

@@ -57,7 +57,7 @@ void HookLog::write(std::string_view message) const {
   line += '\n';
   line.resize(std::min(line.find('\0'), line.size()));
 
-  const FileDescriptor file = openWithDirectory(url_);
+  FileDescriptor file = openWithDirectory(url_);
   if (!file.isOpen() || !file.lock()) return;
   if (isFull(file)) {
     const FileDescriptor fresh = rotate(url_);
@@ -66,6 +66,7 @@ void HookLog::write(std::string_view message) const {
     File::write(file.number(), line);
   }
   file.unlock();
+  file.finish(afterUse_);
 }
 
 }  // namespace tavrin

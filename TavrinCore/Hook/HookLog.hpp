@@ -8,6 +8,7 @@
 #include <utility>
 
 #include "TavrinCore/Support/Date.hpp"
+#include "TavrinCore/Support/File.hpp"
 #include "TavrinCore/Support/Home.hpp"
 
 namespace tavrin {
@@ -17,8 +18,9 @@ namespace tavrin {
 class HookLog {
  public:
   explicit HookLog(std::string url = defaultURL(Home::directory()),
-                   std::function<Date()> now = std::chrono::system_clock::now)
-      : url_(std::move(url)), now_(std::move(now)) {}
+                   std::function<Date()> now = std::chrono::system_clock::now,
+                   AfterUse afterUse = AfterUse::close)
+      : url_(std::move(url)), now_(std::move(now)), afterUse_(afterUse) {}
 
   /// "Library/Logs/Tavrin/hook.log" under the home directory.
   static std::string defaultURL(std::string_view home = Home::directory());
@@ -33,6 +35,7 @@ class HookLog {
  private:
   std::string url_;
   std::function<Date()> now_;
+  AfterUse afterUse_;
 };
 
 }  // namespace tavrin

@@ -36,12 +36,12 @@ void placeInProcesses(Session& session, const HookEvent& event, const SessionSur
   const bool wantsHost =
       !session.hostPid || event.eventName == "SessionStart" || event.eventName == "UserPromptSubmit";
   const std::vector<ProcessNode> ancestors =
-      wantsHost ? ProcessTree::ancestors(around.parentPid, around.processes)
+      wantsHost ? ProcessTree::ancestorsWithAgent(names, around.parentPid, around.processes)
                 : ProcessTree::ancestorsUpTo(names, around.parentPid, around.processes);
   const std::optional<ProcessNode> agent = HostResolver::pickAgent(ancestors, names);
   session.agentPid = agent ? agent->pid : around.parentPid;
   if (!wantsHost) return;
-  const std::optional<ProcessNode> host = HostResolver::pickHost(ancestors);
+  const std::optional<ProcessNode> host = HostResolver::findHost(ancestors, around.processes);
   session.hostPid = host ? std::optional(host->pid) : std::nullopt;
   session.hostBundleId = host ? host->bundleId : std::nullopt;
   session.tty = ProcessTree::tty(session.agentPid, around.processes);

@@ -71,7 +71,7 @@ SessionFileStore::Lock SessionFileStore::lock(std::string_view sessionId) const 
   const std::string path = Path::joined(directory_, lockFileName(sessionId));
   FileDescriptor file = openOrCreate(path, O_RDWR, 0600);
   if (!file.lock()) throwPosixError(errno, "lock", path);
-  return Lock(std::move(file));
+  return {std::move(file), afterUse_};
 }
 
 std::optional<Session> SessionFileStore::load(std::string_view sessionId) const {

@@ -22,8 +22,10 @@ namespace tavrin {
 /// that Session::decode rejects. It then counts as missing.
 class SessionFileStore {
  public:
-  explicit SessionFileStore(std::string directory = defaultDirectory(Home::directory()))
-      : directory_(std::move(directory)) {}
+  /// `afterUse` is of the lock files.
+  explicit SessionFileStore(std::string directory = defaultDirectory(Home::directory()),
+                            AfterUse afterUse = AfterUse::close)
+      : directory_(std::move(directory)), afterUse_(afterUse) {}
 
   /// "Library/Application Support/Tavrin/sessions" under the home directory.
   static std::string defaultDirectory(std::string_view home = Home::directory());
@@ -73,13 +75,17 @@ class SessionFileStore {
  private:
   class Lock {
    public:
-    explicit Lock(FileDescriptor file) : file_(std::move(file)) {}
+    Lock(FileDescriptor file, AfterUse afterUse) : file_(std::move(file)), afterUse_(afterUse) {}
     Lock(const Lock&) = delete;
     Lock& operator=(const Lock&) = delete;
-    ~Lock() { file_.unlock(); }
+    ~Lock() {
+      file_.unlock();
+      file_.finish(afterUse_);
+    }
 
    private:
     FileDescriptor file_;
+    AfterUse afterUse_;
   };
 
   Lock lock(std::string_view sessionId) const;
@@ -88,6 +94,7 @@ class SessionFileStore {
   FileDescriptor openOrCreate(const std::string& path, int flags, mode_t mode) const;
 
   std::string directory_;
+  AfterUse afterUse_;
 };
 
 }  // namespace tavrin

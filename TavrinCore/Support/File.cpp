@@ -56,6 +56,11 @@ void FileDescriptor::close() {
   errno = kept;
 }
 
+void FileDescriptor::finish(AfterUse use) {
+  if (use == AfterUse::leaveOpen) number_ = -1;
+  close();
+}
+
 bool FileDescriptor::closeWritten() {
   return ::close(std::exchange(number_, -1)) == 0 || errno == EINTR;
 }
@@ -89,8 +94,7 @@ bool writeAll(int descriptor, std::string_view bytes) {
 }
 
 std::optional<std::string> contents(const std::string& path, std::size_t limit) {
-  // With O_NONBLOCK a pipe in the place of the file reads as empty. Without, open(2) would wait for a writer.
-  const FileDescriptor file = FileDescriptor::open(path, O_RDONLY | O_NONBLOCK);
+  const FileDescriptor file = openToRead(path);
   if (!file.isOpen()) return std::nullopt;
   std::string bytes;
   std::array<char, 4096> buffer;  // NOLINT(cppcoreguidelines-pro-type-member-init): read fills it
@@ -103,9 +107,16 @@ std::optional<std::string> contents(const std::string& path, std::size_t limit) 
   }
 }
 
+FileDescriptor openToRead(const std::string& path) {
+  return FileDescriptor::open(path, O_RDONLY | O_NONBLOCK);
+}
+
 std::optional<std::string> oneRead(const std::string& path) {
-  const FileDescriptor file = FileDescriptor::open(path, O_RDONLY | O_NONBLOCK);
-  if (!file.isOpen()) return std::nullopt;
+  const FileDescriptor file = openToRead(path);
+  return file.isOpen() ? oneRead(file) : std::nullopt;
+}
+
+std::optional<std::string> oneRead(const FileDescriptor& file) {
   std::array<char, largestOneRead> buffer;  // NOLINT(cppcoreguidelines-pro-type-member-init): read fills it
   const ssize_t count = read(file.number(), buffer.data(), buffer.size());
   if (count < 0) return std::nullopt;

@@ -13,6 +13,10 @@
 
 namespace tavrin {
 
+/// What happens to a file that is no longer needed. A process that is about to end can leave it open, because
+/// the system closes it anyway.
+enum class AfterUse { close, leaveOpen };
+
 /// An open file descriptor. The destructor closes it.
 class FileDescriptor {
  public:
@@ -30,6 +34,8 @@ class FileDescriptor {
   bool isOpen() const { return number_ >= 0; }
   int number() const { return number_; }
   void close();
+  /// Closes the file, or gives it up without that.
+  void finish(AfterUse use);
 
   /// Closes a file that was written. Returns false and sets errno if bytes were lost. Network file systems
   /// may report that only here (close(2)).
@@ -67,6 +73,11 @@ inline constexpr std::size_t largestOneRead = 4096;
 /// What one read(2) of at most `largestOneRead` bytes gives of the file at `path`: all of a file that the
 /// kernel makes up as it is read, as in /proc. Nothing when it cannot be read.
 std::optional<std::string> oneRead(const std::string& path);
+/// The same of an open file.
+std::optional<std::string> oneRead(const FileDescriptor& file);
+
+/// Opens a file to read it. A pipe in its place is not waited for, and then reads as empty.
+FileDescriptor openToRead(const std::string& path);
 
 /// As `contents`, for a file that must be well-formed UTF-8.
 std::optional<std::string> text(const std::string& path, std::size_t limit = SIZE_MAX);

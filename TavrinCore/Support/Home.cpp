@@ -1,7 +1,12 @@
 #include "TavrinCore/Support/Home.hpp"
 
 #include <pwd.h>
+#include <sys/stat.h>
 #include <unistd.h>
+
+#ifdef __linux__
+#include <sys/auxv.h>
+#endif
 
 #include <cstdio>
 #include <cstdlib>
@@ -16,28 +21,46 @@ namespace {
 
 #ifdef TAVRIN_HAVE_FGETPWENT
 // getpwuid(3) loads name services, which a statically linked program cannot do. So read the file itself.
-std::string fromPasswordDatabase() {
+std::string fromPasswordDatabase(uid_t user) {
   const std::unique_ptr<std::FILE, int (*)(std::FILE*)> file(std::fopen("/etc/passwd", "re"), std::fclose);
   if (!file) return {};
-  const uid_t self = getuid();
   while (const passwd* entry = fgetpwent(file.get())) {
-    if (entry->pw_uid == self) return entry->pw_dir;
+    if (entry->pw_uid == user) return entry->pw_dir;
   }
   return {};
 }
 #else
-std::string fromPasswordDatabase() {
-  const passwd* entry = getpwuid(getuid());
+std::string fromPasswordDatabase(uid_t user) {
+  const passwd* entry = getpwuid(user);
   return entry != nullptr && entry->pw_dir != nullptr ? entry->pw_dir : "";
 }
 #endif
 
+constexpr uid_t root = 0;
+
+// Whether this process was started as root, asked without a system call where that is possible.
+bool startedAsRoot() {
+#ifdef __linux__
+  return getauxval(AT_EUID) == root;
+#else
+  return geteuid() == root;
+#endif
+}
+
+// Whether the directory is there and is another user's.
+bool isOfAnother(const char* directory, uid_t user) {
+  struct stat status = {};
+  return stat(directory, &status) == 0 && status.st_uid != user;
+}
+
 }  // namespace
 
 std::string directory() {
-  const char* variable = std::getenv("HOME");
-  if (variable != nullptr && *variable == '/') return std::string(Path::withoutTrailingSlashes(variable));
-  const std::string entry = fromPasswordDatabase();
+  const char* const variable = std::getenv("HOME");
+  const bool isAbsolute = variable != nullptr && *variable == '/';
+  const bool isBorrowed = isAbsolute && startedAsRoot() && isOfAnother(variable, root) && geteuid() == root;
+  if (isAbsolute && !isBorrowed) return std::string(Path::withoutTrailingSlashes(variable));
+  const std::string entry = fromPasswordDatabase(isBorrowed ? root : getuid());
   return std::string(entry.starts_with('/') ? Path::withoutTrailingSlashes(entry) : "/var/empty");
 }
 

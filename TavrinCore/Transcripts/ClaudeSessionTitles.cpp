@@ -2,10 +2,15 @@
 
 #include <dirent.h>
 #include <sys/stat.h>
+#ifdef __linux__
+#include <linux/magic.h>
+#include <sys/vfs.h>
+#endif
 
 #include <algorithm>
 #include <array>
 #include <cerrno>
+#include <cstdint>
 #include <memory>
 #include <vector>
 
@@ -19,6 +24,9 @@ namespace tavrin::ClaudeSessionTitles {
 namespace {
 
 constexpr std::size_t longestId = 128;
+
+// If at most so many names are wanted, each folder is asked for them before it is listed.
+constexpr std::size_t mostAskedFor = 8;
 
 // Folders that macOS shows as one file.
 constexpr std::array<std::string_view, 8> packageExtensions = {"app",    "appex", "bundle",   "framework",
@@ -46,6 +54,24 @@ std::optional<struct stat> statusOf(const std::string& path) {
   return isThere ? std::optional(status) : std::nullopt;
 }
 
+// Whether a folder holds no other, told by what it is alone; false where the file system does not tell.
+bool isLeaf(const std::string& path) {
+#ifdef __linux__
+  struct statfs system = {};
+  struct stat status = {};
+  if (uninterrupted([&] { return ::statfs(path.c_str(), &system); }) != 0) return false;
+  // Here each folder has a link from the one above, its own "." and the ".." of each one in it. Others have
+  // one or two whatever is in them.
+  constexpr std::array<std::uint32_t, 3> countingSystems = {EXT4_SUPER_MAGIC, XFS_SUPER_MAGIC, TMPFS_MAGIC};
+  const auto kind = static_cast<std::uint32_t>(system.f_type);
+  if (std::ranges::find(countingSystems, kind) == countingSystems.end()) return false;
+  return uninterrupted([&] { return ::stat(path.c_str(), &status); }) == 0 && status.st_nlink == 2;
+#else
+  static_cast<void>(path);
+  return false;
+#endif
+}
+
 bool isSafe(std::string_view id) {
   return !id.empty() && id.size() <= longestId && std::ranges::all_of(id, [](char c) {
     return (c >= '0' && c <= '9') || (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z') || c == '_' || c == '-';
@@ -62,14 +88,14 @@ bool isPackage(std::string_view name) {
   return std::ranges::find(packageExtensions, Path::extension(name)) != packageExtensions.end();
 }
 
-bool isSmallRegularFile(const std::string& path) {
-  const auto status = statusOf(path);
-  return status && S_ISREG(status->st_mode) && status->st_size <= static_cast<off_t>(largestFile);
+bool isSmallRegularFile(const struct stat& status) {
+  return S_ISREG(status.st_mode) && status.st_size <= static_cast<off_t>(largestFile);
 }
 
 // The title in the file at `path`, if the file belongs to `sessionId`.
-std::optional<std::string> titleIn(const std::string& path, std::string_view sessionId) {
-  if (!isSmallRegularFile(path)) return std::nullopt;
+std::optional<std::string> titleIn(const std::string& path, const struct stat& status,
+                                   std::string_view sessionId) {
+  if (!isSmallRegularFile(status)) return std::nullopt;
   const std::optional<std::string> text = File::contents(path, largestFile);
   if (!text) return std::nullopt;
   constexpr std::array<std::string_view, 2> keys = {"sessionId", "title"};
@@ -81,6 +107,71 @@ std::optional<std::string> titleIn(const std::string& path, std::string_view ses
   return title == nullptr ? std::nullopt : shownTitle(*title);
 }
 
+// One look-up, which ends with the last title that is wanted.
+class Search {
+ public:
+  explicit Search(const std::set<std::string>& sessionIds) {
+    for (const std::string& id : sessionIds) {
+      if (isSafe(id)) wanted_.emplace("local_" + id + ".json", id);
+    }
+    areAskedFor_ = wanted_.size() <= mostAskedFor;
+  }
+
+  std::map<std::string, std::string> through(const std::string& directory) {
+    if (!wanted_.empty()) enter(directory);
+    while (!folders_.empty() && !isOver()) {
+      const Folder& folder = folders_.back();
+      const dirent* const entry = folder.next();
+      if (entry == nullptr) {
+        folders_.pop_back();
+        continue;
+      }
+      const std::string_view name = entry->d_name;
+      if (name.starts_with('.')) continue;
+      ++examined_;
+      std::string path = Path::joined(folder.path, name);
+      if (!areAskedFor_) take(name, path);
+      if (isFolder(*entry, path) && !isPackage(name)) enter(std::move(path));
+    }
+    return std::move(titles_);
+  }
+
+ private:
+  bool isOver() const { return wanted_.empty() || examined_ >= mostEntries; }
+
+  // Asks for the wanted files by their names, and lists the folder only if there may be others in it: an app
+  // that is used every day leaves thousands of files in one.
+  void enter(std::string path) {
+    if (areAskedFor_) {
+      for (auto next = wanted_.begin(); next != wanted_.end() && !isOver();) {
+        const std::string name = (next++)->first;  // which may go
+        if (take(name, Path::joined(path, name))) ++examined_;
+      }
+      if (wanted_.empty() || isLeaf(path)) return;
+    }
+    folders_.emplace_back(std::move(path));
+  }
+
+  // Takes the title of the file, if it is wanted and has one. Whether there is a file.
+  bool take(std::string_view name, const std::string& path) {
+    const auto found = wanted_.find(name);
+    if (found == wanted_.end()) return false;
+    const auto status = statusOf(path);
+    if (!status) return false;
+    if (std::optional<std::string> title = titleIn(path, *status, found->second)) {
+      titles_.emplace(found->second, *std::move(title));
+      wanted_.erase(found);
+    }
+    return true;
+  }
+
+  std::map<std::string, std::string, std::less<>> wanted_;  // file name to session id
+  std::map<std::string, std::string> titles_;
+  std::vector<Folder> folders_;  // from the directory itself down to the one being listed
+  int examined_ = 0;
+  bool areAskedFor_ = false;
+};
+
 }  // namespace
 
 std::string defaultDirectory(std::string_view home) {
@@ -89,35 +180,7 @@ std::string defaultDirectory(std::string_view home) {
 
 std::map<std::string, std::string> resolve(const std::set<std::string>& sessionIds,
                                            const std::string& directory) {
-  std::map<std::string, std::string, std::less<>> wanted;  // file name to session id
-  for (const std::string& id : sessionIds) {
-    if (isSafe(id)) wanted.emplace("local_" + id + ".json", id);
-  }
-
-  std::map<std::string, std::string> titles;
-  std::vector<Folder> folders;  // from the directory down to the folder being listed
-  if (!wanted.empty()) folders.emplace_back(directory);
-  int examined = 0;
-  while (!folders.empty() && !wanted.empty() && examined < mostEntries) {
-    const Folder& folder = folders.back();
-    const dirent* const entry = folder.next();
-    if (entry == nullptr) {
-      folders.pop_back();
-      continue;
-    }
-    const std::string_view name = entry->d_name;
-    if (name.starts_with('.')) continue;
-    ++examined;
-    std::string path = Path::joined(folder.path, name);
-    if (const auto found = wanted.find(name); found != wanted.end()) {
-      if (std::optional<std::string> title = titleIn(path, found->second)) {
-        titles.emplace(found->second, *std::move(title));
-        wanted.erase(found);
-      }
-    }
-    if (isFolder(*entry, path) && !isPackage(name)) folders.emplace_back(std::move(path));
-  }
-  return titles;
+  return Search(sessionIds).through(directory);
 }
 
 std::optional<std::string> resolve(const std::string& sessionId, const std::string& directory) {

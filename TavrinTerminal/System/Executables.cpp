@@ -2,6 +2,12 @@
 
 #include <sys/stat.h>
 #include <unistd.h>
+#include <uv.h>
+
+#include <algorithm>
+#include <array>
+#include <cstdlib>
+#include <memory>
 
 #include "TavrinCore/Support/Path.hpp"
 
@@ -29,6 +35,14 @@ std::optional<std::string> find(std::string_view name, std::string_view pathVari
     if (isExecutable(path)) return path;
   }
   return std::nullopt;
+}
+
+std::string own() {
+  std::array<char, 4096> path{};
+  std::size_t size = path.size();
+  if (uv_exepath(path.data(), &size) != 0) return "";
+  const std::unique_ptr<char, void (*)(void*)> resolved(::realpath(path.data(), nullptr), std::free);
+  return resolved ? resolved.get() : "";
 }
 
 }  // namespace tavrin::Executables

@@ -18,4 +18,7 @@ bool isExecutable(const std::string& path);
 /// The path of the program `name` in the first of these folders that has it; nullopt when none has.
 std::optional<std::string> find(std::string_view name, std::string_view pathVariable);
 
+/// The real path of the program that runs here; "" when the system does not know it.
+std::string own();
+
 }  // namespace tavrin::Executables

@@ -1,8 +1,10 @@
-// The open files of a run of the real executable: no program that it starts would get them, and none is left
-// open.
+// The open files of a run of the real executable. No program that it started would get them. What it has
+// written is closed, to learn of a failure; the lock, the log and the files of processes are left to the
+// system, which closes them at once.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <array>
 #include <iostream>
 #include <map>
@@ -23,7 +25,12 @@ int descriptorOf(const std::string& text) {
   return std::stoi(text);
 }
 
-TEST(Descriptors, EveryFileIsClosedOnExecAndClosedByTheRunItself) {
+bool isLeftToTheSystem(const std::string& call) {
+  const auto names = [&call](std::string_view text) { return call.find(text) != std::string::npos; };
+  return names(".lock\", ") || names("/hook.log\", ") || names("\"/proc/");
+}
+
+TEST(Descriptors, EveryFileIsClosedOnExecAndRecordsAreClosedByTheRunItself) {
   constexpr std::size_t fewest = 2;
   std::vector<Situation> situations = Situation::starts();
   for (Situation& situation : Situation::rare()) situations.push_back(std::move(situation));
@@ -45,11 +52,14 @@ TEST(Descriptors, EveryFileIsClosedOnExecAndClosedByTheRunItself) {
       if (point.name == "close") {
         EXPECT_EQ(open.erase(descriptorOf(point.call.substr(point.call.find('(') + 1))), 1U) << point.call;
       }
-      most = std::max(most, open.size());
+      const auto own =
+          std::ranges::count_if(open, [](const auto& one) { return !isLeftToTheSystem(one.second); });
+      most = std::max(most, static_cast<std::size_t>(own));
     }
-    EXPECT_THAT(open, testing::IsEmpty());
-    EXPECT_GE(most, fewest);
-    EXPECT_LE(most, 4U) << "the lock, the folders of titles, and one file";
+    for (const auto& [number, call] : open) EXPECT_TRUE(isLeftToTheSystem(call)) << number << ": " << call;
+    EXPECT_GE(open.size(), fewest);
+    EXPECT_GE(most, 1U);
+    EXPECT_LE(most, 3U) << "the folders of titles, and one file";
   }
   std::cout << "[   RUNS   ] " << situations.size() << " looked at, " << opened << " files opened\n";
   EXPECT_GE(opened, 30U);

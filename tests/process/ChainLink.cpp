@@ -8,6 +8,8 @@
 //   NAME+session    a session of its own, without a terminal
 //   NAME+terminal   a session of its own, with a new pseudo-terminal
 //
+// "@PROGRAM" at the end of a link has that copy of this program for its executable.
+//
 // "--+session" starts the program in a session of its own. Each link adds a line "PID TERMINAL" to the file
 // REPORT. It is over when the program and whatever else holds its streams is.
 #include <fcntl.h>
@@ -20,6 +22,7 @@
 #include <cstdlib>
 #include <string>
 #include <string_view>
+#include <vector>
 
 namespace {
 
@@ -33,6 +36,20 @@ std::string takeTerminal() {
   const int terminal = ::open(path.c_str(), O_RDWR | O_NOCTTY | O_CLOEXEC);
   if (terminal < 0 || ::setsid() < 0 || ::ioctl(terminal, TIOCSCTTY, 0) != 0) ::_exit(failed);
   return path;
+}
+
+// Goes on as the program of the link at `argv[next]`, if it names one.
+void changeProgram(char** argv, int next) {
+  const std::string_view link = argv[next];
+  const std::size_t at = link.find('@');
+  if (at == std::string_view::npos) return;
+  const std::string rest(link.substr(0, at));
+  const std::string program(link.substr(at + 1));
+  std::vector<char*> words = {argv[0], argv[1], const_cast<char*>(rest.c_str())};
+  for (char** word = argv + next + 1; *word != nullptr; ++word) words.push_back(*word);
+  words.push_back(nullptr);
+  ::execv(program.c_str(), words.data());
+  ::_exit(failed);
 }
 
 // Becomes what a link says; gives the path of the terminal it has taken.
@@ -67,6 +84,7 @@ void report(const char* file, const std::string& terminal) {
 int main(int argc, char** argv) {
   int next = 2;
   for (; next < argc && !std::string_view(argv[next]).starts_with("--"); ++next) {
+    changeProgram(argv, next);
     report(argv[1], become(argv[next]));
     const pid_t child = ::fork();
     if (child < 0) return failed;

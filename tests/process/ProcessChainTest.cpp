@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <csignal>
+#include <functional>
 #include <sstream>
 
 #include "tests/process/ProcessSupport.hpp"
@@ -163,6 +164,98 @@ TEST(ProcessChain, AProcessWithoutANameGoesByThatOfItsExecutable) {
   const ChainRun shell = runInChain(chainOf32({"node", "", "sh"}), "claude", directory / "zsh");
   ASSERT_EQ(shell.links.size(), 32U);
   EXPECT_EQ(shell.session.agentPid, shell.links[29].pid);
+}
+
+// A folder with copies of the program that links are, by the names of what stands in for them.
+class Programs : public ScratchDirectory {
+ public:
+  explicit Programs(const std::vector<std::string>& names) {
+    for (const std::string& name : names) std::filesystem::copy_file(chainLink(), path() / name);
+  }
+  std::string at(const std::string& name) const { return "@" + (path() / name).string(); }
+};
+
+TEST(ProcessChain, AThreadByAnotherNameGoesByItsExecutableToo) {
+  const Programs programs({"node", "codex", "claude.exe", "bash", "x"});
+  const std::vector<Chain> renamed = {
+      {"copilot below another node",
+       "copilot",
+       {"node+terminal", "bash", "MainThread" + programs.at("node")},
+       2,
+       0},
+      {"gemini below another node",
+       "gemini",
+       {"node+session", "MainThread" + programs.at("node"), "sh"},
+       1,
+       {}},
+      {"a launcher with its native client",
+       "codex",
+       {"python3+session", "MainThread" + programs.at("node"), "codex" + programs.at("codex")},
+       2,
+       {}},
+      {"a native client whose thread has a name of its own",
+       "codex",
+       {"codex+session", "MainThread" + programs.at("node"), "tokio-runtime" + programs.at("codex")},
+       2,
+       {}},
+      {"claude's own name before its executable's",
+       "claude",
+       {"harness+session", "MainThread" + programs.at("node"), "claude" + programs.at("claude.exe"), "sh"},
+       2,
+       {}},
+      {"a shell by its name, whatever its executable",
+       "codex",
+       {"codex+session", "sh" + programs.at("codex")},
+       0,
+       {}},
+      {"an agent by its name, whatever its executable",
+       "claude",
+       {"claude+session", "claude" + programs.at("bash"), "x" + programs.at("x")},
+       1,
+       {}},
+  };
+  for (const auto& [name, agent, links, agentLink, terminalLink, separator] : renamed) {
+    SCOPED_TRACE(name);
+    const ChainRun chain = runInChain(links, agent, chainLink(), separator);
+    ASSERT_EQ(chain.links.size(), links.size());
+    EXPECT_EQ(chain.session.agentPid, chain.links[agentLink].pid);
+    EXPECT_EQ(chain.session.tty.has_value(), terminalLink.has_value());
+  }
+}
+
+// Runs tavrin-hook at the end of a chain, and calls `meanwhile` with the links while it waits for its input.
+ChainRun runWhile(const std::vector<std::string>& links, const std::string& agent,
+                  const std::function<void(const std::vector<Link>&)>& meanwhile) {
+  const ScratchHome home;
+  std::vector<std::string> words = {chainLink(), home / "links"};
+  words.insert(words.end(), links.begin(), links.end());
+  words.insert(words.end(), {"--", hookExecutable(), "--agent", agent});
+  const Running chain = start(words, {{"HOME", home.string()}});
+  chain->write(toolStart("s", "call-1"));
+  chain->waitUntilInputIsRead();
+  const std::vector<Link> started = reported(home / "links");
+  EXPECT_EQ(started.size(), links.size());
+  meanwhile(started);
+  chain->wait();
+  return {.links = started, .session = stored(home, "s").value()};
+}
+
+TEST(ProcessChain, AClientWhoseLauncherIsKilledIsStillFound) {
+  const Programs programs({"node", "copilot"});
+  for (const std::string& client : {"MainThread" + programs.at("node"), "worker" + programs.at("copilot")}) {
+    const ChainRun chain =
+        runWhile({"node+session", "MainThread" + programs.at("node"), client, "sh"}, "copilot",
+                 [](const std::vector<Link>& links) { ASSERT_EQ(::kill(links.at(1).pid, SIGKILL), 0); });
+    EXPECT_EQ(chain.session.agentPid, chain.links.at(2).pid);
+  }
+}
+
+TEST(ProcessChain, AnExecutableThatWasReplacedKeepsItsName) {
+  const Programs programs({"node"});
+  const ChainRun chain =
+      runWhile({"harness+session", "MainThread" + programs.at("node"), "sh"}, "copilot",
+               [&](const std::vector<Link>&) { std::filesystem::remove(programs.path() / "node"); });
+  EXPECT_EQ(chain.session.agentPid, chain.links.at(1).pid);
 }
 
 TEST(ProcessChain, AStoredSessionIsBoundToTheProcessThatSentTheLastEvent) {

@@ -2,13 +2,19 @@
 #include <elf.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <linux/magic.h>
 #include <pwd.h>
+#include <sys/vfs.h>
 #include <unistd.h>
 
+#include <algorithm>
+#include <array>
 #include <cstring>
 #include <set>
 #include <sstream>
 
+#include "TavrinCore/Context/ProcFormats.hpp"
+#include "TavrinCore/Transcripts/ClaudeSessionTitles.hpp"
 #include "tests/process/ProcessSupport.hpp"
 #include "tests/support/Strace.hpp"
 
@@ -20,6 +26,7 @@ using testing::ElementsAre;
 using testing::IsEmpty;
 
 constexpr std::size_t mostCalls = 45;
+constexpr std::size_t mostCallsWithoutHost = 60;  // and nine ancestors
 
 Outcome trace(const ScratchHome& home, const std::vector<std::string>& options,
               const std::vector<std::string>& words, std::string_view input,
@@ -77,6 +84,42 @@ TEST(SystemCalls, AnEventOfAKnownSessionTakesFewOfThemAndOpensJustItsFiles) {
     EXPECT_THAT(names, testing::Not(Contains(other)));
 }
 
+// The files of processes that were opened, of this name.
+std::size_t procFiles(const std::vector<std::string>& calls, const std::string& name) {
+  const std::vector<std::string> opened = pathsOf(calls, "openat");
+  const std::set<std::string> once(opened.begin(), opened.end());
+  EXPECT_EQ(once.size(), opened.size()) << "a file was opened twice";
+  return static_cast<std::size_t>(std::ranges::count_if(opened, [&](const std::string& path) {
+    return path.starts_with("/proc/") && path.ends_with("/" + name);
+  }));
+}
+
+// As under ssh(1), in a container or in tmux(1), where no application is ever found.
+TEST(SystemCalls, AnEventWithoutAHostReadsEachProcessOnce) {
+  const std::string cgroup = readFile("/proc/self/cgroup");
+  if (ProcFormats::mayBeOfApplication(cgroup)) GTEST_SKIP() << "left out below a desktop:\n" << cgroup;
+  SeededHome home;
+  storeKnownSession(home);
+  Session session = stored(home, "s").value();
+  session.hostPid.reset();
+  session.hostBundleId.reset();
+  writeFile(home.record(), session.encode());
+  EXPECT_EQ(trace(home, {},
+                  {chainLink(), home / "links", "sshd+session", "sshd", "bash", "tmux", "zsh", "node", "bash",
+                   "claude", "sh", "--", hookExecutable()},
+                  toolStart("s", "call-1", "/Users/dev/src/app"), {{"HOME", home.string()}}),
+            silentSuccess);
+  home.expectUpdated("call-1");
+  const std::vector<std::string> calls = callsOfHook(home.path());
+  SCOPED_TRACE(table(calls));
+  // Above the nine are those that run the test, with two calls each.
+  const std::size_t ancestors = procFiles(calls, "stat");
+  ASSERT_GE(ancestors, 9U);
+  EXPECT_LE(calls.size(), mostCallsWithoutHost + 2 * (ancestors - 9));
+  EXPECT_LE(procFiles(calls, "cgroup"), 2U);
+  EXPECT_THAT(pathsOf(calls, "readlink"), ElementsAre("/proc/self/exe"));
+}
+
 TEST(SystemCalls, AnEventWithoutASessionTouchesNothingButTheLog) {
   SeededHome home;
   EXPECT_EQ(trace(home, {}, {hookExecutable()}, "garbage", {{"HOME", home.string()}}), silentSuccess);
@@ -111,6 +154,52 @@ TEST(SystemCalls, WithoutAnAbsoluteHomeThePasswordDatabaseTellsWhereTheFilesAre)
         << table(calls);
     EXPECT_THAT(pathsOf(calls, "mkdir"), IsEmpty());
   }
+}
+
+// How many calls an event takes in the Claude desktop app, whose folders hold so many files of other
+// sessions.
+std::size_t callsInDesktopApp(int files, bool hasTitle) {
+  SeededHome home;
+  storeKnownSession(home);
+  Session session = stored(home, "s").value();
+  session.hostBundleId = ClaudeSessionTitles::desktopBundleIdentifier;
+  writeFile(home.record(), session.encode());
+  const std::filesystem::path folder =
+      ClaudeSessionTitles::defaultDirectory(home.string()) + "/account/project";
+  for (int i = 0; i < files; ++i) writeFile(folder / ("local_" + std::to_string(i) + ".json"), "");
+  if (hasTitle) writeFile(folder / "local_s.json", R"({"sessionId":"local_s","title":"A title"})");
+  EXPECT_EQ(trace(home, {}, {chainLink(), home / "links", "claude", "sh", "--", hookExecutable()},
+                  toolStart("s", "call-1", "/Users/dev/src/app"), {{"HOME", home.string()}}),
+            silentSuccess);
+  EXPECT_EQ(stored(home, "s").value().title, hasTitle ? std::optional<std::string>("A title") : std::nullopt);
+  return callsOfHook(home.path()).size();
+}
+
+TEST(SystemCalls, ATitleAmongThousandsOfFilesTakesAsManyAsAmongFew) {
+  EXPECT_EQ(callsInDesktopApp(3'000, true), callsInDesktopApp(1, true));
+  struct statfs system = {};
+  ASSERT_EQ(::statfs(std::filesystem::temp_directory_path().c_str(), &system), 0);
+  constexpr std::array<std::uint32_t, 3> counting = {EXT4_SUPER_MAGIC, XFS_SUPER_MAGIC, TMPFS_MAGIC};
+  if (std::ranges::find(counting, static_cast<std::uint32_t>(system.f_type)) == counting.end())
+    GTEST_SKIP() << "the rest is left out: this file system does not count a folder's links";
+  EXPECT_EQ(callsInDesktopApp(3'000, false), callsInDesktopApp(1, false));
+}
+
+// As sudo(8) runs an agent: the files would be root's, and every later event of the user would fail.
+TEST(SystemCalls, RootTakesNothingToTheHomeOfAnotherUser) {
+  if (::geteuid() != 0) GTEST_SKIP() << "left out: it takes root to run as root";
+  const std::string library = std::string(::getpwuid(0)->pw_dir) + "/Library/";
+  const ScratchHome home;
+  ASSERT_EQ(::chown(home.path().c_str(), 12345, 12345), 0);
+  EXPECT_EQ(trace(home, {"-e", "inject=openat:error=EACCES:when=2+"}, {hookExecutable()},
+                  toolStart("s", "call-1"), {{"HOME", home.string()}}),
+            silentSuccess);
+  const std::vector<std::string> calls = callsOfHook(home.path());
+  EXPECT_THAT(pathsOf(calls, "openat"),
+              ElementsAre("/etc/passwd", library + "Application Support/Tavrin/sessions/.s.lock",
+                          library + "Logs/Tavrin/hook.log"))
+      << table(calls);
+  EXPECT_FALSE(std::filesystem::exists(home / "Library"));
 }
 
 template <class Part>

@@ -2,6 +2,7 @@
 
 // Part of Tavrin::Core. Needs nothing but the standard library.
 
+#include <array>
 #include <cstddef>
 #include <string_view>
 
@@ -12,10 +13,24 @@ namespace tavrin::JsonEscape {
 
 inline constexpr std::size_t length = 6;
 
+/// The value of each byte as a hexadecimal digit, or -1.
+inline constexpr std::array<signed char, 256> digits = [] {
+  std::array<signed char, 256> values{};
+  values.fill(-1);
+  for (signed char i = 0; i < 10; ++i) values['0' + static_cast<std::size_t>(i)] = i;
+  for (signed char i = 10; i < 16; ++i) {
+    values['a' + static_cast<std::size_t>(i - 10)] = i;
+    values['A' + static_cast<std::size_t>(i - 10)] = i;
+  }
+  return values;
+}();
+
 /// The UTF-16 code unit of the escape at the front of `text`, or a negative number if there is no escape.
-inline int unit(std::string_view text) {
-  if (text.size() < length || !text.starts_with("\\u")) return -1;
-  return Integer::digits<int>(text.substr(2, length - 2), 16).value_or(-1);
+constexpr int unit(std::string_view text) {
+  if (text.size() < length || text[0] != '\\' || text[1] != 'u') return -1;
+  // A negative digit makes the whole negative.
+  const auto digit = [text](std::size_t i) { return int{digits[static_cast<unsigned char>(text[i])]}; };
+  return digit(2) * 0x1000 | digit(3) * 0x100 | digit(4) * 0x10 | digit(5);
 }
 
 constexpr bool isLeadingSurrogate(int unit) {

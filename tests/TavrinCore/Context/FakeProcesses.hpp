@@ -19,6 +19,7 @@ struct FakeProcesses {
     std::optional<std::string> longName = {};
     std::optional<std::string> terminal = {};
     std::optional<ProcessTable::Application> application = {};
+    std::optional<std::string> executable = {};
   };
 
   std::map<std::int32_t, Process> processes;
@@ -43,6 +44,16 @@ struct FakeProcesses {
               const Process* const process = ask("application", pid);
               return process == nullptr ? std::nullopt : process->application;
             }};
+  }
+
+  /// The table of a system where short names are those of threads.
+  ProcessTable tableOfThreads() {
+    ProcessTable table = this->table();
+    table.executable = [this](std::int32_t pid) -> std::optional<std::string> {
+      const Process* const process = ask("executable", pid);
+      return process == nullptr ? std::nullopt : process->executable;
+    };
+    return table;
   }
 
   /// How often a question was asked, about whichever process.

@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <map>
 #include <optional>
 #include <string>
 #include <vector>
@@ -121,6 +122,58 @@ TEST(HostResolver, AHostMayHaveNeitherNameNorBundle) {
   Chain chain = chainOf({"claude", std::nullopt});
   chain[1].isRegularApp = true;
   EXPECT_EQ(HostResolver::pickHost(chain), chain[1]);
+}
+
+// A chain of four processes without applications, and what its table is asked.
+struct AskedChain {
+  Chain chain = chainOf({"sh", "claude", "Editor", "Terminal"});
+  std::map<std::int32_t, ProcessTable::Application> applications;
+  std::vector<std::int32_t> asked;
+  std::optional<bool> mayHaveApplications;
+
+  std::optional<ProcessNode> host() {
+    ProcessTable table;
+    table.application = [this](std::int32_t pid) -> std::optional<ProcessTable::Application> {
+      asked.push_back(pid);
+      const auto found = applications.find(pid);
+      return found == applications.end() ? std::nullopt : std::optional(found->second);
+    };
+    if (mayHaveApplications) {
+      table.mayHaveApplications = [this](std::int32_t innermost, std::int32_t outermost) {
+        EXPECT_EQ(innermost, 100);
+        EXPECT_EQ(outermost, 103);
+        return *mayHaveApplications;
+      };
+    }
+    return HostResolver::findHost(chain, table);
+  }
+};
+
+TEST(HostResolver, ApplicationsAreAskedForFromTheRootUntilTheHostIsFound) {
+  AskedChain asked;
+  asked.applications = {{101, {.bundleId = "inner", .isRegular = true}},
+                        {102, {.bundleId = "editor", .isRegular = true}},
+                        {103, {.bundleId = "background", .isRegular = false}}};
+  const ProcessNode expected = {.pid = 102, .name = "Editor", .bundleId = "editor", .isRegularApp = true};
+  EXPECT_EQ(asked.host(), expected);
+  EXPECT_EQ(asked.asked, (std::vector<std::int32_t>{103, 102}));
+  asked.mayHaveApplications = true;
+  EXPECT_EQ(asked.host(), expected);
+}
+
+TEST(HostResolver, WithoutAnApplicationThereIsNoHost) {
+  AskedChain asked;
+  EXPECT_EQ(asked.host(), std::nullopt);
+  EXPECT_EQ(asked.asked, (std::vector<std::int32_t>{103, 102, 101, 100}));
+  EXPECT_EQ(HostResolver::findHost({}, ProcessTable()), std::nullopt);
+}
+
+TEST(HostResolver, NoProcessIsAskedAboutWhereThereCanBeNoApplication) {
+  AskedChain asked;
+  asked.applications = {{103, {.bundleId = "terminal", .isRegular = true}}};
+  asked.mayHaveApplications = false;
+  EXPECT_EQ(asked.host(), std::nullopt);
+  EXPECT_TRUE(asked.asked.empty());
 }
 
 TEST(HostResolver, TheAgentMayBeTheHost) {

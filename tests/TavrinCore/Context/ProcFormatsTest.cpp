@@ -293,6 +293,21 @@ TEST(ProcFormats, TerminalsWithFixedNamesAreKnownByTheirNumbers) {
   }
 }
 
+TEST(ProcFormats, ApplicationsAreLookedForBelowTheUsersManagerAndInTheirUnits) {
+  for (const char* const text :
+       {"0::/user.slice/user-1000.slice/user@1000.service/init.scope\n",
+        "0::/user.slice/user-1000.slice/user@1000.service/tmux-spawn-1.scope\n",
+        "2:pids:/\n1:name=systemd:/user.slice/user-1000.slice/user@1000.service/app.slice/x.service\n",
+        "0::/app-org.example.Terminal-1.scope\n"}) {
+    EXPECT_TRUE(ProcFormats::mayBeOfApplication(text)) << text;
+  }
+  for (const char* const text :
+       {"", "0::/\n", "0::/user.slice/user-1000.slice/session-3.scope\n", "0::/system.slice/ssh.service\n",
+        "0::/docker/0123456789abcdef\n", "2:pids:/\n1:name=systemd:/lxc/box\n0::/\n"}) {
+    EXPECT_FALSE(ProcFormats::mayBeOfApplication(text)) << text;
+  }
+}
+
 TEST(ProcFormats, OtherDevicesHaveNoFixedName) {
   for (const auto& [majorNumber, minorNumber] : std::vector<std::pair<std::uint32_t, std::uint32_t>>{
            {0, 0}, {0, 1}, {3, 0}, {5, 0}, {5, 1}, {135, 0}, {144, 0}, {188, 0}, {204, 64}, {255, 0}}) {

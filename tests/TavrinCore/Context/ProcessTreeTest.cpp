@@ -207,6 +207,31 @@ TEST(ProcessTree, AWalkToAgentsNeverAsksForApplications) {
   EXPECT_EQ(fake.countOf("terminal"), 0U);
 }
 
+TEST(ProcessTree, AnExecutableIsAskedForOnlyWhereANameIsNeitherAShellsNorAnAgents) {
+  FakeProcesses fake = chainOf({"sh", "MainThread", "tokio", "claude", "other"});
+  for (auto& [pid, process] : fake.processes) process.executable = "x";
+  const auto nodes = ProcessTree::ancestorsWithAgent(Names{"claude"}, 100, fake.tableOfThreads());
+  EXPECT_EQ(pidsOf(nodes), consecutive(100, 5));
+  EXPECT_THAT(fake.asked, ElementsAre("record 100", "record 101", "executable 101", "record 102",
+                                      "executable 102", "record 103", "record 104"));
+}
+
+TEST(ProcessTree, AWalkToAgentsEndsAtAnExecutableOfThatName) {
+  FakeProcesses fake = chainOf({"sh", "MainThread", "node"});
+  fake.processes[100].executable = "node";
+  fake.processes[101].executable = "node";
+  const auto nodes = ProcessTree::ancestorsUpTo(Names{"copilot", "node"}, 100, fake.tableOfThreads());
+  EXPECT_EQ(pidsOf(nodes), consecutive(100, 2));
+  EXPECT_EQ(HostResolver::pickAgent(nodes, Names{"copilot", "node"}), nodes.back());
+  EXPECT_EQ(fake.countOf("executable"), 1U) << "a shell is a shell, whatever runs it";
+}
+
+TEST(ProcessTree, WithoutAnExecutableAProcessGoesByItsNameAlone) {
+  FakeProcesses fake = chainOf({"MainThread", "node"});
+  const auto nodes = ProcessTree::ancestorsUpTo(Names{"node"}, 100, fake.tableOfThreads());
+  EXPECT_EQ(HostResolver::pickAgent(nodes, Names{"node"}).value().pid, 101);
+}
+
 TEST(ProcessTree, BothWalksLeadToTheSameAgent) {
   // All chains of up to four of these names, for each agent.
   const std::vector<std::string> alphabet = {"sh", "claude", "node", "x", ""};

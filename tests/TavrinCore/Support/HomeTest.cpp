@@ -11,6 +11,7 @@
 #include <string>
 
 #include "tests/support/HomeVariable.hpp"
+#include "tests/support/Scratch.hpp"
 
 namespace tavrin {
 namespace {
@@ -69,6 +70,17 @@ TEST(Home, ComesFromThePasswordDatabaseWhenTheVariableIsNoAbsolutePath) {
   EXPECT_EQ(homeWith("~"), expected);
   EXPECT_EQ(homeWith(" /Users/somebody"), expected);
   EXPECT_EQ(homeWith("."), expected);
+}
+
+TEST(Home, OfAnotherUserIsNotTakenByRoot) {
+  if (::geteuid() != 0) GTEST_SKIP() << "Left out: only root can give a directory to another user";
+  const test::ScratchDirectory scratch;
+  const std::string home = scratch.string();
+  EXPECT_EQ(homeWith(home), home) << "root's own";
+  ASSERT_EQ(::chown(home.c_str(), 12345, 12345), 0);
+  EXPECT_EQ(homeWith(home), fromPasswordDatabase(0));
+  EXPECT_EQ(homeWith(home + "/"), fromPasswordDatabase(0));
+  EXPECT_EQ(homeWith(home + "/not there"), home + "/not there");
 }
 
 TEST(Home, OfAnotherUserIsThatOfItsOwnPasswordEntry) {

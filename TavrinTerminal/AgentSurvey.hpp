@@ -1,0 +1,52 @@
+#pragma once
+
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "TavrinCore/Agents/AgentDefinition.hpp"
+#include "TavrinCore/Agents/AgentHome.hpp"
+#include "TavrinCore/Agents/AgentVersion.hpp"
+#include "TavrinTerminal/Surroundings.hpp"
+#include "TavrinTerminal/System/AgentInstallations.hpp"
+
+namespace tavrin {
+
+/// What this machine has of an agent.
+struct SurveyedAgent {
+  const AgentDefinition* definition = nullptr;
+  AgentHome home;
+  std::vector<AgentInstallation> installations;
+  bool wasStarted = false;  ///< its own folder exists
+
+  /// Whether there is anything of it at all.
+  bool isPresent() const { return wasStarted || !installations.empty(); }
+
+  /// What may be registered with the installed versions.
+  AgentVersions::Fit fit() const;
+
+  /// The oldest version, which decides what is registered; nullopt when one is not known or none is
+  /// installed.
+  std::optional<AgentVersion> oldestVersion() const;
+
+  /// The version of the installation that a shell would start; nullopt when it is not known.
+  std::optional<AgentVersion> version() const;
+
+  /// Why the client runs no hooks although they are written, such as "Codex 0.120.0 does not run hooks.
+  /// Install 0.124.0 or later."; "" when it does, or its version is not known.
+  std::string deafness() const;
+
+  /// Whether Codex asks for trust before it runs a hook. So it does when its version is not known.
+  bool needsTrust() const;
+};
+
+/// Where to look for agents' clients: with these surroundings, and with programs below `prefixes`.
+AgentInstallations::Places placesFor(const Surroundings& surroundings, std::vector<std::string> prefixes);
+
+/// Looks at each of `agents`. A version that no file shows is asked of the client, but only of one whose
+/// folder exists: a client that is asked makes its folder. `interrupt` as in ChildProcess::runAll.
+std::vector<SurveyedAgent> surveyed(const std::vector<Agent>& agents, const Surroundings& surroundings,
+                                    const AgentInstallations::Places& places, int interrupt = -1);
+
+}  // namespace tavrin

@@ -1,0 +1,36 @@
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "TavrinCore/Agents/Agent.hpp"
+#include "TavrinTerminal/Console.hpp"
+#include "TavrinTerminal/Outcome.hpp"
+#include "TavrinTerminal/Surroundings.hpp"
+
+/// The command `connect`: writes the hooks that run tavrin-hook into agents' settings.
+namespace tavrin::Connect {
+
+struct Options {
+  std::vector<Agent> agents = {};  ///< those that were named; empty for every agent on this machine
+  bool dryRun = false;             ///< shows what would change, and changes nothing
+  bool yes = false;                ///< does not ask
+  bool here = false;  ///< entries get this installation's path, also where they have another that works
+};
+
+/// What the command looks for on the machine; tests set paths of their own.
+struct Machine {
+  std::vector<std::string> hookCandidates;  ///< see HookPath::candidates
+  std::vector<std::string> prefixes;        ///< see AgentInstallations::Places
+
+  static Machine ofThisSystem();
+};
+
+/// Writes only what the installed versions accept, never makes an agent's folder, and has Codex trust the
+/// hooks. One line for each agent says what is so now. Whatever happens, each settings file is the old one or
+/// the new one; what could not be done is in the error, and the status is 1 then.
+Outcome run(const Options& options, const Surroundings& surroundings, const Console& console,
+            const Machine& machine);
+Outcome run(const Options& options, const Surroundings& surroundings, const Console& console);
+
+}  // namespace tavrin::Connect

@@ -1,0 +1,30 @@
+#pragma once
+
+#include <optional>
+
+#include "TavrinCore/Support/File.hpp"
+
+namespace tavrin {
+
+/// While it lives, INT, TERM and HUP do not end this process: a command then comes to a good place to stop,
+/// and says what was done. A signal that was ignored before, as nohup(1) has it, stays ignored. There is one
+/// at a time.
+class Interruption {
+ public:
+  Interruption();
+  ~Interruption();
+  Interruption(const Interruption&) = delete;
+  Interruption& operator=(const Interruption&) = delete;
+
+  /// Readable once a signal has come; -1 when there is no pipe to be had.
+  int descriptor() const { return readEnd_.number(); }
+
+  /// The first signal that came.
+  static std::optional<int> signal();
+
+ private:
+  FileDescriptor readEnd_;
+  FileDescriptor writeEnd_;
+};
+
+}  // namespace tavrin

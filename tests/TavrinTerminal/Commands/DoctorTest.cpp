@@ -1,0 +1,249 @@
+#include "TavrinTerminal/Commands/Doctor.hpp"
+
+#include <fcntl.h>
+#include <sys/file.h>
+#include <unistd.h>
+
+#include <array>
+#include <boost/json/parse.hpp>
+#include <boost/json/serialize.hpp>
+
+#include "TavrinCore/Support/File.hpp"
+#include "TavrinTerminal/StaleFiles.hpp"
+#include "tests/TavrinTerminal/Commands/AgentMachine.hpp"
+
+namespace tavrin {
+namespace {
+
+using test::AgentMachine;
+using test::writeFile;
+using testing::AllOf;
+using testing::Contains;
+using testing::ElementsAre;
+using testing::Field;
+using testing::HasSubstr;
+using testing::IsEmpty;
+
+class DoctorTest : public testing::Test {
+ protected:
+  DoctorTest() {
+    // Carries its version as the real one does.
+    machine.program("Tavrin/bin/tavrin-hook", "exit 0 # tavrin-hook " TAVRIN_VERSION);
+    machine.folder(".grok");
+    machine.connect();
+  }
+
+  // Each finding as "WHAT | WHERE | FIX", the home directory as "~".
+  std::vector<std::string> findings() const {
+    std::vector<std::string> lines;
+    for (const Doctor::Finding& finding : Doctor::examine(machine.surroundings, machine.machine).findings) {
+      std::string line = finding.what + " | " + finding.where + " | " + finding.fix;
+      for (std::size_t at = 0; (at = line.find(machine.home.string())) != std::string::npos;)
+        line.replace(at, machine.home.string().size(), "~");
+      lines.push_back(line);
+    }
+    return lines;
+  }
+  Outcome run(const Doctor::Options& options) {
+    return Doctor::run(options, machine.surroundings, machine.screen.console(false), machine.machine);
+  }
+
+  // A file in the sessions folder, last written `hours` ago.
+  std::string stored(std::string_view name, std::string_view text, int hours) const {
+    const std::filesystem::path path = machine.home.sessions() / name;
+    writeFile(path, text);
+    const auto seconds = static_cast<time_t>(secondsOf(test::testTime)) - hours * 3600;
+    const std::array<timespec, 2> times = {timespec{seconds, 0}, timespec{seconds, 0}};
+    ::utimensat(AT_FDCWD, path.c_str(), times.data(), 0);
+    return path.string();
+  }
+  // The record of a session whose agent ended long ago.
+  std::string deadRecord(const std::string& id) const {
+    Session session;
+    session.sessionId = id;
+    session.cwd = machine.home.string();
+    session.agentPid = 999'999'999;
+    session.updatedAt = session.stateSince = test::testTime - std::chrono::hours(30);
+    return session.encode();
+  }
+
+  AgentMachine machine;
+};
+
+TEST_F(DoctorTest, FindsNothingOnAHealthyMachine) {
+  writeFile(machine.home.logFile(),
+            "2026-01-02T03:02:05Z grok 01234567 Stop → idle\n2026-01-02T03:03:05Z nonsense\n");
+  EXPECT_EQ(Outcome::done("tavrin-hook " TAVRIN_VERSION ": ~/Tavrin/bin/tavrin-hook\n"
+                          "Claude Code: not on this machine\n"
+                          "Codex: not on this machine\n"
+                          "Gemini CLI: not on this machine\n"
+                          "Copilot CLI: not on this machine\n"
+                          "Grok: connected, last event 2m ago\n"
+                          "\n"
+                          "Everything is as it should be\n"),
+            run({}));
+}
+
+TEST_F(DoctorTest, ExaminesTheHook) {
+  machine.program("Tavrin/bin/tavrin-hook", "echo hello # tavrin-hook 0.0.1");
+  EXPECT_THAT(findings(),
+              ElementsAre("tavrin-hook has the version 0.0.1 and tavrin has " TAVRIN_VERSION
+                          " | ~/Tavrin/bin/tavrin-hook | install Tavrin again",
+                          "tavrin-hook is not silent when it is tried | ~/Tavrin/bin/tavrin-hook | "
+                          "install Tavrin again"));
+  std::filesystem::remove_all(machine.home / "Tavrin");
+  EXPECT_THAT(findings(),
+              ElementsAre("tavrin-hook is missing, cannot be executed, or lies at a path that entries cannot "
+                          "have | ~/Tavrin/bin/tavrin-hook | install Tavrin again",
+                          "Grok runs a tavrin-hook that is not there | ~/Tavrin/bin/tavrin-hook | tavrin "
+                          "connect grok"));
+}
+
+TEST_F(DoctorTest, TriesTheRealHook) {
+  machine.machine.hookCandidates = {TAVRIN_BUILT_HOOK};
+  for (const std::string& finding : findings()) EXPECT_THAT(finding, Not(HasSubstr("not silent"))) << finding;
+}
+
+TEST_F(DoctorTest, ExaminesSettings) {
+  writeFile(machine.home / ".gemini/settings.json", "{ not JSON");
+  machine.folder(".claude");
+  machine.client(Agent::claude, "2.0.45");
+  machine.connect({.agents = {Agent::claude}});
+  machine.client(Agent::claude, "2.1.197");
+  EXPECT_THAT(findings(), ElementsAre("the hooks of Claude Code are not those that its version accepts | "
+                                      "~/.claude/settings.json | tavrin connect claude",
+                                      AllOf(HasSubstr("settings.json"), HasSubstr("tavrin connect gemini"))));
+  EXPECT_THAT(machine.connect({.agents = {Agent::claude}}).status, ExitStatus::done);
+  EXPECT_THAT(findings(), ElementsAre(HasSubstr("tavrin connect gemini")));
+  // A downgrade below the first safe version.
+  machine.client(Agent::claude, "1.0.20");
+  EXPECT_THAT(findings(), Contains(HasSubstr("tavrin disconnect claude")));
+}
+
+TEST_F(DoctorTest, ExaminesCodexsTrustWithoutGivingIt) {
+  machine.folder(".codex");
+  machine.codex("plays");
+  EXPECT_EQ(ExitStatus::done, machine.connect({.agents = {Agent::codex}}).status);
+  const std::string asked = test::readFile(machine.home / "codex-log");
+  EXPECT_THAT(findings(),
+              ElementsAre("Codex does not trust the hooks, so it does not run them | ~/bin/codex | tavrin "
+                          "connect codex"));
+  EXPECT_EQ(std::string::npos, test::readFile(machine.home / "codex-log").find("batchWrite", asked.size()));
+  machine.codex("garbles");
+  EXPECT_THAT(findings(), ElementsAre(HasSubstr("answered with something that is not an answer")));
+  machine.codex("plays", "0.120.0");
+  EXPECT_THAT(findings(),
+              ElementsAre("Codex 0.120.0 does not run hooks. Install 0.124.0 or later. | ~/bin/codex | "
+                          "update Codex"));
+}
+
+TEST_F(DoctorTest, LooksAtFilesThatWereConnectedBefore) {
+  machine.folder("moved");
+  machine.environment["CLAUDE_CONFIG_DIR"] = machine.at("moved");
+  machine.program("other/Tavrin/bin/tavrin-hook", "exit 0");
+  const std::vector<std::string> mine = machine.machine.hookCandidates;
+  machine.machine.hookCandidates = {machine.at("other/Tavrin/bin/tavrin-hook")};
+  machine.connect({.agents = {Agent::claude}});
+  machine.machine.hookCandidates = mine;
+  machine.environment.erase("CLAUDE_CONFIG_DIR");
+  EXPECT_THAT(findings(), IsEmpty());
+  std::filesystem::remove_all(machine.home / "other");
+  EXPECT_THAT(findings(), ElementsAre("a file that was connected runs a tavrin-hook that is not there | "
+                                      "~/moved/settings.json | tavrin disconnect claude"));
+}
+
+TEST_F(DoctorTest, NamesTheCommandWhenNothingIsConnected) {
+  machine.disconnect();
+  EXPECT_THAT(findings(), ElementsAre("no agent is connected |  | tavrin connect"));
+}
+
+TEST_F(DoctorTest, FindsFilesThatNobodyRemoves) {
+  stored("broken.json", "{", 1);
+  stored("dead.json", deadRecord("dead"), 30);
+  stored("recent.json", deadRecord("recent"), 23);
+  stored(".A.tmp", "x", 25);
+  stored(".B.tmp", "x", 1);
+  EXPECT_THAT(findings(), ElementsAre("a writer that was killed left this file | ~/Library/Application "
+                                      "Support/Tavrin/sessions/.A.tmp | tavrin doctor --fix",
+                                      "this file holds no record of a session | ~/Library/Application "
+                                      "Support/Tavrin/sessions/broken.json | rm '~/Library/Application "
+                                      "Support/Tavrin/sessions/broken.json'",
+                                      "the agent of this record is gone | ~/Library/Application "
+                                      "Support/Tavrin/sessions/dead.json | tavrin doctor --fix"));
+}
+
+TEST_F(DoctorTest, RemovesOnlyWhatIsOldAndUnchanged) {
+  const std::string broken = stored("broken.json", "{", 100);
+  const std::string dead = stored("dead.json", deadRecord("dead"), 30);
+  const std::string locked = stored("locked.json", deadRecord("locked"), 30);
+  const std::string recent = stored("recent.json", deadRecord("recent"), 23);
+  const std::string old = stored(".A.tmp", "x", 25);
+  const std::string fresh = stored(".B.tmp", "x", 1);
+  // A hook is about to write this one.
+  const FileDescriptor lock =
+      FileDescriptor::open((machine.home.sessions() / ".locked.lock").string(), O_RDWR | O_CREAT, 0600);
+  ASSERT_EQ(0, ::flock(lock.number(), LOCK_EX));
+
+  const Outcome outcome = run({.fix = true});
+  EXPECT_EQ(ExitStatus::failed, outcome.status);
+  EXPECT_THAT(outcome.output,
+              testing::StartsWith("removed ~/Library/Application Support/Tavrin/sessions/.A.tmp\n"
+                                  "removed ~/Library/Application Support/Tavrin/sessions/dead.json\n"));
+  EXPECT_THAT(outcome.error, HasSubstr("locked.json was not removed: a hook is writing it."));
+  for (const std::string& path : {broken, locked, recent, fresh}) EXPECT_TRUE(File::exists(path)) << path;
+  for (const std::string& path : {dead, old}) EXPECT_FALSE(File::exists(path)) << path;
+}
+
+TEST_F(DoctorTest, LeavesARecordThatChangedAfterItWasJudged) {
+  const std::string path = stored("dead.json", deadRecord("dead"), 30);
+  const std::vector<StaleFile> judged = StaleFiles::find(machine.surroundings);
+  ASSERT_EQ(1U, judged.size());
+  stored("dead.json", deadRecord("dead") + " ", 30);
+  EXPECT_EQ("it has changed", StaleFiles::remove(judged[0], machine.surroundings));
+  stored("dead.json", deadRecord("dead"), 2);
+  EXPECT_EQ("it is less than a day old", StaleFiles::remove(judged[0], machine.surroundings));
+  EXPECT_TRUE(File::exists(path));
+}
+
+TEST_F(DoctorTest, FindsFilesOfAnotherUser) {
+  if (::geteuid() != 0) GTEST_SKIP() << "not root, so no file of another user can be made";
+  const std::string path = stored("dead.json", deadRecord("dead"), 30);
+  constexpr uid_t nobody = 65534;
+  ASSERT_EQ(0, ::chown(path.c_str(), nobody, nobody));
+  EXPECT_THAT(findings(),
+              ElementsAre(HasSubstr("files here belong to another user, so hooks cannot write them | "
+                                    "~/Library/Application Support/Tavrin | sudo chown -R 0 ")));
+  run({.fix = true});
+  EXPECT_TRUE(File::exists(path));
+}
+
+TEST_F(DoctorTest, PrintsFindingsAsJson) {
+  EXPECT_EQ("{\"version\":1,\"findings\":[]}", [&] {
+    std::string text = boost::json::serialize(boost::json::parse(run({.json = true}).output));
+    return text;
+  }());
+  stored("bro'ken.json", "{", 1);
+  const Outcome outcome = run({.json = true});
+  EXPECT_EQ(ExitStatus::failed, outcome.status);
+  const boost::json::value document = boost::json::parse(outcome.output);
+  const boost::json::object& finding = document.at("findings").as_array().at(0).as_object();
+  EXPECT_EQ(3U, finding.size());
+  EXPECT_EQ("this file holds no record of a session", finding.at("what").as_string());
+  EXPECT_THAT(std::string(finding.at("fix").as_string()), HasSubstr("bro'\\''ken.json'"));
+}
+
+TEST_F(DoctorTest, WritesNothingUnlessAskedToFix) {
+  stored("dead.json", deadRecord("dead"), 30);
+  stored(".A.tmp", "x", 25);
+  const auto before = machine.tree();
+  run({});
+  EXPECT_EQ(before, machine.tree());
+  machine.surroundings.isForeignHome = true;
+  EXPECT_EQ(ExitStatus::failed, run({.fix = true}).status);
+  machine.surroundings.home = "";
+  EXPECT_EQ(ExitStatus::failed, run({}).status);
+  EXPECT_EQ(before, machine.tree());
+}
+
+}  // namespace
+}  // namespace tavrin
