@@ -44,7 +44,7 @@ else
   # The list consists of words.
   # shellcheck disable=SC2086
   chroot "$root" env DEBIAN_FRONTEND=noninteractive sh -c \
-    'apt-get update -qq && apt-get install -y -qq --no-install-recommends "$@" >/dev/null' sh $depends tmux procps python3
+    'apt-get update -qq && apt-get install -y -qq --no-install-recommends "$@" >/dev/null' sh $depends tmux python3
   where="Debian $(cat "$root/etc/debian_version")"
   install_package() {
     cp "$package" "$root/package.deb"
@@ -109,6 +109,25 @@ HOME=$workshop/home "$workshop/$folder/uninstall.sh" >/dev/null
 left=$(cd "$workshop/home" && find . -path ./Library -prune -o ! -type d -print)
 [ -z "$left" ] || fail "uninstall.sh left $left"
 echo "$folder.tar.gz: installed, handled an event, showed the session, removed"
+
+# Connects, looks and disconnects as a user of the Debian in $root. What it mounts and starts ends with it, because it has
+# a namespace of its own.
+first_use() {
+  local status=0
+  install -m 755 packaging/debian/first-use.sh "$root/first-use.sh"
+  chroot "$root" useradd --create-home tester
+  # The words in quotes are the inner shell's.
+  # shellcheck disable=SC2016
+  unshare --mount --pid --fork --kill-child sh -ec '
+    mount -t proc proc "$1/proc"
+    mount -t devpts devpts "$1/dev/pts" -o newinstance,ptmxmode=0666,mode=0620,gid=5
+    mount --bind "$1/dev/pts/ptmx" "$1/dev/ptmx"
+    chroot "$1" su - tester -c /first-use.sh' sh "$root" || status=$?
+  chroot "$root" userdel --remove tester 2>/dev/null
+  rm "$root/first-use.sh"
+  [ "$status" -eq 0 ] || fail "the first use failed"
+  echo "First use: connected, waited in tmux, focused, disconnected"
+}
 
 # Lists all files except those of dpkg itself.
 listing() { (cd "$root" && find . -path ./var/lib/dpkg -prune -o -path ./var/log -prune -o -print | sort); }
