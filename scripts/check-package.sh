@@ -44,7 +44,9 @@ else
   # The list consists of words.
   # shellcheck disable=SC2086
   chroot "$root" env DEBIAN_FRONTEND=noninteractive sh -c \
-    'apt-get update -qq && apt-get install -y -qq --no-install-recommends "$@" >/dev/null' sh $depends tmux python3
+    'apt-get update -qq && apt-get install -y -qq --no-install-recommends "$@"' sh $depends tmux python3 \
+    >"$root.log" 2>&1 || { tail "$root.log" >&2 && exit 1; }
+  chroot "$root" id tester >/dev/null 2>&1 || chroot "$root" useradd tester
   where="Debian $(cat "$root/etc/debian_version")"
   install_package() {
     cp "$package" "$root/package.deb"
@@ -114,8 +116,9 @@ echo "$folder.tar.gz: installed, handled an event, showed the session, removed"
 # a namespace of its own.
 first_use() {
   local status=0
+  rm -rf "$root/home/tester" # of a run that was interrupted
   install -m 755 packaging/debian/first-use.sh "$root/first-use.sh"
-  chroot "$root" useradd --create-home tester
+  chroot "$root" install -d -o tester -m 700 /home/tester
   # The words in quotes are the inner shell's.
   # shellcheck disable=SC2016
   unshare --mount --pid --fork --kill-child sh -ec '
@@ -123,8 +126,7 @@ first_use() {
     mount -t devpts devpts "$1/dev/pts" -o newinstance,ptmxmode=0666,mode=0620,gid=5
     mount --bind "$1/dev/pts/ptmx" "$1/dev/ptmx"
     chroot "$1" su - tester -c /first-use.sh' sh "$root" || status=$?
-  chroot "$root" userdel --remove tester 2>/dev/null
-  rm "$root/first-use.sh"
+  rm -r "$root/first-use.sh" "$root/home/tester"
   [ "$status" -eq 0 ] || fail "the first use failed"
   echo "First use: connected, waited in tmux, focused, disconnected"
 }

@@ -1,6 +1,7 @@
 # Does what "brew install" and "brew test" do with the formula: unpacks the source archive, runs the formula's steps in
 # it, and its test. The arguments are the formula, the archive and an empty directory. Only the words that the formula
 # uses are known here, so a new one is an error.
+require "etc"
 require "fileutils"
 require "open3"
 require "pathname"
@@ -59,6 +60,7 @@ class Formula
   end
 end
 
+ENV["MAKEFLAGS"] ||= "-j#{Etc.nprocessors}"
 load File.expand_path(ARGV[0])
 formula = Tavrin.new
 ARCHIVE.to_s.end_with?("tavrin-hook-#{formula.version}.tar.gz") or
