@@ -89,27 +89,29 @@ void checkTmux(std::string_view output) {
 std::vector<std::string> focused(std::string_view program, std::string_view variable,
                                  std::string_view output) {
   std::vector<std::vector<std::string>> ran;
-  const TerminalFocus focus(
-      {.executable = [&](std::string_view name) -> std::optional<std::string> {
-         return name == program ? std::optional("/bin/" + std::string(name)) : std::nullopt;
-       },
-       .environment =
-           [&](std::int32_t) {
-             return ProcessEnvironment::Variables{{std::string(variable), "/x"}};
-           },
-       .processes = {.process = [](std::int32_t pid) -> std::optional<ProcessFact> {
-         if (pid != 100) return std::nullopt;
-         return ProcessFact{.parent = 1, .name = "agent", .startedAt = {}, .terminal = "/dev/pts/1"};
-       }},
-       .run =
-           [&](const ChildCommand& command) {
-             ran.push_back(command.words);
-             ChildOutcome outcome;
-             outcome.end = ChildOutcome::End::exited;
-             outcome.status = 0;
-             outcome.output = output;
-             return outcome;
-           }});
+  ProcessFacts processes;
+  processes.process = [](std::int32_t pid) -> std::optional<ProcessFact> {
+    if (pid != 100) return std::nullopt;
+    return ProcessFact{.parent = 1, .name = "agent", .startedAt = {}, .terminal = "/dev/pts/1"};
+  };
+  const TerminalFocus focus({.executable = [&](std::string_view name) -> std::optional<std::string> {
+                               return name == program ? std::optional("/bin/" + std::string(name))
+                                                      : std::nullopt;
+                             },
+                             .environment =
+                                 [&](std::int32_t) {
+                                   return ProcessEnvironment::Variables{{std::string(variable), "/x"}};
+                                 },
+                             .processes = processes,
+                             .run =
+                                 [&](const ChildCommand& command) {
+                                   ran.push_back(command.words);
+                                   ChildOutcome outcome;
+                                   outcome.end = ChildOutcome::End::exited;
+                                   outcome.status = 0;
+                                   outcome.output = output;
+                                   return outcome;
+                                 }});
   Session session;
   session.agentPid = 100;
   session.tty = "/dev/pts/1";
@@ -122,10 +124,9 @@ std::vector<std::string> focused(std::string_view program, std::string_view vari
 void checkTerminal(const std::vector<std::string>& command, std::string_view output) {
   if (command.empty()) return;
   const std::string& word = command.back();
-  const std::size_t start = word.find_first_of("-0123456789");
+  const std::size_t start = word.find_first_of("0123456789");
   require(start != std::string::npos, "a window has a number");
-  const std::string digits = word.substr(word.find_first_of("0123456789"));
-  require(output.find(digits) != std::string_view::npos, "which is in the answer");
+  require(output.find(word.substr(start)) != std::string_view::npos, "which is in the answer");
 }
 
 struct Held {
