@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 #include <charconv>
+#include <utility>
 
 namespace tavrin {
 
@@ -80,10 +81,13 @@ Fit fitted(const AgentDefinition& definition, const std::vector<std::optional<Ag
       continue;
     }
     const std::string from = known->from.text();
-    fit.leftOut.push_back(
-        {.event = spec.name,
-         .reason = isUnknown ? "it takes " + name + " " + from + ", and the installed version is not known"
-                             : name + " " + oldest->text() + " does not accept it; " + from + " does"});
+    std::string reason = isUnknown ? "it takes " : "";
+    reason += name;
+    reason += ' ';
+    reason += isUnknown ? from : oldest->text();
+    reason += isUnknown ? ", and the installed version is not known" : " does not accept it; ";
+    if (!isUnknown) reason.append(from).append(" does");
+    fit.leftOut.push_back({.event = spec.name, .reason = std::move(reason)});
   }
   fit.definition.events = accepted;
   return fit;

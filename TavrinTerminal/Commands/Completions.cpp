@@ -125,8 +125,9 @@ _tavrin() {
   script += "    ,-*) _tavrin_words \"" + joined(common) + "\" ;;\n";
   script += "    ,*) _tavrin_words \"" + commandNames() + "\" ;;\n";
   for (const CommandDescription& command : CommandTable::commands()) {
-    std::vector<std::string_view> names;
     const std::vector<OptionDescription> options = optionsOf(command);
+    std::vector<std::string_view> names;
+    names.reserve(options.size());
     for (const OptionDescription& option : options) names.push_back(option.name);
     script += "    " + std::string(command.name) + ",-*) _tavrin_words \"" + joined(names) + "\" ;;\n";
     if (!command.argument.name.empty())
@@ -244,7 +245,7 @@ std::string fishScript() {
     for (const OptionDescription& option : command.options) script += fishOption(option, condition);
     const std::string words = fishWords(command.argument.kind, command.argument.choices);
     if (!command.argument.name.empty() && !words.empty())
-      script += "complete -c tavrin" + condition + words + "\n";
+      script.append("complete -c tavrin").append(condition).append(words).append("\n");
   }
   return script;
 }

@@ -273,7 +273,7 @@ Outcome run(const std::optional<std::string>& name) {
   const CommandDescription* const found = CommandTable::command(*name);
   if (found != nullptr) return Outcome::done(ofCommand(*found));
   return Outcome::usage("nothing was done. There is no command \"" + ShownText::clean(*name) +
-                        "\". See \"tavrin help\".");
+                        R"(". See "tavrin help".)");
 }
 
 }  // namespace tavrin::Help

@@ -57,7 +57,7 @@ TEST(LineDiff, ShowsTextsWithTooManyChangesWhole) {
     before += "old " + std::to_string(i) + "\nsame\n";
     after += "new " + std::to_string(i) + "\nsame\n";
   }
-  const std::string diff = diffOf(before, after);
+  const std::string diff = diffOf(before + "old\n", after + "new\n");
   EXPECT_EQ(diff.find("\n same\n"), std::string::npos);
   EXPECT_NE(diff.find("\n-same\n"), std::string::npos);
   EXPECT_NE(diff.find("\n+same\n"), std::string::npos);
