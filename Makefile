@@ -32,7 +32,7 @@ help:
 	@echo "make planted    plant faults in a copy of the sources, one at a time; a test must notice each"
 	@echo "make coverage   list the branches that no test takes, and fail if there are too many"
 	@echo "make bench      measure whole runs against hooks written by hand, and each step of the library"
-	@echo "                (DOCS=1: update docs/performance.md and README.md)"
+	@echo "                (DOCS=1: update docs/performance.md)"
 	@echo "make docs       make the reference of the library's functions, in build/docs/api"
 	@echo "make macos      build for macOS, on Linux"
 	@echo "make arm64      build for 64-bit ARM Linux on another machine, and run the tests under qemu"

@@ -8,7 +8,7 @@ cd "$(dirname "$0")/.."
 
 if [ "$(id -u)" -ne 0 ]; then
   if ! unshare --map-root-user true 2>/dev/null; then
-    echo "Installing a .deb takes root here: sudo make check-package" >&2
+    echo "Installing a .deb needs root here: sudo make check-package" >&2
     exit 1
   fi
   echo "Without root, the .deb goes into an empty directory."

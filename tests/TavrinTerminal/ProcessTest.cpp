@@ -189,7 +189,7 @@ TEST_F(Tavrin, TmuxShowsTheStatus) {
   if (!std::filesystem::exists(tmux))
     GTEST_SKIP() << "tmux is not installed, so its status line is not tried.";
   save(session("a", SessionState::needsYou));
-  // The status line of an inner tmux is seen in a pane of an outer one, which waits until it is there.
+  // A pane of an outer tmux shows the status line of an inner one. The test waits until it appears there.
   const std::string script =
       "t() { '" + tmux +
       "' -S \"$HOME/outer\" -f /dev/null \"$@\"; }\n"

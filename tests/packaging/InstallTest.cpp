@@ -121,7 +121,7 @@ class Install : public testing::Test {
   ScratchHome built;
 };
 
-TEST_F(Install, PutsTheExecutableWhereAgentsLookForItAndSaysSo) {
+TEST_F(Install, PutsTheExecutableWhereAgentsLookForItAndPrintsThePath) {
   const Umask strict(0077);
   EXPECT_EQ(make(home.path(), "install"), success("Installed " + installed().string() + "\n"));
   EXPECT_EQ(readFile(installed()), readFile(hookExecutable()));
@@ -134,7 +134,7 @@ TEST_F(Install, PutsTheExecutableWhereAgentsLookForItAndSaysSo) {
   EXPECT_EQ(home.logMessages(), "claude s Stop  \u2192 idle\n");
 }
 
-// Written over in place, a program that is running cannot be replaced, or ends.
+// Writing over the file of a running program fails, or ends the program.
 TEST_F(Install, ReplacesAnExecutableThatIsRunning) {
   writeFile(installed(), "an older one");
   ASSERT_EQ(make(home.path(), "install").exitStatus, 0);
@@ -174,7 +174,7 @@ TEST_F(Install, WarnsOfAPlaceByWhichItsEntriesAreNotRecognised) {
   EXPECT_THAT(make(home.path(), "install").output, Not(HasSubstr(warning)));
 }
 
-TEST_F(Install, UninstallRemovesTheExecutableAloneAndNamesTheSettingsThatStillRunIt) {
+TEST_F(Install, UninstallRemovesOnlyTheExecutableAndNamesSettingsThatRunIt) {
   ASSERT_EQ(make(home.path(), "install").exitStatus, 0);
   ASSERT_EQ(run({installed().string()}, stopEvent, environmentOf(home.path())), silentSuccess);
   std::string stillRunning;
