@@ -9,6 +9,7 @@ import sys
 ALLOWED = {
     ("Sessions/SessionFileStore.hpp", "withLock"): "for writers; panels read by loadAll, which takes no lock",
     ("Panel/PanelNavigation.hpp", "next"): "for any element; the elements of focusOrder have a plain overload",
+    ("Monitor/SessionMonitor.hpp", "observe"): "judge takes one session",
     ("Support/FixedList.hpp", "class FixedList"): "its instantiations have names: AgentDefinition::Names, EventList",
     ("Support/File.hpp", "FileDescriptor(FileDescriptor&&"): "a move, which importers know; panels never see one",
     ("Support/File.hpp", "operator=(FileDescriptor&&"): "the same",
