@@ -72,18 +72,18 @@ Fit fitted(const AgentDefinition& definition, const std::vector<std::optional<Ag
                   claudeSafeFrom.text() + " or later, then connect again.";
   }
 
+  const auto reason = [&](const std::string& from) {
+    return isUnknown ? "it takes " + name + " " + from + ", and the installed version is not known"
+                     : name + " " + oldest->text() + " does not accept it; " + from + " does";
+  };
   HookSettings::EventList accepted;
   for (const HookSettings::EventSpec& spec : definition.events) {
-    const auto* const known = std::ranges::find(claudeEvents, spec.name, &ClaudeEvent::event);
-    if (known == std::end(claudeEvents) || (!isUnknown && *oldest >= known->from)) {
+    const auto known = std::ranges::find(claudeEvents, spec.name, &ClaudeEvent::event);
+    if (known == claudeEvents.end() || (!isUnknown && *oldest >= known->from)) {
       accepted.push_back(spec);
       continue;
     }
-    const std::string from = known->from.text();
-    fit.leftOut.push_back(
-        {.event = spec.name,
-         .reason = isUnknown ? "it takes " + name + " " + from + ", and the installed version is not known"
-                             : name + " " + oldest->text() + " does not accept it; " + from + " does"});
+    fit.leftOut.push_back({.event = spec.name, .reason = reason(known->from.text())});
   }
   fit.definition.events = accepted;
   return fit;

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <array>
 #include <compare>
 #include <cstdint>
 #include <optional>
@@ -17,6 +18,8 @@ struct AgentVersion {
   std::int32_t minorNumber = 0;
   std::int32_t patchNumber = 0;
 
+  // clang-tidy 14 takes the comparisons that the compiler writes for comparisons with a null pointer.
+  // NOLINTNEXTLINE(modernize-use-nullptr)
   std::strong_ordering operator<=>(const AgentVersion&) const = default;
 
   /// The first three numbers with dots between them in what `--version` prints or package.json says, such as
@@ -42,12 +45,12 @@ struct ClaudeEvent {
 
 /// The events beyond those that `claudeSafeFrom` accepts. Source: the clients that the npm registry offers
 /// (@anthropic-ai/claude-code, November 2026), each started offline with the event in its settings.
-inline constexpr ClaudeEvent claudeEvents[] = {
+inline constexpr std::array<ClaudeEvent, 4> claudeEvents = {{
     {"PermissionRequest", {2, 0, 45}},
     {"PostToolUseFailure", {2, 0, 56}},
     {"Elicitation", {2, 1, 63}},
     {"PermissionDenied", {2, 1, 88}},
-};
+}};
 
 /// The first version that accepts all other events of the catalogue. Same source.
 inline constexpr AgentVersion claudeSafeFrom = {1, 0, 85};
