@@ -324,6 +324,13 @@ TEST_F(Watching, AProcessThatEndedIsMissedAtOnceWhenItsEndIsReported) {
   EXPECT_EQ(stateOf("a", 101.1), std::nullopt);
 }
 
+TEST_F(Watching, AWorkingSessionsProcessIsMissedAtOnce) {
+  save("a", Agent::claude, working, 100);
+  EXPECT_EQ(stateOf("a", 101), working);
+  processes.erase(18);
+  EXPECT_EQ(stateOf("a", 101.1), std::nullopt);
+}
+
 TEST_F(Watching, AnIdleSessionsProcessIsAskedForOnceASecond) {
   save("a", Agent::claude, idle, 100);
   stateOf("a", 101);
