@@ -5,18 +5,19 @@ PRESET ?= release
 BUILD := build/$(PRESET)
 # What people run and install is built without tests, in a directory of its own.
 HOOK := build/user/TavrinHook/tavrin-hook
+FILES := build/user/files
 JOBS_OF_MACHINE := $(shell getconf _NPROCESSORS_ONLN)
 
 .DEFAULT_GOAL := help
-.PHONY: help run test faults fault-tests planted lint docs format sanitize bench install uninstall hook terminal package \
-	check-package macos arm64 fuzz coverage nightly build packages release-hook clean
+.PHONY: help run test faults fault-tests planted lint docs format sanitize bench install uninstall hook terminal files package \
+	check-package macos arm64 fuzz coverage nightly build packages release-files clean
 
 help:
 	@echo "For people who use Tavrin (these need a compiler, cmake and the libraries):"
 	@echo "make run        replay recorded sessions of all five agents through tavrin-hook, in a scratch home"
 	@echo "                (AGENT=codex: only that agent's; KEEP=1: keep the scratch home)"
-	@echo "make install    install tavrin-hook below your home directory, where agents' settings look for it"
-	@echo "make uninstall  remove it from there"
+	@echo "make install    install tavrin and tavrin-hook below your home directory, with manual and completions"
+	@echo "make uninstall  remove them from there; on a terminal it offers to disconnect the agents first"
 	@echo
 	@echo "For developers:"
 	@echo "make test       build everything and run all tests"
@@ -31,7 +32,7 @@ help:
 	@echo "make planted    plant faults in a copy of the sources, one at a time; a test must notice each"
 	@echo "make coverage   list the branches that no test takes, and fail if there are too many"
 	@echo "make bench      measure whole runs against hooks written by hand, and each step of the library"
-	@echo "                (DOCS=1: update docs/performance.md and README.md)"
+	@echo "                (DOCS=1: update docs/performance.md)"
 	@echo "make docs       make the reference of the library's functions, in build/docs/api"
 	@echo "make macos      build for macOS, on Linux"
 	@echo "make arm64      build for 64-bit ARM Linux on another machine, and run the tests under qemu"
@@ -65,9 +66,13 @@ run: hook
 	@scripts/install-packages.sh run
 	@scripts/replay.py $(if $(AGENT),--agent $(AGENT)) $(if $(KEEP),--keep) $(HOOK)
 
-# BIN and DESTDIR reach the scripts through the environment.
-install: hook terminal
-	@packaging/install.sh $(HOOK)
+# The two programs, the manual pages and the completions, as they are installed.
+files: hook terminal
+	@MAKEFLAGS=--no-print-directory cmake --build --preset user --target tavrin-files >/dev/null
+
+# BIN, XDG_DATA_HOME and DESTDIR reach the scripts through the environment.
+install: files
+	@packaging/install.sh "$(FILES)"
 
 uninstall:
 	@packaging/uninstall.sh
@@ -140,15 +145,17 @@ format:
 	@git ls-files '*.cpp' '*.hpp' | xargs clang-format -i
 
 # Packages contain the release, whatever PRESET is.
-release-hook: packages
+release-files: packages
+	@scripts/install-packages.sh package
 	@$(MAKE) --no-print-directory build/release/build.ninja PRESET=release
-	@cmake --build --preset release --target tavrin-hook
+	@cmake --preset release >/dev/null
+	@cmake --build --preset release --target tavrin-files tavrin-portable
 
-package: release-hook
-	@scripts/package.sh $(or $(FOR),native arm64 macos)
+package: release-files
+	@scripts/package.sh $(or $(FOR),native arm64 macos source)
 
-check-package: release-hook
-	@scripts/install-packages.sh package $(if $(BARE),,debian)
+check-package: release-files
+	@scripts/install-packages.sh $(if $(BARE),,debian)
 	@scripts/package.sh native
 	@scripts/check-reproducible.sh
 	@scripts/check-package.sh $(if $(BARE),--bare)

@@ -14,8 +14,8 @@
 
 namespace tavrin {
 
-/// 64 bytes that are tested together, in the registers of 16 bytes that each processor of x86-64 and of
-/// 64-bit ARM has. A test returns one bit for each byte, the lowest for the first.
+/// 64 bytes that are tested together, in the 16-byte registers that every x86-64 and 64-bit ARM processor
+/// has. A test returns one bit for each byte. The lowest bit belongs to the first byte.
 class ByteBlock {
  public:
   static constexpr std::size_t size = 64;
@@ -23,10 +23,10 @@ class ByteBlock {
   using Mask = std::uint64_t;
   using Vector = std::uint8_t __attribute__((vector_size(16)));
   using SignedVector = std::int8_t __attribute__((vector_size(16)));
-  /// What a comparison of vectors returns: all bits of a byte where it holds, and none elsewhere.
+  /// The result of comparing vectors: a byte has all bits set where the comparison holds, and none elsewhere.
   using Truth = decltype(Vector() == Vector());
 
-  /// The first bytes of `text`, with NUL for those that it lacks.
+  /// The first 64 bytes of `text`. Missing bytes are zero.
   static ByteBlock front(std::string_view text) {
     if (text.size() >= size) return ByteBlock(text.data());
     std::array<char, size> padded{};
@@ -40,7 +40,7 @@ class ByteBlock {
     return mask(test(first_), test(second_), test(third_), test(fourth_));
   }
 
-  /// Whether `test` holds for any byte: cheaper than to learn for which.
+  /// Whether `test` holds for any byte. This is cheaper than finding out for which.
   template <class Test>
   bool has(Test test) const {
     using Words = std::uint64_t __attribute__((vector_size(16)));
@@ -48,7 +48,7 @@ class ByteBlock {
     return (any[0] | any[1]) != 0;
   }
 
-  /// The same as `where`, as processors do it that have no instruction for it.
+  /// The same as `where`, for processors that lack an instruction for it.
   template <class Test>
   Mask whereWithoutInstruction(Test test) const {
     return plainMask(test(first_), test(second_), test(third_), test(fourth_));
@@ -63,7 +63,8 @@ class ByteBlock {
     };
     return bits(first) | bits(second) << 16U | bits(third) << 32U | bits(fourth) << 48U;
 #elif defined(__aarch64__)
-    // Each byte keeps the bit of its place among eight. Adding neighbours three times brings these together.
+    // Each byte keeps the bit of its position in a group of eight. Adding neighbours three times merges each
+    // group into one byte.
     constexpr Vector places = {1, 2, 4, 8, 16, 32, 64, 128, 1, 2, 4, 8, 16, 32, 64, 128};
     const auto bits = [&](Truth truth) { return (uint8x16_t)((Vector)truth & places); };
     const uint8x16_t pairs = vpaddq_u8(bits(first), bits(second));

@@ -9,7 +9,7 @@ namespace tavrin {
 
 namespace {
 
-// The length of what is wrong at the front of a string's content: one escape or one byte.
+// The length of the invalid part at the front of a string's content: one escape or one byte.
 std::size_t wrongLength(std::string_view text) {
   if (text.front() != '\\') return 1;
   return JsonEscape::unit(text) < 0 ? std::min<std::size_t>(2, text.size()) : JsonEscape::length;
@@ -84,7 +84,7 @@ std::size_t JsonSkimmer::dropText(std::string_view bytes, std::size_t i, bool is
     }
     const std::string_view rest = bytes.substr(i);
     if (rest.size() <= mostLeftOver && !isLast) return i;
-    // Kept, and kept apart from what was wrong before.
+    // Kept, with a space between it and anything wrong before it.
     const std::size_t length = wrongLength(rest);
     out_ += ' ';
     out_.append(rest, 0, length);

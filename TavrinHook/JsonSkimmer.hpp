@@ -33,7 +33,8 @@ class JsonSkimmer {
   std::string take() { return std::move(out_); }
 
  private:
-  // Each takes what it can of `bytes` from `i` on, and gives where it stopped; at `i` when it must see more.
+  // Each takes what it can of `bytes` from `i` on, and returns where it stopped. It returns `i` if it needs
+  // more bytes.
   std::size_t skimStructure(std::string_view bytes, std::size_t i);
   std::size_t keepText(std::string_view bytes, std::size_t i, bool isLast);
   std::size_t dropText(std::string_view bytes, std::size_t i, bool isLast);
@@ -43,12 +44,12 @@ class JsonSkimmer {
 
   std::span<const std::string_view> keys_;
   std::string out_;
-  std::size_t textStart_ = 0;  // in `out_`, of the string under way
+  std::size_t textStart_ = 0;  // in `out_`, where the current string starts
   int depth_ = 0;              // of objects and arrays
-  bool isValue_ = false;       // whether a colon came, at depth 1
+  bool isValue_ = false;       // at depth 1, whether a colon came
   bool isWanted_ = true;       // whether the value at depth 1 is under one of the keys
   bool isInText_ = false;
-  bool isKey_ = false;  // whether the string under way is a key at depth 1
+  bool isKey_ = false;  // whether the current string is a key at depth 1
 };
 
 }  // namespace tavrin

@@ -14,10 +14,10 @@ using Mask = ByteBlock::Mask;
 using Vector = ByteBlock::Vector;
 using SignedVector = ByteBlock::SignedVector;
 
-// A character of UTF-8 is no longer.
+// The most bytes of a UTF-8 character.
 constexpr std::size_t longestCharacter = 4;
 
-// Of all bytes, those before a byte for which `what` holds, so many bytes further on.
+// The bytes that come `distance` bytes before a byte in `what`.
 constexpr Mask before(Mask what, unsigned distance = 1) {
   return what >> distance;
 }
@@ -35,18 +35,18 @@ Mask places(const ByteBlock& block, std::uint8_t byte) {
   return block.where([byte](Vector bytes) { return bytes == byte; });
 }
 
-// Of `backslashes`, those that start an escape: the first of each run, the third and so on. The others are
-// escaped themselves.
+// The bytes of `backslashes` that start an escape: the first of each run, the third and so on. The others are
+// themselves escaped.
 constexpr Mask escapeStarts(Mask backslashes) {
   constexpr Mask even = 0x5555'5555'5555'5555;
   const Mask firstOfRuns = backslashes & ~(backslashes << 1U);
-  // Adding its first bit to a run carries through the whole run and clears it.
+  // Adding the first bit of a run carries through the whole run and clears it.
   const Mask inEvenRuns = backslashes & ~(backslashes + (firstOfRuns & even));
   return (inEvenRuns & even) | (backslashes & ~inEvenRuns & ~even);
 }
 
-// The length of the \u escape that `text` starts with, or of two that spell one character together; 0 if it
-// is wrong, cut off, or half of such a pair.
+// The length of the \u escape at the front of `text`, or of two \u escapes that form one character. Returns 0
+// if it is invalid, cut off, or half of such a pair.
 std::size_t codeUnitLength(std::string_view text) {
   const int unit = JsonEscape::unit(text);
   if (unit < 0) return 0;
@@ -56,14 +56,15 @@ std::size_t codeUnitLength(std::string_view text) {
   return isPair ? 2 * JsonEscape::length : 0;
 }
 
-// The length of the escape that `text` starts with; 0 as above.
+// The length of the escape at the front of `text`. Returns 0 in the same cases.
 std::size_t escapeLength(std::string_view text) {
   constexpr std::string_view plain = "\"\\/bfnrt";
   if (text.size() >= 2 && plain.find(text[1]) != std::string_view::npos) return 2;
   return codeUnitLength(text);
 }
 
-// Where \u and four digits come after a backslash. Those that start with D are left out, as surrogates do.
+// The bytes before a "u" and four hexadecimal digits. Digits that start with D are left out, because they may
+// be a surrogate's.
 Mask codeUnits(const ByteBlock& block) {
   const Mask digits =
       block.where([](Vector bytes) { return (bytes - '0' < 10) | ((bytes | 0x20) - 'a' < 6); });
@@ -72,16 +73,16 @@ Mask codeUnits(const ByteBlock& block) {
   return before(places(block, 'u')) & before(two & ~d, 2) & before(two, 4);
 }
 
-// The first bytes of characters that are not well-formed or not whole, and bytes that belong to none (The
+// The first bytes of characters that are malformed or cut off, and bytes that belong to no character (The
 // Unicode Standard, table 3-7). `beyondAscii` are the bytes from 0x80 on.
 Mask unsoundCharacters(const ByteBlock& block, Mask beyondAscii) {
-  // With a sign, the bytes from 0x80 to 0xbf are the lowest.
+  // As signed numbers, the bytes from 0x80 to 0xbf are the lowest.
   const Mask trailing = block.where([](Vector bytes) { return (SignedVector)bytes < -0x40; });
   const Mask leading = beyondAscii & ~trailing;
   const Mask ofThreeOrMore = block.where([](Vector bytes) { return bytes >= 0xe0; });
   Mask ofFour = 0;
   Mask wrong = 0;
-  // Bytes that are never right, and those that not every trailing byte may follow.
+  // Bytes that are always invalid, and bytes that only some trailing bytes may follow.
   const auto isSpecial = [](Vector bytes) {
     return ((bytes & 0xfe) == 0xc0) | (bytes == 0xe0) | (bytes == 0xed) | (bytes >= 0xf0);
   };
@@ -99,13 +100,13 @@ Mask unsoundCharacters(const ByteBlock& block, Mask beyondAscii) {
   return wrong | isCutOff | (trailing & ~expected);
 }
 
-// The sound bytes at the front of `text`, as far as one block shows them. An escape at its end may be longer
-// than the block; a character that the block cuts off is left out.
+// The number of valid bytes at the front of `text` that one block can show. An escape at the end may extend
+// beyond the block. A character that the block cuts off is left out.
 std::size_t soundLengthOfBlock(std::string_view text) {
   const ByteBlock block = ByteBlock::front(text);
   const Mask backslashes = places(block, '\\');
   const Mask quotes = places(block, '"');
-  // With a sign, the bytes from 0x80 on are below zero.
+  // As signed numbers, the bytes from 0x80 on are below zero.
   const Mask others = block.where([](Vector bytes) { return (SignedVector)bytes < 0x20; });
   if ((backslashes | quotes | others) == 0) return ByteBlock::size;
   const Mask starts = escapeStarts(backslashes);
@@ -116,7 +117,7 @@ std::size_t soundLengthOfBlock(std::string_view text) {
     if (beyondAscii != 0) stops |= unsoundCharacters(block, beyondAscii);
   }
   if (starts == 0) return firstOf(stops);
-  // The most usual escapes are seen at a glance, and the others one by one.
+  // The most common escapes are found in all bytes at once, and the others one by one.
   const Mask usual =
       block.where([](Vector bytes) { return (bytes == 'n') | (bytes == 'r') | (bytes == 't'); });
   Mask rest = starts & ~before(usual | quotes | backslashes) & below(stops);
@@ -139,7 +140,8 @@ std::size_t soundLength(std::string_view text) {
   while (i < text.size()) {
     const std::size_t length = soundLengthOfBlock(text.substr(i));
     i += length;
-    // Nearer to its end, a block may have cut off a character, which is whole in the next one.
+    // A stop nearer to the block's end may be a character that the block cuts off. The next block has it
+    // whole.
     if (length <= ByteBlock::size - longestCharacter) break;
   }
   return i;
@@ -151,7 +153,7 @@ std::size_t lengthBeforeQuote(std::string_view text) {
     const ByteBlock block = ByteBlock::front(rest);
     const Mask starts = escapeStarts(places(block, '\\'));
     if (const Mask ends = places(block, '"') & ~(starts << 1U); ends != 0) return i + firstOf(ends);
-    // An escape that the block cuts off is the beginning of the next one.
+    // The next block starts with the escape that this block cuts off.
     const std::size_t length = std::min(rest.size(), ByteBlock::size);
     if (length == 0) return i;
     const bool isCutOff = (starts >> (length - 1) & 1U) != 0;

@@ -3,16 +3,16 @@
 #include <cstddef>
 #include <string_view>
 
-/// What is inside a JSON string, 64 bytes at a time.
+/// Examines the content of JSON strings, 64 bytes at a time.
 namespace tavrin::JsonText {
 
-/// How many bytes at the front of `text` are beyond doubt a string's content: characters of well-formed UTF-8
-/// from 0x20 on, and escapes, two surrogates being one. It ends before the quote that ends the string, and
-/// before what is wrong or cut off.
+/// The number of bytes at the front of `text` that are certainly valid content of a string: well-formed UTF-8
+/// from 0x20 on, and escapes. Two \u escapes that form a surrogate pair count as one. The count ends before
+/// the quote that ends the string, and before anything that is invalid or cut off.
 std::size_t soundLength(std::string_view text);
 
-/// How many bytes come before the quote that ends the string; all when there is none, but for a backslash at
-/// the end, whose escape is cut off. Nothing is checked.
+/// The number of bytes before the quote that ends the string. Without such a quote, all bytes, except a
+/// backslash at the end, whose escape is cut off. Validates nothing.
 std::size_t lengthBeforeQuote(std::string_view text);
 
 }  // namespace tavrin::JsonText

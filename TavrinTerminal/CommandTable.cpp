@@ -12,6 +12,7 @@
 #include "TavrinTerminal/Commands/Focus.hpp"
 #include "TavrinTerminal/Commands/Help.hpp"
 #include "TavrinTerminal/Commands/List.hpp"
+#include "TavrinTerminal/Commands/Panel.hpp"
 #include "TavrinTerminal/Commands/Servers.hpp"
 #include "TavrinTerminal/Commands/Status.hpp"
 #include "TavrinTerminal/Commands/Wait.hpp"
@@ -70,6 +71,10 @@ constexpr std::string_view focusDetails =
 To bind it to a key in tmux, put this into ~/.tmux.conf:
 
   bind-key g run-shell "tavrin focus --next"
+)";
+
+constexpr std::string_view panelDetails =
+    R"(On a terminal, tavrin without a command does the same. The keys are on the screen; "?" shows all of them. Rows keep their order until you press r. On a dumb terminal and in a pipe it prints what tavrin list prints.
 )";
 
 constexpr std::array<OptionDescription, 2> listOptions = {{
@@ -244,6 +249,10 @@ Outcome runList(const ParsedWords& words, const Surroundings& surroundings, cons
   return List::run({.json = words.has("--json"), .all = words.has("--all")}, withPlaces, console);
 }
 
+Outcome runPanel(const ParsedWords&, const Surroundings& surroundings, const Console& console) {
+  return Panel::run(surroundings, console);
+}
+
 Outcome runStatus(const ParsedWords& words, const Surroundings& surroundings, const Console& console) {
   using StatusLine::Format;
   const auto index = std::ranges::find(formats, words.value("--format").value_or("plain")) - formats.begin();
@@ -302,7 +311,11 @@ Outcome runHelp(const ParsedWords& words, const Surroundings&, const Console&) {
   return Help::run(words.argument());
 }
 
-constexpr std::array<CommandDescription, 13> table = {{
+constexpr std::array<CommandDescription, 14> table = {{
+    {.name = "panel",
+     .summary = "shows sessions and servers on the full screen",
+     .details = panelDetails,
+     .run = runPanel},
     {.name = "connect",
      .summary = "writes the hooks into agents' settings",
      .details = connectDetails,

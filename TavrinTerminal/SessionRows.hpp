@@ -13,7 +13,7 @@ namespace tavrin {
 /// A session with the texts that every command shows of it, cleaned.
 struct SessionRow {
   ObservedSession session;
-  std::string label;     ///< what tells it from the others
+  std::string label;     ///< what distinguishes it from the others
   std::string project;   ///< its name
   std::string tool;      ///< the tool that waits for the user; ""
   std::string terminal;  ///< "tmux:3.1", "pts/3", "elsewhere" where its folder is not on this machine; ""

@@ -9,6 +9,7 @@
 #include "TavrinCore/Sessions/SessionFileStore.hpp"
 #include "TavrinCore/Support/File.hpp"
 #include "TavrinCore/Support/Home.hpp"
+#include "TavrinCore/Support/Path.hpp"
 #include "TavrinTerminal/ShownText.hpp"
 #include "TavrinTerminal/System/Browser.hpp"
 #include "TavrinTerminal/System/ServerListing.hpp"
@@ -22,11 +23,19 @@ bool isOfAnother(const std::string& directory) {
   return ::stat(directory.c_str(), &status) == 0 && status.st_uid != ::geteuid();
 }
 
+// HOME itself if it is an absolute path, also when root runs tavrin with another user's. Home::directory
+// would then be root's own, whose sessions nobody asked for.
+std::string homeToLookAt() {
+  const char* const variable = std::getenv("HOME");
+  const bool isAbsolute = variable != nullptr && *variable == '/';
+  return isAbsolute ? std::string(Path::withoutTrailingSlashes(variable)) : Home::directory();
+}
+
 }  // namespace
 
 Surroundings Surroundings::real() {
   Surroundings surroundings;
-  std::string home = Home::directory();
+  std::string home = homeToLookAt();
   if (File::isDirectory(home)) {
     constexpr uid_t root = 0;
     surroundings.isForeignHome = ::geteuid() == root && isOfAnother(home);

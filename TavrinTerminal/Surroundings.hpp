@@ -65,11 +65,11 @@ struct Surroundings {
   std::string sessionsDirectory() const;
 };
 
-/// What a user without a home is told.
+/// The message for a user without a home.
 inline constexpr std::string_view noHomeSentence =
     "there is no home directory to look in. Set HOME to the directory that holds your files.";
 
-/// What root with another user's home is told; `what` is what was not done, as "nothing was connected".
+/// The message for root with another user's home. `what` was not done, such as "nothing was connected".
 std::string foreignHomeSentence(const Surroundings& surroundings, std::string_view what);
 
 }  // namespace tavrin

@@ -9,26 +9,26 @@
 
 namespace tavrin::bench {
 
-/// A session whose record tells its host and its repository, as after the first event of nearly every
+/// A session whose record holds its host and its repository, as after the first event of nearly every
 /// session.
 Session sessionUnderWay(std::string_view id);
 
-/// A home directory with one session that is under way: its record tells the host and the repository, as
-/// after the first event of nearly every session.
+/// A home directory with one session. Its record holds the host and the repository, as after the first event
+/// of nearly every session.
 class BenchHome : public test::ScratchHome {
  public:
   explicit BenchHome(std::string_view sessionId);
 
-  /// Puts the record back to what it was at first.
+  /// Restores the record to its first state.
   void resetSession() const;
 
-  /// The record now, nothing when there is none.
+  /// The current record; nullopt if there is none.
   std::optional<Session> session() const;
 
   /// Adds `count` other sessions, each with its lock file.
   void addSessions(std::size_t count) const;
 
-  /// Fills the log with lines, up to `bytes`; a log that is empty has no line.
+  /// Fills the log with lines, up to `bytes`. With 0 bytes the log is empty.
   void fillLog(std::size_t bytes) const;
 
  private:

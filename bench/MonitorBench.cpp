@@ -1,5 +1,5 @@
 // What the monitor costs: judging sessions when nothing changed, a look at session files on disk, and reading
-// transcripts. 10,000 sessions are to be judged in 20 ms on one core.
+// transcripts. Judging 10,000 sessions should take at most 20 ms on one core.
 
 #include <benchmark/benchmark.h>
 
@@ -21,7 +21,7 @@ using namespace tavrin;
 
 const Date now = dateFromSeconds(1'795'300'800);
 
-// Every tenth session does something, and a status file names it; every twentieth has an open question.
+// Every tenth session is active, and a status file names it. Every twentieth has an open question.
 MonitoredSession session(std::size_t i) {
   MonitoredSession one;
   Session& record = one.record;
@@ -86,7 +86,7 @@ void unchangedLook(benchmark::State& state) {
 }
 BENCHMARK(unchangedLook)->Arg(100)->Arg(10'000)->Unit(benchmark::kMillisecond);
 
-// Results of tools make up most of a transcript; the lines between them say more.
+// Results of tools make up most of a transcript. The lines between them carry more signals.
 std::string line(Agent agent, std::size_t size) {
   const std::string text(size, 'x');
   switch (agent) {

@@ -1,5 +1,5 @@
 // What the panel's model costs: rows and servers in the numbers of a busy machine and far beyond, and lsof's
-// output. 10,000 sessions with 2,000 servers are to take 100 ms at most on one core, and so is 10 MB of
+// output. 10,000 sessions with 2,000 servers should take at most 100 ms on one core, and so should 10 MB of
 // lsof's output.
 
 #include <benchmark/benchmark.h>
@@ -25,8 +25,8 @@ using namespace tavrin;
 
 const std::string home = "/Users/dev";
 
-// Sessions in half as many repositories, in all states and of all agents. One name in ten is not ASCII, one
-// in twenty is that of a linked work tree.
+// Sessions in half as many repositories, in all states and of all agents. One name in ten is not ASCII, and
+// one in twenty belongs to a linked work tree.
 std::vector<Session> sessions(std::size_t count) {
   std::mt19937 random(1);
   std::vector<Session> sessions(count);
@@ -132,7 +132,7 @@ void rankedNames(benchmark::State& state) {
 }
 BENCHMARK(rankedNames)->Arg(10'000)->Unit(benchmark::kMillisecond);
 
-// Processes with four sockets each, in the lines that lsof prints of them.
+// Processes with four sockets each, as the lines that lsof prints about them.
 std::string lsofOutput(std::size_t size) {
   std::string text;
   for (std::size_t pid = 300; text.size() < size; ++pid) {
@@ -159,7 +159,7 @@ void scannedLsof(benchmark::State& state) {
   }
   state.SetBytesProcessed(state.iterations() * static_cast<std::int64_t>(text.size()));
 }
-// The second is 100,000 lines.
+// The second size is 100,000 lines.
 BENCHMARK(scannedLsof)->Arg(100'000)->Arg(850'000)->Arg(10'000'000)->Unit(benchmark::kMillisecond);
 
 void namedServer(benchmark::State& state) {

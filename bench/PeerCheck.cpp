@@ -22,7 +22,7 @@ std::string systemsOwn(const std::string& program) {
   throw std::runtime_error(program + " is missing");
 }
 
-// Where the session is at work: a repository with a folder, a folder that is in none, and a transcript.
+// The session's files: a repository with a folder, a folder outside any repository, and a transcript.
 class Workplace : public test::ScratchDirectory {
  public:
   Workplace() {
@@ -32,7 +32,7 @@ class Workplace : public test::ScratchDirectory {
     test::writeFile(transcript(), "");
   }
 
-  // Where the recorded events have it.
+  // The path that the recorded events name.
   std::filesystem::path transcript() const {
     return *this / (".claude/projects/-Users-dev-src-app/" + std::string(recordedSession) + ".jsonl");
   }
@@ -40,7 +40,7 @@ class Workplace : public test::ScratchDirectory {
   void addToTranscript() const { std::ofstream(transcript(), std::ios::app) << "a line\n"; }
 };
 
-// `text` with all paths of the recorded user's those of the workplace.
+// `text` with the recorded user's paths replaced by those of the workplace.
 std::string placed(std::string text, const Workplace& place) {
   constexpr std::string_view home = "/Users/dev";
   const std::string here = place.string();
@@ -49,7 +49,7 @@ std::string placed(std::string text, const Workplace& place) {
   return text;
 }
 
-// A session with calls side by side, permissions and questions, in several folders, and an end.
+// A session with parallel calls, permissions and questions, in several folders, and an end.
 std::vector<std::string> events(const Workplace& place) {
   const auto made = [&place](const std::string& rest, const std::string& folder = "src/app") {
     return R"({"session_id":")" + std::string(recordedSession) + R"(","transcript_path":")" +
@@ -83,7 +83,7 @@ std::vector<std::string> events(const Workplace& place) {
   return events;
 }
 
-// What is stored, as text, but for what differs from run to run.
+// The stored record as text, without what differs from run to run.
 std::string stored(const BenchHome& home) {
   std::optional<Session> session = home.session();
   if (!session) return "no record";

@@ -16,7 +16,7 @@ namespace tavrin::bench {
 
 namespace {
 
-// What a pipe takes before anybody reads (pipe(7)).
+// The bytes that a pipe takes before anybody reads (pipe(7)).
 constexpr std::size_t pipeCapacity = 65'536;
 
 void require(bool worked, const char* what) {

@@ -10,31 +10,31 @@
 
 namespace tavrin::bench {
 
-/// A program that is measured, and how it is started.
+/// A measured program and how to start it.
 struct Program {
   std::string name;
   std::vector<std::string> words;  ///< the path, then the arguments
 };
 
-/// What one run took, from before its start until its end was seen; the time of the processes that it started
-/// and waited for counts as its own. Microseconds.
+/// The cost of one run in microseconds, from before its start until its end was seen. It includes the
+/// processes that the run started and waited for.
 struct Cost {
   double wall = 0;
   double processor = 0;
 };
 
-/// A process that was started with an event on its way to its standard input.
+/// A started process whose event is on its way to its standard input.
 struct Started {
   pid_t pid = -1;
   std::chrono::steady_clock::time_point since;
 };
 
-/// Starts `program` in `home` and hands it `payload`, as an agent does: through a pipe, which is closed then.
-/// A payload that fits is in the pipe before the program starts, so that nobody waits for anybody. Throws
+/// Starts `program` in `home` and hands it `payload`, as an agent does: through a pipe, which is then closed.
+/// A payload that fits is in the pipe before the program starts, so neither side waits. Throws
 /// std::system_error.
 Started start(const Program& program, const std::filesystem::path& home, std::string_view payload);
 
-/// Waits for the end. Throws std::runtime_error when the exit status is not 0.
+/// Waits for the end. Throws std::runtime_error if the exit status is not 0.
 Cost finish(const Started& started);
 
 /// One run from start to end.
@@ -45,7 +45,8 @@ class Samples {
  public:
   void add(Cost cost);
   std::size_t count() const { return walls_.size(); }
-  /// The middle run, and the one that a tenth of all runs came below: the quiet moments of a busy machine.
+  /// The middle run, and the run that a tenth of all runs undercut, which shows the quiet moments of a busy
+  /// machine.
   Cost median() const { return at(0.5); }
   Cost tenth() const { return at(0.1); }
 

@@ -1,4 +1,4 @@
-// The steps of one event, each by itself, and all of them as one call without the start of a process.
+// The steps of one event, each by itself, and all of them in one call without the start of a process.
 
 #include <benchmark/benchmark.h>
 #include <fcntl.h>
@@ -27,7 +27,7 @@ using bench::BenchHome;
 
 const std::string sessionId(bench::recordedSession);
 
-// A record as a busy session has it.
+// A record like that of a busy session.
 Session busySession(std::size_t calls) {
   Session session = bench::sessionUnderWay(sessionId);
   for (std::size_t i = 0; i < calls; ++i)
@@ -67,7 +67,7 @@ void transition(benchmark::State& state) {
 }
 BENCHMARK(transition)->ArgName("calls")->Arg(1)->Arg(64)->Unit(benchmark::kMicrosecond);
 
-// All steps of a run on real files. The process table is that of this process.
+// All steps of a run on real files, with the process table of this process.
 void wholeEvent(benchmark::State& state) {
   const BenchHome home(sessionId);
   const std::filesystem::path payload = home / "payload";
@@ -85,7 +85,7 @@ void wholeEvent(benchmark::State& state) {
 }
 BENCHMARK(wholeEvent)->Arg(3'000)->Arg(1'000'000)->Unit(benchmark::kMicrosecond);
 
-// The root of the repository lies that many folders above.
+// The root of the repository lies this many folders above.
 void foundRepository(benchmark::State& state) {
   const test::ScratchDirectory scratch;
   std::filesystem::create_directories(scratch / ".git");
@@ -99,7 +99,7 @@ void foundRepository(benchmark::State& state) {
 }
 BENCHMARK(foundRepository)->ArgName("depth")->Arg(0)->Arg(60)->Unit(benchmark::kMicrosecond);
 
-// In a folder with the titles of that many other sessions, all of which are gone through.
+// In a folder with the titles of this many other sessions. The run goes through all of them.
 void soughtTitle(benchmark::State& state) {
   const test::ScratchDirectory scratch;
   for (int i = 0; i < state.range(0); ++i) {
@@ -115,7 +115,7 @@ void soughtTitle(benchmark::State& state) {
 }
 BENCHMARK(soughtTitle)->ArgName("files")->Arg(20)->Arg(20'000)->Unit(benchmark::kMicrosecond);
 
-// A user's settings with hooks of others on every event, from text to text.
+// A user's settings that have other hooks on every event, from text to text.
 void mergedSettings(benchmark::State& state) {
   const AgentDefinition& claude = AgentDefinition::definition(Agent::claude);
   const std::string helper = "/Users/dev/Library/Application Support/Tavrin/bin/tavrin-hook";

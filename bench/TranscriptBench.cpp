@@ -1,5 +1,6 @@
-// How fast transcripts are read: 100 MB of lines in the proportions of long sessions, a third to a half of
-// the bytes being results of tools, the rest lines without a signal. Reports bytes a second on one core.
+// How fast transcripts are read: 100 MB of lines in the proportions of long sessions. Results of tools make
+// up a third to a half of the bytes, and the rest are lines without a signal. Reports bytes per second on one
+// core.
 //
 // Sizes of one line, bytes, as generated: texts and events 0.3 to 2 KB, thinking and reasoning 2 to 8 KB,
 // tool calls 0.3 to 4 KB, results 0.2 to 24 KB (Claude Code's twice that, as the line repeats the output).
@@ -184,7 +185,7 @@ std::vector<Line> corpus(const std::vector<Agent>& agents) {
   return lines;
 }
 
-// Has `read` go through 100 MB of the agents' lines in turn.
+// Makes `read` go through 100 MB of the agents' lines in turn.
 template <class Read>
 void measure(benchmark::State& state, const std::vector<Agent>& agents, Read read) {
   const std::vector<Line> lines = corpus(agents);
@@ -209,7 +210,7 @@ void readTranscripts(benchmark::State& state, const std::vector<Agent>& agents) 
   });
 }
 
-// What it would cost to pass over no line.
+// The cost of reading every line as JSON.
 void readEveryLineAsJson(benchmark::State& state, const std::vector<Agent>& agents) {
   measure(state, agents, [](const Line& line) { benchmark::DoNotOptimize(tavrin::Json::parse(line.text)); });
 }

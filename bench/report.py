@@ -1,14 +1,14 @@
 #!/usr/bin/env python3
-"""Makes tables and a plot of what `make bench` has measured.
+"""Makes tables and a plot of the results of `make bench`.
 
     report.py FOLDER           prints the tables
-    report.py --docs FOLDER    puts them into docs/performance.md and README.md, and draws the plot
+    report.py --docs FOLDER    puts them into docs/performance.md, and draws the plot
 
-FOLDER holds process.csv, the results of process_bench; for the documentation also steps.json, transcript.json and
-panel.json, those of the other benchmarks, and system-calls.md.
+FOLDER holds process.csv, the results of process_bench. For the documentation it also holds steps.json, transcript.json
+and panel.json, the results of the other benchmarks, and system-calls.md.
 
-Every ratio of two medians stands beside the same ratio at the 10th percentile, the time that one run in ten comes below:
-a busy machine disturbs those less.
+Every ratio of two medians is shown beside the same ratio at the 10th percentile, the time that one run in ten
+undercuts. A busy machine disturbs that less.
 """
 
 import argparse
@@ -24,8 +24,8 @@ import textwrap
 from dataclasses import dataclass
 
 PEERS = ("bash and jq", "Python", "Node")
-# The most that tavrin-hook may take over the floor, by the payload's size in bytes, and the least by which it is
-# to beat a hook written by hand.
+# The most that tavrin-hook may take over the floor, by the payload's size in bytes, and the least factor by which it
+# must beat a hook written by hand.
 FLOOR_GOALS = {3_000: 1.5, 100_000: 2.0, 1_000_000: 3.0}
 PEER_GOAL = 20
 PEER_GOAL_SIZE = 3_000
@@ -102,7 +102,7 @@ def peers_table(cases):
         for name in PEERS:
             median, tenth = ratios(contestants[name], hook)
             processor = contestants[name].processor[0] / hook.processor[0]
-            # The least counts: a long run has to give way to other work more often than a short one.
+            # The least value counts, because a long run is interrupted by other work more often than a short one.
             goal = verdict(min(median, tenth, processor), PEER_GOAL, at_least=True)
             rows.append([size(case), name, duration(contestants[name].wall[0]), duration(hook.wall[0]),
                          f"{median:.1f}", f"{tenth:.1f}", f"{processor:.1f}",
@@ -111,7 +111,7 @@ def peers_table(cases):
 
 
 def pairs_table(results):
-    """What makes a difference in other designs, each beside what it is compared with."""
+    """Cases that matter in other designs, each beside the case that it is compared with."""
     rows = []
     for experiment, goal in (("stored", 1.05), ("log", 1.05), ("parallel", 2.0), ("disk", None)):
         for contestants in results.get(experiment, {}).values():
@@ -145,13 +145,13 @@ PLOT = ROOT / "bench/plots/event-times.svg"
 
 
 def first_line(*words):
-    environment = {"PATH": "/usr/local/bin:/usr/bin:/bin"}  # as process_bench has it
+    environment = {"PATH": "/usr/local/bin:/usr/bin:/bin"}  # the same name as in process_bench
     run = subprocess.run(words, env=environment, capture_output=True, text=True, check=True)
     return run.stdout.splitlines()[0]
 
 
 def machine():
-    """What was measured with."""
+    """The machine and the tools that were used."""
     system = platform.freedesktop_os_release()["PRETTY_NAME"]
     compiler = "clang++" if "clang" in first_line("c++", "--version") else "g++"
     versions = [f"{compiler} {first_line('c++', '-dumpfullversion', '-dumpversion')}", first_line("jq", "--version").replace("-", " "),
@@ -181,13 +181,13 @@ def instructions_table():
 
 
 def summary(results):
-    """The sentence for the README, in processor time, which is the same on a busy machine."""
+    """The first sentence of the document, in processor time, which is the same on a busy machine."""
     times = {name: duration(row.processor[0]) for name, row in results["peers"][PEER_GOAL_SIZE].items()}
     jq, python, node = (f"{times[name]} {'with' if ' ' in name else 'in'} {name}" for name in PEERS)
     text = (f"An event of 3 KB takes {times['tavrin-hook']} of a processor, the start of the process included. A program "
             f"that does nothing but read it takes {times['floor']}; the same hook written by hand {python}, {node}, "
             f"and {jq}.")
-    return "\n".join(textwrap.wrap(text, 130))
+    return "\n".join(textwrap.wrap(text, 100))
 
 
 def plot(cases):
@@ -227,7 +227,7 @@ def plot(cases):
         path = "L".join(f"{a:.1f} {b:.1f}" for a, b in points)
         parts.append(f'<path class="line" stroke="{colours[name]}" d="M{path}"/>')
         parts += [f'<circle cx="{a:.1f}" cy="{b:.1f}" r="3.5" fill="{colours[name]}"/>' for a, b in points]
-        # A label beside the line's end, below the one before it.
+        # A label beside the line's end, below the label before it.
         ends.append(max(points[-1][1] + 4, ends[-1] + 16) if ends else points[-1][1] + 4)
         parts.append(f'<text x="{width - right + 12}" y="{ends[-1]:.1f}" style="fill:{colours[name]}">'
                      f"{labels.get(name, name)}</text>")
@@ -236,7 +236,7 @@ def plot(cases):
 
 
 def put(document, blocks):
-    """Replaces what stands between the marks of each block."""
+    """Replaces the text between the marks of each block."""
     text = document.read_text()
     for name, content in blocks.items():
         marks = re.compile(rf"(<!-- {name} -->\n).*?(<!-- end of {name} -->)", re.DOTALL)
@@ -253,13 +253,13 @@ def write_documentation(folder, results):
     blocks["panel"] = steps_table([folder / "transcript.json", folder / "panel.json"])
     blocks["calls"] = (folder / "system-calls.md").read_text().rstrip()
     blocks["instructions"] = instructions_table()
+    blocks["speed"] = summary(results)
     put(ROOT / "docs/performance.md", blocks)
-    put(ROOT / "README.md", {"speed": summary(results)})
     PLOT.write_text(plot(results["peers"]))
 
 
 def main():
-    parser = argparse.ArgumentParser(description="Makes tables and a plot of what `make bench` has measured.")
+    parser = argparse.ArgumentParser(description="Makes tables and a plot of the results of `make bench`.")
     parser.add_argument("--docs", action="store_true", help="put them into the documentation")
     parser.add_argument("folder", type=pathlib.Path)
     options = parser.parse_args()

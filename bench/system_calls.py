@@ -1,11 +1,11 @@
 #!/usr/bin/env python3
-"""Prints the system calls of one run of tavrin-hook, a line each, with the reason for every one.
+"""Prints the system calls of one run of tavrin-hook, one per line, each with its reason.
 
     system_calls.py path/to/tavrin-hook
 
-The run is that of nearly every event: its session is stored, its host and its repository are known, and a shell of the
-agent has started the hook. A call that has no reason in the table below is an error: the run does something that nobody
-has thought about.
+The run is like that of nearly every event: its session is stored, its host and its repository are known, and a shell of
+the agent has started the hook. A call without a reason in the table below is an error, because nobody has thought about
+it.
 """
 
 import json
@@ -20,11 +20,11 @@ RECORDED = pathlib.Path(__file__).parent.parent / "tests/data/events/claude/p01-
 
 STARTUP = "the C library starting up: "
 
-# The reason for each call whose text matches; the first that does counts. Texts are strace's, with the paths of
-# descriptors in angle brackets, and the home directory as "~".
+# The reason for each call whose text matches. The first match counts. Texts are as strace prints them, with the paths
+# of descriptors in angle brackets and the home directory as "~".
 REASONS = [
     (r"execve\(", "the agent's shell starts the command"),
-    # What a static executable does before main, on the processors and with the C libraries that are known.
+    # What a static executable does before main, on the known processors and with the known C libraries.
     (r"arch_prctl\((ARCH_SET_FS|0x3001)", STARTUP + "thread-local storage"),
     (r"set_tid_address\(", STARTUP + "the thread's identity"),
     (r"set_robust_list\(", STARTUP + "locks that outlive a thread"),
@@ -77,7 +77,7 @@ def rename_process(name):
 
 
 def trace(hook, home, payload):
-    """What strace tells of one run, a list of lines. The hook's parent is "sh", and that one's is "claude"."""
+    """What strace prints about one run, as a list of lines. The hook's parent is "sh", whose parent is "claude"."""
     reader, writer = os.pipe()
     agent = os.fork()
     if agent == 0:
@@ -85,7 +85,8 @@ def trace(hook, home, payload):
         shell = os.fork()
         if shell == 0:
             rename_process("sh")
-            # The tracer is no process in between, and holds standard error until it has told everything.
+            # With -D the tracer does not stand between shell and hook. It keeps standard error open until it has
+            # printed everything.
             run = subprocess.run(["strace", "-D", "-y", "-s", "32", hook], input=payload, stderr=writer,
                                  env={"HOME": home, "PATH": "/usr/local/bin:/usr/bin:/bin"}, check=False)
             os._exit(run.returncode)
@@ -109,7 +110,7 @@ def reason(line):
 
 
 def shown(line):
-    """A call as a person reads it: its name, and the file that it is about."""
+    """A call in a readable form: its name, and the file that it is about."""
     name = line[:line.index("(")]
     paths = re.findall(r'<([^<>]*)>|"([~/][^"]*)"', line.split(" = ")[0])
     files = [path for pair in paths for path in pair if path and not path.startswith("pipe:")]

@@ -1,5 +1,5 @@
-// Command lines: the hook's own, and those of processes that listen. The input is a list of words with a zero
-// byte after each, as /proc has it; the first is also the process's name.
+// Command lines of the hook and of processes that listen. The input is a list of words, each followed by a
+// zero byte, as in /proc. The first word is also the process's name.
 #include <algorithm>
 #include <array>
 #include <optional>
@@ -54,7 +54,7 @@ void checkPorts(const std::string& command, const std::vector<std::string>& argu
   const bool isWorkerd = ServerPortRoles::isWorkerd(command, arguments);
   const std::optional<int> node = ServerRules::nodeInspectorPort(command, arguments);
   require(ServerPortRoles::needsNodeInspectorProbe(command, arguments) == (node == 0),
-          "a port that is not told is asked for");
+          "an unknown port needs a probe");
   if (!isWorkerd) {
     require(ports == (node && *node != 0 ? std::set{*node} : std::set<int>()), "Node's debugger has a port");
   }

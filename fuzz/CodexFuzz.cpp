@@ -1,4 +1,5 @@
-// An answer of Codex's app server: what hooks and thread names it lists, and what is trusted on that.
+// An answer of Codex's app server: which hooks and thread names it lists, and which hooks count as trusted
+// because of it.
 #include <algorithm>
 #include <map>
 #include <optional>
@@ -22,7 +23,7 @@ const std::string* textUnder(const Value& object, std::string_view key) {
   return value == nullptr ? nullptr : value->asText();
 }
 
-// The list under `key`; empty when it is none, or holds anything but objects.
+// The list under `key`; empty if it is not a list or holds anything but objects.
 std::vector<Value> objectsUnder(const Value& object, std::string_view key) {
   const Value* const list = object.last(key);
   if (list == nullptr || list->kind != Value::Kind::array ||
@@ -90,7 +91,7 @@ void checkTrust(std::vector<Hook> hooks) {
   const std::optional<boost::json::value> request = Json::parse(sent);
   require(request.has_value(), "a request is JSON");
   const boost::json::object& values =
-      request->at_pointer("/params/edits/0/value").as_object();  // throws when it is not there
+      request->at_pointer("/params/edits/0/value").as_object();  // throws if it is missing
   require(values.size() == hashes.size(), "each hook is trusted once");
   for (const auto& [key, hash] : hashes) {
     require(Json::textAt(values.at(key).as_object(), "trusted_hash") == hash, "with its last hash");

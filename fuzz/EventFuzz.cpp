@@ -1,5 +1,6 @@
-// A session's life. The input is the hook's command line, its words apart by blanks, and then payloads: from
-// each to its event, its action and the next record, and every step held against a second implementation.
+// A session's life. The input is the hook's command line, with spaces between the words, and then payloads.
+// Each payload leads to its event, its action and the next record. Every step is compared with a second
+// implementation.
 #include <algorithm>
 #include <map>
 #include <optional>
@@ -42,7 +43,7 @@ std::optional<std::string> textUnder(const PlainJson::Value& object,
   return std::nullopt;
 }
 
-// The event of a payload, or what keeps it from being one.
+// The event of a payload, or the reason why it is not one.
 using Reading = std::variant<HookEvent, MissingCase>;
 
 Reading readPlainly(const PlainJson::Value& payload, const std::optional<std::string>& override) {
@@ -82,8 +83,8 @@ std::optional<HookPayload> payloadOf(std::string_view bytes) {
   }
 }
 
-// What is left of a payload that comes in pieces of `size` bytes; of 1 to 32, as its bytes have it, when that
-// is 0.
+// What is left of a payload that arrives in pieces of `size` bytes. If `size` is 0, the payload's own bytes
+// decide the sizes, from 1 to 32.
 std::string skimmed(std::string_view bytes, std::size_t size) {
   JsonSkimmer skimmer(HookPayload::keys());
   std::string held;
@@ -92,13 +93,13 @@ std::string skimmed(std::string_view bytes, std::size_t size) {
     held += bytes.substr(0, next);
     bytes.remove_prefix(std::min(next, bytes.size()));
     held.erase(0, skimmer.add(held, false));
-    require(held.size() <= JsonSkimmer::mostLeftOver, "little is left over of a piece");
+    require(held.size() <= JsonSkimmer::mostLeftOver, "at most mostLeftOver bytes of a piece are left");
   }
-  require(skimmer.add(held, true) == held.size(), "and nothing in the end");
+  require(skimmer.add(held, true) == held.size(), "and none at the end");
   return skimmer.take();
 }
 
-// Whether the payload is an object, and the fields that it is asked for; nothing when it is not JSON.
+// Whether the payload is an object, and the requested fields; nullopt if it is not JSON.
 std::optional<std::pair<bool, std::vector<JsonField>>> fieldsOf(std::string_view bytes) {
   try {
     const JsonFields fields = JsonFields::ofMessage(bytes, HookPayload::keys());
@@ -112,7 +113,7 @@ std::optional<std::pair<bool, std::vector<JsonField>>> fieldsOf(std::string_view
 
 void checkSkimmer(std::string_view bytes) {
   const std::string left = skimmed(bytes, bytes.size());
-  require(fieldsOf(left) == fieldsOf(bytes), "what is left of a payload says the same");
+  require(fieldsOf(left) == fieldsOf(bytes), "what is left of a payload has the same fields");
   for (const std::size_t size : {0U, 1U}) {
     require(skimmed(bytes, size) == left, "in whatever pieces it comes");
   }
@@ -128,14 +129,15 @@ void checkRecord(const Session& session) {
   const bool waits = session.state == SessionState::needsYou;
   require(session.inFlight.size() <= HookTransitions::mostCallsInFlight, "at most 64 calls are in flight");
   require(waits == session.attentionId.has_value(), "a record has an attention id while it needs its user");
-  require(waits || (session.waitingOn.empty() && !session.needsYouTool), "nothing is waited for otherwise");
+  require(waits || (session.waitingOn.empty() && !session.needsYouTool),
+          "only a session that needs its user waits for calls");
   require(session.stateSince <= session.updatedAt, "a state is not younger than its record");
   const std::string text = session.encode();
   require(Text::isValidUtf8(text), "a record's file is UTF-8");
   require(Session::decode(text) == session, "a record comes back from its file");
 }
 
-// What surrounds the sessions: no processes, no repositories, and files as long as their paths.
+// The surroundings of the sessions: no processes, no repositories, and files as long as their paths.
 constexpr std::int32_t parentPid = 42;
 const ProcessTable noProcesses = {.record = [](std::int32_t /*pid*/) { return std::nullopt; },
                                   .longName = [](std::int32_t /*pid*/) { return std::nullopt; },
@@ -171,7 +173,7 @@ SessionUpdate updatePlainly(const std::optional<Session>& stored, const HookEven
   return SessionUpdate::store(std::move(next));
 }
 
-// What the store and one run of the command after the other make of payloads.
+// What the store, and one run of the command after the other, make of payloads.
 class Sessions {
  public:
   explicit Sessions(AgentArgument::Parsed arguments) : arguments_(std::move(arguments)) {}
@@ -184,9 +186,9 @@ class Sessions {
     require(payload.has_value() == plain.has_value(), "both readers take the same payloads");
     require(document.has_value() == plain.has_value(), "and so does the reader of documents");
     require(HookOrigin::detect(bytes) == (plain ? originPlainly(*plain) : HookOrigin::declared()),
-            "the origin is told by the keys");
+            "the keys decide the origin");
     if (!payload) return;
-    require(PlainJson::agree(*plain, *document), "documents are read alike");
+    require(PlainJson::agree(*plain, *document), "both readers see the same value");
     const Reading reading = read(*payload, arguments_.event);
     require(reading == readPlainly(*plain, arguments_.event), "both readers see the same event");
     const std::optional<Agent> agent = HookOrigin::resolve(arguments_.agent, HookOrigin::detect(*payload));
@@ -232,7 +234,7 @@ class Sessions {
   }
 
   AgentArgument::Parsed arguments_;
-  std::map<std::string, std::optional<Session>> records_;  // by the name of their file
+  std::map<std::string, std::optional<Session>> records_;  // by the names of their files
   int steps_ = 0;
 };
 

@@ -47,7 +47,7 @@ std::string standardizedPlainly(std::string_view path) {
   return out.empty() ? "/" : out;
 }
 
-// Whether `directory` is `path` or lies above it, at most 63 levels.
+// Whether `directory` is `path` or lies above it, by at most 63 levels.
 bool isNear(const std::string& directory, std::string path) {
   for (int level = 0; level < 64; ++level) {
     if (path == directory) return true;

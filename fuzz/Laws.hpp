@@ -7,11 +7,11 @@
 
 #include "TavrinCore/Support/FatalError.hpp"
 
-/// What every fuzz target needs. A target is one LLVMFuzzerTestOneInput: it reads its input as the program
-/// would, and ends the process when one of the laws does not hold that it states.
+/// What every fuzz target needs. A target is one LLVMFuzzerTestOneInput. It reads its input as the program
+/// would, and ends the process if one of its laws does not hold.
 namespace tavrin::fuzz {
 
-/// Ends the process with `law` on standard error unless it holds.
+/// Ends the process with `law` on standard error if it does not hold.
 inline void require(bool holds, std::string_view law) {
   if (!holds) fatalError(law);
 }
@@ -20,7 +20,7 @@ inline std::string_view textOf(const std::uint8_t* data, std::size_t size) {
   return {reinterpret_cast<const char*>(data), size};
 }
 
-/// What stands between the parts of an input that has several (RFC 7464): no JSON text holds this byte.
+/// Separates the parts of an input that has several (RFC 7464). No JSON text holds this byte.
 inline constexpr char recordSeparator = '\x1e';
 
 /// The parts of `text` between the separators, at least one.
@@ -36,5 +36,5 @@ inline std::vector<std::string_view> split(std::string_view text, char separator
 
 }  // namespace tavrin::fuzz
 
-/// What libFuzzer, and Replay.cpp in its place, call with each input.
+/// The function that libFuzzer, or Replay.cpp in its place, calls with each input.
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size);

@@ -1,5 +1,5 @@
-// The output of lsof, parsed as the panel does it and line by line as lsof's manual has it, then put in
-// order.
+// The output of lsof, parsed as the panel does it and, for comparison, line by line as lsof's manual
+// describes it. Then it is sorted.
 #include <algorithm>
 #include <charconv>
 #include <map>

@@ -1,5 +1,5 @@
-// The log. The input's first part is the size that the log has already and the time in seconds, the others
-// are messages; the files are held against what they must have become.
+// The log. The input's first part is the size that the log already has and the time in seconds. The other
+// parts are messages. The files are compared with what they must have become.
 #include <fcntl.h>
 #include <unistd.h>
 
@@ -20,7 +20,7 @@ namespace {
 
 constexpr std::uint64_t largest = 1'000'000;
 
-// One generation of the log: so many zero bytes, which take no room on a disk, and then lines.
+// One generation of the log: this many zero bytes, which take no room on a disk, and then lines.
 struct Generation {
   std::uint64_t zeros = 0;
   std::string lines;

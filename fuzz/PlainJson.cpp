@@ -33,8 +33,8 @@ void appendUtf8(std::string& out, unsigned codePoint) {
   }
 }
 
-// Each function takes what it is named after off the front of the document, and is false when that is not
-// there.
+// Each function removes what it is named after from the front of the document. It returns false if that is
+// not there.
 class Reader {
  public:
   explicit Reader(std::string_view document) : rest_(document) {}

@@ -16,8 +16,8 @@ namespace {
 
 using PlainJson::Value;
 
-// Takes fields out of a record one by one; the first of equal keys counts, null is no field, and a text must
-// be whole.
+// Takes fields out of a record one by one. The first of equal keys counts, null counts as missing, and a text
+// must be whole.
 class PlainRecord {
  public:
   explicit PlainRecord(const Value& object) : object_(object) {}
@@ -122,7 +122,7 @@ int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   const std::optional<Session> again = Session::decode(written);
   require(again.has_value(), "a record that was written can be read");
   require(again->encode() == written, "and is written the same again");
-  // A file has whole seconds, from the year 0 to 32767.
+  // Files hold whole seconds, from the year 0 to 32767.
   Session rounded = *session;
   rounded.updatedAt = again->updatedAt;
   rounded.stateSince = again->stateSince;

@@ -1,5 +1,5 @@
 // Goes through inputs without a fuzzer: main for a target that is built as a test. Its arguments are files,
-// and folders of files; the status is 0 when there was at least one and every law held for each.
+// and folders of files. The status is 0 if there was at least one input and every law held for each.
 #include <cstdio>
 #include <filesystem>
 #include <span>
@@ -24,7 +24,7 @@ int main(int argc, char** argv) {
   std::size_t count = 0;
   for (const char* argument : std::span(argv, static_cast<std::size_t>(argc)).subspan(1)) {
     for (const std::filesystem::path& input : inputsIn(argument)) {
-      // Last on the screen when a law is broken, above its name.
+      // If a law is broken, this is the last line on the screen, above the law's name.
       std::fprintf(stderr, "%s\n", input.c_str());
       const std::string bytes = tavrin::test::readFile(input);
       LLVMFuzzerTestOneInput(reinterpret_cast<const std::uint8_t*>(bytes.data()), bytes.size());

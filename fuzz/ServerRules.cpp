@@ -20,14 +20,14 @@ std::string afterLastSlash(const std::string& path) {
   return std::string(split(path, '/').back());
 }
 
-// What stands before and after the last dot.
+// The text before and after the last dot.
 std::pair<std::string, std::string> cutAtDot(const std::string& name) {
   const std::size_t dot = name.rfind('.');
   return dot == std::string::npos ? std::pair(name, std::string())
                                   : std::pair(name.substr(0, dot), name.substr(dot + 1));
 }
 
-// The last of the pieces between colons that are not empty, if it is a port; 0 if it is none.
+// The last non-empty piece between colons, if it is a port; otherwise 0.
 int portOf(std::string_view text) {
   std::string_view last;
   for (const std::string_view piece : split(text, ':')) {
@@ -43,8 +43,8 @@ int portOf(std::string_view text) {
   return port;
 }
 
-// A row's conditions: "|" stands between alternatives, "&" between what must all hold. "stem=x" asks for a
-// stem that is x, "cmd^x" for a command that starts with x, "line~x" for a line that holds x.
+// A row's conditions. "|" separates alternatives, "&" separates conditions that must all hold. "stem=x" asks
+// for the stem x, "cmd^x" for a command that starts with x, "line~x" for a line that holds x.
 struct Row {
   const char* name;
   const char* conditions;

@@ -1,5 +1,5 @@
-// An agent's settings file. The input's first byte chooses the agent, the rest is the document: it is read by
-// two readers, printed, and our hooks are put in and taken out.
+// An agent's settings file. The input's first byte chooses the agent, and the rest is the document. Two
+// readers read it, it is printed, and our hooks are put in and taken out.
 #include <algorithm>
 #include <optional>
 #include <string>
@@ -19,13 +19,13 @@ namespace {
 constexpr std::string_view helper = "/Users/dev/Library/Application Support/Tavrin/bin/tavrin-hook";
 constexpr std::string_view elsewhere = "/opt/Tavrin/bin/tavrin-hook";
 
-// Whether both hold the same, keys in the same order.
+// Whether both are the same, with keys in the same order.
 bool same(const json::object& a, const json::object& b) {
   return Json::print(a) == Json::print(b);
 }
 
-// What is in the groups of one event and not ours: groups that are no such list, and others' entries, in
-// their order.
+// What does not belong to us in the groups of one event, in order: the event's value if it is not a list of
+// groups, and others' entries.
 json::array othersIn(const json::value& event) {
   json::array others;
   const json::array* const groups = Json::objects(event);
@@ -79,7 +79,7 @@ bool holdsOurs(const json::object& document) {
          });
 }
 
-// Whether merging would replace a value that is not of the form that agents read.
+// Whether merging would replace a value that does not have the form that agents read.
 bool isOdd(const json::object& document, const AgentDefinition& definition) {
   const json::value* const present = document.if_contains("hooks");
   if (present == nullptr) return false;

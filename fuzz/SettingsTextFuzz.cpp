@@ -1,5 +1,5 @@
-// The text of an agent's settings file. The input's first byte chooses the agent, the rest is the text: our
-// hooks are put in and taken out, and no other byte may change.
+// The text of an agent's settings file. The input's first byte chooses the agent, and the rest is the text.
+// Our hooks are put in and taken out, and no other byte may change.
 #include <algorithm>
 #include <optional>
 #include <string>
@@ -72,7 +72,7 @@ void checkShared(std::string_view text, const json::object& document, const Agen
     if (removed == document && !text.empty()) require(back.text == text, "and then has its bytes back");
   }
   const Outcome moved = SettingsText::connect(connected.text, elsewhere, definition);
-  require(moved.kind == Outcome::Kind::changed, "a moved tool is connected anew");
+  require(moved.kind == Outcome::Kind::changed, "a moved tool is connected again");
   require(others(moved.text, listed) == others(text, listed), "and no other byte changes");
   for (const SettingsText::Entry& entry : SettingsText::contents(moved.text, definition).entries)
     require(!entry.event.empty() || entry.helperPath != helper, "each entry has an event");

@@ -13,7 +13,8 @@ using namespace tavrin::fuzz;  // NOLINT(google-build-using-namespace)
 
 namespace {
 
-// A text whole under the first of equal keys; null, with `isWhole` false, for one cut between two surrogates.
+// The first text under equal keys; null if it is not a text. Clears `isWhole` if it was cut between two
+// surrogates.
 const PlainJson::Value* fieldOf(const PlainJson::Value& object, std::string_view key, bool& isWhole) {
   const PlainJson::Value* const value = object.first(key);
   if (value == nullptr) return nullptr;
@@ -31,8 +32,8 @@ std::optional<std::string> titlePlainly(std::string_view text) {
   return shownTitle(title->text);
 }
 
-// A word that starts with a combining mark, as it can behind a tab, marks the blank that then stands before
-// it: both are one character, which is white space.
+// A word that starts with a combining mark, which is possible after a tab, marks the space that then stands
+// before it. Both are one character, which is white space.
 bool hasMarkedBlank(std::string_view title) {
   for (std::size_t i = title.find(' '); i != std::string_view::npos; i = title.find(' ', i + 1)) {
     if (Text::firstCharacters(title.substr(i), 1) != " ") return true;

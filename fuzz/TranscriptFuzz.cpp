@@ -1,5 +1,5 @@
-// A line of a transcript. The parser passes over most lines without reading them; here each is read, by a
-// second reader, and both must see the same signals.
+// A line of a transcript. The parser skips most lines without reading them as JSON. Here a second reader
+// reads each line, and both must see the same signals.
 #include <algorithm>
 #include <array>
 #include <optional>
@@ -16,7 +16,7 @@ using Signals = std::vector<TranscriptSignal>;
 
 namespace {
 
-// "" for what is missing or no text.
+// "" for a value that is missing or not a text.
 std::string textUnder(const Value& object, std::string_view key) {
   const Value* const value = object.last(key);
   return value == nullptr || value->asText() == nullptr ? "" : *value->asText();

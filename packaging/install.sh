@@ -1,34 +1,93 @@
 #!/usr/bin/env bash
-# Puts tavrin-hook where agents' settings look for it, below your home directory. BIN names another directory, which
-# should end in /Tavrin/bin as well, and DESTDIR goes in front of it. The argument is the executable, the one beside
-# this script without it.
+# Installs tavrin-hook and tavrin below your home directory, with their manual pages and completions. The argument is
+# the directory that holds them, the one of this script without it.
+#
+#   BIN            where the two programs go; it should end in /Tavrin/bin
+#   XDG_DATA_HOME  where manual pages and completions go, ~/.local/share without it
+#   DESTDIR        goes in front of every path
 set -euo pipefail
 
-executable="${1:-$(dirname "$0")/tavrin-hook}"
-bin="${DESTDIR:-}${BIN:-$HOME/Library/Application Support/Tavrin/bin}"
-command="$bin/tavrin-hook"
+files="${1:-$(dirname "$0")}"
+if [ -z "${BIN:-}" ] && [ -z "${HOME:-}" ]; then
+  echo "Nothing was installed, because HOME is not set. Set it, or name a directory in BIN." >&2
+  exit 1
+fi
+bin="${BIN:-${HOME:-}/Library/Application Support/Tavrin/bin}"
 
 refuse_directory() {
-  if [ -d "$command" ] && [ ! -L "$command" ]; then
-    echo "$command is a directory: move it away, and install again" >&2
+  if [ -d "$1" ] && [ ! -L "$1" ]; then
+    echo "$1 is a directory: move it away, and install again" >&2
     exit 1
   fi
 }
 
-refuse_directory
-mkdir -p "$bin"
-new=$(mktemp "$bin/.tavrin-hook.XXXXXXXX")
-trap 'rm -f "$new"' EXIT
-# Written beside its place and moved there, for agents run it at any moment. With cat, for a copy of a download would
-# still count as one on macOS, and be asked about.
-cat "$executable" >"$new"
-chmod 755 "$new"
-# A link is replaced, but into one that leads to a directory, mv would move the file.
-if [ -L "$command" ] && [ -d "$command" ]; then rm -f "$command"; fi
-refuse_directory
-mv -f "$new" "$command"
-echo "Installed $command"
+new=
+trap 'if [ -n "$new" ]; then rm -f "$new"; fi' EXIT
+
+# Puts the file $1 at the place $2 with the mode $3. It is written beside its place and moved there, because agents run
+# the hook at any moment. cat writes it, because a copy of a download would still count as one on macOS, which would ask
+# about it.
+put() {
+  local place=$2
+  refuse_directory "$place"
+  mkdir -p "${place%/*}"
+  new=$(mktemp "${place%/*}/.${place##*/}.XXXXXXXX")
+  cat "$1" >"$new"
+  chmod "$3" "$new"
+  # mv replaces a link, but would move the file into the directory that one leads to.
+  if [ -L "$place" ] && [ -d "$place" ]; then rm -f "$place"; fi
+  refuse_directory "$place"
+  mv -f "$new" "$place"
+  new=
+}
+
+root="${DESTDIR:-}"
+put "$files/tavrin-hook" "$root$bin/tavrin-hook" 755
+echo "Installed $root$bin/tavrin-hook"
 case "$bin" in
   */Tavrin/bin) ;;
   *) echo "Its path does not end in /Tavrin/bin/tavrin-hook, by which its entries in agents' settings are recognised." ;;
 esac
+if [ -f "$files/tavrin" ]; then
+  put "$files/tavrin" "$root$bin/tavrin" 755
+  echo "Installed $root$bin/tavrin"
+fi
+
+if [ -z "${HOME:-}" ]; then
+  echo "HOME is not set: no link, manual pages or completions were installed"
+  exit 0
+fi
+
+if [ -f "$files/tavrin" ]; then
+  links="$HOME/.local/bin"
+  link="$root$links/tavrin"
+  owner=$(readlink "$link" || true)
+  case "$owner" in */Tavrin/bin/tavrin) rm -f "$link" ;; esac
+  if [ -e "$link" ] || [ -L "$link" ]; then
+    echo "Kept $link, which is not Tavrin's"
+  else
+    mkdir -p "$root$links"
+    ln -s "$bin/tavrin" "$link"
+    echo "Linked $link to it"
+    case ":${PATH:-}:" in
+      *":$links:"*) ;;
+      *) echo "$links is not in PATH: add it in your shell's start-up file" ;;
+    esac
+  fi
+fi
+
+data="${XDG_DATA_HOME:-$HOME/.local/share}"
+found=
+for file in man/man1/tavrin.1 man/man1/tavrin-hook.1 man/man5/tavrin-session.5 bash-completion/completions/tavrin \
+  zsh/site-functions/_tavrin fish/vendor_completions.d/tavrin.fish; do
+  if [ -f "$files/share/$file" ]; then
+    put "$files/share/$file" "$root$data/$file" 644
+    found=$file
+  fi
+done
+if [ -n "$found" ]; then echo "Installed manual pages and completions below $root$data"; fi
+if [ -f "$files/share/zsh/site-functions/_tavrin" ]; then
+  case "${SHELL:-}" in
+    */zsh) echo "To have zsh find them, put before compinit in ~/.zshrc: fpath+=('$data/zsh/site-functions')" ;;
+  esac
+fi

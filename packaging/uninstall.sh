@@ -1,23 +1,53 @@
 #!/usr/bin/env bash
-# Removes what install.sh has put there, with the same BIN and DESTDIR. What agents have reported stays, and so do their
-# settings; those that still run tavrin-hook are named.
+# Removes what install.sh has put in its places, with the same BIN, XDG_DATA_HOME and DESTDIR. On a terminal it offers
+# to disconnect the agents first. What agents have reported stays, and so do their settings; it names those that still
+# run tavrin-hook.
 set -euo pipefail
 
-bin="${DESTDIR:-}${BIN:-$HOME/Library/Application Support/Tavrin/bin}"
-command="$bin/tavrin-hook"
-
-if [ -d "$command" ] && [ ! -L "$command" ]; then
-  echo "$command is a directory, which install.sh has not put there" >&2
+if [ -z "${BIN:-}" ] && [ -z "${HOME:-}" ]; then
+  echo "Nothing was removed, because HOME is not set. Set it, or name a directory in BIN." >&2
   exit 1
 fi
-if [ -e "$command" ] || [ -L "$command" ]; then
-  rm -f "$command"
-  echo "Removed $command"
-else
-  echo "There is no $command"
+root="${DESTDIR:-}"
+bin="$root${BIN:-${HOME:-}/Library/Application Support/Tavrin/bin}"
+
+for program in tavrin-hook tavrin; do
+  if [ -d "$bin/$program" ] && [ ! -L "$bin/$program" ]; then
+    echo "$bin/$program is a directory, which install.sh has not put there" >&2
+    exit 1
+  fi
+done
+
+# tavrin itself asks before it changes a file.
+if [ -z "$root" ] && [ -x "$bin/tavrin" ] && [ -t 0 ] && [ -t 1 ]; then
+  connected=$("$bin/tavrin" disconnect --dry-run 2>/dev/null || true)
+  case "$connected" in *"would be disconnected"*) "$bin/tavrin" disconnect || true ;; esac
 fi
-# What an installation that was stopped has left.
-rm -f "$bin"/.tavrin-hook.new "$bin"/.tavrin-hook.????????
+
+# Removes the file $1, and what an installation that was stopped has left beside it.
+take() {
+  rm -f "${1%/*}/.${1##*/}".????????
+  if [ ! -e "$1" ] && [ ! -L "$1" ]; then return 1; fi
+  rm -f "$1"
+}
+
+if [ -n "${HOME:-}" ]; then
+  link="$root$HOME/.local/bin/tavrin"
+  owner=$(readlink "$link" || true)
+  case "$owner" in */Tavrin/bin/tavrin) rm -f "$link" && echo "Removed $link" ;; esac
+
+  data="$root${XDG_DATA_HOME:-$HOME/.local/share}"
+  removed=
+  for file in man/man1/tavrin.1 man/man1/tavrin-hook.1 man/man5/tavrin-session.5 bash-completion/completions/tavrin \
+    zsh/site-functions/_tavrin fish/vendor_completions.d/tavrin.fish; do
+    if take "$data/$file"; then removed=$file; fi
+  done
+  if [ -n "$removed" ]; then echo "Removed manual pages and completions below $data"; fi
+fi
+
+if take "$bin/tavrin"; then echo "Removed $bin/tavrin"; fi
+if take "$bin/tavrin-hook"; then echo "Removed $bin/tavrin-hook"; else echo "There is no $bin/tavrin-hook"; fi
+rm -f "$bin/.tavrin-hook.new" # as earlier versions named it
 case "$bin" in */Tavrin/bin) rmdir "$bin" "${bin%/bin}" 2>/dev/null || true ;; esac
 
 if [ -z "${HOME:-}" ]; then

@@ -17,7 +17,7 @@ missing=$(doxygen - 2>&1 <<<"$doxyfile
 GENERATE_HTML = NO
 WARN_IF_UNDOCUMENTED = YES
 WARN_AS_ERROR = NO" | grep -e ' Compound ' -e ' of namespace ' || true)
-# A namespace without a comment is left out with all its functions, and nobody is told.
+# doxygen silently leaves out a namespace without a comment, together with all its functions.
 while read -r name; do
   [ -e "build/docs/api/namespacetavrin_1_1$name.html" ] || missing+="The namespace $name has no comment."$'\n'
 done < <(git ls-files 'TavrinCore/*.hpp' | grep -v -F -f cmake/private-headers.txt |

@@ -1,21 +1,21 @@
 #!/usr/bin/env bash
-# Runs the benchmarks and prints what they say; with "--docs", puts the results into the documentation as well.
-# The results stay in build/bench.
+# Runs the benchmarks and prints their results. With "--docs", also puts the results into the documentation. The results
+# stay in build/bench.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
-# Files in memory, where there is such a place: a disk is shared with everything that writes.
+# Files are kept in memory if possible, because every writer shares the disk.
 if [ -z "${TMPDIR:-}" ] && [ -w /dev/shm ]; then export TMPDIR=/dev/shm; fi
 
 if [ "${1:-}" = --docs ] && [ "$(uname)" != Linux ]; then
-  echo "The documents hold what is measured on Linux." >&2
+  echo "The documents hold only what was measured on Linux." >&2
   exit 1
 fi
 
 build=build/bench
 cmake --preset release -B $build -DTAVRIN_BUILD_BENCHMARKS=ON -DTAVRIN_BUILD_TESTS=OFF >/dev/null
 targets=(steps_bench transcript_bench panel_bench monitor_bench)
-# Whole runs are measured on Linux, by its own interfaces.
+# Whole runs are measured only on Linux, because this uses Linux's own interfaces.
 if [ "$(uname)" = Linux ]; then targets+=(process_bench); fi
 cmake --build $build --target "${targets[@]}"
 

@@ -31,7 +31,7 @@ CS_HASHTYPE_SHA256 = 2
 
 
 class Wrong(Exception):
-    """Something that is not as it must be."""
+    """An error in a file."""
 
 
 def unpack(form, data, offset):
@@ -207,8 +207,8 @@ def check(path, known, forbidden):
 
 
 def symbols_of(description):
-    """What a text-based description of a library (.tbd) says: the library's name, and the symbols in it and in the
-    libraries that it hands on, which stand in the same file."""
+    """Reads a text-based description of a library (.tbd): the library's name, and the symbols in it and in the
+    libraries that it re-exports, which are in the same file."""
     text = description.read_text()
     name = re.search(r"^install-name:\s*'?([^'\s]+)", text, re.MULTILINE).group(1)
     lists = re.findall(r"symbols:\s*\[([^]]*)\]", text)
@@ -217,7 +217,7 @@ def symbols_of(description):
 
 def main():
     parser = argparse.ArgumentParser(description=__doc__)
-    parser.add_argument("--forbid", action="append", default=[], help="a text that must stand in no file")
+    parser.add_argument("--forbid", action="append", default=[], help="a text that no file may contain")
     parser.add_argument("--library", action="append", default=[], type=pathlib.Path, help="a .tbd file of the system")
     parser.add_argument("files", nargs="+", type=pathlib.Path)
     options = parser.parse_args()

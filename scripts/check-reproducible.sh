@@ -13,7 +13,7 @@ trap 'rm -rf "$elsewhere"' EXIT
 git ls-files -z | tar --create --null --files-from=- | tar --extract --directory "$elsewhere"
 cd "$elsewhere"
 cmake --preset release -DTAVRIN_BUILD_TESTS=OFF >/dev/null
-cmake --build --preset release --target tavrin-hook >build.log || { cat build.log >&2 && exit 1; }
+cmake --build --preset release --target tavrin-files tavrin-portable >build.log || { cat build.log >&2 && exit 1; }
 scripts/package.sh native >/dev/null
 
 status=0

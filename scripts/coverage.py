@@ -16,16 +16,16 @@ import sys
 
 ROOT = pathlib.Path(__file__).resolve().parent.parent
 LEAST = 95  # of 100 branches
-# What holds the records and decides their states; all branches of these units are taken.
+# The units that hold the records and decide their states. All branches of these units must be taken.
 WHOLE = {"TavrinCore/Support/File", "TavrinCore/Support/Uninterrupted", "TavrinCore/Sessions/SessionFileStore",
          "TavrinCore/Hook/HookLog", "TavrinCore/Hook/HookTransitions"}
 PROGRAMS = re.compile(r"(_tests|tavrin-hook|fuzz_[a-z]+|session-worker)$")
-# The value of an enumeration that no case has: compilers warn of a missing case, which is an error here.
+# A value of an enumeration without a case. Compilers warn of a missing case, and that warning is an error here.
 SWITCH = re.compile(r"\s*switch \(")
 
 
 def tool(name):
-    """llvm-cov beside the compiler: it must be of the same version."""
+    """llvm-cov beside the compiler, because it must have the same version."""
     folder = pathlib.Path(os.path.realpath(subprocess.run(["sh", "-c", "command -v clang++"], check=True, text=True,
                                                           stdout=subprocess.PIPE).stdout.strip())).parent
     return str(folder / name) if (folder / name).exists() else name
@@ -56,7 +56,7 @@ def counted(build):
 
 
 def exceptions():
-    """{(file, source of the line)} of the branches that need not be taken."""
+    """The branches that need not be taken, as {(file, source of the line)}."""
     lines = (ROOT / "scripts/coverage-exceptions.txt").read_text().splitlines()
     return {tuple(line.split(": ", 1)) for line in lines if line and not line.startswith("#")}
 
@@ -93,7 +93,7 @@ def main():
     if missing:
         print("\nNot taken:\n" + "\n".join(missing))
     for path, text in sorted(unused):
-        print(f"\nscripts/coverage-exceptions.txt has what needs no exception: {path}: {text}")
+        print(f"\nscripts/coverage-exceptions.txt lists a branch that needs no exception: {path}: {text}")
     absent = WHOLE - {os.path.splitext(path)[0] for path in files}
     for path in sorted(absent):
         print(f"\nNothing was counted in {path}.")

@@ -2,7 +2,7 @@
 """Writes the inputs that fuzzing starts from: fuzz-seeds.py FOLDER
 
 FOLDER gets a folder for each target with a file for each input, made of what tests/data holds: events, records,
-settings and answers as agents and systems really sent them, and the odd cases that were worked out by hand.
+settings and answers as agents and systems really sent them, and odd cases that were written by hand.
 """
 
 import base64
@@ -28,7 +28,7 @@ def text_of(line):
 
 
 def shortened(value):
-    """A document with its long texts cut, for the form is what counts."""
+    """A document with its long texts cut, because only its form matters."""
     if isinstance(value, str):
         return value[:60]
     if isinstance(value, list):
@@ -55,7 +55,7 @@ def scenarios():
 
 
 def event():
-    """Whole sessions in short, and events one by one."""
+    """Whole sessions with short texts, and events one by one."""
     for events in scenarios():
         by_arguments = {}
         for arguments, payload in events:
@@ -165,7 +165,7 @@ def gitfile():
 
 
 def log():
-    """The size and the time to begin with, and messages."""
+    """The size and the time at the start, and messages."""
     messages = [b"claude s1 PreToolUse Bash#a1b2c3 \xe2\x86\x92 working", b"error: notAnObject (2 bytes)", b"", b"a\0b"]
     for size in [b"", b"0", b"1", b"999999", b"1000000", b"1000001", b"1000050"]:
         for seconds in [b"1738314902", b"-62167219201", b"971890963200"]:
@@ -194,7 +194,24 @@ def arguments():
         yield words.replace(" ", "\0").encode()
 
 
-TARGETS = [arguments, codex, event, gitfile, listeners, log, record, settings, titles, transcript]
+def keys():
+    """What a terminal sends: each word, pairs of them, and long runs."""
+    words = dictionary("keys") + [b"j", b"q", b"\r", b"\x7f"]
+    for first in words:
+        for second in words:
+            yield first + second
+    chance = random.Random(1)
+    for count in range(1, 100):
+        yield b"".join(chance.choices(words, k=count))
+
+
+def settingstext():
+    """A byte of options, and the text of a settings file."""
+    for number, text in enumerate(sorted(set(settings()))):
+        yield bytes([number % 256]) + text
+
+
+TARGETS = [arguments, codex, event, gitfile, keys, listeners, log, record, settings, settingstext, titles, transcript]
 
 
 def main():

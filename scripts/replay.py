@@ -28,7 +28,7 @@ def coloured(text, code):
 
 
 def outcome_colour(message):
-    """The colour for a log line, by what came of its event."""
+    """The colour for a log line, by the outcome of its event."""
     outcome = message.rpartition("→ ")[2] if "→" in message else "error"
     return COLOURS.get(outcome.split(" ")[0].rstrip(":"), "")
 
@@ -43,7 +43,7 @@ class Home:
         self.sessions = self.path / "Library/Application Support/Tavrin/sessions"
 
     def play(self, event, arguments):
-        """Runs the hook on one event, and gives the log line it wrote, without its time."""
+        """Runs the hook on one event, and returns the log line that it wrote, without its time."""
         before = self.log.stat().st_size if self.log.exists() else 0
         environment = dict(os.environ, HOME=str(self.path))
         with event.open("rb") as payload:
@@ -85,12 +85,12 @@ def show_sessions(home):
 
 
 def main():
-    # Ends quietly where its output is not read to the end, as by head(1).
+    # Ends quietly if its reader stops early, as head(1) does.
     signal.signal(signal.SIGPIPE, signal.SIG_DFL)
     parser = argparse.ArgumentParser(description=__doc__)
     parser.add_argument("hook", help="the tavrin-hook executable")
-    parser.add_argument("--agent", choices=PRODUCTS, help="play this agent's sessions alone")
-    parser.add_argument("--keep", action="store_true", help="keep the scratch home, and say where it is")
+    parser.add_argument("--agent", choices=PRODUCTS, help="play only this agent's sessions")
+    parser.add_argument("--keep", action="store_true", help="keep the scratch home, and print its path")
     options = parser.parse_args()
 
     home = Home(pathlib.Path(options.hook).resolve())

@@ -1,6 +1,6 @@
 #!/usr/bin/env python3
 """Prints TavrinCore/Support/UnicodeRanges.hpp: the code points that are letters or numbers although their general
-category, as the oldest supported utf8proc knows it, does not say so. The platform's own answer is the source."""
+category in the oldest supported utf8proc does not say so. The source is what macOS's Foundation answered."""
 import ctypes
 import ctypes.util
 import json

@@ -8,7 +8,7 @@ namespace tavrin {
 
 namespace {
 
-// Takes a number off the front of `text`; nullopt when there is none, or it is too large.
+// Takes a number off the front of `text`. Returns nullopt if there is none, or if it is too large.
 std::optional<std::int32_t> takeNumber(std::string_view& text) {
   constexpr std::int32_t largest = 999'999;
   std::int32_t number = 0;
@@ -41,7 +41,7 @@ bool isDigit(char c) {
 
 std::optional<AgentVersion> AgentVersion::parse(std::string_view text) {
   for (std::size_t i = 0; i < text.size(); ++i) {
-    // Only where a number begins, and not in the middle of one.
+    // Only where a number begins, not in the middle of one.
     if (!isDigit(text[i]) || (i > 0 && (isDigit(text[i - 1]) || text[i - 1] == '.'))) continue;
     if (const std::optional<AgentVersion> version = takeVersion(text.substr(i))) return version;
   }

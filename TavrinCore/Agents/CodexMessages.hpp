@@ -10,13 +10,12 @@
 #include "TavrinCore/Agents/AgentReadiness.hpp"
 
 /// Codex runs hooks only once it trusts them. Its app server (`codex app-server`), a local process that
-/// speaks JSON-RPC 2.0 with one message a line, lists hooks and records trust. Here are the messages of that
-/// conversation as texts. Starting the server, carrying the messages and numbering the requests is the
-/// caller's:
+/// speaks JSON-RPC 2.0 with one message per line, lists hooks and records trust. This file makes and reads
+/// the texts of those messages. The caller starts the server, carries the messages and numbers the requests:
 ///
 ///   initializeMessage, once;
 ///   hooksListMessage, whose answer goes through hooksIn;
-///   trustMessage with what needingTrust finds, unless that is nothing, and the list again;
+///   trustMessage with the result of needingTrust, if that is not empty, and the list again;
 ///   readiness of the last list.
 ///
 /// Answers carry the request's id. Notifications, which have none, come in between.
@@ -29,17 +28,17 @@ struct Hook {
   std::string sourcePath;
   std::string eventName;
   std::string trustStatus;  ///< "unknown" when the server does not say
-  std::string currentHash;  ///< of the hook's settings: what trust is given to
+  std::string currentHash;  ///< the hash of the hook's settings, to which trust applies
 
   bool isTavrin() const;
 
-  /// "trusted" and "managed" hooks are, and no others.
+  /// True for the statuses "trusted" and "managed".
   bool isTrusted() const;
 
   bool operator==(const Hook&) const = default;
 };
 
-/// That the hook `key` is to be trusted as long as its settings have this hash.
+/// Trusts the hook `key` as long as its settings have this hash.
 struct TrustUpdate {
   std::string key;
   std::string hash;
@@ -55,8 +54,8 @@ std::string initializeMessage(std::int64_t id, std::string_view version);
 /// Asks for the hooks that count in the directories `cwds`.
 std::string hooksListMessage(std::int64_t id, const std::vector<std::string>& cwds);
 
-/// Trusts all of `updates` at once and has the running Codex take notice. Other hooks keep their trust. Of
-/// two updates with one key the later counts.
+/// Trusts all of `updates` at once, and makes the running Codex reload its settings. Other hooks keep their
+/// trust. The last of two updates with the same key counts.
 std::string trustMessage(std::int64_t id, const std::vector<TrustUpdate>& updates);
 
 /// Asks for the latest `limit` threads, which are Codex's sessions.
@@ -64,7 +63,7 @@ std::string threadListMessage(std::int64_t id, std::int64_t limit);
 
 // Answers.
 
-/// What a line from the server is.
+/// A line from the server.
 struct Answer {
   std::optional<std::int64_t> id;    ///< of the request that it answers; nullopt for a notification
   std::optional<std::string> error;  ///< the server's message when it refused the request

@@ -17,7 +17,7 @@ bool holdsMarker(const json::object& entry, std::string_view commandKey) {
   return text && text->find(marker) != std::string_view::npos;
 }
 
-// Whether `fits` holds for one of `objects`, a list that Json::objects or Json::objectsAt gave, or null.
+// Whether `fits` holds for one of `objects`, a list that Json::objects or Json::objectsAt returned, or null.
 template <class Fits>
 bool anyOf(const json::array* objects, Fits fits) {
   return objects != nullptr && std::ranges::any_of(*objects, [&](const json::value& element) {

@@ -25,7 +25,7 @@ SettingsEdit::SettingsEdit(std::string_view text, const JsonLayout::Plain& plain
   }
 }
 
-// The white space between an item and the bracket or comma before it; comments in it are spaces.
+// The white space between an item and the bracket or comma before it. A comment there counts as spaces.
 std::string_view SettingsEdit::before(const List& list, std::size_t index) const {
   const std::size_t start = index == 0 ? list.open + 1 : list.items[index - 1].comma.value() + 1;
   return std::string_view(plain_.text).substr(start, list.items[index].span.start - start);
@@ -35,7 +35,7 @@ bool SettingsEdit::isMultiline(const List& list) const {
   return !list.items.empty() && before(list, list.items.size() - 1).find('\n') != std::string_view::npos;
 }
 
-// What the line of `position` begins with.
+// The spaces and tabs that start the line of `position`, at most up to `position`.
 std::string SettingsEdit::indentAt(std::size_t position) const {
   const std::size_t lineFeed = position == 0 ? std::string_view::npos : text_.rfind('\n', position - 1);
   std::size_t start = lineFeed == std::string_view::npos ? 0 : lineFeed + 1;
@@ -44,7 +44,7 @@ std::string SettingsEdit::indentAt(std::size_t position) const {
   return std::string(text_.substr(start, end - start));
 }
 
-// The first and the one after the last comment between two positions.
+// The indices of the first comment between two positions and of the one after the last.
 std::pair<std::size_t, std::size_t> SettingsEdit::commentsIn(std::size_t from, std::size_t to) const {
   const auto start = [](const JsonLayout::Comment& comment) { return comment.span.start; };
   const auto first = std::ranges::lower_bound(plain_.comments, from, {}, start);
@@ -53,7 +53,7 @@ std::pair<std::size_t, std::size_t> SettingsEdit::commentsIn(std::size_t from, s
   return {index(first), index(last)};
 }
 
-// The end of the last comment between two positions; `from` when there is none.
+// The end of the last comment between two positions; `from` if there is none.
 std::size_t SettingsEdit::afterComments(std::size_t from, std::size_t to) const {
   const auto [first, last] = commentsIn(from, to);
   return first == last ? from : plain_.comments[last - 1].span.end;
@@ -145,8 +145,8 @@ void SettingsEdit::append(const List& list, const std::vector<New>& added, const
   edits_.push_back({{place, place}, std::move(inserted)});
 }
 
-// Puts items into a list that has none. In the document's own list the line end after them is always new,
-// so that it can go with them and "{}" and "{ }" come back as they were.
+// Puts items into an empty list. In the document's own list, always adds the line end after them, so that
+// removing them also removes it, and "{}" and "{ }" come back as they were.
 void SettingsEdit::fill(const List& list, const std::vector<New>& added, const List* parent) {
   const std::size_t place = afterComments(list.open + 1, list.close);
   const bool isAfterLineComment = endsLineComment(place);
@@ -177,7 +177,7 @@ void SettingsEdit::replace(const List& list, const Item& item, const json::value
   edits_.push_back({item.value, std::move(inserted)});
 }
 
-// Takes out what is between two positions and no comment.
+// Removes everything between two positions except comments.
 void SettingsEdit::removeBlank(std::size_t from, std::size_t to) {
   const auto [first, last] = commentsIn(from, to);
   if (first == last) {
@@ -189,7 +189,7 @@ void SettingsEdit::removeBlank(std::size_t from, std::size_t to) {
 }
 
 void SettingsEdit::remove(const List& list, const std::vector<std::size_t>& indices) {
-  std::optional<std::size_t> lastKept;  // before the item that is looked at
+  std::optional<std::size_t> lastKept;  // before the current item
   std::size_t next = 0;
   for (const std::size_t index : indices) {
     for (; next < index; ++next) lastKept = next;
@@ -199,7 +199,7 @@ void SettingsEdit::remove(const List& list, const std::vector<std::size_t>& indi
     const std::size_t from = afterComments(start, item.span.start);
     std::size_t end = item.span.end;
     if (!item.comma && !lastKept) {
-      // It was the only one. The line end that `fill` wrote after it goes as well.
+      // It was the only item. The line end that `fill` wrote after it goes as well.
       const std::string lineEnd = newLine_ + indentAt(list.open);
       const bool startsLine = before(list, index).find('\n') != std::string_view::npos;
       if (startsLine && !endsLineComment(from) && text_.substr(end).starts_with(lineEnd))
@@ -216,7 +216,7 @@ void SettingsEdit::remove(const List& list, const std::vector<std::size_t>& indi
   }
 }
 
-// All edits in the order of the text, those that touch each other as one.
+// All edits in the order of the text. Adjacent edits become one.
 std::vector<SettingsEdit::Edit> SettingsEdit::ordered() const {
   std::vector<Edit> sorted = edits_;
   std::ranges::stable_sort(sorted, {}, [](const Edit& edit) { return edit.removed.start; });

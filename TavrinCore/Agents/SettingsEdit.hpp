@@ -11,31 +11,32 @@
 
 namespace tavrin {
 
-/// Edits of a JSON text that keep all other bytes: elements and members are taken out, put in at the end of
-/// their list, or replaced. What was put into a list at its end and is then taken out leaves the bytes that
-/// were there before. Edits are collected, and all made at once by `result`.
+/// Edits a JSON text and keeps all other bytes. Elements and members are removed, added at the end of their
+/// list, or replaced. Adding something at the end of a list and removing it again restores the bytes. Edits
+/// are collected, and `result` makes them all at once.
 class SettingsEdit {
  public:
   using List = JsonLayout::List;
   using Item = JsonLayout::Item;
 
-  /// `text` is valid once its comments are blanked out, as `plain` is. Both outlive this.
+  /// `text` is valid JSON once its comments are overwritten with spaces, as in `plain`. Both must outlive
+  /// this object.
   SettingsEdit(std::string_view text, const JsonLayout::Plain& plain);
 
-  /// A member of an object, or an element of an array, to be put in.
+  /// A new member of an object, or a new element of an array.
   struct New {
-    std::string_view key;  ///< empty for elements; no member has an empty key here
+    std::string_view key;  ///< empty for elements; new members never have an empty key
     const boost::json::value* value;
   };
 
-  /// Puts `added` at the end of `list`, in the style of its last item. `parent` is the list that `list`
-  /// stands in and decides the style of one that is empty; the document's own list has none.
+  /// Puts `added` at the end of `list`, in the style of its last item. `parent` is the list that contains
+  /// `list`, and decides the style if `list` is empty. It is null for the document's own list.
   void append(const List& list, const std::vector<New>& added, const List* parent);
 
-  /// Writes `value` in the place of the value of `item`, which stands in `list`.
+  /// Replaces the value of `item`, which is in `list`, by `value`.
   void replace(const List& list, const Item& item, const boost::json::value& value);
 
-  /// Takes out the items at `indices`, which are in order.
+  /// Removes the items at `indices`, which are in ascending order.
   void remove(const List& list, const std::vector<std::size_t>& indices);
 
   /// The text with all edits made.
@@ -48,7 +49,7 @@ class SettingsEdit {
     std::string inserted;
   };
 
-  // How a value is laid out: on lines of its own from `indent` on, or on one line.
+  // The layout of a value: on several lines, indented by `indent`, or on one line.
   struct Layout {
     bool isMultiline = true;
     std::string indent;

@@ -30,7 +30,7 @@ std::string systemReason(int code) {
   return std::generic_category().message(code);
 }
 
-// The record of an original: {"agent", "path", "text"}, the text null when there was no file.
+// The record of an original: {"agent", "path", "text"}. The text is null if there was no file.
 constexpr std::array<std::string_view, 3> originalKeys = {"agent", "path", "text"};
 
 std::string originalRecord(Agent agent, std::string_view path, const Read& read) {
@@ -47,7 +47,7 @@ std::string originalRecord(Agent agent, std::string_view path, const Read& read)
   return record + "}\n";
 }
 
-// A text takes up to six bytes for one.
+// JSON may write one byte of a text as six.
 constexpr std::size_t largestRecord = 6 * SettingsFile::largestFile + 10'000;
 
 std::optional<SettingsFile::Original> originalFrom(std::string_view record, const std::string& file) {
@@ -69,8 +69,8 @@ std::optional<SettingsFile::Original> readOriginal(const std::string& file) {
   return record.kind == Read::Kind::file ? originalFrom(record.text, file) : std::nullopt;
 }
 
-// Writes the record of an original, for its owner alone. One that is there is replaced only when `isFirst`.
-// False, with errno, on failure.
+// Writes the record of an original, which only its owner may read. An existing record is replaced only if
+// `isFirst`. Returns false and sets errno on failure.
 bool keepOriginal(const std::string& file, const std::string& record, bool isFirst) {
   const Read before = FileReplacement::read(file, largestRecord);
   if (before.kind == Read::Kind::failed) return false;
@@ -125,7 +125,7 @@ std::vector<SettingsFile::Original> SettingsFile::originalsIn(const std::string&
   return found;
 }
 
-// One edit of the file: what was read, what is to become of it, and how the attempt ended.
+// One edit of the file: the text that was read, the text to write, and how the attempt ended.
 struct SettingsFile::Attempt {
   const SettingsFile& file;
   std::string target;
@@ -144,7 +144,7 @@ struct SettingsFile::Attempt {
     return outcome(Kind::failed, file.path_ + " was not changed: " + what + ": " + systemReason(code) + ".");
   }
 
-  // Why the file may not be written, whatever is in it.
+  // The reason why the file may not be written, whatever it contains.
   std::optional<Outcome> trouble() const {
     switch (before.kind) {
       case Read::Kind::other:
@@ -185,7 +185,7 @@ SettingsFile::Outcome SettingsFile::edited(const Edit& edit) const {
           .after = {}};
 }
 
-// nullopt when somebody else wrote the file in between.
+// nullopt if another program wrote the file in between.
 std::optional<SettingsFile::Outcome> SettingsFile::tried(const Edit& edit) const {
   Attempt attempt{.file = *this, .target = {}, .before = {}};
   const std::optional<std::string> target = FileReplacement::linkTarget(path_);
@@ -217,7 +217,7 @@ std::optional<SettingsFile::Outcome> SettingsFile::connected(const Attempt& atte
       return attempt.refused("there is no folder " + agentFolder_ + " yet. Start " + name +
                              " once, then connect.");
     }
-    // With ".." in it, a path may lead anywhere.
+    // A path with ".." in it may lead anywhere.
     if (Path::standardized(folder, "/") != folder || !folder.starts_with(agentFolder_ + "/"))
       return attempt.refused("it is a link into a folder that does not exist, " + folder + ".");
     if (!File::makeDirectories(folder)) return attempt.failed("its folder cannot be made", errno);
@@ -235,7 +235,7 @@ std::optional<SettingsFile::Outcome> SettingsFile::connected(const Attempt& atte
   }
 }
 
-// Entries for events that the definition does not have would stay, so they go first.
+// Entries for events that the definition does not list would stay, so they are removed first.
 SettingsText::Outcome SettingsFile::connectedText(std::string_view text, std::string_view helperPath,
                                                   const AgentDefinition& definition) {
   const auto isListed = [&](const SettingsText::Entry& entry) {
@@ -259,7 +259,7 @@ std::optional<SettingsFile::Outcome> SettingsFile::disconnected(const Attempt& a
   }
   if (attempt.isReadOnly()) return attempt.refused("it is read-only. Make it writable, then try again.");
 
-  // Without it nobody knows whether there was a file before.
+  // Without this record nobody knows whether there was a file before.
   const Read record = FileReplacement::read(originalFile(), largestRecord);
   if (record.kind == Read::Kind::failed)
     return attempt.failed("its original cannot be read in " + originals_, errno);

@@ -17,17 +17,17 @@ namespace tavrin {
 /// An agent's settings file on disk, edited by SettingsText and replaced in one step.
 ///
 /// Links are followed. The new file has the mode, owner, access control list and extended attributes of the
-/// old one; a file that was not there is for its owner alone (mode 0600). The new text is written to
-/// ".UUID.tmp" beside the target and synced, and takes the target's place only while that still holds the
-/// bytes that were read. When somebody else wrote in between, everything starts again, at most
+/// old one. If there was no file, only the owner may access the new one (mode 0600). The new text is written
+/// to ".UUID.tmp" beside the target and synced. It takes the target's place only while the target still holds
+/// the bytes that were read. If another program wrote in between, everything starts again, at most
 /// `mostTries` times. A process that dies at any point leaves the old file or the new one, and perhaps a
-/// temporary. Where the file system can exchange two names (renameat2(2), renamex_np(2)), a write by another
-/// process that replaces the file is never lost; elsewhere one that falls between the last comparison and the
-/// rename is. A process that writes into the file without replacing it can lose what it writes at that
-/// moment.
+/// temporary. If the file system can exchange two names (renameat2(2), renamex_np(2)), a write by another
+/// process that replaces the file is never lost. On other file systems it is lost if it falls between the
+/// last comparison and the rename. A process that writes into the file without replacing it can lose what it
+/// writes at that moment.
 ///
-/// Before the first change to a file without this system's hooks, the file as it was is kept in the originals
-/// folder (mode 0600: settings may hold keys), and deleted from there after a clean disconnect.
+/// Before the first change to a file without Tavrin's hooks, the original file is copied to the originals
+/// folder (mode 0600, because settings may hold keys). A clean disconnect deletes the copy.
 class SettingsFile {
  public:
   static constexpr int mostTries = 20;
@@ -51,8 +51,8 @@ class SettingsFile {
     enum class Kind : std::uint8_t {
       changed,    ///< it was written, created or removed
       unchanged,  ///< there was nothing to do
-      refused,    ///< it is as it was, because of what it holds or where it is
-      failed,     ///< it is as it was, because the system refused something
+      refused,    ///< it is unchanged, because of its content or its place
+      failed,     ///< it is unchanged, because a system call failed
     };
 
     Kind kind = Kind::unchanged;
@@ -65,17 +65,17 @@ class SettingsFile {
   /// Whether an edit is made, or only what it would do is returned.
   enum class Mode : std::uint8_t { write, preview };
 
-  /// Puts the hooks of `definition` in, for tavrin-hook at `helperPath`; see SettingsText::connect. Entries
-  /// of this system's for events that the definition does not have go first. Makes the folder of the file
-  /// only inside the agent's own folder, which exists once the agent was started.
+  /// Puts the hooks of `definition` in, with tavrin-hook at `helperPath` (see SettingsText::connect). First
+  /// removes Tavrin's entries for events that the definition does not have. Makes the folder of the file only
+  /// inside the agent's own folder, which exists once the agent was started.
   Outcome connect(std::string_view helperPath, const AgentDefinition& definition,
                   Mode mode = Mode::write) const;
 
-  /// Takes this system's hooks out; see SettingsText::disconnect. A file without any is not written. A file
-  /// that `connect` created is removed when it holds nothing else, and so is an own file.
+  /// Takes Tavrin's hooks out (see SettingsText::disconnect). A file without any is not written. A file that
+  /// `connect` created is removed if it holds nothing else. So is an own file.
   Outcome disconnect(Mode mode = Mode::write) const;
 
-  /// What the file holds of this system.
+  /// What the file holds of Tavrin.
   struct State {
     bool exists = false;
     std::optional<std::string> trouble;  ///< why it cannot be read, or the client does not load it
@@ -94,12 +94,12 @@ class SettingsFile {
     bool operator==(const Original&) const = default;
   };
 
-  /// The originals in a folder, ordered by path: every file that is connected, whatever the environment says
+  /// The originals in a folder, ordered by path: one for every connected file, whatever the environment says
   /// now. Files that are not such records are left out.
   static std::vector<Original> originalsIn(
       const std::string& originals = defaultOriginals(Home::directory()));
 
-  /// The original of this file; nullopt when none is kept.
+  /// The original of this file, or nullopt if none is kept.
   std::optional<Original> original() const;
 
  private:

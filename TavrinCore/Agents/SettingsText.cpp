@@ -135,7 +135,7 @@ std::optional<Refusal> unfitPath(std::string_view path) {
   return std::nullopt;
 }
 
-// Which entries of a group are this system's; empty for a group whose entries are no list of objects.
+// The indices of Tavrin's entries in a group; empty if the group's entries are not a list of objects.
 std::vector<std::size_t> ownEntries(const json::value& group) {
   std::vector<std::size_t> own;
   const json::array* const entries = Json::objectsAt(group.get_object(), "hooks");
@@ -157,7 +157,7 @@ bool hasNothingToDo(const json::object& document, std::string_view helperPath,
   });
 }
 
-// The indices of the members of an object, by key. Of several with one key the last counts.
+// The indices of an object's members, by key. If a key occurs several times, the last one counts.
 using Members = std::unordered_map<std::string, std::vector<std::size_t>>;
 
 Members membersOf(std::string_view plain, const List& object) {
@@ -169,8 +169,7 @@ Members membersOf(std::string_view plain, const List& object) {
   return members;
 }
 
-// Takes this system's entries out of the groups of one event, and puts `group` in as the last unless it is
-// null.
+// Removes Tavrin's entries from the groups of one event. Then appends `group`, unless it is null.
 void editGroups(SettingsEdit& edit, std::string_view plain, const Item& event, const json::array& groups,
                 const json::value* group, const List& parent) {
   const List list = JsonLayout::listAt(plain, event.value.start);
@@ -230,7 +229,7 @@ std::string withHooks(std::string_view text, const Document& document, const jso
   return edit.result();
 }
 
-// `kept` is what stays of the hooks; null when nothing does.
+// `kept` is what stays of the hooks; null if nothing stays.
 std::string withoutHooks(std::string_view text, const Document& document, const json::object* kept) {
   const std::string& plain = document.plain.text;
   SettingsEdit edit(text, document.plain);

@@ -9,13 +9,13 @@
 
 #include "TavrinCore/Agents/AgentDefinition.hpp"
 
-/// Edits the text of an agent's settings file. Only the bytes of this system's own entries change:
-/// indentation, key order, line endings, a byte order mark, comments and a missing final newline stay. New
-/// text uses the file's own indentation and spacing. Nothing here touches a file.
+/// Edits the text of an agent's settings file. Only the bytes of Tavrin's own entries change: indentation,
+/// key order, line endings, a byte order mark, comments and a missing final newline stay. New text uses the
+/// file's own indentation and spacing. Nothing here touches a file.
 ///
-/// A text is JSON as RFC 8259 has it, in UTF-8, at most 512 levels deep; the last of two equal keys counts.
-/// An empty text counts as an empty object. Gemini CLI also reads comments and trailing commas, so they are
-/// accepted for Gemini alone. The other clients ignore a whole file because of one.
+/// A text is JSON as in RFC 8259, in UTF-8, at most 512 levels deep. The last of two equal keys counts. An
+/// empty text counts as an empty object. Gemini CLI also reads comments and trailing commas, so they are
+/// accepted only for Gemini. The other clients ignore a whole file if it contains one.
 namespace tavrin::SettingsText {
 
 /// Why nothing was changed.
@@ -31,7 +31,7 @@ struct Refusal {
   bool operator==(const Refusal&) const = default;
 };
 
-/// What an edit makes of a text.
+/// The result of an edit.
 struct Outcome {
   enum class Kind : std::uint8_t {
     changed,    ///< `text` is the new text
@@ -40,7 +40,7 @@ struct Outcome {
   };
 
   Kind kind = Kind::unchanged;
-  std::string text;      ///< the new text; the text as it was when nothing changes
+  std::string text;      ///< the new text, or the old one if nothing changes
   Refusal refusal = {};  ///< empty unless refused
   bool isEmpty =
       false;  ///< the text holds nothing any more but an empty object, or nothing of others' at all
@@ -48,23 +48,23 @@ struct Outcome {
   bool operator==(const Outcome&) const = default;
 };
 
-/// Puts the hooks of `definition` into `text`: what HookSettings::merged makes of the document, or for an own
-/// file what HookSettings::ownFileDocument is. `helperPath` is where tavrin-hook is installed.
+/// Puts the hooks of `definition` into `text`, as HookSettings::merged does with a document. For an own file
+/// the result is HookSettings::ownFileDocument. `helperPath` is where tavrin-hook is installed.
 ///
-/// Unchanged when each event is installed and has exactly one group of this system's: a group that moves
-/// would cost the trust that Codex gave it. Refused when the text does not parse or is not an object, when an
-/// own file holds somebody else's hooks, and when `helperPath` could not be recognised later or would not
-/// survive a shell: it must end in "/Tavrin/bin/tavrin-hook", be absolute UTF-8, and hold no quote, dollar
-/// sign, backquote, backslash or control character.
+/// The text stays unchanged if each event is installed and has exactly one group of Tavrin's, because moving
+/// a group would lose the trust that Codex gave it. The edit is refused if the text does not parse or is not
+/// an object, if an own file holds somebody else's hooks, and if `helperPath` could not be recognised later
+/// or is not safe in a shell: it must end in "/Tavrin/bin/tavrin-hook", be absolute UTF-8, and hold no quote,
+/// dollar sign, backquote, backslash or control character.
 Outcome connect(std::string_view text, std::string_view helperPath, const AgentDefinition& definition);
 
-/// Takes this system's hooks out of `text`: what HookSettings::removed makes of the document, which also
-/// drops empty events and an empty "hooks". The bytes before `connect` come back wherever `removed` gives the
-/// document before `connect` back. An own file that is this system's becomes empty; others' stay as they are.
-/// Refused when the text does not parse or is not an object.
+/// Takes Tavrin's hooks out of `text`, as HookSettings::removed does with a document. That also drops empty
+/// events and an empty "hooks". If `removed` restores the document before `connect`, this restores its bytes.
+/// An own file of Tavrin's becomes empty. Somebody else's file stays as it is. The edit is refused if the
+/// text does not parse or is not an object.
 Outcome disconnect(std::string_view text, const AgentDefinition& definition);
 
-/// An entry of this system's in a text.
+/// An entry of Tavrin's in a text.
 struct Entry {
   std::string event;
   std::string command;
@@ -73,7 +73,7 @@ struct Entry {
   bool operator==(const Entry&) const = default;
 };
 
-/// What a text holds of this system.
+/// What a text holds of Tavrin.
 struct Contents {
   std::optional<Refusal> refusal;  ///< why the client cannot read the text; then all else is empty
   std::vector<Entry> entries;  ///< in the order of the text, also of events that are not registered any more

@@ -12,8 +12,8 @@
 /// Picks a session's two processes from a hook's ancestors. The list starts with the hook's parent.
 namespace tavrin::HostResolver {
 
-/// The agent: the first process that goes by one of `names` (ProcessTree::isNamed), else the first that is
-/// not a shell. Returns nullopt if there are only shells.
+/// The agent: the first process that goes by one of `names` (ProcessTree::isNamed). If there is none, the
+/// first process that is not a shell. Returns nullopt if there are only shells.
 std::optional<ProcessNode> pickAgent(std::span<const ProcessNode> ancestors,
                                      std::span<const std::string_view> names);
 

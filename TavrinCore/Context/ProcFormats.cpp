@@ -28,7 +28,7 @@ std::vector<std::string_view> split(std::string_view text, char separator) {
   }
 }
 
-// The text between the blank number `index`, counted from 1, and the next one; "" when there are not as many.
+// The text between space number `index`, counted from 1, and the next space; "" if there are fewer spaces.
 std::string_view fieldAt(std::string_view text, std::size_t index) {
   for (; index > 0; --index) {
     const std::size_t blank = text.find(' ');
@@ -44,7 +44,8 @@ bool removeSuffix(std::string_view& text, std::string_view suffix) {
   return true;
 }
 
-// A unit name with its \xXX escapes undone (systemd.unit(5)); nothing when what comes out is no text.
+// A unit name with its \xXX escapes undone (systemd.unit(5)); nullopt if the result is empty or not valid
+// UTF-8.
 std::optional<std::string> unescaped(std::string_view name) {
   constexpr std::size_t escapeLength = 4;
   std::string out;
@@ -69,7 +70,7 @@ std::optional<std::string> idInUnit(std::string_view unit) {
   unit.remove_prefix(prefix.size());
 
   std::size_t afterId = 0;
-  std::vector<std::string_view> parts;  // LAUNCHER, ID, RANDOM, of which the ends may be missing
+  std::vector<std::string_view> parts;  // LAUNCHER, ID, RANDOM; the first and the last may be missing
   if (removeSuffix(unit, ".scope")) {
     parts = split(unit, '-');
     afterId = 1;
@@ -77,7 +78,7 @@ std::optional<std::string> idInUnit(std::string_view unit) {
     parts = split(unit.substr(0, unit.find('@')), '-');
   } else if (removeSuffix(unit, ".slice")) {
     parts = split(unit, '-');
-    // With two parts either may be the ID, which as a rule has dots; a random text has digits alone.
+    // With two parts either may be the ID. An ID usually has dots, and a random text consists of digits.
     const bool endsRandomly = isRandom(parts.back());
     if (parts.size() == 3 || (parts.size() == 2 && endsRandomly)) afterId = 1;
   }
@@ -88,7 +89,7 @@ std::optional<std::string> idInUnit(std::string_view unit) {
 }  // namespace
 
 std::optional<Stat> parseStat(std::string_view text) {
-  // PID (NAME) STATE PPID PGRP SESSION TTY_NR …, where NAME may hold blanks and parentheses of its own.
+  // PID (NAME) STATE PPID PGRP SESSION TTY_NR …, where NAME may hold spaces and parentheses of its own.
   const std::size_t open = text.find('(');
   const std::size_t close = text.rfind(')');
   if (open == std::string_view::npos || close == std::string_view::npos || close < open) return std::nullopt;
@@ -137,7 +138,7 @@ std::vector<std::int32_t> processIds(std::string_view children) {
 std::vector<FileLock> fileLocks(std::string_view locks) {
   std::vector<FileLock> found;
   for (const std::string_view line : split(locks, '\n')) {
-    // "1: FLOCK  ADVISORY  WRITE 4242 fd:01:1311 0 EOF"; one that waits has "->" after the number.
+    // "1: FLOCK  ADVISORY  WRITE 4242 fd:01:1311 0 EOF". A process that waits has "->" after the number.
     std::vector<std::string_view> words = split(line, ' ');
     std::erase(words, std::string_view());
     constexpr std::size_t pidWord = 4;

@@ -8,10 +8,10 @@
 #include <string_view>
 #include <vector>
 
-/// The texts of Linux's /proc that tell about a process.
+/// Reads the texts of Linux's /proc that describe processes.
 namespace tavrin::ProcFormats {
 
-/// What is used of /proc/PID/stat (proc(5)).
+/// The fields of /proc/PID/stat (proc(5)) that Tavrin uses.
 struct Stat {
   std::string name;  ///< at most 15 bytes, any bytes
   std::int32_t parent = 0;
@@ -20,11 +20,11 @@ struct Stat {
   bool operator==(const Stat&) const = default;
 };
 
-/// Reads the text of /proc/PID/stat; nothing when it is not of that form.
+/// Reads the text of /proc/PID/stat. Returns nullopt if it does not have that form.
 std::optional<Stat> parseStat(std::string_view text);
 
-/// The part of /proc/PID/stat that tells a running process from an ended one, and from another one with its
-/// id.
+/// The part of /proc/PID/stat that shows whether a process has ended, and whether its id now belongs to
+/// another process.
 struct Lifetime {
   char state = 0;                ///< 'Z' for a zombie
   std::uint64_t startTicks = 0;  ///< clock ticks (sysconf(3), _SC_CLK_TCK) from the system's start
@@ -32,15 +32,15 @@ struct Lifetime {
   bool operator==(const Lifetime&) const = default;
 };
 
-/// Reads the text of /proc/PID/stat; nullopt when it is not of that form.
+/// Reads the text of /proc/PID/stat. Returns nullopt if it does not have that form.
 std::optional<Lifetime> parseLifetime(std::string_view text);
 
-/// The arguments in a text of /proc/PID/cmdline, each of which ends with a zero byte. The last one may lack
-/// it.
+/// The arguments in a text of /proc/PID/cmdline. Each ends with a zero byte, which may be missing from the
+/// last one.
 std::vector<std::string> arguments(std::string_view cmdline);
 
-/// The process ids in a text of /proc/PID/task/TID/children: numbers with spaces between. What is not a
-/// number is left out.
+/// The process ids in a text of /proc/PID/task/TID/children: numbers separated by spaces. Anything else is
+/// left out.
 std::vector<std::int32_t> processIds(std::string_view children);
 
 /// One lock that a process holds on a file.
@@ -62,12 +62,12 @@ std::vector<FileLock> fileLocks(std::string_view locks);
 /// app[-LAUNCHER]-ID[@RANDOM].service or app[-LAUNCHER]-ID[-RANDOM].slice, its \xXX escapes undone.
 std::optional<std::string> applicationId(std::string_view cgroup);
 
-/// Whether a process with this text of /proc/PID/cgroup, or one below it, may be of an application: those are
-/// started by the user's manager (user@.service(5)), or are units by their names.
+/// Whether a process with this text of /proc/PID/cgroup, or a process below it, may belong to an application.
+/// The user's manager (user@.service(5)) starts applications, or their units are named after them.
 bool mayBeOfApplication(std::string_view cgroup);
 
-/// The path of a terminal known by its device number (makedev(3)) alone: "/dev/pts/N", "/dev/ttyN" or
-/// "/dev/ttySN"; nothing for other devices.
+/// The path of a terminal that has a fixed name for its device number (makedev(3)): "/dev/pts/N", "/dev/ttyN"
+/// or "/dev/ttySN". Returns nullopt for other devices.
 std::optional<std::string> terminalPath(std::uint32_t device);
 
 }  // namespace tavrin::ProcFormats

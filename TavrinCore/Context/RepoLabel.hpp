@@ -43,7 +43,7 @@ struct RepoLabel {
   /// submodule's, it is `near`. Returns nullopt if the text has another form.
   static std::optional<RepoLabel> fromGitdir(std::string_view text, std::string_view near);
 
-  /// `found`, or else the session's earlier label, made of `current` and `worktree`.
+  /// `found`. If that is nullopt, the session's earlier label, made of `current` and `worktree`.
   static std::optional<RepoLabel> sticky(const std::optional<RepoLabel>& found,
                                          const std::optional<std::string>& current,
                                          const std::optional<std::string>& worktree);

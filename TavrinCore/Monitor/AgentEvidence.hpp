@@ -11,7 +11,7 @@
 #include "TavrinCore/Sessions/SessionState.hpp"
 
 /// Readers of the agents' own files: text in, facts out. They read nothing themselves and never fail. What
-/// they do not know, they ignore. docs/monitor.md says where each file is and which client was observed.
+/// they do not know, they ignore. docs/agents.md says where each file is and which client was observed.
 namespace tavrin {
 
 /// What one line of the agent's transcript says. A line without a time of its own says nothing.

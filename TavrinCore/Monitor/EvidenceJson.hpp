@@ -12,7 +12,8 @@
 /// What the readers of agents' files share.
 namespace tavrin::EvidenceJson {
 
-/// Whether `line` holds `word`. Most lines of a transcript say nothing, and are told by this alone.
+/// Whether `line` holds `word`. Most lines of a transcript carry no evidence, and this check alone rules them
+/// out.
 bool holds(std::string_view line, std::string_view word);
 
 /// The object that a text is, or an empty one.

@@ -69,7 +69,7 @@ class FollowedFile {
   std::uint64_t offset_ = 0;  // of the next byte to read
   std::string half_;          // the start of a line whose end is not written yet
   bool passesOver_ = false;   // whether the bytes up to the next line feed are left out
-  std::string end_;           // the last bytes read, by which a rewritten file is told from one that grew
+  std::string end_;           // the last bytes read; they distinguish a rewritten file from one that grew
 };
 
 }  // namespace tavrin

@@ -32,7 +32,7 @@ struct ObservedSession {
 };
 
 /// Judges sessions from records, evidence and the time. It reads nothing and writes nothing. Facts become
-/// events of the one state machine (HookTransitions); docs/monitor.md says what decides what.
+/// events of the one state machine (HookTransitions); docs/agents.md says what decides what.
 namespace SessionMonitor {
 
 /// A command of Codex that asks to leave the sandbox may be allowed beforehand. Then it starts at once, so

@@ -11,8 +11,8 @@ using Kind = ActivityEmptyContent::Agents::Kind;
 using Localhost = ActivityEmptyContent::Localhost;
 
 struct Texts {
-  std::optional<Kind> agents;          // nothing for any
-  std::optional<Localhost> localhost;  // nothing for any
+  std::optional<Kind> agents;          // nullopt for any
+  std::optional<Localhost> localhost;  // nullopt for any
   std::string_view title;
   std::string_view subtitle;
 
@@ -22,7 +22,7 @@ struct Texts {
   }
 };
 
-// The first that hold count.
+// The first row whose conditions hold counts.
 constexpr std::array<Texts, 5> table = {{
     {{},
      Localhost::unavailable,

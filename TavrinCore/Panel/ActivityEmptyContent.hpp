@@ -11,7 +11,7 @@ namespace tavrin {
 
 /// What the panel shows when there is nothing to list.
 struct ActivityEmptyContent {
-  /// How far the monitoring of agents is.
+  /// The state of the monitoring of agents.
   class Agents {
    public:
     enum class Kind : std::uint8_t { connected, off, checking };
@@ -22,7 +22,7 @@ struct ActivityEmptyContent {
     static constexpr Agents checking() { return {Kind::checking, 0}; }
 
     constexpr Kind kind() const { return kind_; }
-    /// How many are connected; nullopt in the other cases.
+    /// The number of connected agents, or nullopt for the other kinds.
     constexpr std::optional<std::int64_t> connectedCount() const {
       return kind_ == Kind::connected ? std::optional(count_) : std::nullopt;
     }
@@ -36,7 +36,7 @@ struct ActivityEmptyContent {
     std::int64_t count_;
   };
 
-  /// How far the discovery of servers is.
+  /// The state of the discovery of servers.
   enum class Localhost : std::uint8_t { off, checking, unavailable, quiet };
 
   /// What the button beside the texts does.

@@ -11,10 +11,10 @@
 #include <string_view>
 #include <vector>
 
-/// What Collation is made of.
+/// The parts of Collation.
 namespace tavrin::Collation {
 
-/// The ranks by the system's collator (Collation_icu.cpp, Collation_corefoundation.cpp); nothing when it
+/// The ranks by the system's collator (Collation_icu.cpp, Collation_corefoundation.cpp), or nullopt if it
 /// cannot be opened.
 std::optional<std::vector<std::size_t>> systemRanks(std::span<const std::string_view> names,
                                                     const std::string& locale);
@@ -22,15 +22,15 @@ std::optional<std::vector<std::size_t>> systemRanks(std::span<const std::string_
 /// How many UTF-16 units of a name count.
 inline constexpr std::size_t longestShownPart = 4096;
 
-/// What counts of a name, in UTF-16, with U+FFFD for each byte that is no UTF-8. What follows in a longer
-/// name, longer than any screen, does not: bringing accents into their order takes time that grows with the
+/// The part of a name that counts, in UTF-16, with U+FFFD for each byte that is not valid UTF-8. The rest of
+/// a longer name does not count, and no screen could show it: the time for sorting accents grows with the
 /// square of their number.
 std::u16string shownPart(std::string_view name);
 
 /// The ranks by code points in lower case.
 std::vector<std::size_t> plainRanks(std::span<const std::string_view> names);
 
-/// The ranks of the numbers 0 to `count` - 1 under `before`, a strict weak order of them.
+/// The ranks of the numbers 0 to `count` - 1 under `before`, which must be a strict weak order of them.
 template <class Before>
 std::vector<std::size_t> ranksBy(std::size_t count, Before before) {
   std::vector<std::size_t> order(count);

@@ -30,7 +30,7 @@ std::optional<CoreFoundation> openCoreFoundation(const Loader& loader) {
   return all ? std::optional(functions) : std::nullopt;
 }
 
-// An object of CoreFoundation's that ends with this one.
+// A CoreFoundation object that is released together with this one.
 using Owned = std::unique_ptr<const void, void (*)(Object)>;
 
 Owned stringOf(const CoreFoundation& functions, std::string_view text) {
@@ -40,7 +40,7 @@ Owned stringOf(const CoreFoundation& functions, std::string_view text) {
       functions.release};
 }
 
-// The language of this identifier; without one, and when there is no such language, the user's own.
+// The language with this identifier. If `identifier` is empty, the user's language.
 Owned localeOf(const CoreFoundation& functions, const std::string& identifier) {
   const Owned name = identifier.empty() ? Owned(nullptr, functions.release) : stringOf(functions, identifier);
   const Object locale = name ? functions.localeCreate(nullptr, name.get()) : functions.localeCopyCurrent();
@@ -64,8 +64,8 @@ std::optional<std::vector<std::size_t>> coreFoundationRanks(std::span<const std:
     texts.push_back(stringOf(*functions, name));
     if (!texts.back()) return std::nullopt;
   }
-  // As the localized, case-insensitive comparison of Cocoa's strings does it, to which a letter and its
-  // accent are the accented letter.
+  // The same comparison as Cocoa's localized, case-insensitive one, in which a letter and its accent equal
+  // the accented letter.
   constexpr unsigned long flags =
       CoreFoundation::caseInsensitive | CoreFoundation::nonliteral | CoreFoundation::localized;
   return ranksBy(names.size(), [&](std::size_t a, std::size_t b) {

@@ -10,13 +10,13 @@
 #include <string_view>
 #include <vector>
 
-/// CoreFoundation as the order of names uses it. The library is opened at run time, so that nothing is linked
-/// to it; here stand the few declarations of <CoreFoundation/CoreFoundation.h> that are used.
+/// The functions of CoreFoundation that sort names. The library is opened at run time, so nothing is linked
+/// to it. The few declarations needed from <CoreFoundation/CoreFoundation.h> are here.
 namespace tavrin::Collation {
 
 struct CoreFoundation {
   using Index = long;
-  using Object = const void*;  ///< of any type of the library's; whoever created or copied it releases it
+  using Object = const void*;  ///< any CoreFoundation object; whoever created or copied it releases it
   struct Range {
     Index location;
     Index length;
@@ -32,7 +32,7 @@ struct CoreFoundation {
   void (*release)(Object object);
 };
 
-/// What opens a library, dlopen(3), and finds a function in it, dlsym(3).
+/// Opens a library as dlopen(3) does, and finds a function in it as dlsym(3) does.
 struct Loader {
   std::function<void*(const char* path, int mode)> open;
   std::function<void*(void* library, const char* name)> find;
@@ -41,8 +41,8 @@ struct Loader {
   static Loader ofThisSystem();
 };
 
-/// What Collation::systemRanks gives, with CoreFoundation from this loader; nothing when the library or one
-/// of its functions is missing, or when it cannot hold a name.
+/// The result of Collation::systemRanks, with CoreFoundation from this loader. Returns nullopt if the library
+/// or one of its functions is missing, or if there is no memory for a name.
 std::optional<std::vector<std::size_t>> coreFoundationRanks(std::span<const std::string_view> names,
                                                             const std::string& locale, const Loader& loader);
 

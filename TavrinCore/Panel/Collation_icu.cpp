@@ -21,8 +21,8 @@ struct Close {
 };
 using Collator = std::unique_ptr<UCollator, Close>;
 
-// ICU's locale of a user without one, "C" or "POSIX", is "en_US_POSIX": by bytes, upper case first. Such a
-// user gets the order of no language in particular.
+// For a user without a language ("C" or "POSIX"), ICU's locale is "en_US_POSIX", which sorts by bytes, upper
+// case first. Such a user gets the order of no particular language instead.
 std::string userLocale() {
   const std::string locale = uloc_getDefault();
   return locale.ends_with("_POSIX") ? "root" : locale;
@@ -32,15 +32,15 @@ Collator openCollator(const std::string& locale) {
   UErrorCode status = U_ZERO_ERROR;
   Collator collator(ucol_open(locale.c_str(), &status));
   if (U_FAILURE(status)) return nullptr;
-  // Secondary strength sees letters and accents, not case. Normalised, a letter and its accent are the
-  // accented letter. Some languages (Thai) would pass over blanks and punctuation, by which folders differ.
+  // Secondary strength compares letters and accents, not case. Normalised, a letter and its accent equal the
+  // accented letter. Some languages (Thai) would ignore spaces and punctuation, in which folder names differ.
   ucol_setAttribute(collator.get(), UCOL_STRENGTH, UCOL_SECONDARY, &status);
   ucol_setAttribute(collator.get(), UCOL_NORMALIZATION_MODE, UCOL_ON, &status);
   ucol_setAttribute(collator.get(), UCOL_ALTERNATE_HANDLING, UCOL_NON_IGNORABLE, &status);
   return U_FAILURE(status) ? nullptr : std::move(collator);
 }
 
-// How case is folded: Turkish and Azerbaijani have two letters I, each in both cases.
+// How case is folded. Turkish and Azerbaijani have two letters I, each in both cases.
 std::uint32_t foldOptions(const std::string& locale) {
   std::array<char, ULOC_LANG_CAPACITY> language{};
   UErrorCode status = U_ZERO_ERROR;
@@ -49,8 +49,8 @@ std::uint32_t foldOptions(const std::string& locale) {
   return name == "tr" || name == "az" ? U_FOLD_CASE_EXCLUDE_SPECIAL_I : U_FOLD_CASE_DEFAULT;
 }
 
-// Text that ICU writes by `write(buffer, capacity)`, which gives the length of the whole text and is called
-// again when that is more than `capacity`.
+// The text that ICU writes by `write(buffer, capacity)`. `write` returns the length of the whole text, and is
+// called again if that is more than `capacity`.
 template <class String, class Write>
 String written(std::size_t expectedLength, Write write) {
   String text(expectedLength, {});
@@ -62,8 +62,8 @@ String written(std::size_t expectedLength, Write write) {
   }
 }
 
-// `text` with each letter and its accents as one code point where there is one: a decomposed "İ" must fold as
-// such.
+// `text` with each letter and its accents as one code point if one exists: a decomposed "İ" must fold like
+// the composed one.
 std::u16string composed(const std::u16string& text) {
   UErrorCode status = U_ZERO_ERROR;
   const UNormalizer2* const nfc = unorm2_getNFCInstance(&status);
@@ -75,8 +75,8 @@ std::u16string composed(const std::u16string& text) {
   });
 }
 
-// `name` with its case folded. The collator alone tells "ß" from "ss", which differ in case only: both are
-// "SS".
+// `name` with its case folded. The collator alone distinguishes "ß" from "ss", which differ only in case:
+// both are "SS".
 std::u16string folded(std::string_view name, std::uint32_t options) {
   const std::u16string text = composed(shownPart(name));
   return written<std::u16string>(text.size() + 1, [&](char16_t* buffer, std::int32_t capacity) {
@@ -90,7 +90,7 @@ bool isAscii(std::string_view name) {
   return std::ranges::all_of(name, [](char c) { return static_cast<signed char>(c) >= 0; });
 }
 
-// The same as `folded` by default gives for ASCII, which is composed and in which only A to Z have case.
+// Equals the default case of `folded` for ASCII, which is always composed and in which only A to Z have case.
 std::u16string foldedAscii(std::string_view name) {
   std::u16string text;
   name = name.substr(0, longestShownPart);
@@ -99,7 +99,7 @@ std::u16string foldedAscii(std::string_view name) {
   return text;
 }
 
-// The collator's sort keys of names, bytes that compare as the names do, in one piece of memory.
+// The collator's sort keys of names, in one piece of memory. Their bytes compare as the names do.
 class SortKeys {
  public:
   SortKeys(UCollator& collator, std::size_t count) : collator_(collator), places_(count) {}
@@ -155,7 +155,7 @@ std::optional<std::vector<std::size_t>> systemRanks(std::span<const std::string_
   const Collator collator = openCollator(language);
   if (!collator) return std::nullopt;
   const std::uint32_t fold = foldOptions(language);
-  // Most names are ASCII. There is nothing in these to be normalised or, but for A to Z, to be folded.
+  // Most names are ASCII. They need no normalisation, and only A to Z need folding.
   const bool isPlainFold = fold == U_FOLD_CASE_DEFAULT;
   const auto isPlain = [&](std::string_view name) { return isPlainFold && isAscii(name); };
   SortKeys keys(*collator, names.size());

@@ -21,7 +21,7 @@ struct Spellings {
   }
 };
 
-// One of the things to sort. What is compared lies side by side in memory.
+// One of the things to sort. The compared fields lie side by side in memory.
 struct Item {
   std::size_t group;
   std::size_t rank;
@@ -31,9 +31,10 @@ struct Item {
   bool sharesPlaceWith(const Item& other) const { return group == other.group && rank == other.rank; }
 };
 
-// Sorts things of one group and one rank: those of each spelling by `before`, within the places it holds.
+// Sorts things of one group and one rank. The things of each spelling are sorted by `before`, within the
+// places that they hold.
 void sortSpellings(std::span<Item> items, const Before& before) {
-  // Mostly they are of one spelling. Few things need no memory of their own to be sorted stably.
+  // Mostly they share one spelling. Comparing the index too makes this sort stable without extra memory.
   const auto isBefore = [&](const Item& a, const Item& b) {
     return before(a.index, b.index) || (a.index < b.index && !before(b.index, a.index));
   };

@@ -7,7 +7,7 @@ namespace tavrin {
 std::optional<double> PanelLayout::glassHeight(PanelScreen screen,
                                                const std::map<PanelScreen, double>& heights, double cap) {
   const auto found = heights.find(screen);
-  // What is not a number is not above 0 either.
+  // NaN is not above 0 either.
   if (found == heights.end() || !(found->second > 0)) return std::nullopt;
   return cap > 0 && cap < found->second ? cap : found->second;
 }
@@ -20,7 +20,7 @@ PanelLayout::Point PanelLayout::origin(Size panel, const Rectangle& buttonFrame,
 
   double y = buttonFrame.minY() - gap - panel.height;
   y = std::max(y, visibleFrame.minY());
-  // Unlike x without a floor: the top of a panel that is too tall stays in sight.
+  // Unlike x, y has no lower bound, so the top of a panel that is too tall stays in sight.
   y = std::min(y, visibleFrame.maxY() - panel.height);
   return {.x = x, .y = y};
 }

@@ -43,14 +43,14 @@ struct Rectangle {
   bool operator==(const Rectangle&) const = default;
 };
 
-/// The measured height of `screen`, at most `cap` when that is above 0. It is nullopt when the height is not
-/// known yet: missing, 0 or below, or not a number.
+/// The measured height of `screen`, at most `cap` if that is above 0. Returns nullopt if the height is not
+/// known yet: missing, 0 or below, or NaN.
 std::optional<double> glassHeight(PanelScreen screen, const std::map<PanelScreen, double>& heights,
                                   double cap);
 
-/// The bottom left corner of a panel that hangs `gap` below the button, with their right edges in line,
-/// inside `visibleFrame`. A panel that is too wide starts at the frame's left edge. One that is too tall ends
-/// at its top edge and reaches out below it.
+/// The bottom left corner of a panel that hangs `gap` below the button, aligned with the button's right edge,
+/// inside `visibleFrame`. A panel that is too wide starts at the frame's left edge. A panel that is too tall
+/// starts at the frame's top edge and extends below the frame.
 Point origin(Size panel, const Rectangle& buttonFrame, const Rectangle& visibleFrame, double gap);
 
 /// How tall the panel's content may be within `visibleFrame`; never below 0.

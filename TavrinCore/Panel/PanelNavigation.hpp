@@ -24,8 +24,8 @@ enum class Direction : std::uint8_t { up, down };
 
 /// The sessions to show: all but probes and, with `hideIdle`, idle ones. The more urgent state comes first,
 /// then they are sorted by agent, then by name (Session::projectName) in the order of the user's language,
-/// and by id where the name is the same. `home` is where probes are looked for. Names always use the user's
-/// home directory.
+/// and by id if the names are equal. `home` is the home directory in which isProbe looks. Names always use
+/// the user's home directory.
 std::vector<Session> visible(const std::vector<Session>& sessions, bool hideIdle,
                              std::string_view home = Home::directory());
 
@@ -46,8 +46,9 @@ std::vector<PanelFocus> focusOrder(const std::vector<Session>& sessions,
                                    const std::vector<LocalServer>& servers, bool includeStopAll,
                                    bool includeSetup);
 
-/// The element after or before `current` in `elements`; both ends are joined. Without `current`, or when it
-/// is gone, it is the first one (down) or the last one (up). It is nullopt when there are no elements.
+/// The element after or before `current` in `elements`. After the last comes the first. If `current` is
+/// missing from `elements` or not given, returns the first one (down) or the last one (up). Returns nullopt
+/// if there are no elements.
 template <class Element>
 std::optional<Element> next(const std::optional<Element>& current, const std::vector<Element>& elements,
                             Direction direction) {
@@ -60,7 +61,7 @@ std::optional<Element> next(const std::optional<Element>& current, const std::ve
   return elements[(position + step) % elements.size()];
 }
 
-/// The same for the elements of `focusOrder`, also for languages that know no templates.
+/// The same for the elements of `focusOrder`, for callers in languages without templates.
 std::optional<PanelFocus> next(const std::optional<PanelFocus>& current,
                                const std::vector<PanelFocus>& elements, Direction direction);
 

@@ -16,7 +16,7 @@ std::size_t calm(const Session& session) {
   return static_cast<std::size_t>(severity(SessionState::needsYou) - severity(session.state));
 }
 
-// By state, the most urgent first, then by agent. An agent that is not among all comes behind them.
+// By state, the most urgent first, then by agent. An agent that is not in `allAgents` comes last.
 std::size_t group(const Session& session) {
   const auto position = std::ranges::find(allAgents, session.agent) - allAgents.begin();
   return calm(session) * (allAgents.size() + 1) + static_cast<std::size_t>(position);

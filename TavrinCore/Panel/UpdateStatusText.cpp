@@ -35,7 +35,7 @@ std::string subtitle(const std::optional<Date>& lastChecked, Date now, bool auto
 
 std::string relative(Date from, Date to) {
   const double interval = secondsOf(to) - secondsOf(from);
-  // Written so that what is not a number falls in here.
+  // Written so that NaN falls in here.
   if (!(interval >= 2 * minute)) return "just now";
   if (interval < hour) return count(interval, minute) + " minutes ago";
   if (interval < 2 * hour) return "an hour ago";

@@ -42,7 +42,7 @@ struct LocalServer {
   /// The identity of its row: the process id, ":" and the first port.
   std::string id() const;
 
-  /// The framework, else the script, else the command.
+  /// The framework. If there is none, the script. If there is no script either, the command.
   std::string displayName() const;
 
   /// Whether it is known to serve web pages.

@@ -15,7 +15,7 @@ namespace {
 
 constexpr std::string_view localhost = "localhost";
 constexpr std::array<std::string_view, 3> wildcards = {"*", "0.0.0.0", "::"};
-// What comes first when a process listens on one port at several addresses.
+// The order of preference if a process listens on one port at several addresses.
 constexpr std::array<std::string_view, 3> preferredHosts = {"127.0.0.1", "::1", localhost};
 
 struct Endpoint {
@@ -47,7 +47,7 @@ std::uint64_t processAndPort(const Listener& listener) {
          static_cast<std::uint32_t>(listener.port);
 }
 
-// For each host its place in the order of preference.
+// The rank of each host in the order of preference.
 std::vector<std::size_t> ranksOf(const std::vector<std::string_view>& hosts) {
   std::vector<std::size_t> order(hosts.size());
   std::iota(order.begin(), order.end(), std::size_t{0});
@@ -57,8 +57,8 @@ std::vector<std::size_t> ranksOf(const std::vector<std::string_view>& hosts) {
   return ranks;
 }
 
-// The indices of the listeners, sorted stably by host. There are few hosts and many listeners, so these are
-// counted instead of compared.
+// The indices of the listeners, sorted stably by host. There are few hosts and many listeners, so listeners
+// are counted instead of compared.
 std::vector<std::size_t> byHost(const std::vector<Listener>& listeners) {
   TextIndex hosts(listeners.size());
   std::vector<std::size_t> hostOf;
@@ -77,7 +77,7 @@ std::vector<std::size_t> byHost(const std::vector<Listener>& listeners) {
 }  // namespace
 
 std::vector<Listener> parse(std::string_view lsofFields) {
-  // lsof prints about so many bytes for each socket.
+  // lsof prints about this many bytes for each socket.
   constexpr std::size_t bytesPerSocket = 24;
   std::vector<Listener> listeners;
   listeners.reserve(lsofFields.size() / bytesPerSocket);

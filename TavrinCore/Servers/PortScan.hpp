@@ -26,7 +26,7 @@ struct ProcessListener {
   std::int32_t pid = 0;
   std::string command;     ///< that of the process's first listener
   std::vector<int> ports;  ///< ascending, each once
-  std::string host = {};   ///< the address of the first port, as the first of its listeners has it
+  std::string host = {};   ///< the address of the first port, from the first of its listeners
 
   /// Whether process, command and ports are equal. The host is one choice of several and does not count.
   bool operator==(const ProcessListener& other) const {

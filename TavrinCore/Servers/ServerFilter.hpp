@@ -13,7 +13,7 @@ bool isNoise(std::string_view executablePath);
 
 /// Whether the process belongs to Docker, so that it stands for a container.
 bool isDocker(std::string_view command, std::string_view executablePath);
-/// The same where the command's name is not known.
+/// The same if the command's name is not known.
 inline bool isDocker(std::string_view executablePath) {
   return isDocker("", executablePath);
 }

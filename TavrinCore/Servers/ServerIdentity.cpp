@@ -52,8 +52,8 @@ class Process {
   std::vector<std::string> stems_;
 };
 
-// The first rule that holds gives the name, or "". A tool stands before those that it is built on or serves
-// with.
+// The first rule that holds gives the name, or "". A tool comes before the tools that it is built on or
+// serves with.
 std::string_view nameOf(const Process& process) {
   const std::string& cmd = process.command;
   const std::string& first = process.first;

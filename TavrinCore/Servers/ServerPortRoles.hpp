@@ -29,8 +29,8 @@ struct Bridge {
   bool operator==(const Bridge&) const = default;
 };
 
-/// The address on this machine where workerd offers its service, or nullopt for other processes and without
-/// one.
+/// The address on this machine where workerd offers its service. Returns nullopt if there is none, and for
+/// other processes.
 std::optional<Bridge> loopbackBridge(std::string_view command, const std::vector<std::string>& arguments);
 
 }  // namespace tavrin::ServerPortRoles

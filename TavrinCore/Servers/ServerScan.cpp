@@ -16,7 +16,7 @@ namespace {
 // Linux counts a process's start from a boot time in whole seconds, so it can seem to lie a little ahead.
 constexpr double clockTolerance = 2;
 
-// What is not known is empty.
+// Unknown values are empty.
 struct Process {
   std::string executable;
   std::string cwd;
@@ -50,7 +50,7 @@ class Repositories {
 
   const RepoLabel& of(const std::string& cwd) {
     const auto [entry, isNew] = labels_.try_emplace(cwd, RepoLabel{.root = cwd, .worktree = {}});
-    // A directory that is not known must not be taken for the one that this process is in.
+    // An unknown directory must not be taken for the one that this process is in.
     if (isNew && cwd.starts_with('/')) {
       if (std::optional<RepoLabel> label = RepoLabel::find(cwd, probes_)) entry->second = *std::move(label);
     }

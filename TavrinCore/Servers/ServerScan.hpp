@@ -16,7 +16,7 @@ namespace tavrin::ServerScan {
 /// The servers among `listeners` (PortScan::parse), one for each process, in the order of PortScan::dedupe.
 /// System processes and applications (ServerFilter::isNoise) and debuggers' ports (ServerPortRoles) are left
 /// out, and so is a process that has only such ports. A process that cannot be looked up, because it belongs
-/// to another user, is kept with its command and ports alone. Each process is looked up once.
+/// to another user, is kept with only its command and ports. Each process is looked up once.
 ///
 /// `host` is the preferred address of the first remaining port. A working directory outside a repository
 /// stands for one, so `repo.root` is then `cwd`. `probes` look for repositories, once for each directory.

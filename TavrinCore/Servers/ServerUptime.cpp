@@ -15,7 +15,7 @@ constexpr std::int64_t day = 24 * hour;
 std::int64_t wholeSeconds(double seconds) {
   constexpr double beyond64Bits = 0x1p63;
   if (seconds >= beyond64Bits) return std::numeric_limits<std::int64_t>::max();
-  // False for what is not a number, too.
+  // Also false for NaN.
   return seconds > 0 ? static_cast<std::int64_t>(seconds) : 0;
 }
 

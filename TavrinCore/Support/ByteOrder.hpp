@@ -7,7 +7,7 @@
 #include <string_view>
 #include <vector>
 
-/// The order of texts by their bytes, for lists so long that the time for sorting counts.
+/// Sorts texts by their bytes, fast enough for very long lists.
 namespace tavrin::ByteOrder {
 
 /// The indices of `texts`, sorted stably by their bytes.

@@ -70,8 +70,9 @@ std::optional<std::string> contents(const std::string& path, std::size_t limit =
 /// The most bytes that `oneRead` returns.
 inline constexpr std::size_t largestOneRead = 4096;
 
-/// What one read(2) of at most `largestOneRead` bytes gives of the file at `path`: all of a file that the
-/// kernel makes up as it is read, as in /proc. Nothing when it cannot be read.
+/// The bytes that one read(2) of at most `largestOneRead` bytes returns from the file at `path`. That is all
+/// of a short file that the kernel generates when it is read, as in /proc. Returns nullopt if it cannot be
+/// read.
 std::optional<std::string> oneRead(const std::string& path);
 /// The same of an open file.
 std::optional<std::string> oneRead(const FileDescriptor& file);

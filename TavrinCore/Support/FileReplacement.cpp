@@ -37,7 +37,7 @@ bool copyAttributes(int from, int to) {
   return ::fcopyfile(from, to, nullptr, COPYFILE_ACL | COPYFILE_XATTR) == 0;
 }
 #else
-// Labels that the system gives to new files by its own rules, and may not let others set.
+// Labels that the system sets on new files by its own rules, and that programs may not be allowed to set.
 bool belongsToSystem(std::string_view name) {
   return name.starts_with("security.") || name.starts_with("trusted.");
 }
@@ -158,7 +158,7 @@ std::optional<std::string> linkTarget(const std::string& path) {
   for (int i = 0; i < mostLinks; ++i) {
     std::array<char, 4096> link{};
     const ssize_t size = ::readlink(target.c_str(), link.data(), link.size());
-    // What is no link, and what is not there, is the end of the way.
+    // A missing file, or one that is not a link, ends the search.
     if (size < 0) return errno == EINVAL || errno == ENOENT ? std::optional(target) : std::nullopt;
     const std::string_view next(link.data(), static_cast<std::size_t>(size));
     // Kept as it is, ".." and all: the system follows links in between, which a shortened path would skip.

@@ -10,11 +10,11 @@
 
 #include "TavrinCore/Support/File.hpp"
 
-/// Replaces, creates and removes a file that belongs to somebody else as well: only while it still holds the
-/// bytes that were read, and without changing anything of it but its bytes.
+/// Replaces, creates and removes a file that other programs write too. It does so only while the file still
+/// holds the bytes that were read, and it changes nothing but those bytes.
 namespace tavrin::FileReplacement {
 
-/// A file as it was read.
+/// The state of a file when it was read.
 struct Read {
   enum class Kind : std::uint8_t {
     file,
@@ -29,8 +29,8 @@ struct Read {
   struct stat status = {};
 };
 
-/// Follows links at `path` to the name that is no link, at most 40 (path_resolution(7)). That name need not
-/// exist. nullopt, with errno, when there are more, or one cannot be read.
+/// Follows up to 40 links from `path` to a name that is not a link (path_resolution(7)). That name need not
+/// exist. Returns nullopt and sets errno if there are more links, or if one cannot be read.
 std::optional<std::string> linkTarget(const std::string& path);
 
 Read read(const std::string& path, std::size_t limit);
@@ -41,8 +41,8 @@ enum class Result : std::uint8_t {
   failed,     ///< errno says why; the file is as it was
 };
 
-/// Puts `text` in the place of the file `path`, which was read as `before`; a missing one is created with
-/// mode 0600. See SettingsFile for what is kept. No temporary is left unless the process dies.
+/// Replaces the content of the file `path`, which was read as `before`, by `text`. A missing file is created
+/// with mode 0600. SettingsFile describes what is kept. No temporary is left unless the process dies.
 Result replace(const std::string& path, const Read& before, std::string_view text);
 
 /// Removes the file `path`, which was read as `before`.

@@ -66,9 +66,9 @@ constexpr std::string_view rawValue(TranscriptSignal::Kind kind) {
   return names[static_cast<std::size_t>(kind)];
 }
 
-/// Reads transcripts, files of one JSON object a line, of the two agents whose format is known. `line` is one
-/// line, with or without its line feed. A line that is malformed or of another kind has no signals. Most
-/// lines have none, and most of those are skipped without being parsed as JSON.
+/// Reads the transcripts of the two agents whose format is known. A transcript has one JSON object per line.
+/// `line` is one line, with or without its line feed. A line that is malformed or of another kind has no
+/// signals. Most lines have none, and most of those are skipped without being parsed as JSON.
 namespace TranscriptParser {
 
 /// The signals in a line of the agent's transcript, in order.

@@ -1,8 +1,8 @@
 #!/usr/bin/env node
-// tavrin-hook for Claude Code as one would write it by hand: the same record, lock and log.
+// tavrin-hook for Claude Code as a developer would write it by hand: the same record, lock and log.
 //
-// It knows Claude Code's events. It leaves the host as it is stored, and does not rotate the log. Node has no
-// flock(2); flock(1) locks the open file that it inherits, and the lock stays with this process.
+// It knows Claude Code's events. It keeps the stored host, and does not rotate the log. Node has no flock(2).
+// flock(1) locks the open file that it inherits, and the lock stays with this process.
 import { spawnSync } from "node:child_process";
 import { appendFileSync, existsSync, mkdirSync, openSync, readFileSync, renameSync, statSync, unlinkSync, writeFileSync }
   from "node:fs";
@@ -147,5 +147,5 @@ function main() {
 try {
   main();
 } catch {
-  // An agent shows what a hook prints.
+  // Prints nothing, because an agent shows what a hook prints.
 }

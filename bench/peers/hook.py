@@ -1,7 +1,7 @@
 #!/usr/bin/env python3
-"""tavrin-hook for Claude Code as one would write it by hand: the same record, lock and log.
+"""tavrin-hook for Claude Code as a developer would write it by hand: the same record, lock and log.
 
-It knows Claude Code's events. It leaves the host as it is stored, and does not rotate the log.
+It knows Claude Code's events. It keeps the stored host, and does not rotate the log.
 """
 import fcntl
 import json

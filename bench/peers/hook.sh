@@ -1,9 +1,9 @@
 #!/usr/bin/env bash
-# tavrin-hook for Claude Code as one would write it by hand, with jq: the same record, lock and log.
+# tavrin-hook for Claude Code as a developer would write it by hand, with jq: the same record, lock and log.
 #
-# It knows Claude Code's events. It leaves the host as it is stored, and does not rotate the log. Four processes
-# beside its own: jq to take the few fields from a payload that may be large, flock, jq for the record, mv; and stat
-# where there is a transcript.
+# It knows Claude Code's events. It keeps the stored host, and does not rotate the log. It starts four processes: jq to
+# take a few fields from a payload that may be large, flock, jq for the record, and mv. If there is a transcript, it
+# starts stat too.
 exec 2>/dev/null
 
 { IFS= read -r name && IFS= read -r event && IFS= read -r root && IFS= read -r transcript; } < <(jq -cr '
@@ -40,7 +40,7 @@ TZ=UTC printf -v now '%(%Y-%m-%dT%H:%M:%SZ)T'
 old=null
 [[ -s $record ]] && old=$(<"$record")
 
-# The log's outcome on the first line, then the record.
+# The outcome for the log on the first line, then the record.
 result=$(jq -nr --argjson event "$event" --argjson old "$old" --argjson pid "$agent_pid" \
   --arg now "$now" --arg uuid "${uuid^^}" --arg root "$root" --argjson size "${size:-null}" '
   def among(list): . as $it | any(list[]; . == $it);

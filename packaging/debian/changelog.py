@@ -1,6 +1,6 @@
 #!/usr/bin/env python3
 """Turns the newest section of CHANGELOG.md, on standard input, into Debian's form of a changelog. The arguments are the
-version and the maintainer; the date is that of SOURCE_DATE_EPOCH, for the same source makes the same package."""
+version and the maintainer. The date comes from SOURCE_DATE_EPOCH, so that the same source makes the same package."""
 import datetime
 import email.utils
 import os

@@ -1,5 +1,6 @@
-# What becomes of the files of the .deb between their installation and its making: the changelog comes along, and it
-# and the manual are compressed, as Debian wants them.
+# Changes the files of the .deb after their installation and before packing: adds the changelog, and compresses it and
+# the manual, as Debian requires. Debian's zsh reads the completions of packages from
+# a directory of its own.
 cmake_minimum_required(VERSION 3.22)
 
 set(root "${CPACK_TEMPORARY_INSTALL_DIRECTORY}/ALL_COMPONENTS_IN_ONE")
@@ -11,3 +12,6 @@ execute_process(
   COMMAND_ERROR_IS_FATAL ANY)
 file(GLOB pages "${root}/usr/share/man/man*/*")
 execute_process(COMMAND gzip -9n "${changelog}" ${pages} COMMAND_ERROR_IS_FATAL ANY)
+if(EXISTS "${root}/usr/share/zsh/site-functions")
+  file(RENAME "${root}/usr/share/zsh/site-functions" "${root}/usr/share/zsh/vendor-completions")
+endif()

@@ -1,5 +1,5 @@
-# CPack's number for the size of what is installed counts directories as the file system at hand does, and files more
-# than once. This puts Debian's in its place: each file in whole KiB, and one for everything else.
+# CPack's number for the installed size depends on the file system, which decides the size of directories, and counts
+# some files more than once. This replaces it by Debian's number: each file in whole KiB, and one for everything else.
 cmake_minimum_required(VERSION 3.22)
 
 foreach(package IN LISTS CPACK_PACKAGE_FILES)
@@ -20,7 +20,7 @@ foreach(package IN LISTS CPACK_PACKAGE_FILES)
   file(READ "${tree}/DEBIAN/control" control)
   string(REGEX REPLACE "Installed-Size: [0-9]+" "Installed-Size: ${size}" control "${control}")
   file(WRITE "${tree}/DEBIAN/control" "${control}")
-  # With one thread, for the bytes depend on how many there are.
+  # With one thread, because the bytes depend on the number of threads.
   execute_process(COMMAND dpkg-deb --root-owner-group --threads-max=1 -Zxz --build "${tree}" "${package}"
                   OUTPUT_QUIET COMMAND_ERROR_IS_FATAL ANY)
 endforeach()

@@ -1,5 +1,5 @@
-// What a run finds out about the surroundings of a session: its directory and repository, its host and
-// terminal, its title.
+// What a run finds out about a session's surroundings: its directory and repository, its host and terminal,
+// its title.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -76,7 +76,7 @@ TEST_F(HookCommandContext, TheRepositoryIsLookedUpOncePerDirectory) {
   EXPECT_THAT(files.asked, Not(IsEmpty()));
 }
 
-TEST_F(HookCommandContext, WhileThereIsNoneTheRepositoryIsLookedUpAgain) {
+TEST_F(HookCommandContext, AMissingRepositoryIsLookedUpAgain) {
   files.directories.clear();
   run(eventIn("/Users/dev/app"));
   EXPECT_EQ(record().repoRoot, std::nullopt);
@@ -151,7 +151,7 @@ TEST_F(HookCommandContext, TheHostIsLookedUpAgainAtEachStartAndEachPrompt) {
   EXPECT_EQ(round, 4);
 }
 
-TEST_F(HookCommandContext, TheAgentsProcessIsToldAtEveryEvent) {
+TEST_F(HookCommandContext, TheAgentsProcessIsRecordedAtEveryEvent) {
   run(event("PreToolUse"));
   processes.processes[201] = {.parent = 100, .name = "claude", .terminal = "/dev/ttys077"};
   processes.processes[300].parent = 201;
@@ -173,7 +173,7 @@ TEST_F(HookCommandContext, TheOutermostRegularApplicationIsTheHost) {
   EXPECT_EQ(record().hostBundleId, "com.example.nested");
 }
 
-TEST_F(HookCommandContext, AHostThatIsGoneIsForgotten) {
+TEST_F(HookCommandContext, AHostThatHasEndedIsForgotten) {
   run(event("PreToolUse"));
   processes.processes[100].application.reset();
   processes.processes[200].terminal.reset();
@@ -190,7 +190,7 @@ TEST_F(HookCommandContext, ATerminalIsKnownEvenWithoutAHost) {
   EXPECT_EQ(record().tty, "/dev/ttys004");
 }
 
-TEST_F(HookCommandContext, WhileThereIsNoneTheHostIsLookedUpAtEveryEvent) {
+TEST_F(HookCommandContext, AMissingHostIsLookedUpAtEveryEvent) {
   const auto application = processes.processes[100].application;
   processes.processes[100].application.reset();
   run(event("PreToolUse"));
@@ -206,13 +206,13 @@ TEST_F(HookCommandContext, AHostMayHaveNoBundle) {
   run(event("SessionStart"));
   EXPECT_EQ(record().hostPid, 100);
   EXPECT_EQ(record().hostBundleId, std::nullopt);
-  // It is not looked up again for that.
+  // The repository is not looked up again because of that.
   const std::size_t before = processes.countOf("application");
   run(event("PostToolUse"));
   EXPECT_EQ(processes.countOf("application"), before);
 }
 
-TEST_F(HookCommandContext, TheTerminalIsThatOfTheProcessThatStandsInForTheAgent) {
+TEST_F(HookCommandContext, TheTerminalIsThatOfTheProcessTakenAsTheAgent) {
   processes.processes = {{300, {.parent = 1, .name = "sh", .terminal = "/dev/ttys005"}}};
   run(event("PreToolUse"));
   EXPECT_EQ(record().agentPid, 300);
@@ -236,7 +236,7 @@ TEST_F(HookCommandContext, ASessionOfClaudeCodeInTheDesktopAppGetsItsTitle) {
   EXPECT_EQ(record().title, "Fix the tests");
 }
 
-TEST_F(HookCommandContext, ATitleIsKeptWhenNoneIsFound) {
+TEST_F(HookCommandContext, TheOldTitleIsKeptWhenNoneIsFound) {
   hostIn(ClaudeSessionTitles::desktopBundleIdentifier);
   writeTitle("Fix the build");
   run(event("PreToolUse"));
@@ -271,7 +271,7 @@ TEST_F(HookCommandContext, TheHostOfThisVeryEventDecidesAboutTheTitle) {
   EXPECT_EQ(record().title, std::nullopt);
   run(event("UserPromptSubmit"));
   EXPECT_EQ(record().title, "Fix the build");
-  // A title once found stays with the session when its host changes.
+  // A title, once found, stays with the session when its host changes.
   hostIn("com.apple.Terminal");
   writeTitle("Another");
   run(event("UserPromptSubmit"));
@@ -284,7 +284,7 @@ TEST_F(HookCommandContext, TheTitleIsLookedUpByTheIdOfTheRecord) {
   session.sessionId = "s/1";
   store().save(session);
   writeTitle("Fix the build");
-  // The record that "s1" shares is that of "s/1", an id that no file can have.
+  // "s1" shares the record of "s/1", an id that cannot be a file name.
   run(event("UserPromptSubmit"));
   EXPECT_EQ(record().sessionId, "s/1");
   EXPECT_EQ(record().title, std::nullopt);

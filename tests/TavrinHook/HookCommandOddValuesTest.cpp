@@ -1,4 +1,4 @@
-// Values that agents send and that a careless reader would cut, drop or refuse.
+// Values that agents send and that a careless reader would cut, drop or reject.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -27,7 +27,7 @@ TEST_F(HookCommandOddValues, TheRootIsAWorkingDirectoryLikeAnyOther) {
   EXPECT_EQ(record().cwd, "/");
 }
 
-TEST_F(HookCommandOddValues, AnAppWhoseNameOnlyBeginsAlikeGivesNoTitle) {
+TEST_F(HookCommandOddValues, AnAppWhoseNameOnlyBeginsTheSameHasNoTitle) {
   writeFile(home.path() / "Library/Application Support/Claude/claude-code-sessions/local_s1.json",
             R"({"sessionId":"local_s1","title":"Fix the build"})");
   const std::string desktop(ClaudeSessionTitles::desktopBundleIdentifier);

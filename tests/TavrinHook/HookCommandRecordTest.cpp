@@ -1,4 +1,4 @@
-// What a run makes of a session's record: its state, its calls, its transcript, its processes.
+// What a run writes to a session's record: its state, its calls, its transcript, its processes.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -154,7 +154,7 @@ TEST_F(HookCommandRecord, TheIdOfTheStoredRecordStays) {
 }
 
 TEST_F(HookCommandRecord, WithoutAKnownAgentTheHooksParentStandsIn) {
-  // Shells alone, an empty table, and the first process as the parent of an orphan.
+  // Only shells, an empty table, and an orphan whose parent is the first process.
   processes.processes = {{300, {.parent = 200, .name = "sh"}}, {200, {.parent = 1, .name = "zsh"}}};
   run(event("Stop"));
   EXPECT_EQ(record().agentPid, 300);
@@ -167,7 +167,7 @@ TEST_F(HookCommandRecord, WithoutAKnownAgentTheHooksParentStandsIn) {
   EXPECT_EQ(record().agentPid, 1);
 }
 
-TEST_F(HookCommandRecord, WithoutANameTheFirstThatIsNoShellIsTheAgent) {
+TEST_F(HookCommandRecord, WithoutAKnownNameTheFirstThatIsNotAShellIsTheAgent) {
   processes.processes[200].name = "wrapper";
   run(event("Stop"));
   EXPECT_EQ(record().agentPid, 200);
@@ -221,7 +221,7 @@ TEST_F(HookCommandRecord, ATranscriptIsRememberedAndReplaced) {
   EXPECT_EQ(record().transcriptPath, "/b.jsonl");
 }
 
-TEST_F(HookCommandRecord, AnEmptyTranscriptPathIsNoneForANewRecord) {
+TEST_F(HookCommandRecord, AnEmptyTranscriptPathLeavesANewRecordWithoutOne) {
   run(event("Stop", R"("transcript_path":"")"));
   EXPECT_EQ(record().transcriptPath, std::nullopt);
 }
@@ -269,14 +269,14 @@ TEST_F(HookCommandRecord, TheTranscriptOfTheEventItselfIsMarked) {
 TEST_F(HookCommandRecord, WithoutATranscriptNothingIsMarked) {
   run(event("PermissionRequest"));
   EXPECT_EQ(record().attentionTranscriptOffset, std::nullopt);
-  // One that is named only later in the episode is not marked any more.
+  // A transcript that is named only later in the episode is not marked.
   growTranscriptTo(9);
   run(event("Elicitation", transcriptMember()));
   EXPECT_EQ(record().transcriptPath, transcript());
   EXPECT_EQ(record().attentionTranscriptOffset, std::nullopt);
 }
 
-TEST_F(HookCommandRecord, ATranscriptThatIsNotThereIsNotMarkedAndStopsNothing) {
+TEST_F(HookCommandRecord, AMissingTranscriptIsNotMarkedAndIsNotAnError) {
   run(event("PermissionRequest", R"("transcript_path":"/nowhere/at/all.jsonl")"));
   EXPECT_EQ(record().state, needsYou);
   EXPECT_EQ(record().transcriptPath, "/nowhere/at/all.jsonl");

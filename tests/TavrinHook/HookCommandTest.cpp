@@ -1,4 +1,4 @@
-// One run as a whole: what comes in, which agent it is of, what is left on disk and in the log.
+// One run as a whole: the input, the agent, the files and the log that it leaves.
 #include "TavrinHook/HookCommand.hpp"
 
 #include <fcntl.h>
@@ -38,7 +38,7 @@ class HookCommandRun : public test::HookRun {
     return "error: " + std::string(what) + " (" + std::to_string(size) + " bytes)";
   }
 
-  // That the last run logged an error of whatever reason for a payload of this size.
+  // Expects that the last run logged an error, for any reason, about a payload of this size.
   void expectError(std::size_t size) const {
     EXPECT_THAT(lastMessage(), StartsWith("error: "));
     EXPECT_THAT(lastMessage(), EndsWith(" (" + std::to_string(size) + " bytes)"));
@@ -83,7 +83,7 @@ TEST_F(HookCommandRun, TheFileHoldsJustTheRecord) {
   EXPECT_EQ(readFile(home.logFile()), "2025-01-31T09:15:02Z claude s1 UserPromptSubmit  \u2192 working\n");
 }
 
-TEST_F(HookCommandRun, ARunLeavesRecordLockAndLogAndNothingElse) {
+TEST_F(HookCommandRun, ARunLeavesOnlyRecordLockAndLog) {
   run(event("UserPromptSubmit"));
   run(event("Stop"));
   std::vector<std::string> left;
@@ -138,7 +138,7 @@ TEST_F(HookCommandRun, AnInputThatCannotBeReadIsAnEmptyOne) {
   EXPECT_FALSE(fs::exists(home.sessions()));
 }
 
-TEST_F(HookCommandRun, WhatIsNoJsonIsAnErrorOfItsSize) {
+TEST_F(HookCommandRun, InvalidJsonIsAnErrorWithItsSize) {
   for (const std::string_view payload :
        {"{", "hello", "\n", "{\"session_id\":\"s1\",\"hook_event_name\":\"Stop\"}}"}) {
     run(payload);
@@ -147,7 +147,7 @@ TEST_F(HookCommandRun, WhatIsNoJsonIsAnErrorOfItsSize) {
   EXPECT_FALSE(fs::exists(home.sessions()));
 }
 
-TEST_F(HookCommandRun, WhatIsNoEventIsAnErrorByName) {
+TEST_F(HookCommandRun, AnObjectThatIsNotAnEventIsANamedError) {
   int count = 0;
   for (const auto& [payload, name] : std::vector<std::pair<std::string, std::string>>{
            {"[]", "notAnObject"},
@@ -267,7 +267,7 @@ TEST_F(HookCommandRun, OtherSessionsAreLeftAlone) {
   EXPECT_EQ(stored("s3")->state, idle);
 }
 
-TEST_F(HookCommandRun, AnIgnoredEventWritesNothingButItsLine) {
+TEST_F(HookCommandRun, AnIgnoredEventWritesOnlyItsLine) {
   run(event("UserPromptSubmit"));
   const std::string before = readFile(home.sessionFile("s1"));
   struct stat first {};
@@ -305,7 +305,7 @@ TEST_F(HookCommandRun, TheSendersAgentDecidesWhatIsIgnored) {
   EXPECT_EQ(record().agent, Agent::claude);
 }
 
-TEST_F(HookCommandRun, ADamagedRecordCountsAsNone) {
+TEST_F(HookCommandRun, ADamagedRecordCountsAsMissing) {
   for (const char* const text : {"", "{", "[]", R"({"sessionId":"s1","state":"sleeping"})", "\xff"}) {
     writeFile(home.sessionFile("s1"), text);
     run(event("UserPromptSubmit"));
@@ -347,7 +347,7 @@ TEST_F(HookCommandRun, ARecordThatCannotBeReplacedIsAnErrorAndLeavesNoTemporary)
   expectError(event("Stop").size());
   EXPECT_FALSE(hasTemporaries());
   EXPECT_TRUE(fs::exists(home.sessionFile("s1") / "in the way"));
-  // The lock has been given up, and another session is not concerned.
+  // The lock has been released, and other sessions are not affected.
   run(event("SessionEnd"));
   EXPECT_EQ(lastMessage(), "claude s1 SessionEnd  \u2192 ended");
   EXPECT_TRUE(fs::exists(home.sessionFile("s1") / "in the way"));
@@ -355,13 +355,13 @@ TEST_F(HookCommandRun, ARecordThatCannotBeReplacedIsAnErrorAndLeavesNoTemporary)
   EXPECT_TRUE(stored("s2").has_value());
 }
 
-TEST_F(HookCommandRun, AFailureIsToldInOneLine) {
+TEST_F(HookCommandRun, AFailureIsReportedInOneLine) {
   fs::create_directories(home.sessionFile("s1") / "in the way");
   run(event("Stop"));
   EXPECT_EQ(home.logMessages(), lastMessage() + "\n");
 }
 
-TEST_F(HookCommandRun, AnIdTooLongForAFileNameIsAnErrorAndNoMore) {
+TEST_F(HookCommandRun, AnIdTooLongForAFileNameIsOnlyAnError) {
   const std::string payload =
       R"({"session_id":")" + std::string(300, 'i') + R"(","hook_event_name":"UserPromptSubmit"})";
   run(payload);

@@ -48,12 +48,12 @@ std::string withSubagent(std::string id) {
   return trace(event, Agent::claude, "working");
 }
 
-TEST(HookCommandTrace, TellsAgentSessionEventToolAndOutcome) {
+TEST(HookCommandTrace, ShowsAgentSessionEventToolAndOutcome) {
   EXPECT_EQ(trace(preToolUse(), Agent::claude, "working"),
             "claude 3f2a9c1d PreToolUse Bash#a1b2c3 \u2192 working");
 }
 
-TEST(HookCommandTrace, HasTwoBlanksWithoutATool) {
+TEST(HookCommandTrace, HasTwoSpacesWithoutATool) {
   EXPECT_EQ(trace(notification(), Agent::claude, "needsYou holding 1"),
             "claude 3f2a9c1d Notification(permission_prompt)  \u2192 needsYou holding 1");
 }
@@ -118,7 +118,7 @@ TEST(HookCommandTrace, ShortIdsAreShownWhole) {
 }
 
 TEST(HookCommandTrace, IdsAreCountedInCharactersNotInBytes) {
-  // A family, a flag, a thumb with a skin tone and an accented letter, each of which is one character.
+  // A family, a flag, a thumb with a skin tone and an accented letter. Each is one character.
   const std::string four =
       "\U0001F468\u200d\U0001F469\u200d\U0001F467\U0001F1E9\U0001F1EA\U0001F44D\U0001F3FDe\u0301";
   EXPECT_EQ(withSession(four + "12345"), "claude " + four + "1234 PreToolUse Bash#a1b2c3 \u2192 working");
@@ -137,7 +137,7 @@ TEST(HookCommandTrace, EverythingElseIsShownAsItIs) {
   EXPECT_EQ(trace(event, Agent::grok, ""), "grok 3f2a9c1d Some  event mcp__server__a \u4e2d tool\n \u2192 ");
 }
 
-TEST(HookCommandTrace, SaysNothingOfDirectorySourceAndTranscript) {
+TEST(HookCommandTrace, OmitsDirectorySourceAndTranscript) {
   HookEvent event = preToolUse();
   event.source = "startup";
   event.cwd = "/elsewhere";

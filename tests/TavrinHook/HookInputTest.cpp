@@ -25,7 +25,7 @@ namespace {
 
 constexpr std::size_t million = 1'000'000;
 
-// Bytes of which no two stretches are alike, zeros among them, and no string of JSON.
+// Bytes in which no two stretches are alike. They include zeros, but no quotes, so they hold no JSON string.
 std::string someBytes(std::size_t count) {
   std::string bytes(count, '\0');
   std::uint32_t state = 1;
@@ -39,7 +39,7 @@ std::string someBytes(std::size_t count) {
 
 constexpr std::array<std::string_view, 2> keys = {"session_id", "cwd"};
 
-// The two ends of a channel, the one to read from first.
+// The two ends of a channel.
 struct Ends {
   FileDescriptor reading;
   FileDescriptor writing;
@@ -64,7 +64,7 @@ void setNonBlocking(const FileDescriptor& file) {
   ASSERT_EQ(::fcntl(file.number(), F_SETFL, ::fcntl(file.number(), F_GETFL) | O_NONBLOCK), 0);
 }
 
-// What is read of `bytes` that somebody else writes, `pieceSize` of them at a time, and then closes.
+// Reads `bytes` while a thread writes them, `pieceSize` at a time, and then closes its end.
 HookInput readWritten(Ends ends, std::string_view bytes, std::size_t limit, std::size_t pieceSize = 65'536) {
   std::thread writer([&] {
     for (std::size_t i = 0; i < bytes.size(); i += pieceSize) {
@@ -77,7 +77,7 @@ HookInput readWritten(Ends ends, std::string_view bytes, std::size_t limit, std:
   return input;
 }
 
-// What must come of `bytes` for a limit.
+// Checks the input that `bytes` and a limit must lead to.
 void expectRead(const HookInput& input, std::string_view bytes, std::size_t limit) {
   EXPECT_EQ(input.size, bytes.size());
   if (bytes.size() > limit) {
@@ -135,7 +135,7 @@ TEST(HookInput, PiecesOfAnySizeMakeTheSameInput) {
   EXPECT_EQ(count, 36);
 }
 
-TEST(HookInput, OfAnEventOnlyWhatIsAskedForIsKept) {
+TEST(HookInput, OnlyTheRequestedFieldsOfAnEventAreKept) {
   const std::string content(900'000, 'x');
   const std::string front = R"({"session_id":"abc","tool_input":{"content":")";
   const std::string back = R"("},"cwd":"/home/\u00e9"})";
@@ -163,7 +163,7 @@ TEST(HookInput, AnEventIsTheSameInPiecesOfAnySize) {
   }
 }
 
-TEST(HookInput, WhatIsFarTooLongIsCountedAndNotKept) {
+TEST(HookInput, AnInputFarTooLongIsCountedAndNotKept) {
   const std::string bytes = someBytes(40 * million);
   for (const auto& [name, make] : channels) {
     const HookInput input = readWritten(make(), bytes, million);
@@ -230,7 +230,8 @@ TEST(HookInput, ANonBlockingInputIsWaitedFor) {
     const int reading = ends.reading.number();
     std::thread writer([&] {
       for (std::size_t i = 0; i < bytes.size(); i += 5'000) {
-        // Nothing more comes until everything is read, so that the reader finds nothing, again and again.
+        // The writer waits until everything is read before it writes more, so the reader finds nothing again
+        // and again.
         for (int unread = 1; unread > 0;) {
           if (::ioctl(reading, FIONREAD, &unread) != 0) break;
           std::this_thread::yield();

@@ -22,7 +22,7 @@
 
 namespace tavrin::test {
 
-/// Runs of the command in surroundings that a test knows: a home directory of its own, a clock that stands
+/// Runs the command in surroundings that a test controls: a scratch home directory, a clock that stands
 /// still, identifiers "ID-1", "ID-2" and so on, one repository at /Users/dev/app, and a hook started by
 ///
 ///     300 "sh"  <-  200 "claude", on /dev/ttys004  <-  100 "Terminal", com.apple.Terminal  <-  1
@@ -38,7 +38,7 @@ class HookRun : public ::testing::Test {
     files.directories = {"/Users/dev/app/.git"};
   }
 
-  /// An event of the session "s1" in /Users/dev/app; `more` are further members, as R"("a":1,"b":2)".
+  /// An event of the session "s1" in /Users/dev/app. `more` holds further members, such as R"("a":1,"b":2)".
   static std::string event(std::string_view name, std::string_view more = "") {
     return R"({"session_id":"s1","hook_event_name":")" + std::string(name) + R"(","cwd":"/Users/dev/app")" +
            (more.empty() ? "" : ",") + std::string(more) + "}";
@@ -58,7 +58,7 @@ class HookRun : public ::testing::Test {
     writer.join();
   }
 
-  /// Runs the command with its input at this descriptor.
+  /// Runs the command with this descriptor as its input.
   void runOn(int input, std::vector<std::string_view> arguments = {}) {
     arguments.insert(arguments.begin(), "tavrin-hook");
     HookCommand::run(arguments, {.input = input,
@@ -73,7 +73,7 @@ class HookRun : public ::testing::Test {
   SessionFileStore store() const { return SessionFileStore(home.sessions().string()); }
   std::optional<Session> stored(std::string_view id = "s1") const { return store().load(id); }
 
-  /// The stored record of "s1", which there must be.
+  /// The stored record of "s1", which must exist.
   Session record() const {
     const std::optional<Session> session = stored();
     EXPECT_TRUE(session.has_value());
@@ -90,7 +90,7 @@ class HookRun : public ::testing::Test {
 
   bool homeIsUntouched() const { return std::filesystem::is_empty(home.path()); }
 
-  /// What the record of a first event is in these surroundings.
+  /// The record after a first event in these surroundings.
   Session usualRecord(SessionState state) const {
     Session session;
     session.sessionId = "s1";

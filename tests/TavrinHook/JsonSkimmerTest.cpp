@@ -23,7 +23,7 @@ namespace {
 constexpr std::array<std::string_view, 6> keys = {"session_id", "cwd",       "tool_name",
                                                   "a",          "sessionId", "texts"};
 
-// What is left of `text` when it comes `pieceSize` bytes at a time.
+// What is left of `text` when it arrives `pieceSize` bytes at a time.
 std::string skimmed(std::string_view text, std::size_t pieceSize = std::string_view::npos) {
   JsonSkimmer skimmer(keys);
   std::string held;
@@ -38,7 +38,7 @@ std::string skimmed(std::string_view text, std::size_t pieceSize = std::string_v
   return skimmer.take();
 }
 
-// What a reader of the keys makes of a text: the fields, or why it is refused.
+// The fields that a reader of the keys finds in a text, or why it rejects the text.
 std::pair<std::optional<std::vector<JsonField>>, std::string> reading(std::string_view text) {
   try {
     const JsonFields fields = JsonFields::ofMessage(text, keys);
@@ -50,8 +50,9 @@ std::pair<std::optional<std::vector<JsonField>>, std::string> reading(std::strin
   }
 }
 
-// Expects that the text and what is left of it say the same, in however many pieces it comes. Of one with a
-// damaged character, the reason why it is refused may differ: it depends on how many bytes follow.
+// Expects that the text and what is left of it have the same fields, however many pieces it arrives in. If a
+// character is damaged, the reason for rejecting the text may differ, because it depends on how many bytes
+// follow.
 void expectSameReading(const std::string& text) {
   const std::string left = skimmed(text);
   const auto [fields, kind] = reading(text);
@@ -65,7 +66,7 @@ void expectSameReading(const std::string& text) {
   }
 }
 
-TEST(JsonSkimmer, OnlyStringsUnderTheKeysKeepWhatIsInThem) {
+TEST(JsonSkimmer, OnlyStringsUnderTheKeysKeepTheirContent) {
   const std::vector<std::pair<std::string, std::string>> cases = {
       {R"({"a":"one","b":"two"})", R"({"a":"one","b":""})"},
       {R"({"b":{"a":"one","c":["two",{"d":"three"}]},"a":"four"})",
@@ -111,7 +112,7 @@ TEST(JsonSkimmer, WhatOnlyAParserCanJudgeStaysInApartFromTheRest) {
   }
 }
 
-TEST(JsonSkimmer, EveryByteOfALongStringIsSeenWhereverItStands) {
+TEST(JsonSkimmer, EveryByteOfALongStringIsSeenAtAnyOffset) {
   int count = 0;
   for (std::size_t position = 0; position < 20; ++position) {
     for (int byte = 0; byte < 256; ++byte) {
@@ -124,7 +125,7 @@ TEST(JsonSkimmer, EveryByteOfALongStringIsSeenWhereverItStands) {
   EXPECT_EQ(count, 5'120);
 }
 
-TEST(JsonSkimmer, APlatformDocumentReadsTheSame) {
+TEST(JsonSkimmer, EveryRecordedDocumentReadsTheSame) {
   int count = 0;
   for (const test::JsonDocument& document : test::jsonDocuments()) {
     SCOPED_TRACE(document.name);
@@ -151,7 +152,7 @@ TEST(JsonSkimmer, ARecordedEventReadsTheSame) {
   EXPECT_GT(count, 400);
 }
 
-TEST(JsonSkimmer, ADocumentThatIsCutOffIsSaidToBeSo) {
+TEST(JsonSkimmer, ADocumentThatIsCutOffIsReportedAsSuch) {
   const std::string whole = R"({"a":"one \"\u00e9","b":{"a":"two\n\ud83d\ude00","c":["\\","x"]},"cwd":"/"})";
   for (std::size_t size = 0; size < whole.size(); ++size) {
     const std::string text = whole.substr(0, size);

@@ -112,7 +112,7 @@ TEST(Command, HelpAndVersionComeBeforeOtherRules) {
   EXPECT_EQ(outcome({"--help"}).status, ExitStatus::done);
 }
 
-TEST(Command, ReportWritesErrorsBehindTheProgramsName) {
+TEST(Command, ReportWritesErrorsAfterTheProgramsName) {
   TestConsole kept;
   tavrin::Outcome failed = tavrin::Outcome::failed("nothing was done.\n  a\n  b");
   failed.output = "result\n";

@@ -50,8 +50,8 @@ TEST_F(CompletionWords, AFailureHasNoWordsAndNoSentence) {
   EXPECT_EQ(outcome.status, ExitStatus::failed);
 }
 
-// What a real shell completes `line` to, with the real tavrin in a home with one session of this very
-// process.
+// The words to which a real shell completes `line`, with the real tavrin in a home with one session of this
+// very process.
 class CompletionShells : public testing::Test {
  protected:
   CompletionShells() {

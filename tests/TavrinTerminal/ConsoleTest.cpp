@@ -9,7 +9,7 @@ namespace {
 
 using Variable = std::optional<std::string>;
 
-// The rule in other words, over all combinations of what decides.
+// The same rule in other words, over all combinations of what decides.
 bool expected(const ColourFacts& facts) {
   const auto set = [](const Variable& variable) { return variable.has_value() && variable != ""; };
   switch (facts.choice) {
@@ -49,7 +49,8 @@ TEST(Colour, AllThatDecidesIsDecidedInOrder) {
     }
   }
   EXPECT_EQ(cases, 3 * 4 * 4 * 4 * 3 * 2);
-  // By hand: always 384; automatic without NO_COLOR (2 of 4): forced 24, else 3 x (3 terms x 2 ci) terminals.
+  // Counted by hand: always 384; automatic without NO_COLOR (2 of 4): forced 24, otherwise 3 x (3 terms x 2
+  // ci) terminals.
   EXPECT_EQ(coloured, 384 + 2 * (24 + 3 * 6));
 }
 

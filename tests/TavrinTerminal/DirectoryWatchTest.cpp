@@ -14,8 +14,8 @@
 namespace tavrin::test {
 namespace {
 
-// Runs `act` in the loop, and the loop until the directory is reported as changed. A watch that misses the
-// change runs into the time-out of the test.
+// Runs `act` in the loop, and then the loop until the directory is reported as changed. If the watch misses
+// the change, the test runs into its time-out.
 void expectNoticed(EventLoop& loop, DirectoryWatch&, const bool& changed, const std::function<void()>& act) {
   Timer start(loop, act);
   start.start(std::chrono::milliseconds(0));

@@ -7,6 +7,7 @@
 
 #include <array>
 #include <csignal>
+#include <filesystem>
 
 #include "TavrinTerminal/CommandTable.hpp"
 #include "TavrinTerminal/Commands/Help.hpp"
@@ -70,6 +71,20 @@ TEST_F(Tavrin, AUserWithoutAHomeReadsASentenceWithStatus1) {
     EXPECT_EQ(outcome.output, "");
   }
   EXPECT_EQ(run({TAVRIN_EXECUTABLE, "help"}, "", {{"HOME", "/does/not/exist"}}).output, Help::overview());
+}
+
+// sudo may leave HOME as it was. What root writes there, its owner cannot change any more.
+TEST_F(Tavrin, RootWritesNothingIntoAnotherUsersHomeAndStillLooks) {
+  if (::geteuid() != 0) GTEST_SKIP() << "left out: only root can run with another user's home";
+  constexpr uid_t nobody = 65'534;
+  std::filesystem::create_directory(home / ".claude");
+  save(session("a", SessionState::needsYou));
+  ASSERT_EQ(::chown(home.path().c_str(), nobody, nobody), 0);
+  const test::Outcome refused = tavrin({"connect", "--yes", "claude"});
+  EXPECT_EQ(refused.exitStatus, 1);
+  EXPECT_THAT(refused.error, HasSubstr(home.string() + " belongs to another user"));
+  EXPECT_TRUE(std::filesystem::is_empty(home / ".claude"));
+  EXPECT_EQ(tavrin({"status"}).output, "1 needs you\n");
 }
 
 TEST_F(Tavrin, HelpMatchesTheTableWordForWord) {
@@ -189,7 +204,7 @@ TEST_F(Tavrin, TmuxShowsTheStatus) {
   if (!std::filesystem::exists(tmux))
     GTEST_SKIP() << "tmux is not installed, so its status line is not tried.";
   save(session("a", SessionState::needsYou));
-  // The status line of an inner tmux is seen in a pane of an outer one, which waits until it is there.
+  // A pane of an outer tmux shows the status line of an inner one. The test waits until it appears there.
   const std::string script =
       "t() { '" + tmux +
       "' -S \"$HOME/outer\" -f /dev/null \"$@\"; }\n"

@@ -125,7 +125,7 @@ TEST_F(ServerCommands, RootStopsNothingOfAnotherUser) {
   EXPECT_THAT(stop("5173", true).error, testing::StartsWith("nothing was stopped, because you are root"));
 }
 
-// A real process under the listed id, whose facts are made up.
+// A real process under the listed id. Its facts are made up.
 class RealServer : public ServerCommands {
  protected:
   explicit RealServer(void (*onTerm)(int) = SIG_DFL) {
@@ -137,7 +137,7 @@ class RealServer : public ServerCommands {
       if (::write(ready[1], "r", 1) != 1) ::_exit(1);
       for (;;) ::pause();
     }
-    // It is signalled only after it has said what the signal does.
+    // Waits until the child has set its signal handler.
     char sent = 0;
     EXPECT_EQ(::read(ready[0], &sent, 1), 1);
     ::close(ready[0]);
@@ -170,7 +170,7 @@ TEST_F(RealServer, IsLeftAloneWhenItsIdNowBelongsToAnother) {
   int asked = 0;
   surroundings.processes.process = [&, all = surroundings.processes.process](std::int32_t asked_pid) {
     auto fact = all(asked_pid);
-    // The process that was listed ends while the person is asked.
+    // The listed process ends while the person is asked.
     if (asked_pid == pid && ++asked > 1) fact->startedAt = testTime - std::chrono::minutes(1);
     return fact;
   };

@@ -64,7 +64,7 @@ TEST(SessionWord, AWordThatFitsNothingIsCleaned) {
   EXPECT_THAT(named(""), testing::StartsWith("there is no session"));
 }
 
-TEST(SessionChanges, ReportsWhatIsThereThenWhatChanges) {
+TEST(SessionChanges, ReportsTheFirstStateAndThenTheChanges) {
   SessionChanges changes;
   const auto lines = [&](std::vector<SessionRow> now) {
     std::vector<std::string> found;

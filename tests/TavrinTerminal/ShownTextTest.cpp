@@ -80,7 +80,7 @@ TEST(ShownText, CutTextsEndInAnEllipsisWithinTheirColumns) {
   EXPECT_EQ(ShownText::padded("日本語", 4), "日\u2026 ");
 }
 
-// Random bytes, many of them controls and the beginnings of longer characters.
+// Random bytes, many of them control characters and the beginnings of longer characters.
 std::string noise(Random& random) {
   std::string text;
   for (std::size_t i = random.below(40); i > 0; --i)

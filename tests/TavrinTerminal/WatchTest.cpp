@@ -13,7 +13,7 @@ using testing::HasSubstr;
 
 class WatchCommand : public testing::Test, public TestTerminal {
  protected:
-  // Watches until the output has `lines` lines; each look may change something.
+  // Watches until the output has `lines` lines. Each look may change something.
   std::string watch(Watch::Options options, std::size_t lines, std::function<void(int look)> act) {
     Console console = kept.console(false);
     console.out = [this, lines](std::string_view bytes) {
@@ -35,7 +35,7 @@ class WatchCommand : public testing::Test, public TestTerminal {
 
 TEST_F(WatchCommand, PrintsALineForEachChange) {
   save(session("a", SessionState::working));
-  // The clock is asked twice for each look.
+  // Each look asks the clock twice.
   EXPECT_EQ(watch({}, 3,
                   [this](int look) {
                     if (look == 2) save(session("a", SessionState::needsYou));

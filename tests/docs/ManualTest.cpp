@@ -1,4 +1,4 @@
-// What the manual pages promise is held against the code.
+// Compares what the manual pages promise with the code.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -28,7 +28,7 @@ std::string page(std::string_view name) {
   return test::readFile(test::dataDirectory().parent_path().parent_path() / "docs/man" / name);
 }
 
-// What follows `start`, up to `end`; the test fails when either is missing.
+// The text between `start` and `end`. The test fails if either is missing.
 std::string between(const std::string& text, std::string_view start, std::string_view end) {
   const std::size_t from = text.find(start);
   if (from == std::string::npos) {
@@ -56,7 +56,7 @@ HookAction actionOf(const std::string& eventName) {
   return HookTransitions::action(event);
 }
 
-// The events that the manual lists under each heading, those with conditions left out.
+// The events that the manual lists under each heading, without those that have conditions.
 std::map<std::string, HookAction> listedEvents() {
   const std::string text = page("tavrin-hook.1");
   std::map<std::string, HookAction> events;
@@ -70,7 +70,7 @@ std::map<std::string, HookAction> listedEvents() {
   return events;
 }
 
-TEST(Manual, SaysWhatBecomesOfTheSessionAtEachEvent) {
+TEST(Manual, NamesTheStateAfterEachEvent) {
   const std::map<std::string, HookAction> listed = listedEvents();
   for (const auto& [name, action] : listed) EXPECT_EQ(actionOf(name), action) << name;
   EXPECT_EQ(listed.size(), 16U);
@@ -166,7 +166,7 @@ TEST(Manual, ItsSampleSessionFileIsAsTheCommandWritesIt) {
   EXPECT_EQ(session->encode(), sample);
 }
 
-TEST(Manual, TellsTheVersionThatTheExecutableHolds) {
+TEST(Manual, NamesTheVersionThatTheExecutableHolds) {
   const std::string version = TAVRIN_VERSION;
   for (const char* name : {"tavrin-hook.1", "tavrin-session.5"}) {
     EXPECT_THAT(page(name), HasSubstr("\nThis is the manual of version " + version + ".\n"));

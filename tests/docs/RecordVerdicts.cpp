@@ -1,5 +1,5 @@
-// Tells which records a session file may hold. Standard input is records, each behind a line with its length
-// in bytes; standard output gets a line for each, "accepted" or "refused".
+// Reports which records a session file may hold. Standard input is records, each after a line with its length
+// in bytes. Standard output gets one line for each: "accepted" or "refused".
 
 #include <cstddef>
 #include <cstdio>

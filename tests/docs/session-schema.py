@@ -1,4 +1,4 @@
-"""docs/session.schema.json against the reader and the writer of session files:
+"""Compares docs/session.schema.json with the reader and the writer of session files:
 session-schema.py RECORD-VERDICTS TAVRIN-HOOK"""
 import base64
 import copy
@@ -20,7 +20,8 @@ SCHEMA = json.loads((ROOT / "docs/session.schema.json").read_text())
 READ = Draft202012Validator(SCHEMA)
 WRITTEN = READ.evolve(schema=SCHEMA["$defs"]["written"])
 
-# Records whose fate is in their text and not in the document that it spells, by name: whether the reader takes it.
+# Records that are accepted or rejected because of their text, not because of the document that it spells, by name. The
+# value says whether the reader accepts it.
 DECIDED_BY_THE_TEXT = {
     "byte order mark": True,
     "trailing comma": True,
@@ -41,14 +42,14 @@ FULL = PLAIN | {
     "transcriptPath": "/t", "tty": "/dev/tty1", "waitingOn": ["c"], "worktreeName": "w",
 }  # fmt: skip
 
-# In the place of any value, in the words of JSON.
+# Values in JSON, to put in the place of any value.
 VALUES = [
     "null", "true", "false", "0", "-1", "5", "5.0", "5e0", "50e-1", "5.5", "1e9", "1e10", "1e400", "-0", "-0.0",
     "2147483647", "2147483648", "-2147483648", "-2147483649", "9223372036854775808", "18446744073709551615",
     "18446744073709551616", "18446744073709551615.0", "1e19", '""', '"x"', '"5"', '"idle"', '"Idle"', '"needsYou"',
     '"codex"', "[]", '["a"]', '["a", ""]', '["a", 1]', '["a", null]', "[[]]", "[{}]", "{}", '{"sessionId": "x"}',
 ]  # fmt: skip
-# In the place of a date; the good, and those that differ from a good one by little.
+# Texts to put in the place of a date: good ones, and ones that differ a little from a good one.
 DATES = [
     DATE, "2025-1-1T0:0:0z", "0-1-1T0:0:0Z", "32767-12-31T23:59:59Z", "32768-01-01T00:00:00Z", "40000-01-01T00:00:00Z",
     "31999-01-01T00:00:00Z", "32699-01-01T00:00:00Z", "02025-01-31T09:15:02Z", "002025-01-31T09:15:02Z",
@@ -71,7 +72,7 @@ DATES = [
 
 
 def readers_verdicts(texts):
-    """Whether the reader of session files takes each of the texts."""
+    """Whether the reader of session files accepts each of the texts."""
     records = b"".join(b"%d\n%s" % (len(text), text) for text in texts)
     run = subprocess.run([VERDICTS], input=records, stdout=subprocess.PIPE, check=True)
     words = run.stdout.decode().split()
@@ -80,7 +81,7 @@ def readers_verdicts(texts):
 
 
 def schemas_verdict(text):
-    """Whether the schema takes the document that a text spells; what spells none is refused."""
+    """Whether the schema accepts the document that a text spells. A text that spells none is rejected."""
     try:
         return READ.is_valid(json.loads(text.decode("utf-8")))
     except (ValueError, RecursionError):
@@ -88,7 +89,7 @@ def schemas_verdict(text):
 
 
 def text_of(record, key, value):
-    """A record as JSON with the words `value` under `key`, or without that key when it is None."""
+    """A record as JSON with the text `value` under `key`, or without that key if `value` is None."""
     fields = {name: json.dumps(one) for name, one in record.items() if name != key}
     if value is not None:
         fields[key] = value
@@ -97,7 +98,7 @@ def text_of(record, key, value):
 
 class SessionSchema(unittest.TestCase):
     def expect_agreement(self, cases):
-        """`cases` are names and texts. Both judge alike, but for the named exceptions, all of which must be ones."""
+        """`cases` are names and texts. Both must agree, except on the named exceptions, on which they must differ."""
         exceptions = 0
         for (name, text), reader in zip(cases, readers_verdicts([text for _, text in cases])):
             schema = schemas_verdict(text)
@@ -112,7 +113,7 @@ class SessionSchema(unittest.TestCase):
     def test_it_is_a_schema(self):
         Draft202012Validator.check_schema(SCHEMA)
 
-    def test_it_judges_the_platforms_records_as_the_reader_does(self):
+    def test_it_judges_recorded_records_as_the_reader_does(self):
         lines = (ROOT / "tests/data/platform/records.jsonl").read_text().splitlines()
         cases = []
         for line in map(json.loads, lines):

@@ -32,7 +32,7 @@ class ConnectAgent : public ::testing::Test {
 
   fs::path settings(const AgentDefinition& definition) const { return home_ / definition.configPath; }
 
-  // Nothing may be left of temporary files.
+  // No temporary files may be left.
   std::size_t filesBeside(const AgentDefinition& definition) const {
     const fs::directory_iterator folder(settings(definition).parent_path());
     std::size_t count = 0;
@@ -100,7 +100,7 @@ TEST_F(ConnectAgent, FollowsTheVariableThatMovesTheSettings) {
   EXPECT_FALSE(fs::exists(settings(AgentDefinition::codex)));
 }
 
-TEST_F(ConnectAgent, WhatIsRefusedIsAFailure) {
+TEST_F(ConnectAgent, ARefusalIsAFailure) {
   test::writeFile(settings(AgentDefinition::claude), "{ // my settings\n}");
   for (const std::string& word : {helperPath, std::string("--disconnect")}) {
     const test::Outcome refused = connectAgent({"claude", word});

@@ -1,5 +1,5 @@
-// The open files of a run of the real executable. No program that it started would get them. What it has
-// written is closed, to learn of a failure; the lock, the log and the files of processes are left to the
+// The open files of a run of the real executable. A program that it starts would not inherit them. It closes
+// what it has written, to notice a failure. It leaves the lock, the log and the files of processes to the
 // system, which closes them at once.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -15,7 +15,7 @@
 namespace tavrin::test {
 namespace {
 
-// Calls that give new descriptors, and "open" for the one whose flags are looked at here.
+// Calls that return new descriptors, and "open" for the call whose flags are checked here.
 constexpr std::array<std::string_view, 17> givesDescriptors = {
     "open",    "creat",         "openat2",  "socket",       "socketpair",   "accept",
     "accept4", "pipe",          "pipe2",    "dup",          "dup2",         "dup3",

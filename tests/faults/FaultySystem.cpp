@@ -16,8 +16,8 @@
 #include <stdexcept>
 #include <utility>
 
-// The functions below have names of their own, for those of the C library are declared already, and its
-// symbols.
+// The functions below have names of their own, because the C library's names are declared already. The
+// assembler gives them the C library's symbols.
 #if defined(__APPLE__)
 #define TAVRIN_SYMBOL(name) __asm__("_" name)
 #else
@@ -30,7 +30,7 @@ namespace {
 
 thread_local FaultySystem::Decision* decision = nullptr;
 
-// A decision's own calls are not put to it.
+// Calls that a decision makes itself are not decided on.
 Answer answerTo(std::string_view call) {
   FaultySystem::Decision* const asked = std::exchange(decision, nullptr);
   if (asked == nullptr) return {};
@@ -39,13 +39,13 @@ Answer answerTo(std::string_view call) {
   return answer;
 }
 
-// The function that the C library has under this name.
+// The C library's function of this name.
 template <class Function>
 Function* real(const char* name) {
   return reinterpret_cast<Function*>(::dlsym(RTLD_NEXT, name));
 }
 
-// Makes a call, or lets it fail with `failure`.
+// Makes a call, or makes it fail with `failure`.
 template <class Function, class Result, class... Arguments>
 Result decided(const char* name, Result failure, Arguments... arguments) {
   static Function* const function = real<Function>(name);

@@ -12,12 +12,12 @@ struct Answer {
   std::size_t mostBytes = SIZE_MAX;  ///< it reads or writes no more than this
 };
 
-/// Stands between the code of this process and the system for as long as it lives: each call about files, and
-/// for random bytes, of the thread that made it is put to `decide` before it is made. Calls that `decide`
-/// makes itself are let through. A close that fails has closed all the same. There is one at a time.
+/// Stands between the code of this process and the system as long as it exists. Each call about files or
+/// random bytes that its own thread makes goes to `decide` first. Calls that `decide` makes itself are let
+/// through. A close that fails has closed the file all the same. Only one can exist at a time.
 ///
-/// It works on the functions of the C library that this program calls by their names; FaultySystem.cpp is
-/// part of the program for that, not of a library.
+/// It replaces the C library's functions that this program calls by name. FaultySystem.cpp must therefore be
+/// part of the program, not of a library.
 class FaultySystem {
  public:
   using Decision = std::function<Answer(std::string_view call)>;

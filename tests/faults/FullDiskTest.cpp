@@ -1,5 +1,5 @@
-// A record on a full file system. The test mounts one of 64 KiB in a namespace of its own, which ends with
-// the processes in it.
+// A record on a full file system. The test mounts one of 64 KiB in its own mount namespace, which disappears
+// with its processes.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -14,8 +14,8 @@ using testing::ElementsAre;
 using testing::EndsWith;
 
 // Mounts the file system over the library, handles an event, fills all but some pages and some files, handles
-// another one, makes room again, and handles a third. What is there after each step is copied to where the
-// test finds it, and what the runs print is printed.
+// a second event, makes room again, and handles a third. Copies the state after each step to where the test
+// finds it, and lets the output of the runs through.
 constexpr const char* script = R"sh(
 set -eu
 hook=$0 pages=$1 files=$2 log=$3
@@ -44,8 +44,8 @@ cp "$sessions/s.json" "$HOME/next"
 using Words = std::vector<std::string>;
 const Subprocess::Environment systemPath = {{"PATH", "/usr/sbin:/usr/bin:/sbin:/bin"}};
 
-// The words before a command that give it a mount namespace of its own in which it may mount. Empty if no
-// user here may mount a file system in any way that the test knows.
+// The words before a command that give it a mount namespace in which it may mount. Empty if no known way to
+// mount a file system works for this user.
 Words wordsThatAllowMounting() {
   for (const Words& words :
        {Words{"/usr/bin/env", "unshare", "-rm"}, Words{"/usr/bin/env", "unshare", "-m"}}) {
@@ -64,7 +64,7 @@ class FullDisk : public testing::Test {
     if (unshare_.empty()) GTEST_SKIP() << "Left out: no file system can be mounted for a test here.";
   }
 
-  // Leaves so many pages and files free.
+  // Leaves this many pages and files free.
   void run(int pages, int files, bool hasLog) {
     std::filesystem::remove_all(home.path() / "Library");
     std::filesystem::create_directory(home / "Library");
@@ -109,7 +109,7 @@ TEST_F(FullDisk, LeavesTheOldRecordOrTheNewOneAndIsForgottenWhenThereIsRoom) {
           EXPECT_THAT(calls("next"), ElementsAre("call-0", "call-1", "call-2"));
         }
         EXPECT_THAT(text("names"), testing::Not(testing::HasSubstr(".tmp")));
-        // There is room in the page that the log's last line lies in.
+        // The page that holds the log's last line has room.
         const std::string line = isKept ? "error: " : "claude s PreToolUse Bash#call-1 ";
         if (hasLog) {
           EXPECT_THAT(text("log"), testing::HasSubstr("Z " + line));

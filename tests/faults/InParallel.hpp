@@ -11,9 +11,9 @@
 
 namespace tavrin::test {
 
-/// Calls `body(worker, i)` for each i below `count`, on as many threads as there are processors, each with a
-/// `Worker` of its own. Which thread gets which i is chance. An exception is a failure of the test and ends
-/// its thread's part.
+/// Calls `body(worker, i)` for each i below `count`, on as many threads as there are processors. Each thread
+/// has its own `Worker`. Which thread gets which i is random. An exception fails the test and ends its
+/// thread's part.
 template <class Worker, class Body>
 void inParallel(std::size_t count, const Body& body) {
   std::atomic<std::size_t> next = 0;
@@ -25,7 +25,7 @@ void inParallel(std::size_t count, const Body& body) {
       ADD_FAILURE() << error.what();
     }
   };
-  // Not std::jthread, which not every C++20 library has.
+  // Not std::jthread, because some C++20 libraries lack it.
   std::vector<std::thread> threads;
   const std::size_t processors = std::max(1U, std::thread::hardware_concurrency());
   for (std::size_t i = 0; i < std::min(processors, count); ++i) threads.emplace_back(work);

@@ -1,4 +1,4 @@
-// What becomes of a record when a run of the real executable is killed.
+// What a killed run of the real executable leaves of a record.
 #include <gtest/gtest.h>
 
 #include <atomic>

@@ -1,5 +1,5 @@
-// What the real executable does when those it works with misbehave: the agent that feeds it, and other runs.
-// More of it is in BadInputTest, BadPlacesTest, LimitsTest and LockWaitTest.
+// What the real executable does when the agent that feeds it, or another run, misbehaves. BadInputTest,
+// BadPlacesTest, LimitsTest and LockWaitTest hold more such cases.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -11,7 +11,7 @@
 namespace tavrin::test {
 namespace {
 
-TEST(Partners, AnAgentThatNeverClosesTheInputIsWaitedForAndNothingIsDoneUntilThen) {
+TEST(Partners, ARunWaitsForAnAgentThatNeverClosesTheInput) {
   const std::string event = toolStart("s", "call-1");
   const std::string tooLarge = event + std::string(HookCommand::largestPayload, ' ');
   for (const std::string& input : {std::string(), event.substr(0, 20), event, tooLarge}) {
@@ -22,7 +22,7 @@ TEST(Partners, AnAgentThatNeverClosesTheInputIsWaitedForAndNothingIsDoneUntilThe
     process->waitUntilInputIsRead();
     home.expectUntouched();
     EXPECT_THAT(home.newLogLines(), testing::IsEmpty());
-    // It has not taken the session's lock, so it stands in nobody's way.
+    // It has not taken the session's lock, so it blocks nobody.
     home.expectNextEventWorks();
     EXPECT_FALSE(hasEnded(process->pid()));
     ASSERT_EQ(::kill(process->pid(), SIGKILL), 0);

@@ -1,4 +1,4 @@
-// What becomes of a record when the functions of the C library fail under a run in this process.
+// What happens to a record when functions of the C library fail during a run in this process.
 #include <fcntl.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -38,7 +38,7 @@ std::size_t openDescriptors() {
   return static_cast<std::size_t>(std::distance(begin(descriptors), end(descriptors)));
 }
 
-// Runs the command on the stage in this process, with `decide` between it and the system.
+// Runs the command on the stage in this process. `decide` stands between it and the system.
 void runHere(const Stage& stage, std::string_view event, const FaultySystem::Decision& decide) {
   const std::filesystem::path file = stage / "event";
   writeFile(file, event);
@@ -79,7 +79,7 @@ struct Failing {
   bool isOnce() const { return first == last && another == 0; }
 };
 
-// Lets the calls fail under a run, and looks at what it leaves. Gives how many have failed.
+// Lets the calls fail during a run, and checks what it leaves. Returns how many have failed.
 std::size_t tryFailing(Stage& stage, const Situation& situation, const Failing& failing) {
   const std::set<Record>& poorer = stage.poorerRecords(situation);
   const Record& clean = stage.cleanRecord(situation);
@@ -155,7 +155,7 @@ TEST(SeamFaults, TwoCallsThatFailInOneRunLeaveTheOldRecordOrTheNewOne) {
     Stage stage;
     std::size_t failed = 1;
     for (std::size_t call = 1; failed > 0; ++call) {
-      // In the small size, every fifth of the later calls, and other ones each time.
+      // In the small size, every fifth of the later calls. The offset changes each time.
       for (std::size_t another = call + 1 + call % step;; another += step) {
         const int error = errors[1 + pairs % (errors.size() - 1)];
         failed =
@@ -169,7 +169,7 @@ TEST(SeamFaults, TwoCallsThatFailInOneRunLeaveTheOldRecordOrTheNewOne) {
   EXPECT_GE(pairs, isFullSize() ? 1500U : 300U);
 }
 
-// What a caller of the library catches, whichever library made the call.
+// What a caller of the library catches, whichever function failed.
 TEST(SeamFaults, ASaveThatFailsThrowsASystemErrorWhateverCallFailed) {
   const ScratchDirectory directory;
   const SessionFileStore store(directory.string());
@@ -195,7 +195,7 @@ TEST(SeamFaults, ASaveThatFailsThrowsASystemErrorWhateverCallFailed) {
   }
   EXPECT_THAT(reported, testing::IsSupersetOf({"open", "write", "rename"}));
 #ifdef __linux__
-  // Elsewhere random bytes come from a file.
+  // On other systems random bytes come from a file.
   EXPECT_THAT(reported, Contains("getrandom"));
 #endif
 }
@@ -213,14 +213,14 @@ TEST(SeamFaults, OneByteAtATimeIsReadAndWrittenToTheEnd) {
     });
     EXPECT_EQ(stage.record(), clean);
     EXPECT_GE(calls, stage.recordText().value().size() + stage.event(situation).size());
-    // A line is written in one go or not at all; what is missing of it is missing.
+    // A line is written with one call. The part that the call did not take is lost.
     const std::string log = readFile(stage.logFile());
     EXPECT_THAT(log, testing::AnyOf("2", testing::EndsWith("\n2")));
     expectNextEventWorks(stage);
   }
 }
 
-// The descriptors that a program started here would find open, one a line.
+// The descriptors that a program started here would inherit, one a line.
 std::string descriptorsOfAChild() {
   return run({"/bin/ls", "/dev/fd/"}).output;
 }

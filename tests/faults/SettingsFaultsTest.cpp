@@ -1,4 +1,4 @@
-// What becomes of an agent's settings when the program that connects it is killed or refused something at any
+// What happens to an agent's settings when the program that connects it is killed or refused something at any
 // system call, when the disk is full, and when the agent writes its settings at the same time.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -26,7 +26,7 @@ namespace {
 const std::string helper = "/Users/dev/Library/Application Support/Tavrin/bin/tavrin-hook";
 const std::string secret = "{\n  \"env\": {\"KEY\": \"secret\"}\n}\n";
 
-// A home with settings of Claude Code, and the runs of the example on it.
+// A home with settings of Claude Code, and runs of the example on it.
 class Home : public ScratchHome {
  public:
   Home() : ScratchHome(directoryInMemory()) { restore(); }
@@ -50,7 +50,7 @@ class Home : public ScratchHome {
     return test::run(words, "", {{"HOME", string()}});
   }
 
-  // No file here is open to more people than the settings were.
+  // No file here may be open to more people than the settings were.
   void expectNothingWider() const {
     for (const auto& entry : std::filesystem::recursive_directory_iterator(path())) {
       if (!entry.is_regular_file() || entry.path().filename().string().starts_with("trace.")) continue;
@@ -65,7 +65,7 @@ struct Point {
   std::size_t nth = 0;
 };
 
-// The system calls from the first one about the settings on.
+// The system calls from the first one that concerns the settings.
 std::vector<Point> pointsOf(const Home& home, bool isConnect) {
   EXPECT_EQ(home.run(underStrace(home.path(), {}, Home::command(isConnect))).exitStatus, 0);
   std::vector<Point> points;
@@ -86,11 +86,11 @@ std::vector<Point> pointsOf(const Home& home, bool isConnect) {
 }
 
 struct Start {
-  std::string before;  // "missing" for no file
+  std::string before;  // "missing" if there is no file
   bool isConnect;
 };
 
-// The four edits that differ in what they do to the file.
+// The four edits, each of which changes the file in a different way.
 std::vector<Start> starts(const Home& home) {
   std::vector<Start> starts = {{secret, true}, {"missing", true}};
   for (const std::string& before : {secret, std::string("missing")}) {
@@ -155,7 +155,7 @@ TEST(SettingsFaults, AFullDiskLeavesTheFileAsItWas) {
 }
 
 // An agent that counts in its own settings, and a person who connects and disconnects it without a pause.
-// Each count is written while an edit is under way, and must be there once that edit is over.
+// Each count is written during an edit, and must still be there when that edit is over.
 TEST(SettingsFaults, NoWriteOfTheAgentIsLost) {
   const int rounds = isFullSize() ? 10'000 : 500;
   const Home home;

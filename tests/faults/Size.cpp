@@ -1,4 +1,4 @@
-// The main function of the programs here, and what their command line says.
+// The main function of the programs here. It reads the size from the command line.
 #include "tests/faults/Size.hpp"
 
 #include <gmock/gmock.h>

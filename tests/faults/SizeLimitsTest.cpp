@@ -1,5 +1,5 @@
-// What becomes of files that may not grow beyond a size, byte for byte: of a record and a log by the real
-// executable, and of an agent's settings by the example that connects it.
+// What happens to files that may not grow beyond a size, for every size in bytes: a record and a log, written
+// by the real executable, and an agent's settings, written by the example that connects it.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -20,7 +20,7 @@ using testing::IsEmpty;
 
 constexpr std::size_t margin = 64;
 
-// The limits from 0 to `size` and beyond or, in the small size, every `step`-th and all about `size`.
+// The limits from 0 to `size` and beyond. In the small size, every `step`-th and all those near `size`.
 std::vector<std::size_t> limitsAround(std::size_t size, std::size_t step) {
   constexpr std::size_t near = 20;
   std::vector<std::size_t> limits;
@@ -74,7 +74,7 @@ TEST(SizeLimits, ARecordCutShortAtAnyByteLeavesTheOldOneOrTheNewOne) {
   std::cout << "[   RUNS   ] " << limits.size() << " of a record of " << size << " bytes\n";
 }
 
-TEST(SizeLimits, ALogCutShortAtAnyByteCostsNothingButTheLine) {
+TEST(SizeLimits, ALogCutShortAtAnyByteCostsOnlyTheLine) {
   constexpr std::size_t logSize = 5000;
   Situation situation = largeRecord();
   for (auto& [name, text] : situation.files) {
@@ -100,7 +100,7 @@ TEST(SizeLimits, ALogCutShortAtAnyByteCostsNothingButTheLine) {
   std::cout << "[   RUNS   ] " << count << " of a log\n";
 }
 
-// A home with settings of Claude Code, and the runs of the example on it.
+// A home with settings of Claude Code, and runs of the example on it.
 class SettingsHome : public ScratchHome {
  public:
   SettingsHome()
@@ -126,7 +126,7 @@ class SettingsHome : public ScratchHome {
     return temporaries(path() / ".claude").size() + (hasOriginals ? temporaries(originals()).size() : 0);
   }
 
-  // The exit status, or that of a shell when a signal has ended it.
+  // The exit status, or the status that a shell reports when a signal has ended it.
   int connect(std::vector<std::string> words) const {
     words.insert(words.end(), {"claude", "/Users/dev/Library/Application Support/Tavrin/bin/tavrin-hook"});
     const Outcome outcome = run(words, "", {{"HOME", string()}});
@@ -146,7 +146,7 @@ TEST(SizeLimits, SettingsCutShortAtAnyByteAreTheOldOnesOrTheNewOnes) {
   const std::size_t size = SettingsHome().connectedText().size();
   const std::vector<std::size_t> limits = limitsAround(size, step);
   EXPECT_GE(limits.size(), isFullSize() ? size + margin + 1 : size / step);
-  // The signal of the limit kills one half of the runs, and the others are told of the failure.
+  // The signal of the limit kills half of the runs. The others get an error instead.
   const std::string ignored = "ignored=" + std::to_string(SIGXFSZ);
   inParallel<SettingsHome>(limits.size(), [&](const SettingsHome& home, std::size_t i) {
     SCOPED_TRACE(limits[i]);

@@ -27,14 +27,14 @@ std::string fullLog() {
   return text;
 }
 
-// The value in a line `  "key" : value,` is one that differs from run to run.
+// The value in a line `  "key" : value,` differs from run to run.
 bool isOfOneRun(std::string_view line) {
   for (const std::string_view key : {"\"updatedAt\" : ", "\"stateSince\" : ", "\"attentionId\" : "})
     if (line.find(key) != std::string_view::npos) return true;
   return false;
 }
 
-// The line tells of processes that were not there before the run.
+// The line is about processes that did not exist before the run.
 bool isOfProcesses(std::string_view line) {
   if (line.find("\"agentPid\" : ") != std::string_view::npos) return true;
   for (const auto& [key, known] : {std::pair<std::string_view, std::string_view>{"\"hostPid\" : ", "612"},
@@ -65,7 +65,7 @@ std::string comparable(const std::string& text) {
 
 }  // namespace
 
-// It is one of the Claude desktop app, whose files are looked through for a title.
+// The session belongs to the Claude desktop app, so the run searches its files for a title.
 Session goodSession() {
   Session session;
   session.sessionId = "s";

@@ -12,7 +12,7 @@ namespace tavrin::test {
 
 namespace {
 
-// The process that strace says has stopped; nothing as long as there is none.
+// The process that strace reports as stopped; nullopt until there is one.
 std::optional<pid_t> stoppedIn(const std::filesystem::path& directory) {
   constexpr std::string_view prefix = "trace.";
   for (const std::filesystem::path& trace : tracesIn(directory)) {

@@ -8,11 +8,11 @@
 
 namespace tavrin::test {
 
-/// A run of tavrin-hook that a signal stops as one of its system calls is done. It is killed when nobody did
-/// so before.
+/// A run of tavrin-hook that a signal stops right after one of its system calls. The destructor kills it if
+/// it still runs.
 class StoppedRun {
  public:
-  /// Starts the run on what `stage` holds, and waits until it has stopped.
+  /// Starts the run on the files in `stage`, and waits until it has stopped.
   StoppedRun(const Stage& stage, const Situation& situation, const SystemCallPoint& point);
   ~StoppedRun();
   StoppedRun(const StoppedRun&) = delete;
@@ -20,7 +20,7 @@ class StoppedRun {
 
   pid_t pid() const { return pid_; }
 
-  /// Kills it, or lets it go on, and waits until it is gone. When it has gone on, it must end like any other.
+  /// Kills it, or lets it go on, and waits for its end. If it went on, it must end like any other run.
   void kill();
   void goOn();
 

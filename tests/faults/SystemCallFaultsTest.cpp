@@ -1,4 +1,4 @@
-// What becomes of a record when the system refuses what a run of the real executable asks of it.
+// What happens to a record when the system refuses what a run of the real executable asks of it.
 #include <gtest/gtest.h>
 
 #include <iostream>
@@ -10,8 +10,8 @@
 namespace tavrin::test {
 namespace {
 
-// The faults to be tried at a run's points: each error once and repeated or, in the small size, an
-// interruption and two others, of which all have their turn.
+// The faults to try at a run's points: each error once and repeated. In the small size, an interruption and
+// two others, and all of them in turn.
 std::vector<SystemCallFault> faultsAt(const std::vector<SystemCallPoint>& points) {
   std::vector<SystemCallFault> faults;
   for (std::size_t i = 0; i < points.size(); ++i) {

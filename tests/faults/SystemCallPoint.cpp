@@ -16,18 +16,18 @@ namespace {
 
 using Subject = SystemCallPoint::Subject;
 
-// What a static program asks for before its main function is called.
+// What a static program asks the system before its main function is called.
 constexpr std::array<std::string_view, 16> callsBeforeMain = {
     "execve",          "brk",       "arch_prctl", "set_tid_address",
     "set_robust_list", "rseq",      "prlimit64",  "readlink",
     "readlinkat",      "getrandom", "mprotect",   "mmap",
     "munmap",          "uname",     "getrlimit",  "readv"};
 
-// Calls that have no errors, or none but a lack of memory.
+// Calls that cannot fail, or only for lack of memory.
 constexpr std::array<std::string_view, 7> withoutErrors = {"getppid", "exit_group", "futex",   "brk",
                                                            "mmap",    "munmap",     "mprotect"};
 
-// The file that a call is about, from `strace -y`: that of the descriptor, or the first path.
+// The file that a call is about, according to `strace -y`: that of the descriptor, or the first path.
 std::string fileOf(const std::string& call) {
   const std::size_t argument = call.find('(') + 1;
   const bool hasDescriptor = argument < call.size() && call[argument] >= '0' && call[argument] <= '9';

@@ -8,7 +8,7 @@
 
 namespace tavrin::test {
 
-/// One system call of a run, as the place where something can happen to it.
+/// One system call of a run: a place where something can happen to it.
 struct SystemCallPoint {
   /// What the call is about.
   enum class Subject {
@@ -34,29 +34,29 @@ struct SystemCallPoint {
   std::size_t number = 0;  ///< among all of the run, from 1
   Subject subject = Subject::rest;
 
-  /// The call has errors that are no lack of memory, and it is one of main's.
+  /// The call belongs to main, and can fail for reasons other than a lack of memory.
   bool canFail() const;
 
-  /// The run looks something up here; whatever cannot be looked up counts as not there.
+  /// The run looks something up here. Whatever cannot be looked up counts as missing.
   bool isLookUp() const;
 
-  /// The record stays as it is when this call fails.
+  /// The record stays as it is if this call fails.
   bool isNeededForRecord() const { return isNeededForEvent() || isRemoval(); }
 
-  /// The event cannot be handled when this call fails, which is an error. A record that cannot be removed is
-  /// none.
+  /// If this call fails, the event cannot be handled, which is an error. A record that cannot be removed is
+  /// not an error.
   bool isNeededForEvent() const;
 
-  /// The line cannot get into the log when this call fails.
+  /// The line does not get into the log if this call fails.
   bool isNeededForLog() const;
 
-  /// The record is replaced by this call, or removed.
+  /// This call replaces the record, or removes it.
   bool isReplacement() const;
   bool isRemoval() const;
 };
 
-/// The system calls of a run in which nothing fails, begun on what `stage` holds now, from the first one
-/// after execve(2). Of the ancestors, which are all looked up alike, there are those of the first two.
+/// The system calls of a run in which nothing fails, on what `stage` holds now, from the first call after
+/// execve(2). All ancestors are looked up in the same way, so only the calls for the first two are included.
 std::vector<SystemCallPoint> systemCallPoints(const Stage& stage, const Situation& situation);
 
 }  // namespace tavrin::test

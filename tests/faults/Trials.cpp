@@ -24,7 +24,7 @@ Outcome runWith(const std::string& option, const Stage& stage, const Situation& 
              {{"HOME", stage.string()}});
 }
 
-// The number of the last system call for which `is` holds; 0 when there is none.
+// The number of the last system call for which `is` holds; 0 if there is none.
 template <class Predicate>
 std::size_t numberOf(const std::vector<SystemCallPoint>& points, Predicate is) {
   std::size_t number = 0;

@@ -8,9 +8,9 @@
 #include "tests/faults/Stage.hpp"
 #include "tests/faults/SystemCallPoint.hpp"
 
-/// Runs of the real executable to which one thing happens, and what must be left of each: the old record or
-/// the new one, the line in the log or none, and a session whose next event is handled. What they are begun
-/// on is a situation, `points` are the system calls of a run of it in which nothing happens.
+/// Runs of the real executable to which one thing happens, and what each must leave: the old record or the
+/// new one, the line in the log or no line, and a session whose next event is handled. A run begins on the
+/// files of a situation. `points` are the system calls of such a run in which nothing happens.
 namespace tavrin::test {
 
 inline constexpr std::array<std::string_view, 8> systemErrors = {"EINTR",  "EIO",   "ENOSPC", "EDQUOT",
@@ -35,11 +35,11 @@ void tryFault(Stage& stage, const Situation& situation, const std::vector<System
 void tryKill(Stage& stage, const Situation& situation, const std::vector<SystemCallPoint>& points,
              const SystemCallPoint& point);
 
-/// Looks at what is left of a run of which no more than its first `done` system calls were made.
+/// Checks what is left of a run that made at most its first `done` system calls.
 void expectWhole(Stage& stage, const Situation& situation, const std::vector<SystemCallPoint>& points,
                  std::size_t done);
 
-/// The first and the last system call of a run at which it holds the session's lock.
+/// The first and the last system call during which a run holds the session's lock.
 struct LockedCalls {
   explicit LockedCalls(const std::vector<SystemCallPoint>& points);
   bool contains(std::size_t number) const { return number >= first && number <= last; }

@@ -1,5 +1,5 @@
-// What becomes of a record when a run of the real executable fails or is killed on what another one left that
-// was killed.
+// What happens to a record when a run of the real executable is killed, and the next run, on what it left,
+// fails or is killed too.
 #include <gtest/gtest.h>
 
 #include <iostream>
@@ -12,8 +12,8 @@
 namespace tavrin::test {
 namespace {
 
-// The files but for what is different in each run, so that equal ones are known: names of temporaries, and
-// what the record says of times and identifiers.
+// The files without what differs in each run, so that equal states can be recognised: names of temporaries,
+// and the record's times and identifiers.
 std::string signature(const Stage& stage) {
   std::string text = stage.record().value_or("none");
   for (const auto& [name, content] : stage.files()) {
@@ -26,10 +26,10 @@ std::string signature(const Stage& stage) {
 
 struct LeftBehind {
   Situation situation;
-  std::size_t kills = 0;  // how many of the first run's system calls leave just this
+  std::size_t kills = 0;  // how many of the first run's system calls lead to this state
 };
 
-// What is left by runs that are killed at each of their system calls.
+// The states that runs leave if they are killed at each of their system calls.
 std::vector<LeftBehind> leftBehind(const Situation& situation) {
   const Stage first;
   first.set(situation.files);
@@ -65,7 +65,7 @@ TEST(TwoFailures, ARunThatFailsOnWhatAKilledOneLeftLeavesAWholeRecordToo) {
       first.set(situation.files);
       const std::vector<SystemCallPoint> points = systemCallPoints(first, situation);
       EXPECT_GE(points.size(), 25U);
-      // In the small size, every sixth call, and other ones each time.
+      // In the small size, every sixth call. The offset changes each time.
       const std::size_t step = isFullSize() ? 1 : 6;
       const std::size_t offset = isFullSize() ? 0 : runs % step;
       const std::size_t count = (points.size() - offset + step - 1) / step;

@@ -1,10 +1,10 @@
 #!/usr/bin/env python3
-"""Makes a table of what `make faults` has gone through.
+"""Makes a table of the cases that `make faults` ran.
 
     table.py BUILD           prints it
     table.py --docs BUILD    prints it, and puts it into docs/reliability.md
 
-BUILD is the build directory in which ctest(1) has run the tests; it keeps what they have said.
+BUILD is the build directory in which ctest(1) has run the tests. It keeps their output.
 """
 
 import argparse
@@ -17,7 +17,7 @@ from dataclasses import dataclass, field
 
 DOCUMENT = pathlib.Path(__file__).resolve().parents[2] / "docs/reliability.md"
 
-# The lines of a test program: what a test has gone through, and the end of the test.
+# The lines of a test program: the counts of a test, and its end.
 COUNT = re.compile(r"\[   RUNS   \] (.+)")
 END = re.compile(r"\[ +(OK|FAILED) +\] (\S+?)(?:, where .*)? \((\d+) ms\)")
 
@@ -31,7 +31,7 @@ class Test:
 
 
 def programs(log):
-    """What each program has said that ran in full, in the log of ctest."""
+    """The output of each program that ran in full, from the log of ctest."""
     parts = re.split(r"^\d+/\d+ Testing: (\S+)$", log, flags=re.MULTILINE)[1:]
     return {name: text for name, text in zip(parts[::2], parts[1::2]) if name.endswith("_in_full")}
 
@@ -71,7 +71,7 @@ def machine():
 
 
 def put(blocks):
-    """Replaces what stands between the marks of each block."""
+    """Replaces the text between the marks of each block."""
     text = DOCUMENT.read_text()
     for name, content in blocks.items():
         marks = re.compile(rf"(<!-- {name} -->\n).*?(<!-- end of {name} -->)", re.DOTALL)
@@ -82,7 +82,7 @@ def put(blocks):
 
 
 def main():
-    parser = argparse.ArgumentParser(description="Makes a table of what `make faults` has gone through.")
+    parser = argparse.ArgumentParser(description="Makes a table of the cases that `make faults` ran.")
     parser.add_argument("--docs", action="store_true", help="put it into the documentation")
     parser.add_argument("build", type=pathlib.Path)
     options = parser.parse_args()

@@ -30,7 +30,7 @@ cd "$scratch"
 # Boost is compiled into the library under another name, so that a program can use any version of it.
 archive=$(find "$prefix" -name libTavrinCore.a)
 if nm --defined-only "$archive" 2>/dev/null | grep -E '5boost[0-9]' >clashing.txt; then
-  echo "These names would meet those of another Boost:"
+  echo "These names would clash with those of another Boost:"
   head clashing.txt
   exit 1
 fi
@@ -80,7 +80,7 @@ if build/session-label "$source/README.md" 2>error.txt; then
 fi
 expect 'This file holds no session.' cat error.txt
 
-# The example of a panel, with a process of our own in the place of a server.
+# The example of a panel. A process of our own stands in for a server.
 sleep 60 &
 server=$!
 trap 'kill "$server"' EXIT
@@ -128,4 +128,4 @@ line 'home, idle'
 kill "$server"
 wait "$server" || true
 line 'home, idle, and has ended'
-echo "It builds and prints what it should."
+echo "It builds and prints the expected lines."

@@ -1,15 +1,15 @@
 #!/usr/bin/env python3
-"""Reads the installed headers that docs/library.md names for panels, and complains of what the importers of C++ in
-other languages cannot read in a public declaration: importable.py INCLUDE-FOLDER DOCUMENT"""
+"""Reads the installed headers that docs/library.md names for panels. Reports what other languages' importers of C++
+cannot read in a public declaration: importable.py INCLUDE-FOLDER DOCUMENT"""
 import pathlib
 import re
 import sys
 
-# What stays, by header and declaration, and what there is for those who cannot read it.
+# What stays, by header and declaration, and the replacement for compilers that cannot read it.
 ALLOWED = {
     ("Sessions/SessionFileStore.hpp", "withLock"): "for writers; panels read by loadAll, which takes no lock",
+    ("Monitor/SessionMonitor.hpp", "observe"): "for many sessions; judge takes one",
     ("Panel/PanelNavigation.hpp", "next"): "for any element; the elements of focusOrder have a plain overload",
-    ("Monitor/SessionMonitor.hpp", "observe"): "judge takes one session",
     ("Support/FixedList.hpp", "class FixedList"): "its instantiations have names: AgentDefinition::Names, EventList",
     ("Support/File.hpp", "FileDescriptor(FileDescriptor&&"): "a move, which importers know; panels never see one",
     ("Support/File.hpp", "operator=(FileDescriptor&&"): "the same",

@@ -1,4 +1,4 @@
-// The order of names on macOS, over a CoreFoundation that the test makes up.
+// The order of names on macOS, over a made-up CoreFoundation.
 #include "TavrinCore/Panel/Collation_corefoundation.hpp"
 
 #include <gmock/gmock.h>
@@ -60,7 +60,7 @@ TEST_F(CollationOfMacos, EachAnswerOfAComparisonCounts) {
   EXPECT_EQ(ranks({"x", "y"}), (Ranks{1, 0}));
 }
 
-// An order that contradicts itself is one order or another, and its end is reached.
+// If the comparison contradicts itself, sorting still ends, in any order.
 TEST_F(CollationOfMacos, AComparisonThatContradictsItselfDoesNoHarm) {
   std::vector<std::string> names(200);
   for (std::size_t i = 0; i < names.size(); ++i) names[i] = "n" + std::to_string(i);
@@ -104,7 +104,7 @@ TEST_F(CollationOfMacos, WithoutALocaleThereIsStillAnOrder) {
   EXPECT_EQ(library.created, library.released);
 }
 
-TEST_F(CollationOfMacos, BytesThatAreNoUtf8CountAsReplacementCharacters) {
+TEST_F(CollationOfMacos, BytesThatAreNotUtf8CountAsReplacementCharacters) {
   ranks(
       {"a\xff"
        "b",
@@ -131,7 +131,7 @@ TEST_F(CollationOfMacos, OfALongNameTheFirst4096UnitsCount) {
   for (const Comparison& comparison : library.comparisons) EXPECT_LE(comparison.a.size(), 4096U);
 }
 
-TEST_F(CollationOfMacos, NothingIsComparedWhereThereIsNothingToCompare) {
+TEST_F(CollationOfMacos, FewerThanTwoNamesAreNotCompared) {
   EXPECT_EQ(ranks({}), Ranks{});
   EXPECT_EQ(ranks({"a"}), Ranks{0});
   EXPECT_TRUE(library.comparisons.empty());

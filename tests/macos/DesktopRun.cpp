@@ -1,6 +1,5 @@
-// desktop-run HOME <EVENT: one run of the command below the Claude desktop app, which Linux does not have. A
-// look at
-// "/start" comes before everything that is the run's.
+// desktop-run HOME <EVENT: one run of the command below the Claude desktop app, which Linux does not have. It
+// looks at "/start" before everything that belongs to the run.
 #include <unistd.h>
 
 #include <array>

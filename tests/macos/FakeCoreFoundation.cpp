@@ -27,7 +27,7 @@ Object created(FakeObject object) {
   return living.emplace_back(std::make_unique<FakeObject>(std::move(object))).get();
 }
 
-// The object of this type; an empty one, and a failure, when it is none.
+// The object, if it has this type. Otherwise fails the test and returns an empty one.
 const FakeObject& objectAt(Object object, bool isLocale) {
   const auto found = std::ranges::find_if(living, [&](const auto& owned) { return owned.get() == object; });
   static const FakeObject none{};

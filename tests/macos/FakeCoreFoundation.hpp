@@ -10,9 +10,9 @@
 
 namespace tavrin::test {
 
-/// A CoreFoundation made up by a test. There is one at a time, since a library's functions are plain ones. It
-/// orders texts by code units, blind to the case of ASCII, and fails the test for what would end a process: a
-/// release too many, an object of the wrong type, none where there must be one.
+/// A made-up CoreFoundation. Only one can exist at a time, because a library's functions have no object. It
+/// orders texts by code units and ignores the case of ASCII. It fails the test for anything that would end a
+/// real process: one release too many, an object of the wrong type, a missing object.
 class FakeCoreFoundation {
  public:
   FakeCoreFoundation();
@@ -26,14 +26,14 @@ class FakeCoreFoundation {
     Collation::CoreFoundation::Index start;
     Collation::CoreFoundation::Index length;
     unsigned long flags;
-    std::string locale;  ///< "" when there is none
+    std::string locale;  ///< "" if there is none
 
     bool operator==(const Comparison&) const = default;
   };
 
   bool isInstalled = true;
   std::set<std::string> missing;                                     ///< functions
-  std::set<std::u16string> refusedTexts;                             ///< for which there is no memory
+  std::set<std::u16string> refusedTexts;                             ///< that get no memory
   std::set<std::string> unknownLocales;                              ///< "current" is the user's own
   std::map<std::pair<std::u16string, std::u16string>, int> answers;  ///< of comparisons
 

@@ -13,7 +13,7 @@
 #include <span>
 
 #ifndef __APPLE__
-// Without a runtime they are only there to be linked to: no class is known, so nobody is sent anything.
+// Without a runtime these exist only for the linker: no class is known, so no message is sent.
 extern "C" {
 void objc_msgSend() {}
 
@@ -35,7 +35,7 @@ std::string_view nameOf(SEL selector) {
   return *reinterpret_cast<const std::string*>(selector);
 }
 
-// The bytes that a caller wants filled, which must be `size` zero bytes.
+// The bytes that a caller wants filled. They must be `size` zero bytes.
 std::span<char> zeroed(void* buffer, std::size_t given, std::size_t size) {
   const std::span bytes(static_cast<char*>(buffer), given);
   EXPECT_EQ(given, size);
@@ -118,7 +118,7 @@ id FakeMac::classNamed(std::string_view name) {
   return isKnown ? reinterpret_cast<id>(&runningApplicationClass_) : nullptr;
 }
 
-// The object that a message called `method` may be sent to.
+// The object that may receive a message called `method`.
 FakeMac::Object* FakeMac::receiverOf(id receiver, SEL selector, std::string_view method) {
   EXPECT_EQ(nameOf(selector), method) << "a message of another type";
   auto* const object = reinterpret_cast<Object*>(receiver);

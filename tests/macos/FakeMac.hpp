@@ -15,10 +15,10 @@
 
 namespace tavrin::test {
 
-/// A Mac made up by a test: its kernel, and as much of AppKit as tells about applications. What the real ones
-/// would not put up with is a failure of the test: buffers of the wrong size or with something in them, a
-/// message of the wrong type, to an object that has no such method or that its pool has taken along.
-/// It must outlive the calls.
+/// A made-up Mac: its kernel, and the part of AppKit that describes applications. It fails the test for
+/// anything that the real ones would not accept: a buffer of the wrong size or not empty, a message of the
+/// wrong type, or a message to an object that has no such method or was released with its pool. It must
+/// outlive the calls.
 class FakeMac {
  public:
   static constexpr std::uint32_t noDevice = 0xffffffff;
@@ -31,23 +31,23 @@ class FakeMac {
   struct Process {
     std::int32_t parent = 1;
     std::string name = {};      ///< the kernel keeps its first bytes
-    std::string longName = {};  ///< what proc_name gives, if anything
+    std::string longName = {};  ///< the result of proc_name, if it has one
     std::uint32_t terminal = noDevice;
-    bool isOfAnotherUser = false;  ///< whom proc_name and proc_pidinfo do not serve
-    int infoSize = 136;            ///< what proc_pidinfo gives back
-    std::size_t recordSize = 648;  ///< what sysctl says that it has filled
+    bool isOfAnotherUser = false;  ///< proc_name and proc_pidinfo do not answer for it
+    int infoSize = 136;            ///< the result of proc_pidinfo
+    std::size_t recordSize = 648;  ///< the size that sysctl reports as filled
     std::optional<Application> application = {};
   };
 
   std::map<std::int32_t, Process> processes;
   std::map<std::uint32_t, std::string> devices;  ///< names in /dev
-  std::size_t longestName = 16;                  ///< of p_comm, which has room for one byte more
+  std::size_t longestName = 16;                  ///< of p_comm, which has room for one more byte
   bool hasAppKit = true;
   bool hasRunningApplications = true;    ///< the class
   std::set<std::string> missingMethods;  ///< by selector
-  bool textsAreMissing = false;          ///< UTF8String gives none
+  bool textsAreMissing = false;          ///< UTF8String returns null
 
-  /// Called before each look-up, which it may change the outcome of.
+  /// Called before each look-up, and may change its result.
   std::function<void(const std::string& lookUp)> before;
 
   std::vector<std::string> lookUps;  ///< as "sysctl 100" or "dlopen /System/...", in order
@@ -56,7 +56,7 @@ class FakeMac {
 
   MacCalls calls();
 
-  /// How many look-ups were made whose line begins so.
+  /// The number of look-ups whose line begins with `start`.
   std::size_t countOf(std::string_view start) const;
 
  private:

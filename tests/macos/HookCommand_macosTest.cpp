@@ -1,4 +1,4 @@
-// Whole runs of the command on a Mac that the test makes up.
+// Whole runs of the command on a made-up Mac.
 #include <fcntl.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -15,7 +15,7 @@ namespace {
 
 using testing::ElementsAre;
 
-// The processes of a HookRun, told by macOS.
+// The processes of a HookRun, as macOS reports them.
 class HookOnMacos : public test::HookRun {
  protected:
   HookOnMacos() {
@@ -45,7 +45,7 @@ class HookOnMacos : public test::HookRun {
   test::FakeMac mac;
 };
 
-TEST_F(HookOnMacos, AFirstEventTellsTheAgentItsTerminalAndItsHost) {
+TEST_F(HookOnMacos, AFirstEventRecordsTheAgentItsTerminalAndItsHost) {
   runOnMac("PreToolUse");
   Session expected = usualRecord(SessionState::working);
   expected.inFlight = record().inFlight;
@@ -78,7 +78,7 @@ TEST_F(HookOnMacos, WithoutAppKitARecordHasAllButTheHost) {
   EXPECT_EQ(record(), expected);
 }
 
-// As under sudo(8): the kernel tells the names and parents of another user's processes, and nothing else.
+// As under sudo(8): the kernel shows only the names and parents of another user's processes.
 TEST_F(HookOnMacos, AnAgentOfAnotherUserIsFoundWithoutItsTerminal) {
   mac.processes[200].isOfAnotherUser = true;
   runOnMac("UserPromptSubmit");

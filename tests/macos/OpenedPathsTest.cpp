@@ -1,4 +1,4 @@
-// What docs/macos.md says a run looks at is held against the system calls of real runs, as strace(1) tells
+// Compares what docs/macos.md says a run looks at with the system calls of real runs, as strace(1) prints
 // them.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -25,7 +25,7 @@ struct Touched {
   bool isOpened;
 };
 
-// A line of the table: what a path may be, and whether it may be opened.
+// A line of the table: a pattern for paths, and whether such a path may be opened.
 struct Line {
   std::string text;
   std::regex path;

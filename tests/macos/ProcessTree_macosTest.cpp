@@ -1,4 +1,4 @@
-// The process table of macOS over a kernel and a runtime that the test makes up.
+// The process table of macOS over a made-up kernel and runtime.
 #include "TavrinCore/Context/ProcessTree_macos.hpp"
 
 #include <gmock/gmock.h>
@@ -34,7 +34,7 @@ constexpr std::int32_t login = 120;
 constexpr std::int32_t terminal = 100;
 constexpr std::uint32_t ttys004 = 0x10000004;
 
-// An agent in a window of Terminal, as macOS starts one: login(1) is the superuser's.
+// An agent in a window of Terminal, as macOS starts one. login(1) belongs to the superuser.
 class ProcessTableOfMacos : public ::testing::Test {
  protected:
   ProcessTableOfMacos() {
@@ -96,7 +96,7 @@ TEST_F(ProcessTableOfMacos, TheFirstProcessAndTheKernelAreNotAskedFor) {
   EXPECT_THAT(mac.lookUps, Not(AnyOf(Contains("sysctl 1"), Contains("sysctl 0"))));
 }
 
-TEST_F(ProcessTableOfMacos, AProcessThatIsGoneEndsTheChain) {
+TEST_F(ProcessTableOfMacos, AProcessThatHasEndedEndsTheChain) {
   mac.processes.erase(login);
   EXPECT_EQ(pidsOf(chain()), (std::vector{shell, agent, loginShell}));
   EXPECT_EQ(ProcessTree::parent(login, table()), std::nullopt);
@@ -105,14 +105,14 @@ TEST_F(ProcessTableOfMacos, AProcessThatIsGoneEndsTheChain) {
   EXPECT_FALSE(table().application(login).has_value());
 }
 
-TEST_F(ProcessTableOfMacos, ARecordOfAnyLengthButNoneCounts) {
+TEST_F(ProcessTableOfMacos, ARecordOfAnyLengthExceptZeroCounts) {
   mac.processes[login].recordSize = 1;
   EXPECT_EQ(chain().size(), 5U);
   mac.processes[login].recordSize = 0;
   EXPECT_EQ(pidsOf(chain()), (std::vector{shell, agent, loginShell}));
 }
 
-TEST_F(ProcessTableOfMacos, ASystemThatTellsNothingGivesNoChain) {
+TEST_F(ProcessTableOfMacos, ASystemThatReportsNothingHasNoChain) {
   MacCalls calls = mac.calls();
   calls.sysctl = [](int*, unsigned, void*, std::size_t*, void*, std::size_t) { return -1; };
   const ProcessTable silent = processTableOf(calls);
@@ -120,7 +120,7 @@ TEST_F(ProcessTableOfMacos, ASystemThatTellsNothingGivesNoChain) {
   EXPECT_EQ(ProcessTree::parent(shell, silent), std::nullopt);
 }
 
-// In each step of the walk, each process may be the one that ends.
+// At each step of the walk, each process may end.
 TEST_F(ProcessTableOfMacos, AProcessThatEndsDuringTheWalkEndsTheChainThere) {
   const std::vector<std::int32_t> whole = pidsOf(chain());
   const std::vector<std::string> steps = mac.lookUps;
@@ -135,7 +135,7 @@ TEST_F(ProcessTableOfMacos, AProcessThatEndsDuringTheWalkEndsTheChainThere) {
         if (mac.lookUps.size() == step + 1) mac.processes.erase(victim);
       };
       const std::vector<ProcessNode> nodes = chain();
-      // Who was looked up before it ended stands in the chain.
+      // A process that was looked up before it ended is in the chain.
       const auto place = std::ranges::find(whole, victim);
       const auto wasSeen = std::ranges::find(steps, "sysctl " + std::to_string(victim)) <
                            steps.begin() + static_cast<std::ptrdiff_t>(step);
@@ -147,8 +147,8 @@ TEST_F(ProcessTableOfMacos, AProcessThatEndsDuringTheWalkEndsTheChainThere) {
   EXPECT_EQ(count, 15 * 5);
 }
 
-// Between two look-ups a parent may end and another process take its number. The walk then follows what it is
-// told, and still comes to an end.
+// Between two look-ups a parent may end and another process take its number. The walk then follows the new
+// process, and still ends.
 TEST_F(ProcessTableOfMacos, ANumberThatIsGivenAwayAgainLeadsNoFurtherThanTheLimit) {
   mac.before = [this](const std::string& lookUp) {
     if (lookUp == "sysctl 150") mac.processes[loginShell] = {.parent = shell, .name = "reused"};
@@ -206,7 +206,7 @@ TEST_F(ProcessTableOfMacos, AProcessWithoutAnyNameStaysInTheChain) {
   EXPECT_EQ(nodes[1].name, std::nullopt);
 }
 
-TEST_F(ProcessTableOfMacos, AnotherUsersProcessTellsItsParentAndShortNameAlone) {
+TEST_F(ProcessTableOfMacos, AnotherUsersProcessShowsOnlyItsParentAndShortName) {
   EXPECT_EQ(ProcessTree::parent(login, table()), terminal);
   EXPECT_EQ(ProcessTree::name(login, table()), "login");
   EXPECT_EQ(ProcessTree::tty(login, table()), std::nullopt);
@@ -278,7 +278,7 @@ TEST_F(ProcessTableOfMacos, ABundleIdentifierIsTakenAsItIs) {
   expectPoolsDrained(4);
 }
 
-TEST_F(ProcessTableOfMacos, MostProcessesAreNoApplication) {
+TEST_F(ProcessTableOfMacos, MostProcessesAreNotApplications) {
   EXPECT_FALSE(table().application(agent).has_value());
   EXPECT_FALSE(table().application(77).has_value());
   expectPoolsDrained(2);
@@ -311,7 +311,7 @@ TEST_F(ProcessTableOfMacos, AMethodThatIsMissingIsNotCalled) {
   expectPoolsDrained(7);
 }
 
-TEST_F(ProcessTableOfMacos, EachLookUpOfAnApplicationHasAPoolOfItsOwn) {
+TEST_F(ProcessTableOfMacos, EachLookUpOfAnApplicationHasItsOwnPool) {
   chain();
   EXPECT_EQ(mac.countOf("application"), 5U);
   expectPoolsDrained(5);
@@ -324,7 +324,7 @@ TEST_F(ProcessTableOfMacos, AnErrorOnTheWayDrainsThePoolToo) {
   expectPoolsDrained(1);
 }
 
-TEST_F(ProcessTableOfMacos, AppKitIsOpenedForApplicationsAlone) {
+TEST_F(ProcessTableOfMacos, AppKitIsOpenedOnlyForApplications) {
   const ProcessTable processes = table();
   EXPECT_EQ(ProcessTree::ancestorsUpTo(AgentDefinition::claude.processNames, shell, processes).size(), 2U);
   EXPECT_EQ(ProcessTree::ancestorsUpTo({}, shell, processes).size(), 5U);

@@ -1,4 +1,4 @@
-// The table of the running system, asked about processes that the test knows. It takes a Mac.
+// The process table of the running Mac, asked about processes that the test knows. Needs a Mac.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <sys/wait.h>
@@ -36,14 +36,14 @@ TEST(ThisMac, TheChainStartsAtThisProcessAndFollowsParents) {
   }
 }
 
-TEST(ThisMac, TheFirstProcessTellsItsNameAndNoTerminal) {
+TEST(ThisMac, TheFirstProcessHasANameAndNoTerminal) {
   const ProcessTable table = ProcessTable::ofThisSystem();
   EXPECT_EQ(ProcessTree::name(1, table), "launchd");
   EXPECT_EQ(ProcessTree::parent(1, table), 0);
   EXPECT_EQ(ProcessTree::tty(1, table), std::nullopt);
 }
 
-TEST(ThisMac, AProcessThatIsGoneIsUnknown) {
+TEST(ThisMac, AProcessThatHasEndedIsUnknown) {
   const pid_t child = ::fork();
   if (child == 0) ::_exit(0);
   ::waitpid(child, nullptr, 0);
@@ -53,7 +53,7 @@ TEST(ThisMac, AProcessThatIsGoneIsUnknown) {
   EXPECT_EQ(ProcessTree::tty(child, table), std::nullopt);
 }
 
-TEST(ThisMac, AProcessTellsThePathOfItsTerminal) {
+TEST(ThisMac, AProcessShowsThePathOfItsTerminal) {
   std::array<int, 2> ends{};
   ASSERT_EQ(::pipe(ends.data()), 0);
   const FileDescriptor reading(ends[0]);
@@ -76,8 +76,8 @@ TEST(ThisMac, AProcessTellsThePathOfItsTerminal) {
   EXPECT_EQ(answer.substr(0, answer.find(' ')), answer.substr(answer.find(' ') + 1));
 }
 
-// A program in a terminal is no application; asking all the same opens AppKit.
-TEST(ThisMac, ThisProgramIsNoApplication) {
+// A program in a terminal is not an application. Asking nevertheless opens AppKit.
+TEST(ThisMac, ThisProgramIsNotAnApplication) {
   EXPECT_FALSE(ProcessTable::ofThisSystem().application(::getpid()).has_value());
 }
 

@@ -1,5 +1,5 @@
-// What the real executable makes of input that is no event, or comes in an odd way: silence and an unharmed
-// record.
+// What the real executable does with input that is not an event, or that arrives in an odd way: it prints
+// nothing and leaves the record unharmed.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -26,7 +26,7 @@ std::string inQuotes(std::string_view bytes) {
   return '"' + std::string(bytes) + '"';
 }
 
-// An event that holds the bytes `value` under a key that means nothing, or under another.
+// An event that holds the bytes `value` under an unused key, or under another key.
 std::string eventWith(std::string_view value, std::string_view key = "a") {
   std::string event = toolStart("s", "call-1");
   event.insert(event.size() - 1, "," + inQuotes(key) + ":" + std::string(value));
@@ -42,7 +42,7 @@ std::string eventOfSize(std::size_t size) {
 struct BadInputCase {
   std::string name;
   std::string bytes;
-  std::string message;  // what the log says of it; "" for any error
+  std::string message;  // the log's message; "" for any error
 };
 
 std::vector<BadInputCase> badInputs() {
@@ -93,7 +93,7 @@ std::vector<BadInputCase> badInputs() {
   };
 }
 
-TEST(BadInput, WhatIsNoEventIsOneErrorLineAndLeavesTheRecordAsItWas) {
+TEST(BadInput, InputThatIsNotAnEventIsOneErrorLineAndLeavesTheRecord) {
   SeededHome home;
   int cases = 0;
   for (const auto& [name, bytes, message] : badInputs()) {
@@ -112,7 +112,7 @@ TEST(BadInput, WhatIsNoEventIsOneErrorLineAndLeavesTheRecordAsItWas) {
   home.expectNextEventWorks();
 }
 
-TEST(BadInput, WhatIsOddButAnEventIsHandled) {
+TEST(BadInput, AnOddEventIsHandled) {
   const std::string event = toolStart("s", "call-1");
   std::string surrounded(100'000, ' ');
   surrounded += event;
@@ -185,12 +185,12 @@ TEST(BadInput, APayloadOfAMillionBytesIsHandledAndOneOfAByteMoreIsNot) {
   home.expectNextEventWorks();
 }
 
-TEST(BadInput, AnOversizedPayloadIsCountedToItsEndAndNothingIsMadeForIt) {
+TEST(BadInput, AnOversizedPayloadIsCountedToItsEndAndMakesNoFile) {
   const ScratchHome home;
   EXPECT_EQ(runHook(home.path(), std::string(64U << 20U, '[')), silentSuccess);
   EXPECT_THAT(logLines(home), ElementsAre("error: payload of 67108864 bytes rejected"));
   EXPECT_FALSE(std::filesystem::exists(home.sessions()));
-  // It is dropped before anything is known about its sender.
+  // The input is dropped before anything is known about its sender.
   std::string foreign = R"({"cursor_version":1})";
   foreign.resize(largest + 1, ' ');
   EXPECT_EQ(runHook(home.path(), foreign), silentSuccess);
@@ -241,7 +241,7 @@ TEST(BadInput, InputMayBeAFileOrAnythingElseThatAShellCanOpen) {
   home.expectUpdated("call-1");
 }
 
-TEST(BadInput, WordsThatMeanNothingAreNothing) {
+TEST(BadInput, UnknownWordsAreIgnored) {
   for (const std::vector<std::string>& words : {std::vector<std::string>{"--help"},
                                                 {"--agent"},
                                                 {"--event"},

@@ -1,5 +1,5 @@
-// What the real executable makes of odd things where its files should be: silence, and a record that is the
-// old one or the new one.
+// What the real executable does if odd things are in the place of its files: it prints nothing, and the
+// record is the old one or the new one.
 #include <fcntl.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -27,9 +27,9 @@ void makeFifo(const fs::path& path) {
 // A home with one thing in it that is not as it should be.
 struct BadPlace {
   std::string name;
-  fs::path place;  // from the home directory; put aside, and put back after the run
+  fs::path place;  // relative to the home directory; moved away, and back after the run
   std::function<void(const fs::path& place)> spoil;
-  bool isHandled = true;  // the record is the new one, and not the old one
+  bool isHandled = true;  // whether the record is the new one
   bool isLogged = true;   // the log has its line
 };
 
@@ -72,7 +72,7 @@ std::vector<BadPlace> badPlaces() {
   };
 }
 
-TEST(BadPlaces, WhateverLiesWhereAFileShouldTheRecordIsTheOldOrTheNewOne) {
+TEST(BadPlaces, WithAnythingInAFilesPlaceTheRecordIsTheOldOrTheNewOne) {
   int cases = 0;
   for (const auto& [name, place, spoil, isHandled, isLogged] : badPlaces()) {
     SCOPED_TRACE(name);
@@ -214,7 +214,7 @@ TEST(BadPlaces, AHomeThatIsMissingIsMade) {
   }
 }
 
-TEST(BadPlaces, AHomeInWhichNothingCanBeMadeIsBorneInSilence) {
+TEST(BadPlaces, AHomeInWhichNothingCanBeMadeCausesNoOutput) {
   const ScratchDirectory scratch;
   writeFile(scratch / "file", "in the way");
   fs::create_symlink("loop", scratch / "loop");
@@ -233,7 +233,7 @@ TEST(BadPlaces, AHomeThatMayNotBeWrittenToIsBorneInSilence) {
   SeededHome home;
   fs::copy_file(hookExecutable(), home / "hook");
   fs::copy_file(confined(), home / "confined");
-  // Permissions mean nothing to the superuser.
+  // Permissions do not stop the superuser.
   std::vector<std::string> words = {home / "confined", home / "hook"};
   if (::geteuid() == 0) words.insert(words.begin() + 1, "user=65534");
   fs::permissions(home.path(), fs::perms(0755));
@@ -253,7 +253,7 @@ TEST(BadPlaces, AnIdThatMakesTooLongAFileNameIsAnError) {
   const auto line = [](std::size_t idLength) {
     return errorLine(toolStart(std::string(idLength, 'x'), "call-1").size());
   };
-  // The lock's name is the longest, with six bytes more than the id, and 255 bytes is what a directory takes.
+  // The lock's name is the longest: the id and six more bytes. A file name has at most 255 bytes.
   EXPECT_EQ(runHook(home.path(), toolStart(std::string(249, 'x'), "call-1")), silentSuccess);
   EXPECT_THAT(home.newLogLines(), ElementsAre("claude xxxxxxxx PreToolUse Bash#call-1 \u2192 working"));
   EXPECT_EQ(stored(home, std::string(249, 'x')).value().inFlight, std::vector<std::string>{"call-1"});

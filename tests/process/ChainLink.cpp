@@ -1,8 +1,8 @@
-// Makes a chain of processes with given names, as an agent and its shells are one, that ends in a program:
+// Makes a chain of processes with given names that ends in a program, like an agent and its shells:
 //
 //   chain-link REPORT [LINK...] -- PROGRAM [ARGUMENT...]
 //
-// A LINK is the name of a process, outermost first, and what it begins before it starts the next one:
+// A LINK is the name of a process, the outermost first, and what it begins before it starts the next one:
 //
 //   NAME            nothing: it has the session and the terminal of the link before
 //   NAME+session    a session of its own, without a terminal
@@ -11,7 +11,7 @@
 // "@PROGRAM" at the end of a link has that copy of this program for its executable.
 //
 // "--+session" starts the program in a session of its own. Each link adds a line "PID TERMINAL" to the file
-// REPORT. It is over when the program and whatever else holds its streams is.
+// REPORT. chain-link ends when the program and everything else that holds its streams has ended.
 #include <fcntl.h>
 #include <sys/ioctl.h>
 #include <sys/prctl.h>
@@ -28,7 +28,7 @@ namespace {
 
 constexpr int failed = 125;
 
-// Gives this process a session of its own with a new terminal, and tells the terminal's path.
+// Gives this process a session of its own with a new terminal. Returns the terminal's path.
 std::string takeTerminal() {
   const int leader = ::posix_openpt(O_RDWR | O_NOCTTY | O_CLOEXEC);
   if (leader < 0 || ::grantpt(leader) != 0 || ::unlockpt(leader) != 0) ::_exit(failed);
@@ -52,7 +52,7 @@ void changeProgram(char** argv, int next) {
   ::_exit(failed);
 }
 
-// Becomes what a link says; gives the path of the terminal it has taken.
+// Becomes the process of a link. Returns the path of the terminal it has taken.
 std::string become(std::string_view link) {
   const std::size_t plus = link.find('+');
   const std::string name(link.substr(0, plus));
@@ -71,7 +71,7 @@ void report(const char* file, const std::string& terminal) {
   ::close(descriptor);
 }
 
-// Waits for the next process of the chain and ends as it did.
+// Waits for the next process of the chain and ends with its status.
 [[noreturn]] void follow(pid_t child) {
   int status = 0;
   while (::waitpid(child, &status, 0) < 0 && errno == EINTR) {

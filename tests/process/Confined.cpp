@@ -1,4 +1,4 @@
-// Runs a program with less than it is used to:
+// Runs a program with less than it normally has:
 //
 //   confined [OPTION...] PROGRAM [ARGUMENT...]
 //

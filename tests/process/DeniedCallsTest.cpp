@@ -30,12 +30,12 @@ using test::readFile;
 using test::ScratchDirectory;
 using test::writeFile;
 
-// What a process says when it cannot be denied anything, and when a call did not do as expected.
+// Exit statuses: the process cannot be denied any call, and a call did not do what was expected.
 constexpr int cannotDeny = 125;
 constexpr int unexpected = 124;
 
-// From here to the end of this process, each call of this number fails with `error`; with 0 it does nothing
-// and returns 0.
+// From here to the end of this process, each call of this number fails with `error`. If `error` is 0, the
+// call does nothing and returns 0.
 void deny(long call, int error) {
   std::array<sock_filter, 4> program = {
       sock_filter BPF_STMT(BPF_LD | BPF_W | BPF_ABS, offsetof(seccomp_data, nr)),
@@ -49,7 +49,7 @@ void deny(long call, int error) {
   }
 }
 
-// The error with which `work` fails in a process that is denied a call, 0 when it does not.
+// The error with which `work` fails in a process that is denied a call; 0 if it succeeds.
 template <class Work>
 int errorWithout(long call, int error, const Work& work) {
   return inAnotherProcess([&] {
@@ -77,7 +77,7 @@ HookLog logIn(const ScratchDirectory& directory) {
   return HookLog(directory / "hook.log", [] { return dateFromSeconds(1'738'314'902); });
 }
 
-TEST(DeniedCalls, AWriteThatTakesNothingIsAnErrorAndNoLoop) {
+TEST(DeniedCalls, AWriteOfZeroBytesIsAnErrorAndNotALoop) {
   const ScratchDirectory directory;
   const FileDescriptor file = FileDescriptor::open(directory / "file", O_WRONLY | O_CREAT, 0600);
   const int error = inAnotherProcess([&] {

@@ -1,7 +1,7 @@
-// How many instructions a run takes, as callgrind (valgrind(1)) counts them: the same number in every run, so
-// that a slower program is seen on the busiest machine. The program that only reads its input is counted as
-// well, and taken off: what it takes is the C library's. What each function took stays in the build
-// directory, for callgrind_annotate(1).
+// How many instructions a run takes, as callgrind (valgrind(1)) counts them. The number is the same in every
+// run, so a slower program is noticed even on a busy machine. A program that only reads its input is counted
+// too and subtracted, because its instructions belong to the C library. The count of each function stays in
+// the build directory, for callgrind_annotate(1).
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -17,7 +17,7 @@ namespace {
 
 using Count = std::int64_t;
 
-// Those of `program` for one event, in a process that the agent's shell has started.
+// The instructions of `program` for one event, in a process that the agent's shell has started.
 Count instructions(const bench::BenchHome& home, const std::filesystem::path& program,
                    std::string_view event) {
   const std::string profile = TAVRIN_PROFILES "/" + program.filename().string() + ".callgrind";
@@ -50,7 +50,7 @@ std::map<std::string, Count> records() {
   return found;
 }
 
-TEST(Instructions, OneEventTakesAsManyAsRecorded) {
+TEST(Instructions, OneEventTakesAsManyInstructionsAsRecorded) {
   const bench::BenchHome home(bench::recordedSession);
   const std::string event = bench::eventPayload(3'000);
   const Count hook = instructions(home, hookExecutable(), event);
@@ -68,7 +68,7 @@ TEST(Instructions, OneEventTakesAsManyAsRecorded) {
                 static_cast<double>(record->second) * 0.1)
         << "if that is meant, write the new number into bench/instructions.txt";
   } else {
-    // Another compiler or processor: the order of magnitude is what can be told.
+    // With another compiler or processor, only the order of magnitude can be checked.
     EXPECT_LE(counted, 2 * most);
     EXPECT_GE(counted, most / 4);
   }

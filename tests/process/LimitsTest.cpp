@@ -1,4 +1,4 @@
-// What the real executable does when files may not grow and streams are not there.
+// What the real executable does if files may not grow or streams are missing.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -47,7 +47,7 @@ TEST(Limits, ARecordOrALogCutShortAtAnyByteLeavesTheOldRecordOrTheNewOne) {
   home.expectNextEventWorks();
 }
 
-TEST(Limits, ALogThatMayNotGrowLosesItsLineAndNothingElse) {
+TEST(Limits, ALogThatMayNotGrowLosesOnlyItsLine) {
   SeededHome home;
   writeFile(home.logFile(), std::string(10'000, '\n'));
   ASSERT_EQ(runConfined(home, {"fsize=10000"}, toolStart("s", "call-1")), silentSuccess);

@@ -1,4 +1,4 @@
-// Who waits for the lock of a session or of the log.
+// Runs that wait for the lock of a session or of the log.
 #include <fcntl.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -29,7 +29,7 @@ Running waitingRun(const ScratchHome& home, std::string_view session, std::strin
   return process;
 }
 
-TEST(LockWait, ASecondWriterWaitsForTheFirstAndThenHasItsTurn) {
+TEST(LockWait, ASecondWriterWaitsForTheFirstAndThenWrites) {
   const ScratchHome home;
   const Running holder = holderOf("s", home);
   const Running waiting = waitingRun(home, "s", "call-1");
@@ -48,8 +48,8 @@ std::uint64_t ignoredSignals(pid_t pid) {
   return std::stoull(status.substr(line + 8), nullptr, 16);
 }
 
-// A pipe in the place of the log whose reader has gone, or a limit on the size of files, would end the run.
-TEST(LockWait, ARunThatIsUnderWayIgnoresBrokenPipesAndSizeLimits) {
+// Otherwise a log that is a pipe without a reader, or a limit on the size of files, would end the run.
+TEST(LockWait, ARunningHookIgnoresBrokenPipesAndSizeLimits) {
   const ScratchHome home;
   const Running holder = holderOf("s", home);
   const Running waiting = waitingRun(home, "s", "call-1");
@@ -80,7 +80,7 @@ TEST(LockWait, AnotherSessionDoesNotWaitEvenWhileAWriterIsWaiting) {
   EXPECT_EQ(waiting->wait(), silentSuccess);
 }
 
-TEST(LockWait, AWriterWaitsForAHolderThatIsStoppedAndGoesOnWhenThatIsKilled) {
+TEST(LockWait, AWriterWaitsForAStoppedHolderUntilItIsKilled) {
   const ScratchHome home;
   const Running holder = holderOf("s", home);
   ASSERT_EQ(::kill(holder->pid(), SIGSTOP), 0);
@@ -125,7 +125,7 @@ TEST(LockWait, ALineWaitsForTheLockOfTheLogAndTheRecordDoesNot) {
   const Running waiting = waitingRun(home, "s", "call-1");
   home.expectUpdated("call-1");
   EXPECT_THAT(home.newLogLines(), testing::IsEmpty());
-  // What was renamed under it is written to all the same, for only a log that is full is begun anew.
+  // The renamed file still gets the line, because only a full log is begun anew.
   const auto moved = home / "moved";
   std::filesystem::rename(home.logFile(), moved);
   log.unlock();
@@ -135,7 +135,8 @@ TEST(LockWait, ALineWaitsForTheLockOfTheLogAndTheRecordDoesNot) {
   home.expectNextEventWorks();
 }
 
-// A writer that opened the log just before another rotated it finds the old file full, and rotates again.
+// A writer that opened the log just before another writer rotated it finds the old file full, and rotates
+// again.
 TEST(LockWait, ALineThatWaitedForAFullLogRotatesOnceMore) {
   SeededHome home;
   const auto previous = home / "Library/Logs/Tavrin/hook.1.log";
@@ -152,7 +153,7 @@ TEST(LockWait, ALineThatWaitedForAFullLogRotatesOnceMore) {
   EXPECT_EQ(home.logMessages(), "claude s PreToolUse Bash#call-1 \u2192 working\n");
 }
 
-TEST(LockWait, AHolderThatIsStoppedAndGoesOnIsWaitedForAllTheWhile) {
+TEST(LockWait, AWriterWaitsForAStoppedHolderUntilItGoesOnAndEnds) {
   const ScratchHome home;
   const Running holder = holderOf("s", home);
   ASSERT_EQ(::kill(holder->pid(), SIGSTOP), 0);

@@ -17,9 +17,9 @@
 #include "tests/support/Subprocess.hpp"
 #include "tests/support/TestData.hpp"
 
-/// Recorded sessions, event by event through the executable. Beside each scenario's events stands what is
-/// expected of them in expected.txt: comments, and a line for each event with its number, the log message,
-/// "|" and what the session's file then holds.
+/// Sends recorded sessions through the executable, event by event. Beside each scenario's events is
+/// expected.txt. It holds comments, and a line for each event: its number, the log message, "|" and what the
+/// session's file then holds.
 namespace tavrin::test {
 
 void PrintTo(const Scenario& scenario, std::ostream* out) {
@@ -53,7 +53,8 @@ std::string recordText(const std::filesystem::path& file) {
          " waitingOn=" + joined(session->waitingOn) + " tool=" + session->needsYouTool.value_or("-");
 }
 
-// The identifier of the event's session, which is all letters, digits and dashes and names the file as it is.
+// The identifier of the event's session. It consists of letters, digits and dashes, so it is also the file's
+// name.
 std::string sessionOf(const RecordedEvent& event, const std::string& payload) {
   std::vector<std::string_view> words = {"tavrin-hook"};
   words.insert(words.end(), event.arguments.begin(), event.arguments.end());
@@ -69,7 +70,7 @@ std::map<std::string, std::string> sessionFiles(const ScratchHome& home) {
   return files;
 }
 
-// What a run has added to the log, without its final line feed.
+// The text that a run has added to the log, without its final line feed.
 std::string addedTo(const std::string& before, const std::string& log) {
   std::string added = log.substr(before.size());
   if (added.ends_with('\n')) added.pop_back();
@@ -129,8 +130,8 @@ TEST(ReplayData, IsOfTwentyNineScenariosWithFourHundredAndSeventyOneEvents) {
                         {"claude", 206}, {"codex", 50}, {"copilot", 35}, {"gemini", 114}, {"grok", 66}}));
 }
 
-// A record as another hand may have written it, not as the encoder would.
-TEST(ReplayData, AnEventThatIsIgnoredLeavesAForeignHandsFileByteForByteAsItWas) {
+// A record as another program may have written it, not as the encoder writes it.
+TEST(ReplayData, AnIgnoredEventLeavesAFileOfAnotherProgramUnchanged) {
   const ScratchHome home;
   const std::string text =
       "{\"state\":\"needsYou\", \"sessionId\":\"s-1\",\r\n\t\"agentPid\": 7.0, \"unknown\": null,\n"

@@ -1,6 +1,6 @@
-// Plays another process that is at work on a session.
+// Plays another process that uses a session.
 //
-//   session-worker hold DIRECTORY SESSION    takes the lock, says "held", and keeps it until its input ends
+//   session-worker hold DIRECTORY SESSION    takes the lock, prints "held", and keeps it until its input ends
 
 #include <cstdio>
 #include <exception>

@@ -1,4 +1,4 @@
-// The promises of the session store, kept by real processes.
+// The promises of the session store, tested with real processes.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -12,7 +12,7 @@ namespace {
 TEST(StoreProcesses, FortyRunsOnOneSessionEachAddTheirCall) {
   constexpr int runs = 40;
   const ScratchHome home;
-  // All of them are to be held up at the lock, so that as many as possible go for the record at once.
+  // The lock holds all of them up, so that as many as possible reach for the record at once.
   const Running holder = start({sessionWorker(), "hold", home.sessions().string(), "s"});
   ASSERT_EQ(holder->readLine(), "held");
   std::vector<Running> processes;
@@ -43,7 +43,7 @@ TEST(StoreProcesses, ARunEndsWhileAnotherSessionIsLocked) {
   const ScratchHome home;
   const Running holder = start({sessionWorker(), "hold", home.sessions().string(), "a"});
   ASSERT_EQ(holder->readLine(), "held");
-  // These come to their ends while the lock of "a" is held, or never.
+  // These must end while the lock of "a" is held.
   EXPECT_EQ(runHook(home.path(), toolStart("b", "call-1")), silentSuccess);
   EXPECT_EQ(runHook(home.path(), toolStart("aa", "call-2")), silentSuccess);
   EXPECT_EQ(stored(home, "b").value().inFlight, std::vector<std::string>{"call-1"});

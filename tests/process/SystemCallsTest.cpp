@@ -1,4 +1,5 @@
-// What a run of the real executable asks of Linux, as strace(1) tells, and what its file asks for (elf(5)).
+// The system calls of a run of the real executable on Linux, as strace(1) prints them, and the libraries that
+// its file needs (elf(5)).
 #include <elf.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -34,7 +35,7 @@ Outcome trace(const ScratchHome& home, const std::vector<std::string>& options,
   return run(underStrace(home.path(), options, words), input, environment);
 }
 
-// A session as it is after its first event: its host and its repository are known.
+// A session after its first event: its host and its repository are known.
 void storeKnownSession(const SeededHome& home) {
   Session session;
   session.sessionId = "s";
@@ -120,7 +121,7 @@ TEST(SystemCalls, AnEventWithoutAHostReadsEachProcessOnce) {
   EXPECT_THAT(pathsOf(calls, "readlink"), ElementsAre("/proc/self/exe"));
 }
 
-TEST(SystemCalls, AnEventWithoutASessionTouchesNothingButTheLog) {
+TEST(SystemCalls, AnEventWithoutASessionTouchesOnlyTheLog) {
   SeededHome home;
   EXPECT_EQ(trace(home, {}, {hookExecutable()}, "garbage", {{"HOME", home.string()}}), silentSuccess);
   EXPECT_THAT(pathsOf(callsOfHook(home.path()), "openat"), ElementsAre(home.logFile().string()));
@@ -134,9 +135,9 @@ TEST(SystemCalls, APayloadOfAnotherToolOpensNoFileAtAll) {
   EXPECT_THAT(pathsOf(callsOfHook(home.path()), "openat"), IsEmpty());
 }
 
-// The password database is the first file opened. The system refuses to open any further one, so that the
-// real home directory is only asked for.
-TEST(SystemCalls, WithoutAnAbsoluteHomeThePasswordDatabaseTellsWhereTheFilesAre) {
+// The password database is the first file opened. The system refuses to open any other file, so the test
+// touches nothing in the real home directory.
+TEST(SystemCalls, WithoutAnAbsoluteHomeThePasswordDatabaseNamesTheHome) {
   const passwd* const entry = ::getpwuid(::getuid());
   ASSERT_NE(entry, nullptr);
   const std::string library = std::string(entry->pw_dir) + "/Library/";

@@ -1,4 +1,4 @@
-// What the real executable does under limits that leave little more than what it takes to start.
+// What the real executable does under limits that leave little more than it needs to start.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -50,7 +50,7 @@ TEST(TightLimits, AStackOf64KibibytesIsEnoughToMakeManyDirectories) {
   EXPECT_TRUE(std::filesystem::exists(home + "/Library/Application Support/Tavrin/sessions/s.json"));
 }
 
-// The address space in KiB that a run takes while it waits for its input.
+// The address space in KiB that a run uses while it waits for its input.
 std::size_t kibibytesAtFirst(const ScratchHome& home) {
   const Running process = startHook(home);
   process->write("x");
@@ -64,8 +64,7 @@ std::size_t kibibytesAtFirst(const ScratchHome& home) {
 }
 
 TEST(TightLimits, MemoryThatRunsOutAnywhereLeavesTheOldRecordOrTheNewOne) {
-  // Everything that a run keeps is large here, so that each of its steps asks for memory that may not be
-  // there.
+  // Everything that a run keeps is large here, so each of its steps asks for memory that may be missing.
   const std::string call(50'000, 'c');
   const std::string event = toolStart("s", call, "/" + std::string(50'000, 'd'));
   const ScratchHome probe;

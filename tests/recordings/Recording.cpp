@@ -222,8 +222,8 @@ void Machine::remove(const std::string& path) {
   touch(path, true);
 }
 
-// Older recordings do not say who holds a lock. The daemon does if there is one, else the client that started
-// last.
+// Older recordings do not say who holds a lock. If there is a daemon, it does. Otherwise it is the client
+// that started last.
 std::optional<std::int32_t> Machine::likelyHolder() const {
   std::optional<std::int32_t> found;
   bool isDaemon = false;
@@ -234,7 +234,7 @@ std::optional<std::int32_t> Machine::likelyHolder() const {
     const auto parent = processes_.find(process.fact.parent);
     const bool isChild = parent != processes_.end() && parent->second.fact.name == "codex";
     if (!serves && (isDaemon || isChild)) continue;
-    // The daemon starts helpers after itself; of clients the last one opens a session now.
+    // The daemon starts helpers after itself. Of the clients, the last one opens a session now.
     const bool isLater = process.fact.startedAt > startedAt;
     if (found && serves == isDaemon && isLater == serves) continue;
     found = pid;

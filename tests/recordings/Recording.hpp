@@ -16,14 +16,15 @@
 
 namespace tavrin::recordings {
 
-/// A session's state as the monitor saw it from `at` on; "gone" for one that it does not show.
+/// A session's state as the monitor saw it from `at` on. "gone" stands for a session that it does not show.
 struct Change {
   double at = 0;
   std::string session;
   std::string state;
 };
 
-/// The events of a recording, "NAME.jsonl.gz", in time. Throws std::runtime_error when it cannot be read.
+/// The events of a recording, "NAME.jsonl.gz", in order of time. Throws std::runtime_error if it cannot be
+/// read.
 std::vector<boost::json::object> eventsIn(const std::string& path);
 
 /// The text of a file compressed by gzip.
@@ -41,8 +42,8 @@ class Machine {
   /// Plays one event.
   void play(const boost::json::object& event);
 
-  /// What a program that waits for changes would have been woken by since the last call: files and
-  /// directories that changed, and processes that ended.
+  /// The changes since the last call that would have woken a waiting program: changed files and directories,
+  /// and processes that ended.
   std::set<std::string> changedFiles() { return std::exchange(changedFiles_, {}); }
   std::set<std::int32_t> endedProcesses() { return std::exchange(endedProcesses_, {}); }
 
@@ -80,7 +81,7 @@ class Machine {
   std::set<std::int32_t> endedProcesses_;
 };
 
-/// What the monitor sees over a whole recording. `hide` names paths that the monitor must do without.
+/// What the monitor sees over a whole recording. `hide` names paths that the monitor cannot see.
 std::vector<Change> play(const std::vector<boost::json::object>& events, const std::string& scratch,
                          const std::function<bool(std::string_view path)>& hide = {});
 

@@ -1,4 +1,4 @@
-// Every recorded session of a real client is played to the monitor, which sees at each moment what was there.
+// Plays every recorded session of a real client to the monitor, which sees at each moment what was there.
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -33,7 +33,7 @@ std::string nameOf(const std::string& path) {
   return name;
 }
 
-// What a person reads in the list of tests, instead of the path.
+// Printed in the list of tests instead of the path.
 struct RecordingPath {
   std::string path;
 };
@@ -63,9 +63,9 @@ Played played(const std::string& path, const std::function<bool(std::string_view
           .hook = scoreOf(hookAlone(events), truth, events)};
 }
 
-// Changes that no evidence on the machine shows at the time.
+// Changes for which the machine shows no evidence at that time.
 const std::map<std::string, std::size_t> unknowable = {
-    // A session that is resumed names itself only with its first prompt.
+    // A session that is resumed first names itself with its first prompt.
     {"copilot_resume_1", 1},
     {"copilot_resume_after_kill_2", 1},
     // Ctrl-C before the first word, and /compact, leave no line and call no hook.
@@ -82,7 +82,7 @@ TEST_P(Situation, IsSeenAsThePersonAtTheTerminalSeesIt) {
   EXPECT_LE(both.monitor.missed.size(), allowed == unknowable.end() ? 0 : allowed->second)
       << testing::PrintToString(both.monitor.missed);
   EXPECT_GT(both.monitor.judged, 10);
-  // Where the hook alone was right, the monitor is, too. Their looks differ by some tenths of a second.
+  // Where the hook alone was right, the monitor is right too. Their looks differ by some tenths of a second.
   EXPECT_LE(both.monitor.wrong, both.hook.wrong + 0.3);
   EXPECT_EQ(both.monitor.ghosts, 0);
 }
@@ -92,7 +92,7 @@ INSTANTIATE_TEST_SUITE_P(Recorded, Situation, testing::ValuesIn(allRecordings())
 
 struct Goal {
   std::string_view agent;
-  double mostWrong;  // per cent of the judged time
+  double mostWrong;  // percent of the judged time
   std::size_t recordings;
 };
 

@@ -24,7 +24,7 @@ bool agrees(const std::string& truth, const std::string& state) {
   return truth == state || (truth == "failed" && state == "idle");
 }
 
-// When the id occurs for the first time in what a program could have read.
+// When the id first occurs in anything that a program could have read.
 double firstMention(const std::string& session, const std::vector<json::object>& events) {
   for (const json::object& event : events) {
     const std::string_view kind = Json::textAt(event, "kind").value_or("");
@@ -48,7 +48,7 @@ class View {
     return next == states_.begin() ? gone : std::prev(next)->second;
   }
 
-  // The times from `from` to `to` between which the state is one.
+  // The times from `from` to `to` during which the session has this state.
   std::vector<double> cuts(double from, double to) const {
     std::vector<double> times = {from};
     for (const auto& [time, state] : states_)

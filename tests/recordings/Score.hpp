@@ -8,7 +8,7 @@
 
 namespace tavrin::recordings {
 
-/// What a person who looked at the terminal would have said.
+/// What a person looking at the terminal would have said.
 struct Truth {
   std::string session;
   double from = 0;
@@ -28,8 +28,8 @@ struct Score {
   std::vector<std::string> missed;  ///< changes of over 1 s that were not followed within 2 s, in words
 };
 
-/// Compares a view with the truth. A failed session counts as right when it is shown as idle, because it is
-/// ready for a prompt. Time before a session's id occurs anywhere in the recording is not judged.
+/// Compares a view with the truth. A failed session may be shown as idle, because it is ready for a prompt.
+/// The time before a session's id first occurs in the recording is not judged.
 Score scoreOf(const std::vector<Change>& view, const std::vector<Truth>& truth,
               const std::vector<boost::json::object>& events);
 

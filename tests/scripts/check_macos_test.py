@@ -1,4 +1,4 @@
-"""What scripts/check-macos.py accepts, and what it does not, shown on small files made here."""
+"""Tests what scripts/check-macos.py accepts and rejects, on small files made here."""
 import hashlib
 import pathlib
 import struct

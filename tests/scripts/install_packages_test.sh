@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
-# On a machine without any command, all packages of a group are installed. What lies in the current directory does not
-# count as a command: the project has a folder named cmake. People who only install Tavrin get no developer's tools.
+# On a machine without any command, all packages of a group are installed. A file in the current directory does not
+# count as a command, because the project has a folder named cmake. People who only install Tavrin get no developer's
+# tools.
 set -euo pipefail
 cd "$(dirname "$0")/../.."
 
@@ -25,21 +26,21 @@ asked_for() {
 asked=$(asked_for build test)
 for package in g++ cmake ninja-build python3 git lsof; do
   if ! grep -q "^install .* $package\( \|$\)" <<<"$asked"; then
-    echo "$package is missing, and not asked for: $asked"
+    echo "$package is missing but not requested: $asked"
     exit 1
   fi
 done
 
-# Their groups as the list has them, because some of these packages may be installed here.
+# Their groups according to the list, because some of these packages may be installed here.
 for_users=$(grep -E '^(build|terminal|run) ' scripts/packages.txt)
 for package in libgmock-dev libgtest-dev googletest clang valgrind nodejs strace lsof mandoc ninja-build; do
   if grep -q "[ |]$package\( \||\|$\)" <<<"$for_users"; then
-    echo "People who only install Tavrin are made to install $package."
+    echo "People who only install Tavrin would have to install $package."
     exit 1
   fi
 done
 if grep -E '^build ' scripts/packages.txt | grep -q 'libicu\|libuv\|libcli11'; then
-  echo "tavrin-hook is made to need libraries of tavrin."
+  echo "tavrin-hook would need libraries of tavrin."
   exit 1
 fi
 

@@ -10,12 +10,11 @@
 
 namespace tavrin::test {
 
-/// The files of a system made up by a test, for code that asks through RepoLabel::Probes, and what was asked.
-/// It must outlive the probes.
+/// The files of a made-up machine, for code that asks through RepoLabel::Probes, and a list of what was
+/// asked. It must outlive the probes.
 struct FakeFiles {
   std::set<std::string> directories;
-  std::map<std::string, std::optional<std::string>>
-      files;  ///< path to text; nothing for one that is unreadable
+  std::map<std::string, std::optional<std::string>> files;  ///< path to text; nullopt for an unreadable file
   std::string currentDirectory = "/";
   std::vector<std::string> asked;  ///< one line per question, as "exists /a/.git", in order
 

@@ -6,7 +6,7 @@
 
 namespace tavrin::test {
 
-/// Sets HOME, or removes it, for as long as it lives.
+/// Sets HOME, or removes it, as long as this object exists.
 class HomeVariable {
  public:
   explicit HomeVariable(const std::optional<std::string>& value) {

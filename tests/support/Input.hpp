@@ -6,7 +6,7 @@
 
 namespace tavrin::test {
 
-/// Waits until whoever writes to standard input closes it; what they write is ignored.
+/// Waits until the writer of standard input closes it. What it writes is ignored.
 inline void waitForEndOfInput() {
   std::array<char, 64> ignored{};
   while (::read(STDIN_FILENO, ignored.data(), ignored.size()) > 0) {

@@ -10,8 +10,8 @@
 
 namespace tavrin::test {
 
-/// The seed of a random test: a new one for each run, which is printed, or the one that was given with
-/// --gtest_random_seed or in GTEST_RANDOM_SEED (1 to 99999) to have a run again.
+/// The seed of a random test. Each run prints a new one. To repeat a run, set --gtest_random_seed or
+/// GTEST_RANDOM_SEED (1 to 99999).
 inline unsigned randomSeed() {
   const auto given = static_cast<unsigned>(GTEST_FLAG_GET(random_seed));
   const unsigned seed = given != 0 ? given : std::random_device{}() % 99'999 + 1;
@@ -19,8 +19,8 @@ inline unsigned randomSeed() {
   return seed;
 }
 
-/// How many generated cases a test goes through: a tenth of `count` where it is emulated, which makes it
-/// thirty times as long.
+/// How many generated cases a test goes through: `count`, or a tenth of it under an emulator, which is thirty
+/// times as slow.
 constexpr int generatedCases(int count) {
 #ifdef TAVRIN_EMULATED
   return count / 10;
@@ -34,7 +34,7 @@ class Random {
  public:
   explicit Random(unsigned seed) : engine_(seed) {}
 
-  /// 0 to `count` - 1, each as likely.
+  /// 0 to `count` - 1, all equally likely.
   std::size_t below(std::size_t count) {
     return std::uniform_int_distribution<std::size_t>(0, count - 1)(engine_);
   }
@@ -45,7 +45,7 @@ class Random {
     std::ranges::shuffle(list, engine_);
   }
 
-  /// Any of the values of an integer type.
+  /// Any value of an integer type.
   template <class Integer>
   Integer any() {
     return std::uniform_int_distribution<Integer>(std::numeric_limits<Integer>::min(),

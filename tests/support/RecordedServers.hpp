@@ -11,7 +11,7 @@ namespace tavrin::test {
 
 /// A process of tests/data/servers/processes.jsonl.
 struct RecordedServer {
-  std::string server;  ///< what was started, in the words of the script
+  std::string server;  ///< what was started, as the script calls it
   std::int32_t pid = 0;
   std::string command;
   std::string executable;
@@ -21,11 +21,11 @@ struct RecordedServer {
 
 std::vector<RecordedServer> recordedServers();
 
-/// What lsof listed of them.
+/// What lsof listed for them.
 std::vector<PortScan::Listener> recordedListeners();
 
-/// Answers for these processes, all of which started at `startedAt`. Only what a server is made of can be
-/// asked.
+/// Answers for these processes, all of which started at `startedAt`. It answers only what a server is made
+/// of.
 ProcessFacts recordedProcessFacts(Date startedAt);
 
 }  // namespace tavrin::test

@@ -5,7 +5,7 @@
 
 #include <filesystem>
 
-/// What the system denies this process for as long as one of these lives.
+/// Things that the system denies this process as long as one of these objects exists.
 namespace tavrin::test {
 
 /// The umask.
@@ -20,7 +20,7 @@ class Umask {
   mode_t before_;
 };
 
-/// The size in bytes beyond which no file may grow; a write that would is an error and no signal.
+/// The size in bytes beyond which no file may grow. A write beyond it fails, without a signal.
 class FileSizeLimit {
  public:
   explicit FileSizeLimit(rlim_t bytes);
@@ -33,8 +33,8 @@ class FileSizeLimit {
   rlimit before_{};
 };
 
-/// A directory that this process may read and not write. The superuser, for whom permissions do not count, is
-/// somebody else meanwhile.
+/// A directory that this process may read and not write. Permissions do not stop the superuser, so it becomes
+/// another user meanwhile.
 class ReadOnly {
  public:
   explicit ReadOnly(std::filesystem::path directory);

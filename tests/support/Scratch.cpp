@@ -19,7 +19,7 @@ ScratchDirectory::ScratchDirectory(const std::filesystem::path& parent) {
 ScratchDirectory::~ScratchDirectory() {
   std::error_code ignored;
   using Entries = std::filesystem::recursive_directory_iterator;
-  // A process that a failed test has left may still be at work here.
+  // A process that a failed test has left may still be running here.
   for (Entries entry(path_, ignored); entry != Entries(); entry.increment(ignored)) {
     // A test may have made a directory read-only.
     if (entry->is_directory(ignored) && !entry->is_symlink(ignored)) {

@@ -7,10 +7,10 @@
 
 namespace tavrin::test {
 
-/// An empty directory of a test's own, removed with everything in it when the test is over.
+/// An empty scratch directory, removed with everything in it at the end of the test.
 class ScratchDirectory {
  public:
-  /// In `parent`, or where the system has its temporary files.
+  /// In `parent`, or in the system's directory for temporary files.
   explicit ScratchDirectory(const std::filesystem::path& parent = std::filesystem::temp_directory_path());
   ~ScratchDirectory();
   ScratchDirectory(const ScratchDirectory&) = delete;
@@ -24,26 +24,26 @@ class ScratchDirectory {
   std::filesystem::path path_;
 };
 
-/// A directory that the system keeps in memory, for tests that make files by the thousand; that of temporary
-/// files where there is none.
+/// A directory that the system keeps in memory, for tests that make thousands of files. Falls back to the
+/// directory for temporary files.
 std::filesystem::path directoryInMemory();
 
 /// Writes `text` as the whole content of `path`, making the directories above it.
 void writeFile(const std::filesystem::path& path, std::string_view text);
 
-/// The whole content of `path`; throws when it cannot be read.
+/// The whole content of `path`. Throws if it cannot be read.
 std::string readFile(const std::filesystem::path& path);
 
 /// The names in a directory, in the order of their bytes.
 std::vector<std::string> names(const std::filesystem::path& directory);
 
-/// The bytes of time stamp and blank in front of each line of the log.
+/// The length in bytes of the time stamp and space at the front of each line of the log.
 inline constexpr std::size_t stampLength = 21;
 
-/// A line of the log without them.
+/// A line of the log without its time stamp.
 std::string messageOf(const std::string& line);
 
-/// A home directory for runs of the command: where it keeps its files, and what is in them.
+/// A home directory for runs of the command: the paths of its files, and their contents.
 class ScratchHome : public ScratchDirectory {
  public:
   using ScratchDirectory::ScratchDirectory;
@@ -54,7 +54,7 @@ class ScratchHome : public ScratchDirectory {
   }
   std::filesystem::path logFile() const { return path() / "Library/Logs/Tavrin/hook.log"; }
 
-  /// The messages of the log, each with its line feed; "" without a log.
+  /// The messages of the log, each with its line feed; "" if there is no log.
   std::string logMessages() const;
 };
 

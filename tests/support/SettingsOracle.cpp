@@ -8,12 +8,12 @@ namespace tavrin::test::SettingsOracle {
 
 namespace {
 
-// A value with its bytes; for members the bytes from the key on.
+// A value with its bytes. A member's bytes start at its key.
 struct Node {
   char kind = 0;  // its first byte
   std::size_t start = 0;
   std::size_t end = 0;
-  std::string text;  // a string's meaning, as far as is needed here: escapes of ASCII characters
+  std::string text;  // a string's meaning, as far as it is needed here: escapes of ASCII characters
   std::vector<std::string> keys;
   std::vector<Node> children;
   std::vector<std::size_t> memberStarts;
@@ -155,7 +155,7 @@ class Marks {
     }
   }
 
-  // Whether nothing of others' is in it.
+  // Whether it holds nothing of others.
   bool event(const std::string& name, const Node& groups) {
     if (!groups.isListOfObjects()) return std::find(listed_.begin(), listed_.end(), name) != listed_.end();
     bool isAll = true;

@@ -7,18 +7,18 @@
 
 #include "tests/support/Subprocess.hpp"
 
-/// What a run of tavrin-hook asks of Linux, as strace(1) tells. A system call is a line of its output, as in
-/// "close(3) = 0".
+/// The system calls of a run of tavrin-hook on Linux, as strace(1) prints them. A system call is a line of
+/// its output, such as "close(3) = 0".
 namespace tavrin::test {
 
-/// The words that run `words` under strace with `options`; it writes what each process asks for into a file
-/// "trace.PID" in `directory`.
+/// The words that run `words` under strace with `options`. strace writes the system calls of each process
+/// into a file "trace.PID" in `directory`.
 std::vector<std::string> underStrace(const std::filesystem::path& directory,
                                      const std::vector<std::string>& options,
                                      const std::vector<std::string>& words);
 
-/// The system calls of tavrin-hook, from the one that starts it to the one that ends it, as the files in
-/// `directory` tell. That there are none is a failure of the test.
+/// The system calls of tavrin-hook, from the call that starts it to the call that ends it, according to the
+/// files in `directory`. Fails the test if there are none.
 std::vector<std::string> callsOfHook(const std::filesystem::path& directory);
 
 /// The files that strace has written into `directory`, one for each process.
@@ -32,10 +32,10 @@ std::string nameOf(const std::string& call);
 /// The first text among the arguments of a call.
 std::string pathIn(const std::string& call);
 
-/// The paths in those calls whose name begins with `name`, as "renameat" does with "rename".
+/// The paths in the calls whose name begins with `name`: "rename" also finds "renameat".
 std::vector<std::string> pathsOf(const std::vector<std::string>& calls, std::string_view name);
 
-/// The calls one below the other, numbered, to be shown when a test fails.
+/// The calls as a numbered list, to be shown when a test fails.
 std::string table(const std::vector<std::string>& calls);
 
 }  // namespace tavrin::test

@@ -32,7 +32,7 @@ struct Pipe {
   }
 };
 
-// Reads two descriptors to their ends, whichever has something to say.
+// Reads two descriptors to their ends, whichever has data.
 void drain(int firstDescriptor, std::string& first, int secondDescriptor, std::string& second) {
   std::array<pollfd, 2> polled = {{{firstDescriptor, POLLIN, 0}, {secondDescriptor, POLLIN, 0}}};
   const std::array<std::string*, 2> texts = {&first, &second};
@@ -63,7 +63,7 @@ std::ostream& operator<<(std::ostream& stream, const Outcome& outcome) {
 Subprocess::Subprocess(const std::vector<std::string>& words, const Environment& environment) {
   // Writing to a process that has closed its input must not end the test.
   std::signal(SIGPIPE, SIG_IGN);
-  // A process that another thread starts must not get these pipes before they are marked.
+  // A process that another thread starts in between must not inherit these pipes.
   static std::mutex starting;
   const std::lock_guard<std::mutex> alone(starting);
   const Pipe input;
@@ -84,7 +84,7 @@ Subprocess::Subprocess(const std::vector<std::string>& words, const Environment&
   posix_spawn_file_actions_adddup2(&actions, input.readEnd, STDIN_FILENO);
   posix_spawn_file_actions_adddup2(&actions, output.writeEnd, STDOUT_FILENO);
   posix_spawn_file_actions_adddup2(&actions, error.writeEnd, STDERR_FILENO);
-  // The process starts with the signals of an ordinary one, whatever the test has done to its own.
+  // The process starts with default signals, whatever the test has done to its own.
   posix_spawnattr_t attributes;
   posix_spawnattr_init(&attributes);
   sigset_t defaults;

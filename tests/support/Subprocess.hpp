@@ -11,7 +11,7 @@
 
 namespace tavrin::test {
 
-/// What became of a process that was run to its end.
+/// The result of a process that ran to its end.
 struct Outcome {
   int exitStatus = -1;  ///< -1 when a signal ended it
   int signal = 0;
@@ -21,18 +21,19 @@ struct Outcome {
   bool operator==(const Outcome&) const = default;
 };
 
-/// What GoogleTest prints of it.
+/// How GoogleTest prints it.
 std::ostream& operator<<(std::ostream& stream, const Outcome& outcome);
 
-/// The end of a run of tavrin-hook, whatever it was given.
+/// The result of every run of tavrin-hook, whatever its input.
 inline const Outcome silentSuccess = {.exitStatus = 0, .signal = 0, .output = "", .error = ""};
 
-/// A process under way, with pipes on its three standard descriptors. It is killed when nobody waited for it.
+/// A running process, with pipes on its three standard descriptors. The destructor kills it if nobody waited
+/// for it.
 class Subprocess {
  public:
   using Environment = std::map<std::string, std::string>;
 
-  /// Starts `words[0]`, a path, with just the environment given.
+  /// Starts `words[0]`, a path, with exactly the given environment.
   explicit Subprocess(const std::vector<std::string>& words, const Environment& environment = {});
   ~Subprocess();
   Subprocess(const Subprocess&) = delete;
@@ -40,15 +41,15 @@ class Subprocess {
 
   pid_t pid() const { return pid_; }
 
-  /// Writes to its standard input; a process that is gone, or has closed it, is no failure.
+  /// Writes to its standard input. A process that is gone, or has closed its input, is not an error.
   void write(std::string_view bytes) const;
   void closeInput();
 
   /// Waits until it has read all that was written to it.
   void waitUntilInputIsRead() const;
 
-  /// Waits for a line of its output, and gives it without the line feed; what it wrote until its end, when
-  /// that comes first.
+  /// Waits for a line of its output, and returns it without the line feed. If the output ends first, returns
+  /// the rest of it.
   std::string readLine() const;
 
   /// Closes its input, and waits for its end.

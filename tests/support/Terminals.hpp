@@ -8,7 +8,7 @@
 
 namespace tavrin::test {
 
-/// Why a test leaves out what needs a terminal, where canOpenTerminals() is false.
+/// The message of a test that leaves out what needs a terminal, if canOpenTerminals() is false.
 constexpr const char* withoutTerminals =
     "Left out: no pseudo-terminal can be opened here. Is /dev/pts mounted?";
 

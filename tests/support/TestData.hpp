@@ -11,10 +11,10 @@ namespace tavrin::test {
 /// The folder tests/data.
 std::filesystem::path dataDirectory();
 
-/// The JSON values, one a line, of a file in tests/data.
+/// The JSON values, one per line, of a file in tests/data.
 std::vector<boost::json::value> jsonLines(std::string_view file);
 
-/// The bytes under `key`, a text as it is, or those under "base64".
+/// The bytes under `key`, where a text stands for its own bytes, or those under "base64".
 std::string bytesOf(const boost::json::object& line, std::string_view key = "text");
 
 /// One event of an agent as its hook received it.

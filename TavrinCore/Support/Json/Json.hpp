@@ -13,7 +13,8 @@ namespace tavrin::Json {
 
 /// The value of a document, or nullopt if `document` is not JSON as JsonGrammar defines it. Objects keep the
 /// order of their keys. The last of equal keys counts. An unpaired surrogate escape reads as U+FFFD. A number
-/// is a 64-bit integer if it fits, else the nearest double. A number beyond a double's range is an error.
+/// is a 64-bit integer if it fits, otherwise the nearest double. A number beyond a double's range is an
+/// error.
 std::optional<boost::json::value> parse(std::string_view document);
 
 /// `document` in the usual form of settings files: two spaces a level, `"key": value`, keys in their order,

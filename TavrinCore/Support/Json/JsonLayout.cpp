@@ -132,7 +132,7 @@ std::optional<std::size_t> trailingComma(std::string_view text) {
 }
 
 FaultAt faultIn(std::string_view text) {
-  // What Json::parse mends is no fault.
+  // Json::parse mends this, so it is not a fault.
   const std::string mended = JsonGrammar::mended(text, "\\ufffd");
   std::string_view document = mended;
   std::size_t start = 0;

@@ -6,8 +6,8 @@
 #include <string_view>
 #include <vector>
 
-/// Where the parts of a JSON document stand in its text, for edits that keep every other byte. What is found
-/// here is a position, never a value: values come from Json::parse.
+/// Finds the positions of a JSON document's parts in its text, for edits that keep every other byte. It
+/// returns positions, never values: values come from Json::parse.
 namespace tavrin::JsonLayout {
 
 /// The bytes from `start` to before `end`.
@@ -23,20 +23,21 @@ struct Comment {
   bool isLine = false;  ///< "// ..." and not "/* ... */"
 };
 
-/// A text whose comments are blanked out, so that positions in both are the same.
+/// A text whose comments are overwritten with spaces, so that positions stay the same.
 struct Plain {
   std::string text;  ///< every byte of a comment is a space
   std::vector<Comment> comments;
   std::optional<std::size_t> unclosed;  ///< where a comment begins that never ends
 };
 
-/// Finds the comments of `text` as editors have them in JSON files ("JSONC"); those inside strings are none.
+/// Finds the comments of `text` in the form that editors allow in JSON files ("JSONC"). Text inside strings
+/// is not a comment.
 Plain withoutComments(std::string_view text);
 
 /// The first comma with no element after it, outside strings. `text` has no comments.
 std::optional<std::size_t> trailingComma(std::string_view text);
 
-/// What Json::parse stumbles over.
+/// The kinds of errors at which Json::parse stops.
 enum class Fault { none, tooEarlyEnd, tooDeep, numberTooLarge, notUtf8, other };
 
 struct FaultAt {
@@ -44,7 +45,7 @@ struct FaultAt {
   std::size_t position = 0;  ///< the byte at which the parser stopped
 };
 
-/// Why Json::parse refuses `text`, and where.
+/// Why Json::parse rejects `text`, and where.
 FaultAt faultIn(std::string_view text);
 
 /// One element of an array, or one member of an object from its key to the end of its value.

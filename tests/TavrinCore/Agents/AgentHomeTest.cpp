@@ -51,7 +51,7 @@ TEST(AgentHome, KnowsTheVariables) {
   EXPECT_EQ(AgentHome::variable(Agent::grok), "GROK_HOME");
 }
 
-TEST(AgentHome, TakesAnEmptyVariableForUnset) {
+TEST(AgentHome, TreatsAnEmptyVariableAsUnset) {
   EXPECT_EQ(moved(Agent::claude, "").directory(), "/Users/dev/.claude");
   EXPECT_FALSE(moved(Agent::claude, "").isMoved());
 }
@@ -106,7 +106,7 @@ TEST(AgentHome, NamesTheFilesOfGrok) {
             "/Users/dev/.grok/sessions/%2FUsers%2Fdev%2Fmy%20app/01a2/events.jsonl");
 }
 
-TEST(AgentHome, MakesNoPathOfAnIdThatIsNoPlainName) {
+TEST(AgentHome, MakesNoPathOfAnIdThatIsNotAPlainName) {
   for (const std::string& id :
        {std::string(), std::string("."), std::string(".."), std::string("../a"), std::string("a/b"),
         std::string("a\0b", 3), std::string("a\nb"), std::string("a\x7f"), std::string(256, 'a')}) {

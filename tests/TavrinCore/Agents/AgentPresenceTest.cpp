@@ -16,7 +16,7 @@ namespace {
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
 
-// A file system of just the paths given, which keeps what it was asked.
+// A file system that holds only the given paths and remembers what it was asked.
 struct FakeFiles {
   std::set<std::string> existing;
   std::vector<std::string> asked = {};
@@ -42,7 +42,7 @@ TEST(AgentPresence, AnAgentWhoseThirdPathIsTheFirstThatExistsIsPresentAfterThree
                                        Home::directory() + "/.local/bin/claude", "/opt/homebrew/bin/claude"));
 }
 
-TEST(AgentPresence, NothingIsAskedAfterTheFirstPathThatExists) {
+TEST(AgentPresence, AsksNothingAfterTheFirstPathThatExists) {
   FakeFiles files{.existing = {Home::directory() + "/.codex", "/Applications/ChatGPT.app"}};
   EXPECT_TRUE(files.isPresent(AgentDefinition::codex));
   EXPECT_THAT(files.asked, ElementsAre(Home::directory() + "/.codex"));
@@ -62,14 +62,14 @@ TEST(AgentPresence, AnEmptyListIsAbsentWithoutAQuestion) {
   EXPECT_THAT(files.asked, IsEmpty());
 }
 
-TEST(AgentPresence, OnlyALeadingTildeOfItsOwnStandsForTheHomeDirectory) {
+TEST(AgentPresence, OnlyATildeAsTheFirstComponentMeansTheHomeDirectory) {
   FakeFiles files{.existing = {}};
   EXPECT_FALSE(files.isPresent(withPresence({"~/.claude", "/usr/local/bin/claude", "~", "/a/~/b"})));
   EXPECT_THAT(files.asked, ElementsAre(Home::directory() + "/.claude", "/usr/local/bin/claude",
                                        Home::directory(), "/a/~/b"));
 }
 
-TEST(AgentPresence, TheRealFileSystemIsAskedByDefaultForFilesAndDirectories) {
+TEST(AgentPresence, AsksTheRealFileSystemForFilesAndDirectoriesByDefault) {
   const test::ScratchDirectory scratch;
   const std::string folder = scratch.string();
   const std::string file = (scratch / "agent").string();
@@ -79,7 +79,7 @@ TEST(AgentPresence, TheRealFileSystemIsAskedByDefaultForFilesAndDirectories) {
   EXPECT_TRUE(AgentPresence::isPresent(withPresence({file})));
 }
 
-TEST(AbsentLine, WithoutNamesThereIsNone) {
+TEST(AbsentLine, IsNulloptWithoutNames) {
   EXPECT_EQ(AgentPresence::absentLine({}), std::nullopt);
 }
 
@@ -95,7 +95,7 @@ TEST(AbsentLine, SeveralNamesAreJoinedWithoutACommaBeforeAnd) {
             "Claude Code, Codex, Gemini CLI, Copilot CLI and Grok aren’t on this Mac.");
 }
 
-TEST(AbsentLine, NamesKeepTheCallersOrderAndAreTakenAsTheyAre) {
+TEST(AbsentLine, NamesKeepTheCallersOrderAndSpelling) {
   EXPECT_EQ(AgentPresence::absentLine({"b", ""}), "b and  aren’t on this Mac.");
   EXPECT_EQ(AgentPresence::absentLine({"b", "a", "b"}), "b, a and b aren’t on this Mac.");
 }

@@ -20,7 +20,7 @@ TEST(Agent, EachRawValueReadsBackAsItsAgent) {
   for (const Agent agent : allAgents) EXPECT_EQ(agentFromRawValue(rawValue(agent)), agent);
 }
 
-TEST(Agent, AnyOtherTextIsNoAgent) {
+TEST(Agent, AnyOtherTextIsNotAnAgent) {
   for (const char* text : {"", "Claude", "CODEX", " claude", "claude ", "cursor", "Grok"}) {
     EXPECT_EQ(agentFromRawValue(text), std::nullopt) << text;
   }

@@ -39,7 +39,7 @@ TEST(AgentVersion, IsReadFromWhatClientsPrint) {
   EXPECT_EQ((AgentVersion{2, 1, 197}).text(), "2.1.197");
 }
 
-TEST(AgentVersion, IsNoneWithoutThreeNumbers) {
+TEST(AgentVersion, IsNulloptWithoutThreeNumbers) {
   for (const char* text :
        {"", "2", "2.1", "2.1.", "a.b.c", "1..2", "1.-2.3", "1.2.99999999999", "1.2.1000000"})
     EXPECT_EQ(AgentVersion::parse(text), std::nullopt) << text;

@@ -54,7 +54,7 @@ json::value answerWith(std::string_view listedHook) {
   return parsed(R"({"id":2,"result":{"data":[{"hooks":[)" + std::string(listedHook) + "]}]}}");
 }
 
-// What no answer should be: wrong types at every level, and half an answer.
+// Malformed answers: wrong types at every level, and half an answer.
 const std::vector<std::string> brokenAnswers = {
     "null",
     "true",
@@ -176,7 +176,7 @@ TEST(ParseHooks, ReadsWhatTheRealServerListed) {
                                   "sessionEnd", "userPromptSubmit", "stop", "interrupt"));
 }
 
-TEST(ParseHooks, ErrorsAndMalformedAnswersHaveNone) {
+TEST(ParseHooks, ErrorsAndMalformedAnswersHaveNoHooks) {
   for (const std::string& answer : brokenAnswers)
     EXPECT_THAT(CodexActivation::parseHooks(parsed(answer)), IsEmpty()) << answer;
   for (const char* number : {"01", "03", "05", "11", "14", "16", "17"})
@@ -235,14 +235,14 @@ TEST(ParseThreadNames, ReadsWhatTheRealServerListed) {
     EXPECT_THAT(CodexActivation::parseThreadNames(recorded(number, "response")), IsEmpty()) << number;
 }
 
-TEST(ParseThreadNames, ErrorsAndMalformedAnswersHaveNone) {
+TEST(ParseThreadNames, ErrorsAndMalformedAnswersHaveNoNames) {
   for (const std::string& answer : brokenAnswers)
     EXPECT_THAT(CodexActivation::parseThreadNames(parsed(answer)), IsEmpty()) << answer;
   for (const char* number : {"01", "02", "03", "14", "16", "17"})
     EXPECT_THAT(CodexActivation::parseThreadNames(recorded(number, "response")), IsEmpty()) << number;
 }
 
-TEST(ParseThreadNames, ATitleCountsWhereThereIsNoNameButNotForABlankOne) {
+TEST(ParseThreadNames, ATitleCountsIfThereIsNoNameButNotIfTheNameIsSpaces) {
   EXPECT_THAT(CodexActivation::parseThreadNames(parsed(R"({"result":{"data":[
                   {"id":"name","name":"N","title":"T"},
                   {"id":"title","title":"T"},
@@ -259,14 +259,14 @@ TEST(ParseThreadNames, ATitleCountsWhereThereIsNoNameButNotForABlankOne) {
                                    Pair("number", "T")));
 }
 
-TEST(ParseThreadNames, ANameIsKeptWithItsBlanksAndOnlySpacesAndTabsAreBlank) {
+TEST(ParseThreadNames, ANameKeepsItsSpacesUnlessItIsOnlySpacesAndTabs) {
   EXPECT_THAT(
       CodexActivation::parseThreadNames(parsed(
           R"({"result":{"data":[{"id":"a","name":" \tN "},{"id":"b","name":"\n"},{"id":"","name":"x"}]}})")),
       UnorderedElementsAre(Pair("a", " \tN "), Pair("b", "\n"), Pair("", "x")));
 }
 
-TEST(ParseThreadNames, TheLaterOfTwoElementsWithOneIdWinsUnlessItsNameIsBlank) {
+TEST(ParseThreadNames, TheLaterOfTwoElementsWithOneIdWinsUnlessItsNameIsSpaces) {
   EXPECT_THAT(CodexActivation::parseThreadNames(parsed(R"({"result":{"data":[
                   {"id":"a","name":"first"},{"id":"b","name":"kept"},{"id":"a","name":"second"},{"id":"b","name":" "}]}})")),
               UnorderedElementsAre(Pair("a", "second"), Pair("b", "kept")));
@@ -285,7 +285,7 @@ TEST(NeedingTrust, ListsOursThatAreNotTrustedInOrder) {
   EXPECT_THAT(CodexActivation::tavrinHooks({}), IsEmpty());
 }
 
-TEST(NeedingTrust, AfterAChangeOfTimeOutsAsksForJustTheModifiedHooks) {
+TEST(NeedingTrust, AfterAChangeOfTimeOutsAsksOnlyForTheModifiedHooks) {
   EXPECT_THAT(CodexActivation::needingTrust(recordedHooks("20")), SizeIs(6));
   EXPECT_THAT(CodexActivation::needingTrust(recordedHooks("22")), SizeIs(5));
   EXPECT_THAT(CodexActivation::needingTrust(recordedHooks("10")), IsEmpty());

@@ -38,7 +38,7 @@ TEST(CodexMessages, ListTheHooksOfAnAnswer) {
   EXPECT_FALSE(hooks->empty());
 }
 
-TEST(CodexMessages, AnswersThatAreErrorsOrGarbageListNothing) {
+TEST(CodexMessages, ErrorsAndGarbageListNothing) {
   for (const std::string& line :
        {answer("17"), std::string(), std::string("{"), std::string("[]"), std::string("{\"result\":{}}"),
         std::string("{\"result\":{\"data\":[1]}}"), std::string("{\"result\":[]}")}) {
@@ -53,7 +53,7 @@ TEST(CodexMessages, NameThreads) {
   EXPECT_EQ(names, (std::map<std::string, std::string>{{"t", "My thread"}}));
 }
 
-TEST(CodexMessages, TellAnswersFromNotificationsAndErrors) {
+TEST(CodexMessages, DistinguishAnswersFromNotificationsAndErrors) {
   EXPECT_EQ(answerIn(R"({"id":7,"result":{}})"), (Answer{.id = 7, .error = {}}));
   EXPECT_EQ(answerIn(R"({"method":"x"})"), Answer());
   EXPECT_EQ(answerIn(R"({"id":7,"error":{"message":"no"}})"), (Answer{.id = 7, .error = "no"}));

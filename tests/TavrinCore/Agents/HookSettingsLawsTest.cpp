@@ -1,4 +1,4 @@
-// What holds for every document, whatever is in it, shown on thousands of generated ones.
+// Laws that hold for every document, checked on thousands of generated ones.
 
 #include <gtest/gtest.h>
 
@@ -23,7 +23,7 @@ std::string text(const json::value& value) {
   return Json::print(value);
 }
 
-// Settings files as nobody should write them: of the right shape mostly, of any other now and then.
+// Generates unusual settings files: mostly of the right shape, sometimes of another.
 class DocumentGenerator {
  public:
   explicit DocumentGenerator(unsigned seed) : random_(seed) {}
@@ -116,7 +116,7 @@ class DocumentGenerator {
     return entry;
   }
 
-  // At most `most` elements, of which one in `odds` is something else.
+  // At most `most` elements. One in `odds` is of another type.
   template <class Element>
   json::array listOf(std::size_t most, std::size_t odds, Element element) {
     json::array list;
@@ -148,8 +148,8 @@ bool isListed(const AgentDefinition& definition, const std::string& event) {
   return false;
 }
 
-// Everything in a document that is the user's, one line for each thing, in order. Values of the wrong type
-// where a definition's entries must be written are nobody's.
+// Everything in a document that belongs to the user, one line for each thing, in order. Values of the wrong
+// type in the place of a definition's entries belong to nobody.
 std::vector<std::string> usersThings(const json::object& document, const AgentDefinition& definition) {
   std::vector<std::string> things;
   for (const auto& [key, value] : document) {
@@ -186,7 +186,7 @@ std::vector<std::string> usersThings(const json::object& document, const AgentDe
   return things;
 }
 
-// How many entries of ours are where an agent finds them.
+// The number of our entries that are where an agent finds them.
 std::size_t ourEntries(const json::object& document, const AgentDefinition& definition) {
   std::size_t count = 0;
   for (const HookSettings::EventSpec& spec : definition.events) {
@@ -199,7 +199,7 @@ std::size_t ourEntries(const json::object& document, const AgentDefinition& defi
   return count;
 }
 
-// Calls `law` with 1,000 documents for each of the agents; with fewer where tests are emulated.
+// Calls `law` with 1,000 documents for each agent, and with fewer under an emulator.
 template <class Law>
 void forGeneratedDocuments(Law law) {
   constexpr int documents = test::generatedCases(1'000);
@@ -236,7 +236,7 @@ TEST(HookSettingsLaws, WhatIsMergedIsInstalledAndWhatIsRemovedIsNot) {
   });
 }
 
-TEST(HookSettingsLaws, NothingOfTheUsersIsLostOrMovedOrChanged) {
+TEST(HookSettingsLaws, WhatBelongsToTheUserIsNotLostMovedOrChanged) {
   std::size_t things = 0;
   forGeneratedDocuments([&](const json::object& document, const AgentDefinition& definition) {
     const std::vector<std::string> users = usersThings(document, definition);
@@ -249,7 +249,7 @@ TEST(HookSettingsLaws, NothingOfTheUsersIsLostOrMovedOrChanged) {
   EXPECT_GT(static_cast<int>(things), test::generatedCases(12'000));
 }
 
-TEST(HookSettingsLaws, RemovingWhatWasMergedGivesWhatRemovingAloneGives) {
+TEST(HookSettingsLaws, RemovingAfterMergingEqualsRemovingAlone) {
   int wellFormed = 0;
   forGeneratedDocuments([&](const json::object& document, const AgentDefinition& definition) {
     const json::value* const hooks = document.if_contains("hooks");

@@ -20,12 +20,12 @@ json::object parsed(std::string_view text) {
   return Json::parse(text).value().as_object();
 }
 
-// With the keys of objects in their order, for comparing documents with it.
+// The document with each object's keys in order, so that documents can be compared as texts.
 std::string text(const json::value& value) {
   return Json::print(value);
 }
 
-// An agent with the events of `events` and nothing else of interest.
+// An agent with the events `events`. Its other fields do not matter.
 AgentDefinition definitionOf(HookSettings::EventList events) {
   AgentDefinition definition = AgentDefinition::grok;
   definition.helperFlag = std::nullopt;
@@ -35,7 +35,7 @@ AgentDefinition definitionOf(HookSettings::EventList events) {
 
 const AgentDefinition stopOnly = definitionOf({{"Stop", {}}});
 
-// An entry and a group as the system writes them for `stopOnly`.
+// An entry and a group as Tavrin writes them for `stopOnly`.
 const std::string ourEntry = R"({"type":"command","command":"\")" + path + R"(\"","timeout":5})";
 const std::string ourGroup = R"({"hooks":[)" + ourEntry + "]}";
 
@@ -79,17 +79,17 @@ TEST(StripTavrin, TreatsEachGroupByItsForm) {
   const std::string user = R"({"type":"command","command":"make lint"})";
   const std::vector<std::pair<std::string, std::string>> cases = {
       {"[]", "[]"},
-      // Groups that are no groups stay.
+      // Elements that are not groups stay.
       {"[{}]", "[{}]"},
       {R"([{"matcher":"Bash"}])", R"([{"matcher":"Bash"}])"},
       {R"([{"hooks":null},{"hooks":{}},{"hooks":"x"},{"hooks":7}])",
        R"([{"hooks":null},{"hooks":{}},{"hooks":"x"},{"hooks":7}])"},
       {R"([{"hooks":[)" + ourEntry + ",7]}]", R"([{"hooks":[)" + ourEntry + ",7]}]"},
-      // A list that was empty before stays, one that would become empty goes with its group.
+      // A list that was empty before stays. One that becomes empty is removed with its group.
       {R"([{"matcher":"m","hooks":[]}])", R"([{"matcher":"m","hooks":[]}])"},
       {"[" + ourGroup + "]", "[]"},
       {R"([{"matcher":"m","x":1,"hooks":[)" + ourEntry + "," + ourEntry + "]}]", "[]"},
-      // Other entries stay in their order, and so do a group's other keys.
+      // Other entries keep their order, and a group keeps its other keys.
       {R"([{"hooks":[{"command":1},)" + ourEntry + "," + user + "," + ourEntry +
            R"(,{}],"matcher":"m","x":[]}])",
        R"([{"hooks":[{"command":1},)" + user + R"(,{}],"matcher":"m","x":[]}])"},
@@ -102,14 +102,14 @@ TEST(StripTavrin, TreatsEachGroupByItsForm) {
   }
 }
 
-TEST(StripTavrin, LeavesWhatIsNoGroupAlone) {
+TEST(StripTavrin, LeavesElementsThatAreNotGroups) {
   const json::array odd =
       Json::parse(R"([7,null,"/Tavrin/bin/tavrin-hook",[{"command":"/Tavrin/bin/tavrin-hook"}]])")
           ->as_array();
   EXPECT_EQ(HookSettings::stripTavrin(odd), odd);
 }
 
-TEST(Merged, AnEmptyDocumentGetsOneGroupForEachEventAndNothingElse) {
+TEST(Merged, AnEmptyDocumentGetsExactlyOneGroupForEachEvent) {
   for (const AgentDefinition& definition : AgentDefinition::all) {
     const json::object document = HookSettings::merged({}, path, definition);
     EXPECT_EQ(document.size(), 1U) << definition.name;
@@ -162,7 +162,7 @@ TEST(Merged, WritesWhatAFileShouldHold) {
 )");
 }
 
-TEST(Merged, AnEventListOfNoneWritesAnEmptyHooksObject) {
+TEST(Merged, WithoutEventsItWritesAnEmptyHooksObject) {
   EXPECT_EQ(HookSettings::merged({}, path, definitionOf({})), parsed(R"({"hooks":{}})"));
 }
 
@@ -204,7 +204,7 @@ TEST(Merged, KeepsOtherEventsAndTopLevelKeysInTheirOrder) {
                         R"(],"A":"odd"},"a":[null,{}],"m":18446744073709551615})")));
 }
 
-TEST(Merged, AHooksValueThatIsNoObjectIsReplacedInItsPlace) {
+TEST(Merged, AHooksValueThatIsNotAnObjectIsReplacedInItsPlace) {
   for (const char* hooks : {"null", "7", "true", "\"hooks\"", "[]", R"([{"Stop":[]}])"}) {
     const json::object document = parsed(R"({"a":1,"hooks":)" + std::string(hooks) + R"(,"b":2})");
     EXPECT_EQ(text(HookSettings::merged(document, path, stopOnly)),
@@ -213,13 +213,13 @@ TEST(Merged, AHooksValueThatIsNoObjectIsReplacedInItsPlace) {
   }
 }
 
-TEST(Merged, AnEventThatIsNoArrayOfObjectsIsReplaced) {
+TEST(Merged, AnEventThatIsNotAnArrayOfObjectsIsReplaced) {
   for (const char* value :
        {"null", "7", "\"x\"", "{}", R"({"hooks":[]})", "[null]", R"([{"hooks":[]},"no group"])", "[[]]"})
     EXPECT_EQ(HookSettings::merged(withStop(value), path, stopOnly), withStop("[" + ourGroup + "]")) << value;
 }
 
-TEST(Merged, GroupsThatAreNoGroupsStay) {
+TEST(Merged, ElementsThatAreNotGroupsStay) {
   for (const char* group : {"{}", R"({"matcher":5})", R"({"hooks":null})", R"({"hooks":{}})",
                             R"({"hooks":[7]})", R"({"hooks":[]})"})
     EXPECT_EQ(HookSettings::merged(withStop("[" + std::string(group) + "]"), path, stopOnly),
@@ -246,11 +246,11 @@ TEST(Removed, TreatsEachDocumentByItsForm) {
       {R"({"hooks":{},"a":1})", R"({"a":1})"},
       {R"({"a":1,"hooks":{"Stop":[)" + ourGroup + R"(]},"b":2,"c":3})", R"({"a":1,"b":2,"c":3})"},
       {R"({"hooks":{"Stop":[]}})", "{}"},
-      // At any event, listed for an agent or not.
+      // At any event, whether it is listed for an agent or not.
       {R"({"hooks":{"Unheard":[)" + ourGroup + R"(],"Stop":[{"hooks":[{"command":"x"},)" + ourEntry +
            R"(]}]}})",
        R"({"hooks":{"Stop":[{"hooks":[{"command":"x"}]}]}})"},
-      // What is no array of objects is left as it is.
+      // A value that is not an array of objects stays as it is.
       {R"({"hooks":{"A":null,"B":7,"C":{"hooks":[)" + ourEntry + R"(]},"D":[)" + ourGroup + R"(,1],"E":[)" +
            ourGroup + "]}}",
        R"({"hooks":{"A":null,"B":7,"C":{"hooks":[)" + ourEntry + R"(]},"D":[)" + ourGroup + ",1]}}"},
@@ -303,14 +303,14 @@ TEST(IsInstalled, TheMatcherMustAgree) {
   EXPECT_FALSE(withMatcher(nullptr));
 }
 
-TEST(IsInstalled, AGroupWithAMatcherDoesNotStandForASpecWithoutOne) {
+TEST(IsInstalled, AGroupWithAMatcherDoesNotCountForASpecWithoutOne) {
   const auto withMatcher = [](const std::string& matcher) {
     return HookSettings::isInstalled(
         withStop(R"([{"matcher":)" + matcher + R"(,"hooks":[)" + ourEntry + "]}]"), path, stopOnly);
   };
   EXPECT_FALSE(withMatcher("\"\""));
   EXPECT_FALSE(withMatcher("\"*\""));
-  // What is no text is no matcher.
+  // A matcher that is not a text does not count.
   EXPECT_TRUE(withMatcher("null"));
   EXPECT_TRUE(withMatcher("7"));
   EXPECT_TRUE(withMatcher("[\"a\"]"));
@@ -322,7 +322,7 @@ TEST(IsInstalled, AnyGroupAndAnyEntryMayBeTheOne) {
           R"([{},{"hooks":7},{"hooks":[]},{"matcher":"x","hooks":[{"command":"a"}]},{"hooks":[{},{"command":5},)" +
           ourEntry + R"(,{"command":"b"}]}])"),
       path, stopOnly));
-  // Matcher and command must be those of one and the same group.
+  // Matcher and command must be in the same group.
   AgentDefinition definition = definitionOf({{"Stop", "m"}});
   EXPECT_FALSE(HookSettings::isInstalled(
       withStop(R"([{"matcher":"m","hooks":[{"command":"a"}]},)" + ourGroup + "]"), path, definition));
@@ -378,7 +378,7 @@ TEST(OwnFileDocument, OfCopilotHasSevenEventsThatEndInTheirNames) {
   EXPECT_TRUE(HookSettings::isOwnFile(document));
 }
 
-TEST(OwnFileDocument, WithoutAnEventFlagTheCommandStandsAlone) {
+TEST(OwnFileDocument, WithoutAnEventFlagTheCommandHasNoArguments) {
   const AgentDefinition definition = definitionOf({{"Stop", "first", 1}, {"Start", {}, 7}, {"Stop", {}, 2}});
   EXPECT_EQ(HookSettings::ownFileDocument("/x", definition), parsed(R"({"version":1,"hooks":{
       "Stop":[{"type":"command","bash":"\"/x\"","timeoutSec":2}],

@@ -56,7 +56,7 @@ mode_t modeOf(const fs::path& path) {
   return ::lstat(path.c_str(), &status) == 0 ? status.st_mode & 07777U : 0;
 }
 
-TEST_F(SettingsOnDisk, AreCreatedForTheirOwnerAloneAndRemovedAgain) {
+TEST_F(SettingsOnDisk, AreCreatedWithAccessOnlyForTheirOwnerAndRemovedAgain) {
   const SettingsFile::Outcome connected = connect();
   EXPECT_EQ(connected.kind, Kind::changed);
   EXPECT_EQ(connected.sentence, "Claude Code is connected through " + settings().string() + ".");
@@ -69,7 +69,7 @@ TEST_F(SettingsOnDisk, AreCreatedForTheirOwnerAloneAndRemovedAgain) {
   EXPECT_EQ(originalsKept(), 0U);
 }
 
-TEST_F(SettingsOnDisk, ComeBackByteForByte) {
+TEST_F(SettingsOnDisk, AreRestoredByteForByte) {
   const std::string before = test::readFile(test::dataDirectory() / "settings/claude-settings.json");
   write(before);
   EXPECT_EQ(connect().kind, Kind::changed);
@@ -124,21 +124,21 @@ TEST_F(SettingsOnDisk, KeepTheirOriginalUntilACleanDisconnect) {
   EXPECT_EQ(originalsKept(), 0U);
 }
 
-TEST_F(SettingsOnDisk, HaveANewOriginalWhenSomebodyElseTookTheHooksOut) {
+TEST_F(SettingsOnDisk, HaveANewOriginalIfSomebodyElseRemovedTheHooks) {
   ASSERT_EQ(connect().kind, Kind::changed);
   write("{\"model\": 1}");
   ASSERT_EQ(connect().kind, Kind::changed);
   EXPECT_EQ(file().original()->text, "{\"model\": 1}");
 }
 
-TEST_F(SettingsOnDisk, CanBeDisconnectedByTheirOriginalsAlone) {
+TEST_F(SettingsOnDisk, CanBeDisconnectedWithOnlyTheirOriginals) {
   ASSERT_EQ(connect(Agent::grok).kind, Kind::changed);
   for (const SettingsFile::Original& original : SettingsFile::originalsIn(originals()))
     EXPECT_EQ(SettingsFile(original.agent, original.path, originals()).disconnect().kind, Kind::changed);
   EXPECT_FALSE(fs::exists(home_ / ".grok/hooks/tavrin.json"));
 }
 
-TEST_F(SettingsOnDisk, RecordsThatAreNoOriginalsAreLeftOut) {
+TEST_F(SettingsOnDisk, RecordsThatAreNotOriginalsAreLeftOut) {
   ASSERT_EQ(connect().kind, Kind::changed);
   const fs::path folder = originals();
   for (const char* record : {"", "{", "[]", "{\"agent\":\"claude\",\"path\":\"relative\",\"text\":null}",
@@ -242,7 +242,7 @@ TEST_F(SettingsOnDisk, ThatDoNotParseAreNotTouched) {
   EXPECT_EQ(test::names(home_ / ".claude"), std::vector<std::string>{"settings.json"});
 }
 
-TEST_F(SettingsOnDisk, ThatAreNoOrdinaryFilesAreNotTouched) {
+TEST_F(SettingsOnDisk, AreNotTouchedIfTheyAreNotOrdinaryFiles) {
   fs::create_directory(settings());
   EXPECT_THAT(connect().sentence, HasSubstr("it is not an ordinary file."));
   fs::remove(settings());
@@ -331,7 +331,7 @@ TEST_F(SettingsOnDisk, OfDifferentPathsHaveDifferentOriginals) {
   EXPECT_EQ(originalsKept(), 1U);
 }
 
-TEST_F(SettingsOnDisk, ThatSomebodyElseWroteInBetweenAreNotOvertaken) {
+TEST_F(SettingsOnDisk, AreNotOverwrittenIfSomebodyElseWroteInBetween) {
   using namespace FileReplacement;
   write("{\"a\":1}");
   const Read before = read(settings(), 100);

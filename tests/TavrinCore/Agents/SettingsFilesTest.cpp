@@ -1,4 +1,4 @@
-// Files as people have them, edited the way a panel does it: read, parsed, edited, printed.
+// Settings files as people have them, edited the way a panel does it: read, parsed, edited, printed.
 
 #include <gtest/gtest.h>
 
@@ -26,7 +26,7 @@ struct SettingsFile {
   std::string content() const { return test::readFile(test::dataDirectory() / "settings" / name); }
 };
 
-// Those that are shared with this system.
+// Files in which users have hooks of their own, and into which these tests merge ours.
 std::vector<SettingsFile> sharedFiles() {
   return {{AgentDefinition::claude, "claude-settings.json"},
           {AgentDefinition::codex, "codex-hooks.json"},
@@ -38,7 +38,7 @@ json::object parsed(const std::string& text) {
   return Json::parse(text).value().as_object();
 }
 
-// Without the commas that a line gets or loses when another comes after it.
+// The lines without their commas, because a line gains or loses its comma when the line after it changes.
 std::vector<std::string> lines(const std::string& text) {
   std::vector<std::string> lines;
   std::istringstream stream(text);
@@ -49,7 +49,7 @@ std::vector<std::string> lines(const std::string& text) {
   return lines;
 }
 
-TEST(SettingsFiles, ComeBackByteForByteThroughParserAndPrinter) {
+TEST(SettingsFiles, AreTheSameBytesAfterParserAndPrinter) {
   std::vector<SettingsFile> files = sharedFiles();
   files.push_back({AgentDefinition::copilot, "copilot-tavrin.json"});
   EXPECT_EQ(files.size(), AgentDefinition::all.size());
@@ -85,7 +85,8 @@ TEST(SettingsFiles, AMergeOnlyInsertsLines) {
       ASSERT_NE(place, after.end()) << file.name << ": " << line;
       ++place;
     }
-    // A group takes 9 lines, one more with a matcher; an event that the file did not have, two more.
+    // A group takes 9 lines, and one more if it has a matcher. An event that is new to the file takes two
+    // more.
     std::size_t inserted = 0;
     const json::object present = parsed(file.content()).at("hooks").as_object();
     for (const HookSettings::EventSpec& spec : file.definition.events)

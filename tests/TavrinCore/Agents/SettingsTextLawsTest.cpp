@@ -1,4 +1,4 @@
-// What holds for every settings text, shown on thousands of generated ones and on all real ones.
+// Laws that hold for every settings text, checked on thousands of generated texts and on all real ones.
 
 #include <gtest/gtest.h>
 
@@ -24,7 +24,7 @@ using SettingsText::Outcome;
 const std::string path = "/Users/dev/Library/Application Support/Tavrin/bin/tavrin-hook";
 const std::string movedPath = "/Volumes/Geräte/Tavrin/bin/tavrin-hook";
 
-// Settings texts in the hands of many editors: any layout, any spelling, anything in odd places.
+// Generates settings texts as many editors leave them: any layout, any spelling, anything in odd places.
 class TextGenerator {
  public:
   explicit TextGenerator(unsigned seed) : random_(seed) {}
@@ -53,7 +53,7 @@ class TextGenerator {
     return list.begin()[random_.below(list.size())];
   }
 
-  // What stands between two tokens at this depth; `isLine`: where a pretty printer starts a line.
+  // The text between two tokens at this depth. `isLine`: a pretty printer would start a line here.
   void trivia(std::size_t depth, bool isLine = true) {
     const auto indent = [&] {
       for (std::size_t i = 0; i < depth; ++i) out_ += unit_;

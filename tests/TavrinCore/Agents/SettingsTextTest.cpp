@@ -18,7 +18,7 @@ using testing::HasSubstr;
 
 const std::string helper = "/opt/Tavrin/bin/tavrin-hook";
 
-// Claude Code with one event, so that whole texts can be shown.
+// Claude Code with one event, so that a test can show the whole text.
 AgentDefinition oneEvent(Agent agent = Agent::claude) {
   AgentDefinition definition = AgentDefinition::definition(agent);
   definition.events = {{"Stop", {}}};

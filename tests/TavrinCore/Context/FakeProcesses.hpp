@@ -11,7 +11,7 @@
 
 namespace tavrin::test {
 
-/// The processes of a system made up by a test, and what was asked about them. It must outlive the table.
+/// The processes of a made-up machine, and a list of what was asked about them. It must outlive the table.
 struct FakeProcesses {
   struct Process {
     std::int32_t parent = 0;
@@ -56,7 +56,7 @@ struct FakeProcesses {
     return table;
   }
 
-  /// How often a question was asked, about whichever process.
+  /// How often a question was asked, about any process.
   std::size_t countOf(const std::string& question) const {
     return static_cast<std::size_t>(std::ranges::count_if(
         asked, [&](const std::string& line) { return line.starts_with(question + " "); }));

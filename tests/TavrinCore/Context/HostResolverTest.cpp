@@ -31,7 +31,7 @@ Pid agentIn(const std::vector<std::optional<std::string>>& names, const Names& w
   return node ? Pid(node->pid) : std::nullopt;
 }
 
-// The host of a chain in which the processes at these places are regular applications.
+// The host of a chain whose processes at these places are regular applications.
 Pid hostIn(std::size_t length, const std::vector<std::size_t>& regular) {
   Chain chain = chainOf(std::vector<std::optional<std::string>>(length, "x"));
   for (const std::size_t place : regular) chain.at(place).isRegularApp = true;
@@ -39,13 +39,13 @@ Pid hostIn(std::size_t length, const std::vector<std::size_t>& regular) {
   return node ? Pid(node->pid) : std::nullopt;
 }
 
-TEST(HostResolver, AnEmptyChainHasNeitherAgentNorHost) {
+TEST(HostResolver, AnEmptyChainHasNoAgentAndNoHost) {
   EXPECT_EQ(HostResolver::pickAgent({}, Names{"claude"}), std::nullopt);
   EXPECT_EQ(HostResolver::pickAgent({}, {}), std::nullopt);
   EXPECT_EQ(HostResolver::pickHost({}), std::nullopt);
 }
 
-TEST(HostResolver, ShellAgentAndTerminalAreToldApart) {
+TEST(HostResolver, DistinguishesShellAgentAndTerminal) {
   Chain chain = chainOf({"zsh", "claude", "Terminal"});
   chain[2].bundleId = "com.apple.Terminal";
   chain[2].isRegularApp = true;
@@ -71,7 +71,7 @@ TEST(HostResolver, AShellThatIsNamedIsTheAgent) {
   EXPECT_EQ(agentIn({"sh", "bash", "claude"}, {"bash"}), 101);
 }
 
-TEST(HostResolver, WithoutANameTheFirstThatIsNoShellIsTaken) {
+TEST(HostResolver, WithoutAKnownNameTheFirstThatIsNotAShellIsTaken) {
   EXPECT_EQ(agentIn({"sh", "bash", "node"}, {"claude"}), 102);
   EXPECT_EQ(agentIn({"sh", "bash", "node", "Terminal"}, {}), 102);
   EXPECT_EQ(agentIn({"python3", "bash"}, {"claude"}), 100);
@@ -88,11 +88,11 @@ TEST(HostResolver, OnlyTheFiveShellsAreShells) {
   }
 }
 
-TEST(HostResolver, ShellsAloneAreNoAgent) {
+TEST(HostResolver, OnlyShellsMeansNoAgent) {
   EXPECT_EQ(agentIn({"sh", "bash", "zsh", "fish", "dash", "sh"}, {"claude"}), std::nullopt);
 }
 
-TEST(HostResolver, AProcessWithoutANameMatchesNoneAndIsNoShell) {
+TEST(HostResolver, AProcessWithoutANameMatchesNoNameAndIsNotAShell) {
   EXPECT_EQ(agentIn({std::nullopt, "x"}, {""}), 100);
   EXPECT_EQ(agentIn({"sh", std::nullopt, "x"}, {"claude"}), 101);
   EXPECT_EQ(agentIn({"sh", std::nullopt, "claude"}, {"claude", ""}), 102);
@@ -110,7 +110,7 @@ TEST(HostResolver, TheRegularApplicationNearestTheRootIsTheHost) {
   EXPECT_EQ(hostIn(4, {}), std::nullopt);
 }
 
-TEST(HostResolver, AnApplicationThatIsNotRegularHostsNothing) {
+TEST(HostResolver, AnApplicationThatIsNotRegularIsNotAHost) {
   Chain chain = chainOf({"claude", "Editor", "agent"});
   chain[1].bundleId = "com.example.editor";
   chain[1].isRegularApp = true;

@@ -26,7 +26,7 @@ std::string line(const std::string& local, const std::string& inode, const std::
          " 00000000:00000000 00:00000000 00000000  1000        0 " + inode + " 1 0000 100 0 0 10 0\n";
 }
 
-// A /proc of files, links and the folders that they lie in.
+// A /proc of files, links and folders.
 struct FakeProc {
   std::map<std::string, std::string> files;
   std::map<std::string, std::vector<std::string>> folders;
@@ -114,13 +114,13 @@ TEST(ListeningPorts, JoinsSocketsAndProcesses) {
   EXPECT_THAT(listing.withoutProcess, ElementsAre(Socket{"*", 80, 8}));
 }
 
-TEST(ListeningPorts, NothingListensWithoutTables) {
+TEST(ListeningPorts, WithoutTablesThereAreNoListeners) {
   FakeProc proc;
   proc.add(12, "worker", {"socket:[7]"});
   EXPECT_EQ(ListeningPorts::list(proc.probes()), Listing{});
 }
 
-// Any process may choose its name, so a line feed in it must not look like another process's lines.
+// A process chooses its own name. A line feed in it must not look like the lines of another process.
 TEST(ListeningPorts, ANameWithControlCharactersStaysOneLine) {
   FakeProc proc;
   proc.files["/proc/net/tcp"] = line("0100007F:0BB8", "7");

@@ -16,7 +16,7 @@
 #include "tests/support/Scratch.hpp"
 #include "tests/support/Subprocess.hpp"
 
-// The ports of a real process, as we find them and as lsof does.
+// The ports of a real process, as we find them and as lsof finds them.
 
 namespace tavrin {
 namespace {
@@ -42,7 +42,7 @@ ListeningPorts::Probes realProbes() {
               }};
 }
 
-// The lines "n" of one process.
+// The lines of one process that start with "n".
 std::set<std::string> socketsOf(const std::string& fields, pid_t pid) {
   std::set<std::string> sockets;
   std::istringstream lines(fields);
@@ -59,7 +59,8 @@ std::string lsofOutput(const test::Subprocess::Environment& environment) {
       .output;
 }
 
-// Listens on one port of each address, takes a name, says so and waits for the end of its input.
+// Listens on one port of each address, takes a name, reports that it is ready and waits for the end of its
+// input.
 constexpr const char* script = R"(
 import socket, sys
 for family, address in ((2, '127.0.0.1'), (2, '0.0.0.0'), (10, '::1'), (10, '::'), (10, '::ffff:127.0.0.1')):
@@ -75,7 +76,7 @@ sys.stdin.read()
 
 class LiveListeningPorts : public testing::Test {
  protected:
-  // Starts the script under a name; false when there is no Python to run it or no IPv6 here.
+  // Starts the script under a name. Returns false if there is no Python or no IPv6 here.
   bool start(const std::string& name) {
     test::writeFile(home_ / "listen.py", script);
     server_ = std::make_unique<test::Subprocess>(

@@ -16,12 +16,12 @@ using Text = std::optional<std::string>;
 
 constexpr std::string_view session = "0::/user.slice/user-1000.slice/user@1000.service/app.slice/";
 
-// The application of a process in a unit of this name under a person's session.
+// The application of a process whose unit in the user's session has this name.
 Text idOf(std::string_view unit) {
   return ProcFormats::applicationId(std::string(session) + std::string(unit) + "\n");
 }
 
-// A text of /proc/PID/stat with this between its parentheses.
+// A text of /proc/PID/stat with this text between its parentheses.
 std::string statOf(const std::string& name) {
   return "4242 (" + name +
          ") S 4241 4242 4000 34819 4242 4194304 1052 0 0 0 1 0 0 0 20 0 1 0 88345 2949120 448 "
@@ -32,7 +32,7 @@ std::uint32_t device(std::uint32_t majorNumber, std::uint32_t minorNumber) {
   return static_cast<std::uint32_t>(makedev(majorNumber, minorNumber));
 }
 
-TEST(ProcFormats, AStatLineTellsNameParentAndTerminal) {
+TEST(ProcFormats, AStatLineHoldsNameParentAndTerminal) {
   EXPECT_EQ(ProcFormats::parseStat(statOf("claude")),
             (Stat{.name = "claude", .parent = 4241, .terminal = 34'819}));
 }
@@ -120,7 +120,7 @@ TEST(ProcFormats, OfTheLocksThoseOfFlockThatAreHeldCount) {
                        {.pid = 4242, .majorNumber = 0xfd, .minorNumber = 1, .inode = 1311}}));
 }
 
-TEST(ProcFormats, WhatIsNoStatLineGivesNothing) {
+TEST(ProcFormats, ALineThatIsNotAStatLineIsNullopt) {
   for (const char* const text : {"",
                                  "\n",
                                  "4242",
@@ -236,7 +236,7 @@ TEST(ProcFormats, EscapesInAUnitsNameAreUndone) {
   }
 }
 
-TEST(ProcFormats, WhatIsNoWholeEscapeStandsForItself) {
+TEST(ProcFormats, AnIncompleteEscapeStaysAsItIs) {
   for (const char* const id :
        {"a\\", "a\\x", "a\\x2", "a\\xzz", "a\\x2z", "a\\x+2", "\\y2d", "a\\X2d", "a\\x 2"}) {
     EXPECT_EQ(idOf("app-" + std::string(id) + "-1.scope"), id) << id;
@@ -316,8 +316,7 @@ TEST(ProcFormats, OtherDevicesHaveNoFixedName) {
 }
 
 TEST(ProcFormats, MajorNumbersHaveTwelveBits) {
-  // Numbers that are handed out as drivers come go on from 511 downwards, and share their low bits with
-  // others.
+  // Dynamically assigned numbers count down from 511 and share their low bits with others.
   for (const std::uint32_t majorNumber : {256U + 4U, 256U + 136U, 256U + 143U, 511U, 2'048U + 4U, 4'095U}) {
     EXPECT_EQ(ProcFormats::terminalPath(device(majorNumber, 1)), std::nullopt) << majorNumber;
   }

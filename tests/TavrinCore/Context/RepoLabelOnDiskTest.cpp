@@ -1,4 +1,4 @@
-// RepoLabel on real files, with the probes that it has by default.
+// RepoLabel on real files, with its default probes.
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
@@ -51,8 +51,9 @@ void runGit(const fs::path& program, const fs::path& directory, std::vector<std:
   ASSERT_EQ(outcome.exitStatus, 0) << outcome.error;
 }
 
-// A repository with a commit at "repo", a linked work tree at "trees/feature-x" and a repository with its git
-// directory apart at "apart": made by git where there is one, else with the files as git makes them.
+// A repository with a commit at "repo", a linked work tree at "trees/feature-x" and a repository with a
+// separate git directory at "apart". git makes them if it is installed. Otherwise the test writes the same
+// files.
 void makeRepositories(const fs::path& base) {
   fs::create_directories(base / "repo/src/lib");
   fs::create_directories(base / "trees");
@@ -84,7 +85,7 @@ TEST(RepoLabelOnDisk, FindsWhatGitMakes) {
   EXPECT_EQ(found(base / "apart"), label(base / "apart"));
 }
 
-TEST(RepoLabelOnDisk, FindsWhatIsMadeByHand) {
+TEST(RepoLabelOnDisk, FindsARepositoryMadeByHand) {
   const ScratchDirectory base;
   fs::create_directories(base / "repo/.git/modules/sub");
   writeFile(base / "repo/sub/.git", "gitdir: ../.git/modules/sub\n");
@@ -102,12 +103,12 @@ TEST(RepoLabelOnDisk, FollowsSymbolicLinksInPlaceOfGit) {
   EXPECT_EQ(found(base / "a/b/c"), label(base / "a"));
   fs::create_symlink(base / "store/file", base / "a/b/.git");
   EXPECT_EQ(found(base / "a/b/c"), label("/m", "w"));
-  // A link to nowhere is no file, and the climb goes on.
+  // A dangling link counts as missing, and the search goes on upwards.
   fs::create_symlink(base / "nowhere", base / "a/b/c/.git");
   EXPECT_EQ(found(base / "a/b/c"), label("/m", "w"));
 }
 
-TEST(RepoLabelOnDisk, AGitFileThatIsNoUtf8FallsBackToItsDirectory) {
+TEST(RepoLabelOnDisk, AGitFileThatIsNotUtf8FallsBackToItsDirectory) {
   const ScratchDirectory base;
   for (const char* const bytes : {"gitdir: /m\xff/.git/worktrees/w", "gitdir: /m/.git/worktrees/w\n\xc3",
                                   "gitdir: /m/.git/worktrees/\xed\xa0\x80"}) {
@@ -125,7 +126,7 @@ TEST(RepoLabelOnDisk, AHugeGitFileFallsBackToItsDirectory) {
   EXPECT_EQ(found(base / "w"), label("/m", "w"));
   writeFile(base / "w/.git", line + std::string(1'000'001 - line.size(), '\n'));
   EXPECT_EQ(found(base / "w"), label(base / "w"));
-  // Nor does a far larger one take the memory or the time.
+  // A far larger file takes no more memory or time.
   fs::resize_file(base / "w/.git", std::uintmax_t{1} << 32U);
   EXPECT_EQ(found(base / "w"), label(base / "w"));
 }
@@ -136,14 +137,14 @@ TEST(RepoLabelOnDisk, ANamedPipeInPlaceOfGitStopsNobody) {
   fs::create_directories(base / "w");
   ASSERT_EQ(::mkfifo(pipe.c_str(), 0600), 0);
   EXPECT_EQ(found(base / "w"), label(base / "w"));
-  // Nor does one that somebody has open for writing.
+  // A file that somebody has open for writing does not block either.
   const FileDescriptor reader = FileDescriptor::open(pipe, O_RDONLY | O_NONBLOCK);
   const FileDescriptor writer = FileDescriptor::open(pipe, O_WRONLY);
   ASSERT_TRUE(writer.isOpen());
   EXPECT_EQ(found(base / "w"), label(base / "w"));
 }
 
-TEST(RepoLabelOnDisk, APathThatCannotBeAskedForIsInNoRepository) {
+TEST(RepoLabelOnDisk, APathThatTheSystemRejectsIsInNoRepository) {
   const ScratchDirectory base;
   EXPECT_EQ(found(base / std::string(300, 'n')), found(base.path()));
   std::string tooLong = base.string();

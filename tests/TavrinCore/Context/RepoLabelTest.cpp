@@ -29,7 +29,7 @@ std::string deepPath(int depth) {
   return path;
 }
 
-// What `find` makes of a ".git" file of this text in /r/w.
+// The result of `find` for a ".git" file with this text in /r/w.
 std::optional<RepoLabel> foundWith(std::optional<std::string> text) {
   FakeFiles files;
   files.files["/r/w/.git"] = std::move(text);
@@ -80,7 +80,7 @@ TEST(RepoLabel, TheRootOfTheFileSystemMayBeARepository) {
 }
 
 TEST(RepoLabel, SixtyFourDirectoriesAreExamined) {
-  // From 70 levels down, the 64th directory upwards is 7 levels down.
+  // From 70 levels down, the 64th directory upwards is 7 levels deep.
   FakeFiles files;
   files.directories = {deepPath(7) + "/.git"};
   EXPECT_EQ(RepoLabel::find(deepPath(70), files.probes()), label(deepPath(7)));
@@ -116,7 +116,7 @@ TEST(RepoLabel, PathsAreStandardizedBeforeTheClimb) {
   }
 }
 
-TEST(RepoLabel, ClimbsAsThePlatformDoes) {
+TEST(RepoLabel, ClimbsAsFoundationDoes) {
   int count = 0;
   for (const boost::json::value& line : test::jsonLines("platform/paths.jsonl")) {
     const auto& object = line.as_object();
@@ -210,7 +210,7 @@ TEST(RepoLabel, OfAGitdirTheMainRepositoryAndTheNameAreRead) {
   }
 }
 
-TEST(RepoLabel, AGitdirThatIsNoLinkedWorkTreeIsADirectoryOfItsOwn) {
+TEST(RepoLabel, AGitdirThatIsNotALinkedWorkTreeIsLabelledByItsDirectory) {
   for (const char* const text :
        {"gitdir: ../.git/modules/sub", "gitdir: /m/.git/modules/sub", "gitdir: /elsewhere/store.git",
         "gitdir:", "gitdir: ", "gitdir: /m/.git/worktrees", "gitdir: /m/.git/Worktrees/w",
@@ -220,7 +220,7 @@ TEST(RepoLabel, AGitdirThatIsNoLinkedWorkTreeIsADirectoryOfItsOwn) {
   }
 }
 
-TEST(RepoLabel, OnlyBlanksAndTabsAreTrimmedFromAPath) {
+TEST(RepoLabel, OnlySpacesAndTabsAreTrimmedFromAPath) {
   EXPECT_EQ(RepoLabel::fromGitdir("gitdir: \t /m/.git/worktrees/w\t \n", "/near"), label("/m", "w"));
   for (const char* const text : {"gitdir:\n/m/.git/worktrees/w", "gitdir:\r/m/.git/worktrees/w",
                                  "gitdir:\u00a0/m/.git/worktrees/w", "gitdir:\v/m/.git/worktrees/w"}) {
@@ -228,7 +228,7 @@ TEST(RepoLabel, OnlyBlanksAndTabsAreTrimmedFromAPath) {
   }
 }
 
-TEST(RepoLabel, ALinkedWorkTreeByARelativePathIsADirectoryOfItsOwn) {
+TEST(RepoLabel, ALinkedWorkTreeByARelativePathIsLabelledByItsDirectory) {
   for (const char* const text :
        {"gitdir: ../m/.git/worktrees/w", "gitdir: ./.git/worktrees/w", "gitdir: m/.git/worktrees/w",
         "gitdir: ~/m/.git/worktrees/w", "gitdir: /.git/worktrees/w", "gitdir: C:/m/.git/worktrees/w"}) {
@@ -249,13 +249,13 @@ TEST(RepoLabel, ShowsTheLastComponentOfItsRootAndTheWorkTree) {
   EXPECT_EQ(label("/a", " ").displayName(), "a \u00b7  ");
 }
 
-TEST(RepoLabel, WhatIsFoundWinsOverWhatWasStored) {
+TEST(RepoLabel, TheFoundLabelWinsOverTheStoredOne) {
   EXPECT_EQ(RepoLabel::sticky(label("/new"), "/old", "w"), label("/new"));
   EXPECT_EQ(RepoLabel::sticky(label("/new", "v"), "/old", "w"), label("/new", "v"));
   EXPECT_EQ(RepoLabel::sticky(label("/new", "v"), std::nullopt, std::nullopt), label("/new", "v"));
 }
 
-TEST(RepoLabel, WhatWasStoredStaysWhenNothingIsFound) {
+TEST(RepoLabel, TheStoredLabelStaysWhenNoneIsFound) {
   EXPECT_EQ(RepoLabel::sticky(std::nullopt, "/old", "w"), label("/old", "w"));
   EXPECT_EQ(RepoLabel::sticky(std::nullopt, "/old", std::nullopt), label("/old"));
   EXPECT_EQ(RepoLabel::sticky(std::nullopt, "", "w"), label("", "w"));

@@ -13,7 +13,7 @@ namespace {
 using AgentArgument::Parsed;
 using Words = std::vector<std::string_view>;
 
-// The words of a command line after the program's own name.
+// The words of a command line after the program's name.
 Parsed parsed(Words words) {
   words.insert(words.begin(), "/opt/tavrin/bin/tavrin-hook");
   return AgentArgument::parseAll(words);
@@ -78,7 +78,7 @@ TEST(AgentArgument, AnAgentAfterAnUnknownOneCounts) {
   EXPECT_EQ(parsed({"--agent", "nonsense", "--agent", "gemini"}), agentOnly(Agent::gemini));
 }
 
-TEST(AgentArgument, AnEmptyEventIsNoneAndTakesAnEarlierOneBack) {
+TEST(AgentArgument, AnEmptyEventRemovesAnEarlierOne) {
   EXPECT_EQ(parsed({"--event="}), Parsed{});
   EXPECT_EQ(parsed({"--event", ""}), Parsed{});
   EXPECT_EQ(parsed({"--event=Stop", "--event="}), Parsed{});
@@ -121,7 +121,7 @@ TEST(AgentArgument, OtherWordsAreIgnored) {
   }
 }
 
-TEST(AgentArgument, AnEventThatIsNoUtf8IsRepaired) {
+TEST(AgentArgument, AnEventThatIsNotUtf8IsRepaired) {
   const Words joined = {"tavrin-hook", "--event=St\xffop\xc3"};
   EXPECT_EQ(AgentArgument::parseAll(joined).event, "St\ufffdop\ufffd");
   const Words apart = {"tavrin-hook", "--event", "\xe2\x82\u00e9"};
@@ -134,7 +134,7 @@ TEST(AgentArgument, ParseGivesTheAgentOfParseAll) {
   EXPECT_EQ(AgentArgument::parse(words), Agent::copilot);
 }
 
-// The grammar once more, as plainly as it can be put.
+// The same grammar, written as plainly as possible.
 Parsed byTheGrammar(const Words& words) {
   Parsed result;
   const auto setAgent = [&](std::string_view value) {

@@ -25,7 +25,7 @@ TEST(HookAction, RemovingAndIgnoringCarryNoState) {
   EXPECT_EQ(HookAction::ignore().state(), std::nullopt);
 }
 
-TEST(HookAction, EachOneEqualsItselfAlone) {
+TEST(HookAction, EachEqualsOnlyItself) {
   std::vector<HookAction> actions = {HookAction::remove(), HookAction::ignore()};
   for (const SessionState state : allSessionStates) actions.push_back(HookAction::set(state));
   for (std::size_t i = 0; i < actions.size(); ++i) {

@@ -21,14 +21,14 @@ namespace {
 using Text = std::optional<std::string>;
 using Case = HookEvent::ParseError::Case;
 
-// The event in `bytes`, checked to be the same for a payload read beforehand.
+// The event in `bytes`. Checks that a payload parsed beforehand gives the same event.
 HookEvent parsed(std::string_view bytes, const Text& eventOverride = std::nullopt) {
   HookEvent event = HookEvent::parse(bytes, eventOverride);
   EXPECT_EQ(HookEvent::parse(HookPayload(bytes), eventOverride), event) << bytes;
   return event;
 }
 
-// Why the bytes are no event; nothing when they are one.
+// Why the bytes are not an event; nullopt if they are one.
 std::optional<Case> refusal(std::string_view bytes, const Text& eventOverride = std::nullopt) {
   std::optional<Case> first;
   std::optional<Case> second;
@@ -101,7 +101,7 @@ TEST(HookEvent, EventsDifferInEachField) {
   for (std::size_t i = 0; i < others.size(); ++i) EXPECT_NE(others[i], event) << i;
 }
 
-TEST(HookEvent, UnknownKeysAndOtherTypesFailNothing) {
+TEST(HookEvent, UnknownKeysAndOtherTypesAreNotErrors) {
   const HookEvent event = parsed(
       R"({"session_id":"s","hook_event_name":"Stop","cwd":7,"tool_name":null,"notification_type":[],"source":{},
           "tool_use_id":true,"agent_id":1.5,"transcript_path":["/t"],"tool_input":{"cwd":"/wrong"},"new key":1})");
@@ -168,14 +168,14 @@ TEST(HookEvent, AnEmptyNameInThePayloadIsMissingWhateverTheCommandLineSays) {
   }
 }
 
-TEST(HookEvent, TheFirstFailureIsTheOneTold) {
+TEST(HookEvent, TheFirstFailureIsReported) {
   EXPECT_EQ(refusal("[]"), Case::notAnObject);
   EXPECT_EQ(refusal("{}"), Case::missingSessionId);
   EXPECT_EQ(refusal(R"({"session_id":"","hook_event_name":""})"), Case::missingSessionId);
   EXPECT_THROW(parsed("[", "Stop"), JsonError);
 }
 
-TEST(HookEvent, WhatIsNoObjectSaysSo) {
+TEST(HookEvent, AValueThatIsNotAnObjectIsReportedAsSuch) {
   for (const std::string_view bytes : {"[]", R"([{"session_id":"s","hook_event_name":"Stop"}])", R"("Stop")",
                                        "12", "-0.5", "true", "null", " [1,2] "}) {
     EXPECT_EQ(refusal(bytes), Case::notAnObject) << bytes;
@@ -183,7 +183,7 @@ TEST(HookEvent, WhatIsNoObjectSaysSo) {
   }
 }
 
-TEST(HookEvent, WhatIsNoJsonFailsWithTheReadersError) {
+TEST(HookEvent, InvalidJsonFailsWithTheReadersError) {
   for (const std::string_view bytes :
        {"", " ", "{", R"({"session_id":"s","hook_event_name":"Stop"}})", "Stop"}) {
     EXPECT_THROW(static_cast<void>(HookEvent::parse(bytes, "Stop")), JsonError) << bytes;
@@ -278,7 +278,7 @@ TEST(HookEvent, ASubagentIsOneWithAnId) {
   EXPECT_TRUE(event.isFromSubagent());
 }
 
-TEST(HookEvent, ACallIsKeyedByItsIdOrElseByItsToolsName) {
+TEST(HookEvent, ACallIsKeyedByItsIdOrWithoutOneByItsToolsName) {
   EXPECT_EQ(withTool("u", "Bash").callKey(), "u");
   EXPECT_EQ(withTool("u", std::nullopt).callKey(), "u");
   EXPECT_EQ(withTool("u", "").callKey(), "u");
@@ -291,7 +291,7 @@ TEST(HookEvent, ACallIsKeyedByItsIdOrElseByItsToolsName) {
   EXPECT_EQ(withTool("name:Bash", "Read").callKey(), "name:Bash");
 }
 
-// What an object says of an event, looked up key by key in a whole tree of values.
+// The event of an object, looked up key by key in a whole tree of values.
 HookEvent lookedUp(const boost::json::object& object, const Text& eventOverride) {
   const auto text = [&](std::initializer_list<std::string_view> keys) -> Text {
     for (const auto key : keys) {

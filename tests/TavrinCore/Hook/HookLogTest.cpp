@@ -26,7 +26,7 @@ using test::writeFile;
 
 constexpr std::string_view stamp = "2025-01-31T09:15:02Z ";
 
-// A log at this place whose clock stands still.
+// A log at this place, with a clock that stands still.
 HookLog logAt(const fs::path& path) {
   return HookLog(path.string(), [] { return dateFromSeconds(1'738'314'902); });
 }
@@ -41,7 +41,7 @@ mode_t permissionsOf(const fs::path& path) {
   return status.st_mode & 07777U;
 }
 
-// Runs `body` in a child process, and waits for its end.
+// Runs `body` in a child process and waits for its end.
 void inChild(const std::function<void()>& body) {
   const pid_t child = ::fork();
   ASSERT_GE(child, 0);
@@ -54,7 +54,7 @@ void inChild(const std::function<void()>& body) {
   EXPECT_EQ(status, 0);
 }
 
-// The same in a child that permissions hold for, which they do not for root.
+// The same in a child that is not root, because permissions do not stop root.
 void inChildWithoutPrivileges(const std::function<void()>& body) {
   inChild([&] {
     constexpr uid_t nobody = 65'534;
@@ -81,7 +81,7 @@ TEST(HookLog, LiesUnderTheHomeDirectory) {
   EXPECT_EQ(HookLog().url(), "/Users/somebody/Library/Logs/Tavrin/hook.log");
 }
 
-TEST(HookLog, ALineIsTimeBlankMessageAndLineFeed) {
+TEST(HookLog, ALineIsTimeSpaceMessageAndLineFeed) {
   const test::ScratchDirectory directory;
   logAt(directory / "hook.log").write("claude 3f2a9c1d Stop  \u2192 idle");
   EXPECT_EQ(readFile(directory / "hook.log"), "2025-01-31T09:15:02Z claude 3f2a9c1d Stop  \u2192 idle\n");
@@ -156,7 +156,7 @@ TEST(HookLog, AMissingDirectoryIsMadeWithItsParents) {
   EXPECT_EQ(permissionsOf(log.parent_path()), 0755U);
 }
 
-TEST(HookLog, ANewLogIsForItsOwnerAlone) {
+TEST(HookLog, OnlyTheOwnerMayAccessANewLog) {
   for (const unsigned mask : {000U, 022U, 077U}) {
     const test::ScratchDirectory directory;
     const test::Umask narrowed(static_cast<mode_t>(mask));  // 16 bits on macOS
@@ -168,7 +168,7 @@ TEST(HookLog, ANewLogIsForItsOwnerAlone) {
   }
 }
 
-TEST(HookLog, ALogThatIsThereKeepsItsPermissions) {
+TEST(HookLog, AnExistingLogKeepsItsPermissions) {
   const test::ScratchDirectory directory;
   writeFile(directory / "hook.log", "");
   ASSERT_EQ(::chmod((directory / "hook.log").c_str(), 0644), 0);
@@ -208,7 +208,7 @@ TEST(HookLog, TheFirstRotationNeedsNoOlderLog) {
   EXPECT_EQ(readFile(directory / "hook.1.log"), full);
 }
 
-TEST(HookLog, ManyLinesStayInTwoGenerationsWithNoneSplitOrLostInBetween) {
+TEST(HookLog, ManyLinesStayInTwoGenerationsWithoutALineSplitOrLost) {
   const test::ScratchDirectory directory;
   const HookLog log = logAt(directory / "hook.log");
   std::string all;
@@ -220,7 +220,7 @@ TEST(HookLog, ManyLinesStayInTwoGenerationsWithNoneSplitOrLostInBetween) {
   const std::string kept = readFile(directory / "hook.1.log") + readFile(directory / "hook.log");
   EXPECT_TRUE(all.ends_with(kept));
   EXPECT_TRUE(kept.starts_with(stamp));
-  // The rotation comes with the first line after the one that went over the limit.
+  // The log is rotated by the first line after the one that exceeded the limit.
   EXPECT_GT(fs::file_size(directory / "hook.1.log"), 1'000'000U);
   EXPECT_LT(fs::file_size(directory / "hook.1.log"), 1'010'100U);
   EXPECT_EQ(std::distance(fs::directory_iterator(directory.path()), {}), 2);
@@ -279,7 +279,7 @@ TEST(HookLog, AReadOnlyDirectoryIsASilentNoOp) {
     logAt(parent / "sub/hook.log").write("lost");
   });
   EXPECT_TRUE(fs::is_empty(parent));
-  // The same child does write where it may, so it was the permissions that held it back.
+  // The same child can write where it is allowed to, so the permissions stopped it before.
   ASSERT_EQ(::chmod(parent.c_str(), 0777), 0);
   inChildWithoutPrivileges([&] { logAt(parent / "sub/hook.log").write("kept"); });
   EXPECT_EQ(readFile(parent / "sub/hook.log"), lineOf("kept"));
@@ -325,7 +325,7 @@ TEST(HookLog, ANamedPipeInItsPlaceCostsTheLineAndNoTime) {
   logAt(path).write("lost");
   EXPECT_TRUE(fs::is_fifo(path));
 
-  // Nor does one with a reader that has stopped to read.
+  // A reader that has stopped reading does not block the writer either.
   const FileDescriptor reader = FileDescriptor::open(path, O_RDONLY | O_NONBLOCK);
   const FileDescriptor writer = FileDescriptor::open(path, O_WRONLY | O_NONBLOCK);
   ASSERT_TRUE(writer.isOpen());

@@ -10,7 +10,7 @@ namespace {
 
 const HookOrigin grok = HookOrigin::agent(Agent::grok);
 
-// What the bytes of a payload are taken for, checked to be the same for a payload read beforehand.
+// The origin of a payload. Checks that a payload parsed beforehand has the same origin.
 HookOrigin detected(std::string_view bytes) {
   const HookOrigin origin = HookOrigin::detect(bytes);
   try {
@@ -25,7 +25,7 @@ TEST(HookOrigin, AnEmptyObjectTrustsTheCommandLine) {
   EXPECT_EQ(detected("{}"), HookOrigin::declared());
 }
 
-TEST(HookOrigin, WhatIsNoJsonTrustsTheCommandLine) {
+TEST(HookOrigin, InvalidJsonTrustsTheCommandLine) {
   for (const std::string_view bytes :
        {"", " ", "{", "cursor_version", "{\"cursor_version\":1", "{\"cursor_version\":1} x",
         "{'workspaceRoot':1}", "{\"workspaceRoot\":}", "{\"workspaceRoot\":1e999}",
@@ -34,7 +34,7 @@ TEST(HookOrigin, WhatIsNoJsonTrustsTheCommandLine) {
   }
 }
 
-TEST(HookOrigin, WhatIsNoObjectTrustsTheCommandLine) {
+TEST(HookOrigin, AValueThatIsNotAnObjectTrustsTheCommandLine) {
   for (const std::string_view bytes :
        {"[]", R"([{"cursor_version":1}])", R"(["cursor_version","workspaceRoot"])", R"("workspaceRoot")", "1",
         "null", "true"}) {

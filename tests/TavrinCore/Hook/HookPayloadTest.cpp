@@ -13,7 +13,7 @@ namespace {
 
 using Text = std::optional<std::string>;
 
-// One field and the keys it is read under, the first one first.
+// One field and the keys under which it is read, the preferred one first.
 struct Field {
   std::string_view name;
   std::vector<std::string_view> spellings;
@@ -41,7 +41,7 @@ std::string inQuotes(std::string_view text) {
   return "\"" + std::string(text) + "\"";
 }
 
-// An object of these keys and values; the values are JSON.
+// An object with these keys and values. The values are JSON.
 std::string object(const std::vector<std::pair<std::string_view, std::string>>& members) {
   std::string text = "{";
   for (const auto& [key, value] : members)
@@ -68,7 +68,7 @@ TEST(HookPayload, EachFieldIsReadUnderEachOfItsSpellings) {
   EXPECT_EQ(count, 18);
 }
 
-TEST(HookPayload, AFieldUnderNoneOfItsSpellingsIsAbsent) {
+TEST(HookPayload, AFieldWithoutAnyOfItsSpellingsIsAbsent) {
   const HookPayload empty("{}");
   const HookPayload others(
       R"({"Session_id":"a","sessionID":"a","session-id":"a","CWD":"a","toolname":"a","tool_useId":"a",
@@ -80,7 +80,7 @@ TEST(HookPayload, AFieldUnderNoneOfItsSpellingsIsAbsent) {
 }
 
 TEST(HookPayload, OfAllSpellingsTheEarliestWithATextWins) {
-  // Every way of giving each spelling a text, an empty text, a number, or leaving it out, in both orders.
+  // Each spelling gets a text, an empty text, a number, or is left out; all combinations, in both orders.
   int count = 0;
   for (const Field& field : fields()) {
     const std::size_t size = field.spellings.size();
@@ -106,7 +106,7 @@ TEST(HookPayload, OfAllSpellingsTheEarliestWithATextWins) {
   EXPECT_EQ(count, 2 * 4 + 6 * 16 + 256);
 }
 
-TEST(HookPayload, AValueThatIsNoTextCountsAsMissing) {
+TEST(HookPayload, AValueThatIsNotATextCountsAsMissing) {
   int count = 0;
   for (const Field& field : fields()) {
     for (const auto value : valuesThatAreNoText) {
@@ -121,10 +121,12 @@ TEST(HookPayload, AValueThatIsNoTextCountsAsMissing) {
   EXPECT_EQ(count, 81);
 }
 
-TEST(HookPayload, OfEqualKeysTheLastCountsEvenWhenItIsNoText) {
+TEST(HookPayload, OfEqualKeysTheLastCountsEvenIfItIsNotAText) {
   EXPECT_EQ(HookPayload(R"({"session_id":"a","session_id":"b"})").text(&HookEvent::sessionId), "b");
   EXPECT_EQ(HookPayload(R"({"session_id":"a","session_id":5})").text(&HookEvent::sessionId), std::nullopt);
-  EXPECT_EQ(HookPayload(R"({"session_id":"a","sessionId":"c","session_id":null})").text(&HookEvent::sessionId), "c");
+  EXPECT_EQ(
+      HookPayload(R"({"session_id":"a","sessionId":"c","session_id":null})").text(&HookEvent::sessionId),
+      "c");
   EXPECT_EQ(HookPayload(R"({"session_id":["a"],"session_id":"b"})").text(&HookEvent::sessionId), "b");
   EXPECT_EQ(HookPayload(R"({"cwd":"a","c\u0077d":"b"})").text(&HookEvent::cwd), "b");
 }
@@ -177,7 +179,7 @@ TEST(HookPayload, OnlyAnObjectIsAnObject) {
   }
 }
 
-TEST(HookPayload, BytesThatAreNoJsonAreAnError) {
+TEST(HookPayload, BytesThatAreNotJsonAreAnError) {
   for (const std::string_view bytes : {"",
                                        " ",
                                        "\n",
@@ -205,7 +207,7 @@ TEST(HookPayload, BytesThatAreNoJsonAreAnError) {
   EXPECT_THROW(HookPayload(std::string_view("{}\0", 3)), JsonError);
 }
 
-TEST(HookPayload, MarksOfOtherToolsCountByTheirKeysAlone) {
+TEST(HookPayload, OnlyTheKeysOfOtherToolsMarksCount) {
   EXPECT_TRUE(HookPayload(R"({"cursor_version":null})").hasCursorVersion());
   EXPECT_FALSE(HookPayload(R"({"cursor_version":null})").hasWorkspaceRoot());
   EXPECT_TRUE(HookPayload(R"({"workspaceRoot":[]})").hasWorkspaceRoot());

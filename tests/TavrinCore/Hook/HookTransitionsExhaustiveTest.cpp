@@ -14,8 +14,8 @@
 #include "tests/TavrinCore/Hook/TransitionSamples.hpp"
 #include "tests/TavrinCore/Hook/TransitionTable.hpp"
 
-/// The state machine against the plain table: every combination of what an event may hold and what may be
-/// stored, and every short sequence of events.
+/// Compares the state machine with the plain table for every combination of what an event may hold and what
+/// may be stored, and for every short sequence of events.
 namespace tavrin::test {
 namespace {
 
@@ -47,7 +47,7 @@ constexpr FixedList<std::string_view, 27> tableNames = {
     "SessionEnd",
 };
 
-// Names that some agent sends or might send, and that are in no table.
+// Names that an agent sends or might send and that no table lists.
 constexpr FixedList<std::string_view, 13> otherNames = {
     "",
     "Setup",
@@ -64,7 +64,7 @@ constexpr FixedList<std::string_view, 13> otherNames = {
     "SESSIONEND",
 };
 
-// A name of the table in lower case at its start, cut short, and with a blank.
+// A name of the table with a lower-case first letter, cut short, and with a space.
 std::vector<std::string> nearMisses(std::string_view name) {
   std::string lower(name);
   lower[0] = static_cast<char>(std::tolower(static_cast<unsigned char>(lower[0])));
@@ -91,7 +91,7 @@ struct Detail {
   Text notificationType;
 };
 
-// All sources and types for the two events that look at them; a few for those that must not.
+// All sources and types for the two events that depend on them. A few for the events that must not.
 std::vector<Detail> details(const Named& event) {
   const Detail most{.source = "compact", .notificationType = "permission_prompt"};
   if (!event.isOfTable) return {most};
@@ -110,8 +110,8 @@ struct Call {
   Text id;
 };
 
-// Without a key, keyed by id and by name; the records below hold some of the keys in `inFlight`, and some of
-// them in `waitingOn`.
+// Without a key, keyed by id and keyed by name. The records below hold some of these keys in `inFlight` and
+// some in `waitingOn`.
 std::vector<Call> calls() {
   std::vector<Call> calls;
   for (const Text& tool : {Text(), Text(""), Text("Bash"), Text("AskUserQuestion"),
@@ -182,7 +182,7 @@ Session withAttention(Session session) {
   return session;
 }
 
-// Records as the system writes them, and as only another hand can have left them.
+// Records as Tavrin writes them, and records that only another program can have left.
 std::vector<Session> storedRecords() {
   std::vector<std::string> tooMany = numberedCalls(70);
   tooMany.insert(tooMany.begin() + 30, {"open", "name:Bash", "open"});
@@ -202,7 +202,7 @@ std::vector<Session> storedRecords() {
   };
 }
 
-// One record, or none, and the agent that calls, if it is known.
+// One record or none, and the agent that calls, if it is known.
 struct Situation {
   std::optional<Session> stored;
   std::optional<Agent> agent;
@@ -234,7 +234,7 @@ std::string describe(const Situation& situation, const HookEvent& event) {
          ", stored " + (stored ? stored->encode() : "none");
 }
 
-// Compares the library's answers with the table's, and tells of the first few that differ.
+// Compares the library's answers with the table's, and prints the first few that differ.
 class Comparison {
  public:
   template <class T, class Description>
@@ -257,7 +257,7 @@ class Comparison {
   std::size_t different_ = 0;
 };
 
-TEST(HookTransitionsExhaustive, EveryEventCallsForWhatTheTableSays) {
+TEST(HookTransitionsExhaustive, EveryEventHasTheActionOfTheTable) {
   Comparison actions;
   forEachEvent(allNames(), [&](const HookEvent& event) {
     actions.same(HookTransitions::action(event), TransitionTable::action(event),
@@ -314,7 +314,7 @@ TEST(HookTransitionsExhaustive, EveryEventAdvancesEveryRecordToEveryStateAsTheTa
   std::vector<Named> names;
   for (const std::string_view name : tableNames) names.push_back({std::string(name), true});
   const std::vector<Session> all = storedRecords();
-  // The state before is told apart from the record; it need not be the record's.
+  // The state before is stored apart from the record and may differ from the record's.
   const std::array<std::optional<SessionState>, 4> previousStates = {
       std::nullopt, SessionState::idle, SessionState::working, SessionState::needsYou};
   Comparison records;
@@ -345,7 +345,7 @@ struct Cast {
   Eight events;
 };
 
-// Eight events of each agent, the ones that meet in its sessions.
+// Eight events of each agent that occur in its sessions.
 std::vector<Cast> casts() {
   const HookEvent prompt = event("UserPromptSubmit");
   const HookEvent end = event("SessionEnd");
@@ -374,7 +374,7 @@ std::vector<Cast> casts() {
   };
 }
 
-// All sequences of a cast's events, a record carried along each.
+// All sequences of a cast's events. Each sequence carries one record along.
 class Walk {
  public:
   explicit Walk(const Cast& cast) : cast_(cast) {}
@@ -397,7 +397,7 @@ class Walk {
     }
   }
 
-  // Takes `record` one event on; false when the library and the table disagree.
+  // Applies one event to `record`. Returns false if the library and the table disagree.
   bool step(const HookEvent& event, std::optional<Session>& record) const {
     const HookAction action =
         HookTransitions::resolve(HookTransitions::action(event), event, record, cast_.agent);
@@ -417,7 +417,7 @@ class Walk {
     const Session wanted = TransitionTable::advance(base, *action.state(), event, previous, date, id);
     EXPECT_EQ(next, wanted) << describe();
     if (next != wanted) return false;
-    // What the command adds at the beginning of a stretch.
+    // The fields that the command adds when a new stretch of attention begins.
     if (next.state == SessionState::needsYou && previous != SessionState::needsYou)
       next.attentionTranscriptOffset = 1000 + path_.size();
     record = std::move(next);

@@ -15,8 +15,8 @@ namespace {
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
 
-// One session through its events, as the hook command leads it: the n-th event comes at second n, and the
-// n-th identifier given out is "ID-n".
+// One session and its events, as the hook command applies them. The n-th event comes at second n, and the
+// n-th identifier is "ID-n".
 class Life {
  public:
   explicit Life(Agent agent) : agent_(agent) {}
@@ -220,7 +220,7 @@ TEST(HookTransitionsLife, ASubagentsQuestionAsksTheUserToo) {
   EXPECT_THAT(life.record().waitingOn, ElementsAre("q"));
 }
 
-TEST(HookTransitionsLife, WithNothingWaitedOnAnyFinishedCallEndsTheWait) {
+TEST(HookTransitionsLife, IfNoCallIsWaitedForAnyFinishedCallEndsTheWait) {
   Life life(Agent::claude);
   life.take(event("Elicitation"));
   EXPECT_THAT(life.record().waitingOn, IsEmpty());

@@ -18,7 +18,7 @@ using ::testing::ElementsAre;
 using ::testing::IsEmpty;
 using ::testing::UnorderedElementsAreArray;
 
-// What an event calls for
+// The action that an event asks for
 
 TEST(HookTransitions, EachEventOfTheTableHasItsAction) {
   const std::vector<std::pair<HookEvent, HookAction>> cases = {
@@ -83,14 +83,14 @@ TEST(HookTransitions, OnlyBeforeItsUseIsAQuestionToolAQuestion) {
   EXPECT_EQ(HookTransitions::action(toolEvent("PostToolUse", "AskUserQuestion")), working);
 }
 
-TEST(HookTransitions, SourceAndNotificationTypeCountForTheirOwnEventsAlone) {
+TEST(HookTransitions, SourceAndNotificationTypeCountOnlyForTheirOwnEvents) {
   HookEvent stop = event("Stop");
   stop.source = "compact";
   stop.notificationType = "permission_prompt";
   EXPECT_EQ(HookTransitions::action(stop), idle);
 }
 
-TEST(HookTransitions, EachEventThatAnAgentIsRegisteredForCallsForItsActionAsTheAgentSpellsIt) {
+TEST(HookTransitions, EachRegisteredEventHasItsActionAsTheAgentSpellsIt) {
   using Cases = std::vector<std::pair<std::string, HookAction>>;
   const std::vector<std::pair<Agent, Cases>> agents = {
       {Agent::claude,
@@ -165,7 +165,7 @@ TEST(HookTransitions, TheNameSetsAreTheseAndNoOther) {
             (Names{"PostToolUse", "PostToolUseFailure", "PermissionDenied", "AfterTool"}));
 }
 
-// What becomes of it for the stored record
+// The action's effect on the stored record
 
 TEST(HookTransitions, ACodexPermissionRequestIsIgnoredWhateverIsStored) {
   const HookEvent request = toolEvent("PermissionRequest", "Bash");
@@ -212,7 +212,7 @@ TEST(HookTransitions, WithoutARecordTheActionStands) {
 
 TEST(HookTransitions, ASessionThatDoesNotWaitTakesEveryAction) {
   for (const SessionState state : {SessionState::idle, SessionState::working}) {
-    // What an earlier stretch may have left behind plays no part.
+    // What an earlier stretch may have left behind does not matter.
     Session stored = sessionOf(Agent::claude, state);
     stored.waitingOn = {"a", "b"};
     for (const HookAction action : {idle, working, needsYou, remove, ignore}) {
@@ -327,7 +327,7 @@ TEST(HookTransitions, AnOpenedCallIsAppendedOnceAndKeepsItsPlace) {
   }
 }
 
-TEST(HookTransitions, AClosedCallIsRemovedWhereverItStands) {
+TEST(HookTransitions, AClosedCallIsRemovedFromAnyPlace) {
   for (const char* name : {"PostToolUse", "PostToolUseFailure", "PermissionDenied", "AfterTool"}) {
     EXPECT_THAT(openAfter(toolEvent(name, "Bash", "b"), {"b", "a", "b", "c"}), ElementsAre("a", "c")) << name;
     EXPECT_THAT(openAfter(toolEvent(name, "Bash", "d"), {"a", "b"}), ElementsAre("a", "b")) << name;
@@ -359,7 +359,7 @@ TEST(HookTransitions, AListThatWasTooLongIsCutToSixtyFourWithTheNextCall) {
   EXPECT_EQ(openAfter(toolEvent("PreToolUse", "Bash", "70"), tooMany), tooMany);
 }
 
-TEST(HookTransitions, AWaitThatBeginsWithAnOpenedCallIsForThatCallAlone) {
+TEST(HookTransitions, AWaitThatBeginsWithAnOpenedCallIsOnlyForThatCall) {
   Session session = sessionOf(Agent::claude, SessionState::needsYou);
   session.inFlight = {"a"};
   session.waitingOn = {"left behind"};
@@ -396,7 +396,7 @@ TEST(HookTransitions, AWaitThatGoesOnLosesOnlyTheCallsThatAreClosed) {
   EXPECT_THAT(waitingAfter(toolEvent("PermissionRequest", "Bash")), ElementsAre("a", "b"));
 }
 
-TEST(HookTransitions, ASessionThatDoesNotNeedItsUserWaitsOnNothing) {
+TEST(HookTransitions, ASessionThatDoesNotNeedItsUserWaitsForNoCall) {
   for (const SessionState state : {SessionState::idle, SessionState::working}) {
     Session session = waitingFor({"a", "b"});
     session.state = state;

@@ -13,7 +13,7 @@
 
 namespace tavrin {
 
-// How actions, events and records read in the messages of failing tests.
+// Prints actions, events and records in the messages of failing tests.
 
 inline void PrintTo(const HookAction& action, std::ostream* out) {
   if (action.isRemove()) *out << "delete";
@@ -39,7 +39,7 @@ inline void PrintTo(const Session& session, std::ostream* out) {
 
 namespace test {
 
-// Actions, events and records as tests of the state machine need them.
+// Sample actions, events and records for tests of the state machine.
 
 inline constexpr HookAction idle = HookAction::set(SessionState::idle);
 inline constexpr HookAction working = HookAction::set(SessionState::working);

@@ -66,7 +66,7 @@ struct CallsRow {
   Calls calls;
 };
 
-// What an event does to the list of open calls; one without a row does nothing.
+// What an event does to the list of open calls. An event without a row does nothing.
 constexpr auto callsRows = std::to_array<CallsRow>({
     {"PreToolUse", Calls::opens},
     {"BeforeTool", Calls::opens},
@@ -115,7 +115,7 @@ bool does(const HookEvent& event, Calls calls) {
   return false;
 }
 
-// Empty when the event names no call.
+// Empty if the event names no call.
 std::string keyOf(const HookEvent& event) {
   if (event.toolUseId && !event.toolUseId->empty()) return *event.toolUseId;
   if (event.toolName && !event.toolName->empty()) return "name:" + *event.toolName;
@@ -154,7 +154,7 @@ HookAction resolve(HookAction wanted, const HookEvent& event, const std::optiona
   if (stored->state == SessionState::working) return wanted;
   if (wanted != working) return wanted;
 
-  // The user is waited for, and the event would set the session to work.
+  // The session waits for the user, and the event would set it to working.
   if (event.eventName == "PermissionDenied") return working;
   if (does(event, Calls::closes)) {
     const bool othersLeft = !without(stored->waitingOn, keyOf(event)).empty();
@@ -211,7 +211,7 @@ Session advance(const Session& stored, SessionState target, const HookEvent& eve
     next.waitingOn = without(next.waitingOn, key);
   }
 
-  // Calls that the user is asked about.
+  // The calls that the user is asked about.
   const bool wasAsking = previous == SessionState::needsYou;
   if (!asks) next.waitingOn = {};
   if (asks && !wasAsking) {

@@ -49,7 +49,7 @@ TEST(ClaudeStatus, NamesProcessSessionAndState) {
                                             .isKnown = true}));
 }
 
-TEST(ClaudeStatus, EachWordStandsForAState) {
+TEST(ClaudeStatus, EachWordMeansAState) {
   const auto stateOf = [](const std::string& word) {
     return ClaudeEvidence::status(R"({"pid":18,"sessionId":"a","status":")" + word + "\"}").value();
   };
@@ -125,7 +125,7 @@ TEST(ClaudeTranscript, APromptStartsATurnButWhatTheClientWritesDoesNot) {
   EXPECT_FALSE(starts(R"("message":{"content":""})"));
 }
 
-TEST(Transcripts, ALineWithoutATimeSaysNothing) {
+TEST(Transcripts, ALineWithoutATimeIsNotEvidence) {
   EXPECT_EQ(in(Agent::claude, R"({"type":"system","subtype":"turn_duration"})"), Facts{});
   EXPECT_EQ(in(Agent::codex, R"({"type":"event_msg","payload":{"type":"task_complete"}})"), Facts{});
   EXPECT_EQ(in(Agent::gemini, R"({"type":"error"})"), Facts{});
@@ -133,7 +133,7 @@ TEST(Transcripts, ALineWithoutATimeSaysNothing) {
   EXPECT_EQ(in(Agent::grok, R"({"type":"turn_ended"})"), Facts{});
 }
 
-TEST(Transcripts, WhatIsNotAnObjectSaysNothing) {
+TEST(Transcripts, ALineThatIsNotAnObjectIsNotEvidence) {
   for (const Agent agent : allAgents)
     for (const char* const text :
          {"", "{", "null", "[]", "7", "\"a\"", "{\"type\":7}", "\xff\xfe", "{\"type\":\"x\"}"})

@@ -11,7 +11,7 @@
 
 namespace tavrin::test {
 
-/// Files in memory that count what is read of them.
+/// Files in memory that count how much of them is read.
 struct FakeFiles {
   struct Content {
     std::string text;

@@ -58,7 +58,7 @@ TEST(FollowedFacts, OfASubagentAreItsQuestionsOnly) {
   EXPECT_EQ(kinds(followed), (std::vector{Kind::asked, Kind::withdrawn}));
 }
 
-TEST(FollowedFacts, APromptThatIsTakenBackInterruptsTheTurn) {
+TEST(FollowedFacts, AWithdrawnPromptInterruptsTheTurn) {
   test::FakeFiles files;
   const std::string before = R"({"timestamp":"2026-11-21T22:40:00Z","type":"session.start"})"
                              "\n";

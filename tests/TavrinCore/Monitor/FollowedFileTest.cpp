@@ -17,7 +17,7 @@ namespace {
 using Change = FollowedFile::Change;
 using testing::ElementsAre;
 
-// A followed file and the lines that it gave since the last restart.
+// A followed file and the lines that it returned since the last restart.
 class FollowedFileTest : public testing::Test {
  protected:
   Change look() {
@@ -36,7 +36,7 @@ class FollowedFileTest : public testing::Test {
   int restarts = 0;
 };
 
-TEST_F(FollowedFileTest, HalfALineWaitsForItsOtherHalf) {
+TEST_F(FollowedFileTest, HalfALineIsKeptUntilTheOtherHalfArrives) {
   files.write("/t", "one\ntw");
   EXPECT_EQ(look(), Change::started);
   EXPECT_THAT(lines, ElementsAre("one"));
@@ -57,7 +57,7 @@ TEST_F(FollowedFileTest, AFileThatDidNotChangeIsNotRead) {
   EXPECT_EQ(files.bytesRead, 0U);
 }
 
-TEST_F(FollowedFileTest, AMissingFileIsNothingUntilItIsThere) {
+TEST_F(FollowedFileTest, AMissingFileHasNoLinesUntilItExists) {
   EXPECT_EQ(look(), Change::none);
   files.write("/t", "one\n");
   EXPECT_EQ(look(), Change::started);
@@ -104,7 +104,7 @@ TEST_F(FollowedFileTest, ALineOfOneMebibyteIsKeptAndALongerOneIsNot) {
   EXPECT_EQ(lines[2], "last");
 }
 
-TEST_F(FollowedFileTest, ALongLineThatComesInPiecesIsPassedOver) {
+TEST_F(FollowedFileTest, ALongLineThatArrivesInPiecesIsSkipped) {
   files.write("/t", "one\n");
   look();
   for (int piece = 0; piece < 12; ++piece) {

@@ -67,7 +67,7 @@ TEST(SavedSessions, AChangeWithinTheSameTickIsSeen) {
   EXPECT_EQ(saved.all().size(), 2U);
 }
 
-TEST(SavedSessions, AMissingDirectoryHoldsNone) {
+TEST(SavedSessions, AMissingDirectoryHoldsNoSessions) {
   test::FakeFiles files;
   files.write("/s/a.json", record("a"), 5);
   SavedSessions saved("/s");

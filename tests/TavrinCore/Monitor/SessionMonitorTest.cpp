@@ -105,7 +105,7 @@ TEST(Judge, AResultEndsOnlyTheWaitForItsCall) {
   EXPECT_EQ(judged(session)->since, dateFromSeconds(saved + 2));
 }
 
-TEST(Judge, OutputEndsAWaitOnlyIfNothingIsWaitedFor) {
+TEST(Judge, OutputEndsAWaitOnlyIfNoCallIsWaitedFor) {
   MonitoredSession session = sessionIn(needsYou);
   session.evidence.facts = {fact(Kind::output, saved + 1)};
   EXPECT_EQ(judged(session)->state, working);
@@ -113,7 +113,7 @@ TEST(Judge, OutputEndsAWaitOnlyIfNothingIsWaitedFor) {
   EXPECT_EQ(judged(session)->state, needsYou);
 }
 
-TEST(Judge, AnIdleSessionIsWokenByATurnAndByNothingElse) {
+TEST(Judge, OnlyATurnWakesAnIdleSession) {
   MonitoredSession session = sessionIn(idle);
   for (const Kind kind : {Kind::output, Kind::answered, Kind::callEnded, Kind::withdrawn}) {
     session.evidence.facts = {fact(kind, saved + 1, "a")};
@@ -123,7 +123,7 @@ TEST(Judge, AnIdleSessionIsWokenByATurnAndByNothingElse) {
   EXPECT_EQ(judged(session)->state, working);
 }
 
-TEST(Judge, AnOpenQuestionIsAWaitOfItsOwn) {
+TEST(Judge, AnOpenQuestionIsASeparateWait) {
   MonitoredSession session = sessionIn(working, Agent::grok);
   session.evidence.facts = {fact(Kind::asked, saved - 1, "q")};
   const auto seen = judged(session);
@@ -162,7 +162,7 @@ TEST(Judge, AHookThatComesAfterTheLastAnswerDoesNotRenewTheWait) {
   // Claude's file does not hold every question.
   session.record.agent = Agent::claude;
   EXPECT_EQ(judged(session)->state, needsYou);
-  // An answer to an earlier question says nothing about this one.
+  // An answer to an earlier question does not affect this one.
   session.record.agent = Agent::grok;
   session.record.stateSince = dateFromSeconds(saved);
   EXPECT_EQ(judged(session)->state, needsYou);
@@ -214,10 +214,10 @@ TEST(Judge, AFreshRecordIsBelievedUntilTheStatusFileFollows) {
   session.evidence.open->stateSince = dateFromSeconds(saved - 3);
   EXPECT_EQ(judged(session, saved + 0.4)->state, working);
   EXPECT_EQ(judged(session, saved + 0.5)->state, idle);
-  // A record that is less urgent than the file is not believed against it.
+  // A record that is less urgent than the file does not override it.
   session.evidence.open->state = needsYou;
   EXPECT_EQ(judged(session, saved + 0.4)->state, needsYou);
-  // Neither is one that was only saved again.
+  // A record that was only saved again does not override it either.
   session.evidence.open->state = idle;
   session.record.stateSince = dateFromSeconds(saved - 2);
   EXPECT_EQ(judged(session, saved + 0.4)->state, idle);
@@ -257,7 +257,7 @@ TEST(Gone, IsASessionThatLostItsTerminal) {
   MonitoredSession session = sessionIn(needsYou, Agent::gemini);
   session.evidence.process->terminal.reset();
   EXPECT_EQ(judged(session), std::nullopt);
-  // One that never had a terminal has nothing to lose.
+  // A session that never had a terminal cannot lose one.
   session.record.tty.reset();
   EXPECT_TRUE(judged(session));
 }

@@ -84,7 +84,7 @@ class Watching : public testing::Test {
     files.write(sessions + "/" + record.sessionId + ".json", record.encode(), at);
   }
 
-  // The state of a session, or nothing for one that is not shown.
+  // The state of a session; nullopt if it is not shown.
   std::optional<SessionState> stateOf(const std::string& id, double at) {
     last = watcher->look(dateFromSeconds(at));
     for (const ObservedSession& session : last.sessions)
@@ -133,10 +133,10 @@ TEST_F(Watching, AForkOfClaudeDoesNotKeepTheOldSessionAlive) {
   EXPECT_EQ(stateOf("new", 110), idle);
 }
 
-TEST_F(Watching, AStatusFileOfADeadProcessSaysNothing) {
+TEST_F(Watching, AStatusFileOfADeadProcessIsIgnored) {
   files.write("/Users/dev/.claude/sessions/77.json", claudeStatus(77, "a", "busy", 100), 100);
   EXPECT_EQ(stateOf("a", 110), std::nullopt);
-  // Neither does one whose process id belongs to a later process.
+  // A record whose process id now belongs to a later process does not count either.
   addProcess(77, "other", 1, 200);
   EXPECT_EQ(stateOf("a", 210), std::nullopt);
 }
@@ -188,7 +188,7 @@ TEST_F(Watching, ASubagentOfGrokAsksForItsParent) {
   EXPECT_EQ(stateOf("parent", 105), working);
 }
 
-TEST_F(Watching, ASubagentOfCopilotIsNoSession) {
+TEST_F(Watching, ASubagentOfCopilotIsNotASession) {
   const std::string folder = "/Users/dev/.copilot/session-state/parent/";
   save("parent", Agent::copilot, working, 100);
   save("child", Agent::copilot, working, 101);
@@ -291,11 +291,14 @@ TEST_F(Watching, AnApprovedCommandOfCodexIsSeenInTheProcessTable) {
   EXPECT_EQ(stateOf(std::string(thread), 111), working);
 }
 
-TEST_F(Watching, AnApprovedCommandOfGeminiRunsOnATerminalOfItsOwn) {
+TEST_F(Watching, AnApprovedCommandOfGeminiRunsOnItsOwnTerminal) {
   Session record = save("e", Agent::gemini, needsYou, 100);
   EXPECT_EQ(stateOf("e", 101), needsYou);
   addProcess(50, "sh", 18, 102);
   EXPECT_EQ(stateOf("e", 102.2), needsYou);
+  // What ran before the question is not its answer.
+  addProcess(49, "bash", 18, 99, "/dev/pts/8");
+  EXPECT_EQ(stateOf("e", 102.4), needsYou);
   addProcess(51, "bash", 18, 103, "/dev/pts/9");
   EXPECT_EQ(stateOf("e", 103.2), working);
   // A new question is a new wait, though the command still runs.
@@ -331,7 +334,7 @@ TEST_F(Watching, AWorkingSessionsProcessIsMissedAtOnce) {
   EXPECT_EQ(stateOf("a", 101.1), std::nullopt);
 }
 
-TEST_F(Watching, AnIdleSessionsProcessIsAskedForOnceASecond) {
+TEST_F(Watching, AnIdleSessionsProcessIsLookedUpOnceASecond) {
   save("a", Agent::claude, idle, 100);
   stateOf("a", 101);
   lookUps = 0;

@@ -95,7 +95,7 @@ TEST(ActivityEmptyContent, TheNumberOfConnectedAgentsChangesNoText) {
   EXPECT_EQ(Agents::checking().connectedCount(), std::nullopt);
 }
 
-TEST(ActivityEmptyContent, EveryFieldCountsForEquality) {
+TEST(ActivityEmptyContent, EqualityComparesEveryField) {
   const ActivityEmptyContent content = {
       .agents = Agents::connected(1), .localhost = Localhost::quiet, .hiddenIdleCount = 1};
   EXPECT_EQ(content, content);

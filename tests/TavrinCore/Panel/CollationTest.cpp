@@ -16,7 +16,7 @@ namespace {
 
 using ::testing::ElementsAre;
 
-// The names in their order, those that are equal joined with "=".
+// The names in their order. Equal names are joined with "=".
 std::vector<std::string> order(const std::vector<std::string_view>& names, const std::string& locale) {
   const std::vector<std::size_t> ranks = Collation::ranks(names, locale);
   std::vector<std::pair<std::size_t, std::size_t>> places;
@@ -34,7 +34,7 @@ std::vector<std::string> order(const std::vector<std::string_view>& names, const
   return order;
 }
 
-TEST(Collation, OrdersNamesAsThePlatformDoes) {
+TEST(Collation, OrdersNamesAsFoundationDoes) {
   std::vector<std::string> names;
   std::vector<std::size_t> groups;
   std::size_t group = 0;
@@ -68,7 +68,7 @@ TEST(Collation, TurkishAndAzerbaijaniHaveTwoLettersI) {
   EXPECT_THAT(order({"i", "I", "ı", "İ"}, "az"), ElementsAre("I=ı", "i=İ"));
 }
 
-TEST(Collation, SharpSIsDoubleSWhereverItStands) {
+TEST(Collation, SharpSIsDoubleSAnywhere) {
   EXPECT_THAT(order({"Straße", "STRASSE", "strasse", "STRAẞE", "strate"}, "de"),
               ElementsAre("Straße=STRASSE=strasse=STRAẞE", "strate"));
 }
@@ -103,14 +103,14 @@ TEST(Collation, WithoutACollatorNamesComeByCodePointInLowerCase) {
   EXPECT_EQ(Collation::plainRanks(names), (std::vector<std::size_t>{2, 0, 0, 5, 2, 4}));
 }
 
-TEST(Collation, TellsNamesApartByPunctuationInEveryLanguage) {
+TEST(Collation, DistinguishesNamesByPunctuationInEveryLanguage) {
   const std::vector<std::string_view> names = {"my-app", "myapp", "my app", "my_app", "My-App"};
   for (const char* locale : {"en", "th", "en@colAlternate=shifted"}) {
     EXPECT_THAT(order(names, locale), ElementsAre("my app", "my_app", "my-app=My-App", "myapp")) << locale;
   }
 }
 
-TEST(Collation, TakesALetterWithItsDotApartForTheLetter) {
+TEST(Collation, TreatsALetterAndASeparateDotAsTheLetter) {
   const std::vector<std::string_view> names = {"Ispir", "\u0130stanbul", "I\u0307stanbul", "istanbul",
                                                "Izmir"};
   const std::vector<std::size_t> ranks = Collation::ranks(names, "tr");
@@ -119,7 +119,7 @@ TEST(Collation, TakesALetterWithItsDotApartForTheLetter) {
   EXPECT_LT(ranks[4], ranks[1]);
 }
 
-// Half a million accents on one letter took minutes: they are brought into an order of their own.
+// Half a million accents on one letter once took minutes, because accents are sorted.
 TEST(Collation, LooksAtAsMuchOfANameAsFitsAScreen) {
   std::string accents = "a";
   for (int i = 0; i < 500'000; ++i) accents += i % 2 == 0 ? "\u0301" : "\u0334";

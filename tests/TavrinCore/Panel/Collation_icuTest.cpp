@@ -11,7 +11,7 @@
 #include "TavrinCore/Support/Text.hpp"
 #include "tests/support/Random.hpp"
 
-// Names in ASCII take a shorter way to ICU than others. Here they are compared pair by pair on the long one.
+// ASCII names take a faster path to ICU than others. Here each pair is also compared on the general path.
 
 namespace tavrin {
 namespace {
@@ -55,7 +55,8 @@ class LongWay {
   std::uint32_t options_;
 };
 
-// Languages with letters made of two (ch, ll, aa, dzs), letters of their own, and other orders of digits.
+// Languages in which two letters count as one (ch, ll, aa, dzs), with extra letters, or with another order of
+// digits.
 const std::vector<std::string> languages = {"root",
                                             "en",
                                             "cs",

@@ -14,8 +14,7 @@
 #include <cstring>
 #endif
 
-// The collator is large, and its library larger; a hook that runs several times a second has no use for
-// either.
+// The collator is large, and its library is larger. A hook that runs several times a second needs neither.
 
 namespace tavrin {
 namespace {
@@ -41,7 +40,7 @@ Record recordAt(const std::string& file, std::size_t offset) {
   return record;
 }
 
-// The libraries that an executable's dynamic section asks for (elf(5)).
+// The libraries that an executable's dynamic section names (elf(5)).
 std::vector<std::string> neededLibraries(const std::string& file) {
   const auto header = recordAt<ElfW(Ehdr)>(file, 0);
   std::vector<ElfW(Phdr)> segments;
@@ -71,7 +70,7 @@ std::vector<std::string> neededLibraries(const std::string& file) {
   return libraries;
 }
 
-TEST(HookLibraries, TheDynamicSectionAsksForNoCollator) {
+TEST(HookLibraries, TheDynamicSectionNamesNoCollator) {
   for (const std::string& library : neededLibraries(test::readFile(test::hookExecutable()))) {
     EXPECT_THAT(library, Not(HasSubstr("icu")));
   }

@@ -35,8 +35,8 @@ TEST(NameOrder, TheVerySameNameIsSortedByTheTie) {
   EXPECT_THAT(NameOrder::order(ungrouped({"b", "a", "b", "a"}), later), ElementsAre(3, 1, 2, 0));
 }
 
-// "alpha" 2 before "Alpha" before "alpha" 1 by the input, "alpha" 1 before "alpha" 2 by the tie: not all of
-// that can be had.
+// By the input, "alpha" 2 comes before "Alpha", and "Alpha" before "alpha" 1. By the tie, "alpha" 1 comes
+// before "alpha" 2. No order can satisfy all of that.
 TEST(NameOrder, SpellingsKeepTheirPlacesWhileTheirThingsAreSorted) {
   const std::vector<int> number = {2, 0, 1};
   EXPECT_THAT(NameOrder::order(ungrouped({"alpha", "Alpha", "alpha"}),
@@ -53,7 +53,7 @@ TEST(NameOrder, ManyThingsOfOneNameAndOneTieStayInInputOrder) {
   EXPECT_EQ(NameOrder::order(ungrouped(std::vector<std::string>(100, "app")), byTens), expected);
 }
 
-TEST(NameOrder, NothingIsInOrder) {
+TEST(NameOrder, AnEmptyListIsInOrder) {
   EXPECT_THAT(NameOrder::order({}), IsEmpty());
 }
 
@@ -70,7 +70,8 @@ TEST(NameOrder, EachSpellingIsRankedOnce) {
   EXPECT_THAT(asked, UnorderedElementsAre("app 0", "app 1", "app 2", "app 3", "app 4", "app 5", "app 6"));
 }
 
-// The order against a plainer one: every pair stands as the rules for pairs say, where these can all be kept.
+// Compares the order with a plainer one: every pair follows the rules for pairs, where all of them can be
+// kept.
 TEST(NameOrder, EveryPairIsInOrderOnGeneratedInput) {
   test::Random random(test::randomSeed());
   constexpr int rounds = 300;

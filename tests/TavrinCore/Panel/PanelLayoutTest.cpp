@@ -84,7 +84,7 @@ TEST(PanelLayout, TheContentFitsBetweenGapAndMargin) {
   EXPECT_EQ(PanelLayout::contentCap({}, 0, 0), 0);
 }
 
-TEST(PanelLayout, NumbersThatAreNoneGoThrough) {
+TEST(PanelLayout, NanInfinityAndHugeNumbersAreAccepted) {
   for (const double odd : {nan, infinity, -infinity, 1e308, -1e308}) {
     const Rectangle frame = {.origin = {.x = odd, .y = odd}, .size = {.width = odd, .height = odd}};
     PanelLayout::origin({.width = odd, .height = odd}, frame, screen, odd);

@@ -131,9 +131,9 @@ TEST(PanelNavigation, RowsComeByTheStoredStateNotByTheOneShown) {
               ElementsAre("z", "a"));
 }
 
-// A session in the home directory is named "home" and thus stands among those of that name by its id, which
-// under any other name it would not.
-TEST(PanelNavigation, NamesGoByTheUsersHomeDirectoryWhereverProbesAreLookedFor) {
+// A session in the home directory is named "home", so its id orders it among the sessions of that name. Under
+// any other name the id would not matter.
+TEST(PanelNavigation, NamesUseTheUsersHomeDirectoryWhateverTheProbesUse) {
   Session home;
   home.sessionId = "b";
   home.cwd = Home::directory();
@@ -328,7 +328,7 @@ TEST(PanelFocus, IsEqualOnlyWithItsPayload) {
   EXPECT_EQ(set.size(), all.size());
 }
 
-TEST(PanelFocus, KnowsWhatItStandsFor) {
+TEST(PanelFocus, KnowsItsElement) {
   EXPECT_EQ(*PanelFocus::session("a").sessionId(), "a");
   EXPECT_EQ(*PanelFocus::server(1, 2).server(), (PanelFocus::Server{.pid = 1, .port = 2}));
   EXPECT_EQ(*PanelFocus::connectAgent(Agent::grok).agent(), Agent::grok);

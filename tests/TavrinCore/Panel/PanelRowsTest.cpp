@@ -56,7 +56,7 @@ TEST(PanelRows, PointIntoTheListThatTheyWereMadeFrom) {
   EXPECT_THAT(PanelRows::holding({}, {"gone"}), IsEmpty());
 }
 
-// Each order against the rule for it, written plainly.
+// Compares each order with its rule, written plainly.
 TEST(PanelRows, EveryOrderIsTheOneThatPlainRulesGive) {
   test::Random random(test::randomSeed());
   for (int round = 0; round < 300; ++round) {

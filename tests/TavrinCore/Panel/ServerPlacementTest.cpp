@@ -83,7 +83,7 @@ TEST(ServerPlacement, TheWorkingDirectoryOfAServerDoesNotMatter) {
               ElementsAre("r 1"));
 }
 
-TEST(ServerPlacement, RootsAreTheSameOnlyLetterForLetter) {
+TEST(ServerPlacement, RootsAreEqualOnlyIfEveryLetterIs) {
   for (const char* root : {"/r/", "/R", "/r/sub", "", "r"}) {
     const ServerPlacement::Placed placed = ServerPlacement::place({server("/r", 1)}, {session("s", root)});
     EXPECT_THAT(placed.bySession, IsEmpty()) << root;
@@ -98,7 +98,7 @@ TEST(ServerPlacement, ASessionOutsideOfRepositoriesGetsNoServer) {
   EXPECT_EQ(ServerPlacement::place({server("", 1)}, {session("s", "")}).bySession.size(), 1U);
 }
 
-TEST(ServerPlacement, OrphansComeByNameWhateverItsCase) {
+TEST(ServerPlacement, OrphansAreSortedByNameIgnoringCase) {
   const ServerPlacement::Placed placed = ServerPlacement::place(
       {server("/x/beta", 3000), server("/x/Alpha", 5000), server("/x/alpha", 4000)}, {});
   EXPECT_THAT(described(placed.orphans), ElementsAre("Alpha 5000", "alpha 4000", "beta 3000"));

@@ -99,7 +99,7 @@ TEST(SessionSummaryDeathTest, ASumBeyond64BitsEndsTheProcess) {
   EXPECT_EXIT((SessionSummary{.working = most, .needsYou = 1, .idle = -1}.total()), aborts, message);
 }
 
-TEST(SessionAggregator, UrgentSessionsComeFirstThenNamesWhateverTheirCase) {
+TEST(SessionAggregator, UrgentSessionsComeFirstThenNamesIgnoringCase) {
   const std::vector<Session> sorted = SessionAggregator::sorted({
       session("1", SessionState::idle, "/r/Beta"),
       session("2", SessionState::working, "/r/zeta"),
@@ -147,7 +147,7 @@ TEST(SessionAggregator, OddNamesAreSortedSomehow) {
   EXPECT_THAT(SessionAggregator::sorted({}), IsEmpty());
 }
 
-TEST(SessionAggregator, PruneAsksOnceForTheAgentOfEachSession) {
+TEST(SessionAggregator, PruneLooksUpTheAgentOfEachSessionOnce) {
   std::vector<Session> sessions;
   for (const std::int32_t pid : {5, 1, 5, -3, 0}) {
     sessions.push_back(session("pid " + std::to_string(pid), SessionState::idle));
@@ -164,7 +164,7 @@ TEST(SessionAggregator, PruneAsksOnceForTheAgentOfEachSession) {
   EXPECT_THAT(ids(pruned.dead), ElementsAre("pid 1", "pid -3"));
 }
 
-TEST(SessionAggregator, WhenNothingLivesAllIsDead) {
+TEST(SessionAggregator, WithoutLiveProcessesAllSessionsAreDead) {
   const std::vector<Session> sessions = {session("a", SessionState::idle),
                                          session("b", SessionState::working)};
   EXPECT_EQ(SessionAggregator::prune(sessions, [](std::int32_t) { return false; }),

@@ -36,7 +36,7 @@ TEST(UpdateStatusText, TheAgeHasOneUnit) {
             "2 minutes ago");
 }
 
-TEST(UpdateStatusText, DatesThatAreNoneAreJustNow) {
+TEST(UpdateStatusText, DatesThatAreNotNumbersAreJustNow) {
   EXPECT_EQ(UpdateStatusText::relative(dateFromSeconds(nan), dateFromSeconds(0)), "just now");
   EXPECT_EQ(UpdateStatusText::relative(dateFromSeconds(infinity), dateFromSeconds(infinity)), "just now");
   EXPECT_EQ(UpdateStatusText::relative(dateFromSeconds(infinity), dateFromSeconds(0)), "just now");

@@ -38,7 +38,7 @@ std::vector<PortScan::Listener> listeners(const test::Subprocess::Environment& e
       test::run(found({"lsof", "-nP", "-iTCP", "-sTCP:LISTEN", "-F", "pcn"}), "", environment).output);
 }
 
-// What lsof lists of process `pid`, once that listens on `ports` ports; nothing if it does not come to that.
+// What lsof lists of process `pid` once it listens on `ports` ports; nullopt if it never does.
 std::optional<PortScan::ProcessListener> listening(pid_t pid, std::size_t ports,
                                                    const test::Subprocess::Environment& environment) {
   const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(60);
@@ -74,7 +74,7 @@ TEST(LiveServers, NodesServerIsFoundAndNamedByItsScript) {
   EXPECT_FALSE(ServerPortRoles::needsNodeInspectorProbe(process->command, words));
 }
 
-TEST(LiveServers, NodesInspectorIsKnownToBeSomewhere) {
+TEST(LiveServers, NodesInspectorIsKnownToListenSomewhere) {
   const test::ScratchDirectory home;
   const std::string script = home / "server.js";
   test::writeFile(script, "require('http').createServer((q, r) => r.end('ok')).listen(0, '127.0.0.1');\n");

@@ -22,7 +22,7 @@ LocalServer server(PortList ports = {3000}, std::string host = "localhost") {
           .repo = {.root = "/Users/dev/app", .worktree = {}}};
 }
 
-TEST(LocalServer, WhatIsNotGivenHasItsDefault) {
+TEST(LocalServer, AMissingFieldHasItsDefault) {
   const LocalServer made = server();
   EXPECT_EQ(made.host, "localhost");
   EXPECT_FALSE(made.needsNodeInspectorProbe);
@@ -126,7 +126,7 @@ TEST(LocalServer, AContainerIsStoppedAndNeverItsProcess) {
   EXPECT_FALSE(stopped.isStoppable());
 }
 
-TEST(LocalServer, AnOrdinaryProcessIsNoContainer) {
+TEST(LocalServer, AnOrdinaryProcessIsNotAContainer) {
   LocalServer stopped = server();
   stopped.dockerTarget = DockerTarget{.socketPath = "/var/run/docker.sock", .containerID = containerID};
   EXPECT_EQ(stopped.stopTarget(), std::nullopt);
@@ -141,7 +141,7 @@ TEST(LocalServer, TheUptimeIsUnknownWithoutAStart) {
   EXPECT_THAT(running.uptimeLabel().value_or(""), testing::EndsWith("s"));
 }
 
-TEST(LocalServer, EveryFieldCountsForEquality) {
+TEST(LocalServer, EqualityComparesEveryField) {
   const LocalServer made = server();
   EXPECT_EQ(made, server());
   const auto differs = [&](auto change) {

@@ -26,7 +26,7 @@ TEST(PortScan, AProcessItsCommandAndItsSocketMakeAListener) {
   EXPECT_THAT(PortScan::parse("p123\ncnode\nn*:3000"), ElementsAre(listener(123, 3000, "localhost")));
 }
 
-TEST(PortScan, NothingYieldsNothing) {
+TEST(PortScan, AnEmptyOutputHasNoListeners) {
   for (const char* text : {"", "\n", "\n\n\n", "p", "n", "c", "x"}) {
     EXPECT_THAT(PortScan::parse(text), IsEmpty()) << text;
   }
@@ -129,7 +129,7 @@ TEST(PortScan, TakesAnyBytes) {
                                      listener(5, 6, std::string("\0", 1), command)));
 }
 
-TEST(PortScan, OneEndpointStaysForEachProcessAndPort) {
+TEST(PortScan, OneEndpointRemainsForEachProcessAndPort) {
   EXPECT_THAT(PortScan::dedupe({listener(1, 3000, "localhost"), listener(1, 3000, "127.0.0.1")}),
               ElementsAre(listener(1, 3000, "127.0.0.1")));
   EXPECT_THAT(PortScan::dedupe({listener(1, 3000, "localhost"), listener(2, 3000, "localhost")}),
@@ -181,7 +181,7 @@ TEST(PortScan, AProcessMayHaveAHundredThousandEndpoints) {
   EXPECT_EQ(processes[0].ports.back(), 65535);
 }
 
-// Whatever comes in, no process loses a port that it listens on, and none is made up.
+// For any input, no process loses a port that it listens on, and no port is made up.
 TEST(PortScan, NoEndpointIsLostOnGeneratedInput) {
   test::Random random(test::randomSeed());
   const std::vector<std::string> hosts = {"127.0.0.1", "::1", "localhost", "10.0.0.1", "fe80::1"};

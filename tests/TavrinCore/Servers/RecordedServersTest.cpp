@@ -20,12 +20,12 @@ namespace {
 
 using ::testing::ElementsAre;
 
-// How a person would put it.
+// What a person would say of the server.
 struct Known {
   std::string name;      // of the row
   std::size_t ports;     // that lsof lists
-  std::size_t ownPorts;  // of these, not a debugger's by the arguments
-  bool probe = false;    // a debugger's port is among the own ones, at an unknown place
+  std::size_t ownPorts;  // of these, the ones that the arguments do not give to a debugger
+  bool probe = false;    // one of its own ports is a debugger's, but the arguments do not show which
   const char* host = "127.0.0.1";
 };
 
@@ -45,7 +45,7 @@ const std::map<std::string, Known> known = {
     {"puma", {"Rails", 1, 1}},
     {"vite", {"Vite", 1, 1}},
     {"http-server", {"http-server", 1, 1}},
-    // It is started as "workerd serve", and the word names it.
+    // It is started as "workerd serve", and that word gives the name.
     {"workerd", {"serve", 2, 1}},
 };
 
@@ -76,7 +76,7 @@ TEST(RecordedServers, EveryServerHasTheNameThatAPersonWouldGiveIt) {
   EXPECT_EQ(seen.size(), known.size());
 }
 
-TEST(RecordedServers, DebuggersPortsAreToldFromTheServers) {
+TEST(RecordedServers, DebuggersPortsAreDistinguishedFromTheServers) {
   const std::vector<PortScan::ProcessListener> scanned = PortScan::byProcess(test::recordedListeners());
   for (const test::RecordedServer& process : test::recordedServers()) {
     const auto found = std::ranges::find(scanned, process.pid, &PortScan::ProcessListener::pid);
@@ -91,7 +91,7 @@ TEST(RecordedServers, DebuggersPortsAreToldFromTheServers) {
   }
 }
 
-TEST(RecordedServers, WorkerdTellsWhereItPublishesItsService) {
+TEST(RecordedServers, WorkerdShowsWhereItOffersItsService) {
   for (const test::RecordedServer& process : test::recordedServers()) {
     const std::optional<ServerPortRoles::Bridge> bridge =
         ServerPortRoles::loopbackBridge(process.command, process.arguments);
@@ -116,7 +116,7 @@ TEST(RecordedServers, OnlyWhatLiesInASystemFolderIsNoise) {
   }
 }
 
-// macOS's lsof gives a process two lines more: its group and the descriptor of each socket.
+// On macOS lsof prints two more lines: a process's group and each socket's descriptor.
 TEST(RecordedServers, TheFieldsOfOtherSystemsAreReadTheSame) {
   EXPECT_THAT(PortScan::byProcess(PortScan::parse("p612\ncrapportd\nf8\nn*:49152\nf9\nn*:49152\n"
                                                   "p9041\ncnode\nf23\nn[::1]:5173\nf24\nn127.0.0.1:24678\n")),

@@ -18,7 +18,7 @@ TEST(ServerFilter, ApplicationsAndTheSystemAreNoise) {
   }
 }
 
-TEST(ServerFilter, WhatAUserStartsIsNoNoise) {
+TEST(ServerFilter, WhatAUserStartsIsNotNoise) {
   for (const char* path :
        {"", "/usr/local/bin/node", "/opt/homebrew/bin/node", "/usr/bin/python3", "/home/dev/app/server",
         "node", "/Users/dev/usr/sbin/x", "/Systems/x", "/system/x", "/Users/dev/Foo.app",
@@ -38,7 +38,7 @@ TEST(ServerFilter, AFrameworkIsPythonOnlyWithItsWholePath) {
   EXPECT_TRUE(ServerFilter::isNoise("/x/Python4.framework/Resources/Python.app/Contents/MacOS/Python"));
 }
 
-TEST(ServerFilter, ContainersAreNoNoise) {
+TEST(ServerFilter, ContainersAreNotNoise) {
   for (const char* path : {"/Applications/Docker.app/Contents/MacOS/com.docker.backend",
                            "docker.app/contents/", "/usr/sbin/docker-proxy", "/usr/libexec/vpnkit-bridge"}) {
     EXPECT_FALSE(ServerFilter::isNoise(path)) << path;

@@ -24,7 +24,7 @@ struct Case {
   const char* name;  // null for none
 };
 
-// At least one case for each way to each name.
+// At least one case for each way to get each name.
 const std::vector<Case> cases = {
     {"next-server (v15", {}, "Next.js"},
     {"NEXT-SERVER", {}, "Next.js"},
@@ -125,7 +125,7 @@ TEST(ServerIdentity, KnowsFrameworksByTheirCommandLines) {
   EXPECT_EQ(names.size(), 31U);
 }
 
-// Each name's mark is put behind those of all names above it: the upper one wins.
+// Puts each name's mark behind those of all names above it: the upper name wins.
 TEST(ServerIdentity, TheUpperRuleWins) {
   const struct {
     const char* name;

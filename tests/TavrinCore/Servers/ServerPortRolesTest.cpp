@@ -21,7 +21,7 @@ constexpr int none = -1;
 TEST(ServerPortRoles, NodesInspectorIsReadFromNodesOwnOptions) {
   const struct {
     Arguments arguments;
-    int port;  // 0 where the arguments do not tell it
+    int port;  // 0 where the arguments do not show it
   } cases[] = {
       {{"node", "--inspect", "app.js"}, 9229},
       {{"node", "--inspect-brk", "app.js"}, 9229},

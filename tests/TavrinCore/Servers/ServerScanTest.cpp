@@ -38,7 +38,7 @@ struct FakeDisk {
   }
 };
 
-// What is known of one process.
+// The known facts about one process.
 struct Facts {
   std::string executable;
   std::string cwd;
@@ -105,7 +105,7 @@ TEST(ServerScan, AListenerAndItsFactsMakeAServer) {
               ElementsAre(server));
 }
 
-TEST(ServerScan, NothingListensAndNothingIsAsked) {
+TEST(ServerScan, WithoutListenersItLooksNothingUp) {
   Machine machine;
   EXPECT_THAT(machine.servers({}), IsEmpty());
   EXPECT_THAT(machine.servers({listener(0, 80), listener(5, 0)}), IsEmpty());
@@ -140,7 +140,7 @@ TEST(ServerScan, ADebuggersPortIsNotTheServers) {
   EXPECT_TRUE(probed[0].needsNodeInspectorProbe);
 }
 
-// The debugger's port is the lower one here, and listens elsewhere.
+// The debugger's port is the lower one here, and listens at another address.
 TEST(ServerScan, TheHostIsThatOfTheFirstPortThatRemains) {
   Machine machine;
   machine.processes[7] = facts({"node", "--inspect=2000", "server.js"});
@@ -173,7 +173,7 @@ TEST(ServerScan, AProcessWithoutFactsKeepsItsCommandAndPorts) {
   EXPECT_EQ(machine.disk.asked, 0) << "looked for a repository without a folder";
 }
 
-TEST(ServerScan, AFolderOutsideARepositoryStandsForOne) {
+TEST(ServerScan, AFolderOutsideARepositoryTakesItsPlace) {
   Machine machine;
   machine.processes[7] = facts({}, "/tmp/x");
   machine.processes[8] = facts({}, "web");
@@ -183,7 +183,7 @@ TEST(ServerScan, AFolderOutsideARepositoryStandsForOne) {
   EXPECT_EQ(servers[1].repo, (RepoLabel{.root = "web", .worktree = {}}));
 }
 
-TEST(ServerScan, EachProcessAndEachFolderIsAskedForOnce) {
+TEST(ServerScan, EachProcessAndEachFolderIsLookedUpOnce) {
   Machine machine;
   std::vector<Listener> listeners;
   for (int pid = 1; pid <= 50; ++pid) {
@@ -217,7 +217,7 @@ TEST(ServerScan, RecordedServersComeOutAsAPersonWouldListThem) {
        ServerScan::servers(test::recordedListeners(), test::recordedProcessFacts(now), now, disk.probes())) {
     portsByName[server.displayName()] += server.ports.size();
   }
-  // nginx lies in a system folder.
+  // nginx is installed in a system folder.
   const std::map<std::string, std::size_t> expected = {
       {"Caddy", 1},     {"Django", 1},    {"PHP", 1},         {"Python http.server", 3},
       {"Rails", 1},     {"Vite", 1},      {"http-server", 1}, {"serve", 1},

@@ -1,4 +1,4 @@
-// What holds of the lock of a session within one process; LockWaitTest has several.
+// The lock of a session within one process. LockWaitTest tests several processes.
 #include <fcntl.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -21,7 +21,7 @@ using test::readFile;
 using test::ScratchDirectory;
 using test::writeFile;
 
-// Whether somebody holds the exclusive lock of a lock file, asked through an open file of its own.
+// Whether somebody holds the exclusive lock of a lock file. Opens the file anew to find out.
 bool isLocked(const std::string& path) {
   const FileDescriptor file = FileDescriptor::open(path, O_RDWR);
   EXPECT_TRUE(file.isOpen()) << path;
@@ -87,7 +87,7 @@ TEST(SessionFileStore, IdsThatDifferInOtherCharactersShareFileAndLock) {
   EXPECT_THAT(test::names(directory.path()), testing::ElementsAre(".abc.lock"));
 }
 
-TEST(SessionFileStore, TheLockFileStaysAsItIsForGood) {
+TEST(SessionFileStore, TheLockFileNeverChanges) {
   const ScratchDirectory directory;
   const SessionFileStore store(directory.string());
   store.withLock("s", [] {});

@@ -46,7 +46,7 @@ mode_t permissions(const std::filesystem::path& path) {
   return status.st_mode & 07777U;
 }
 
-// The errno that an operation reports; 0 when it does not fail.
+// The errno that an operation reports; 0 if it succeeds.
 int errorOf(const std::function<void()>& operation) {
   try {
     operation();
@@ -65,7 +65,7 @@ TEST(SessionFileStore, TheDefaultDirectoryLiesInTheLibraryOfTheHomeDirectory) {
   EXPECT_EQ(SessionFileStore().directory(), SessionFileStore::defaultDirectory());
 }
 
-// Session ids and what their files are named by.
+// Session ids and their file names.
 const std::vector<std::pair<std::string, std::string>> safeNames = {
     {"0198c2a4-77aa-7bbb-8ccc-0123456789ab", "0198c2a4-77aa-7bbb-8ccc-0123456789ab"},
     {"UPPER_lower-09", "UPPER_lower-09"},
@@ -73,7 +73,7 @@ const std::vector<std::pair<std::string, std::string>> safeNames = {
     {"e\u0301t\u00e9", "e\u0301t\u00e9"},          // composed and decomposed accents stay as they are
     {"\u0661\u0662\u0663", "\u0661\u0662\u0663"},  // Arabic digits
     {"\u4e00\u8a9e", "\u4e00\u8a9e"},
-    {"\u00bd\u00b2\u2460", "\u00bd\u00b2\u2460"},  // numbers that are no digits
+    {"\u00bd\u00b2\u2460", "\u00bd\u00b2\u2460"},  // numbers that are not digits
     {"a/b:c", "abc"},
     {"../../etc/passwd", "etcpasswd"},
     {"..", ""},
@@ -85,7 +85,7 @@ const std::vector<std::pair<std::string, std::string>> safeNames = {
     {std::string("a\0b", 3), "ab"},
     {"a\\b|c*d?e\"f<g>h", "abcdefgh"},
     {"\U0001F600smile", "smile"},
-    {"-\u0301_", "_"},  // a hyphen with an accent is one character, and neither letter nor hyphen
+    {"-\u0301_", "_"},  // a hyphen with an accent is one character, neither a letter nor a hyphen
     {"a\u2014b", "ab"},
     {"\u0301abc", "abc"},
 };
@@ -132,7 +132,7 @@ TEST(SessionFileStore, EnsureDirectoryTakesALinkToADirectory) {
   EXPECT_EQ(names(scratch / "real"), (std::vector<std::string>{".s.lock", "s.json"}));
 }
 
-TEST(SessionFileStore, AFileInTheDirectorysPlaceFailsEverythingThatWritesAndNothingThatReads) {
+TEST(SessionFileStore, AFileInTheDirectorysPlaceFailsOnlyOperationsThatWrite) {
   const ScratchDirectory scratch;
   writeFile(scratch / "file", "in the way");
   for (const std::string place : {"file", "file/sessions", "file/a/b"}) {
@@ -156,7 +156,7 @@ TEST(SessionFileStore, ALockThatCannotBeOpenedKeepsTheBodyFromRunning) {
   std::filesystem::create_directory(directory / ".s.lock");
   bool hasRun = false;
   EXPECT_EQ(errorOf([&] { store.withLock("s", [&] { hasRun = true; }); }), EISDIR);
-  // ".NAME.lock" holds six bytes more than the name, and a name in a directory 255 at most.
+  // ".NAME.lock" is six bytes longer than the name, and a file name has at most 255 bytes.
   EXPECT_EQ(errorOf([&] { store.withLock(std::string(250, 'x'), [&] { hasRun = true; }); }), ENAMETOOLONG);
   EXPECT_FALSE(hasRun);
   EXPECT_TRUE(store.withLock(std::string(249, 'x'), [] { return true; }));
@@ -191,18 +191,18 @@ TEST(SessionFileStore, SaveMakesAMissingDirectoryWithItsParents) {
   EXPECT_THAT(names(scratch / "a/b/sessions"), ElementsAre("s.json"));
 }
 
-TEST(SessionFileStore, TheFileHoldsTheEncodedRecordAndNothingElse) {
+TEST(SessionFileStore, TheFileHoldsExactlyTheEncodedRecord) {
   const ScratchDirectory directory;
   const SessionFileStore store(directory.string());
   Session session = record("s");
   session.title = std::string(100'000, 't');
   store.save(session);
   EXPECT_EQ(readFile(directory / "s.json"), session.encode());
-  store.save(record("s"));  // a shorter one leaves nothing of the longer
+  store.save(record("s"));  // a shorter record leaves nothing of the longer one
   EXPECT_EQ(readFile(directory / "s.json"), record("s").encode());
 }
 
-// The largest payloads make identifiers of nearly a megabyte, which stand in two lists.
+// The largest payloads make identifiers of nearly a megabyte, and two lists hold each of them.
 TEST(SessionFileStore, ARecordOfLargePayloadsIsReadAgain) {
   const ScratchDirectory directory;
   const SessionFileStore store(directory.string());
@@ -310,7 +310,7 @@ TEST(SessionFileStore, ASaveCutShortAtAnyByteLeavesTheOldRecordAndNoTemporary) {
   EXPECT_GT(cut, 300);
 }
 
-TEST(SessionFileStore, WhatCannotBeReadOrDecodedIsNoRecord) {
+TEST(SessionFileStore, AFileThatCannotBeReadOrDecodedIsNotARecord) {
   const ScratchDirectory directory;
   const SessionFileStore store(directory.string());
   EXPECT_EQ(store.load("missing"), std::nullopt);
@@ -330,14 +330,14 @@ TEST(SessionFileStore, WhatCannotBeReadOrDecodedIsNoRecord) {
   }
 }
 
-TEST(SessionFileStore, ARecordIsReadWhateverNameStandsInIt) {
+TEST(SessionFileStore, ARecordIsReadWhateverIdItHolds) {
   const ScratchDirectory directory;
   const SessionFileStore store(directory.string());
   writeFile(directory / "file.json", record("another").encode());
   EXPECT_EQ(store.load("file"), record("another"));
 }
 
-TEST(SessionFileStore, ARecordTruncatedAtAnyByteIsNoneAndIsListedAsCorruptBesideTheOthers) {
+TEST(SessionFileStore, ARecordTruncatedAtAnyByteIsListedAsCorruptBesideTheOthers) {
   const ScratchDirectory directory;
   const SessionFileStore store(directory.string());
   store.save(record("other"));
@@ -405,7 +405,7 @@ TEST(SessionFileStore, LoadAllListsEverythingUnreadableAsCorruptAndLeavesItThere
   EXPECT_THAT(store.loadAll().corrupt, testing::Each(store.fileURL("directory")));
 }
 
-TEST(SessionFileStore, ADirectoryThatIsMissingHoldsNothing) {
+TEST(SessionFileStore, AMissingDirectoryHoldsNoRecords) {
   const ScratchDirectory scratch;
   const SessionFileStore::Loaded loaded = SessionFileStore(scratch / "missing").loadAll();
   EXPECT_THAT(loaded.sessions, IsEmpty());
@@ -413,7 +413,7 @@ TEST(SessionFileStore, ADirectoryThatIsMissingHoldsNothing) {
   EXPECT_FALSE(std::filesystem::exists(scratch / "missing"));
 }
 
-TEST(SessionFileStore, DeletingRemovesTheRecordAloneAndTwiceIsNoFailure) {
+TEST(SessionFileStore, DeletingRemovesOnlyTheRecordAndMayBeRepeated) {
   const ScratchDirectory directory;
   const SessionFileStore store(directory.string());
   store.withLock("s", [&] { store.save(record("s")); });

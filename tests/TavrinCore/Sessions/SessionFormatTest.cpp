@@ -20,13 +20,13 @@ namespace {
 
 using test::Random;
 
-// Records that the platform writes back otherwise, and the difference: it follows the Julian calendar before
-// 15 October 1582, where the Gregorian one holds here at all times.
+// Records that macOS's Foundation writes back differently, and the difference: Foundation follows the Julian
+// calendar before 15 October 1582, and we follow the Gregorian calendar at all times.
 const std::map<std::string, std::pair<std::string, std::string>> writtenOtherwise = {
     {"updatedAt '1582-10-10T00:00:00Z'", {"1582-10-20T00:00:00Z", "1582-10-10T00:00:00Z"}},
 };
 
-TEST(SessionFormat, EveryRecordOfThePlatformIsReadAndWrittenAsThere) {
+TEST(SessionFormat, EveryRecordIsReadAndWrittenAsByFoundation) {
   const auto lines = test::jsonLines("platform/records.jsonl");
   ASSERT_EQ(lines.size(), 485U);
   std::size_t exceptions = 0;
@@ -48,7 +48,7 @@ TEST(SessionFormat, EveryRecordOfThePlatformIsReadAndWrittenAsThere) {
     }
     const std::string written = session->encode();
     EXPECT_EQ(written, expected);
-    // What was written is read as the same, but for fractions of seconds.
+    // A written record reads back as the same, except for fractions of seconds.
     const auto again = Session::decode(written);
     ASSERT_TRUE(again);
     EXPECT_EQ(again->encode(), written);
@@ -113,7 +113,7 @@ TEST(SessionFormat, ARecordOfAnEarlierVersionBelongsToClaudeAndIsWrittenAnew) {
 })");
 }
 
-// Any text that is UTF-8: often plain, often odd.
+// Any UTF-8 text: often plain, often odd.
 std::string randomText(Random& random) {
   static const std::vector<std::string> pieces = {
       "a",
@@ -198,7 +198,7 @@ Session randomSession(Random& random) {
   return session;
 }
 
-// The value that the record's text must have, put together in another way.
+// The value that the record's text must have, built in another way.
 boost::json::value valueOf(const Session& session) {
   boost::json::object object;
   const auto text = [](std::string_view value) { return boost::json::string(value); };
@@ -237,7 +237,7 @@ boost::json::value valueOf(const Session& session) {
   return object;
 }
 
-TEST(SessionFormat, WhatIsWrittenIsReadAsTheSameRecord) {
+TEST(SessionFormat, AWrittenRecordIsReadAsTheSameRecord) {
   const unsigned seed = test::randomSeed();
   Random random(seed);
   for (int i = 0; i < 4'000; ++i) {
@@ -270,7 +270,7 @@ TEST(SessionFormat, FractionsOfSecondsAreDroppedOnce) {
   EXPECT_EQ(read->encode(), session.encode());
 }
 
-// One of each shape: as small as can be, full, lists of one and of many, odd texts.
+// One record of each shape: minimal, full, lists of one and of many, odd texts.
 std::vector<Session> shapes() {
   const Session least;
   Session full = least;
@@ -318,7 +318,7 @@ TEST(SessionFormat, ARecordCutOffAnywhereIsRefused) {
                                                                               << text;
       ++cases;
     }
-    // Nor is anything else than white space taken behind it.
+    // Only white space may follow a record.
     ASSERT_EQ(Session::decode(text + "\n \t\r"), shape);
     for (const char* more : {"x", "}", "{}", ",", "\\"}) ASSERT_FALSE(Session::decode(text + more)) << more;
     ASSERT_FALSE(Session::decode(text + std::string(1, '\0')));
@@ -327,7 +327,7 @@ TEST(SessionFormat, ARecordCutOffAnywhereIsRefused) {
   EXPECT_GT(cases, 4'000U);
 }
 
-// A damaged record is refused, or is another whole one, which holds when it is written.
+// A damaged record is rejected, or reads as another whole record that is stable when written again.
 void expectWholeOrNothing(const std::string& text) {
   const auto read = Session::decode(text);
   if (!read) return;

@@ -36,7 +36,7 @@ TEST(SessionLabels, NamesThatDifferInCaseAreDifferent) {
               ElementsAre(Pair("a", "app"), Pair("b", "App")));
 }
 
-TEST(SessionLabels, SessionsOfOneAgentAreToldApartByTerminal) {
+TEST(SessionLabels, SessionsOfOneAgentAreDistinguishedByTerminal) {
   EXPECT_THAT(SessionLabels::display({session("a", Agent::codex, "/dev/ttys004"),
                                       session("b", Agent::codex, "/dev/pts/3"), session("c", Agent::codex)}),
               ElementsAre(Pair("a", "app \u00b7 s004"), Pair("b", "app \u00b7 3"), Pair("c", "app")));
@@ -47,7 +47,7 @@ TEST(SessionLabels, WithoutTerminalsTheyShareTheBareName) {
               ElementsAre(Pair("a", "app"), Pair("b", "app")));
 }
 
-TEST(SessionLabels, SessionsOfSeveralAgentsAreToldApartByAgentAlone) {
+TEST(SessionLabels, SessionsOfSeveralAgentsAreDistinguishedOnlyByAgent) {
   EXPECT_THAT(SessionLabels::display({session("a", Agent::codex, "/dev/ttys001"),
                                       session("b", Agent::claude, "/dev/ttys002"),
                                       session("c", Agent::codex, "/dev/ttys003"), session("d", Agent::gemini),
@@ -98,8 +98,7 @@ TEST(SessionLabels, OddNamesHaveLabels) {
   EXPECT_EQ(SessionLabels::terminalSuffix(huge), huge);
 }
 
-// Two sessions in one project have different labels when they are of one agent and have terminals of their
-// own.
+// Two sessions in one project have different labels if they belong to one agent and each has a terminal.
 TEST(SessionLabels, AreUniqueWhereTheRulesMakeThemSo) {
   test::Random random(test::randomSeed());
   std::size_t checked = 0;

@@ -23,7 +23,7 @@ TEST(SessionState, EachRawValueReadsBackAsItsState) {
     EXPECT_EQ(sessionStateFromRawValue(rawValue(state)), state);
 }
 
-TEST(SessionState, AnyOtherTextIsNoState) {
+TEST(SessionState, AnyOtherTextIsNotAState) {
   for (const char* text :
        {"", "Idle", "IDLE", "needsyou", "needs you", "needs_you", "burning", " idle", "idle "}) {
     EXPECT_EQ(sessionStateFromRawValue(text), std::nullopt) << text;

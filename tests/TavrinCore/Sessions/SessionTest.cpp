@@ -41,7 +41,7 @@ Session fullSession() {
   return session;
 }
 
-// Gives "NEW-1", "NEW-2" and so on, and counts.
+// Returns "NEW-1", "NEW-2" and so on, and counts.
 struct Ids {
   int given = 0;
 
@@ -50,7 +50,7 @@ struct Ids {
   }
 };
 
-TEST(Session, StartsWithNothingThatIsOptional) {
+TEST(Session, StartsWithoutAnyOptionalField) {
   const Session session;
   EXPECT_EQ(session.agent, Agent::claude);
   EXPECT_EQ(session.state, SessionState::idle);
@@ -91,7 +91,8 @@ TEST(Session, IsEqualOnlyWhenEveryFieldIs) {
   }
 }
 
-// Every way from state to state, with and without each thing that matters, against the rules one by one.
+// Every step from state to state, with and without each thing that matters, compared with the rules one by
+// one.
 TEST(Session, ApplyingFollowsItsRulesInEveryCase) {
   constexpr std::array<bool, 2> noAndYes = {false, true};
   const Date now = dateFromSeconds(2000);
@@ -215,7 +216,7 @@ TEST(Session, OnlyACodexSessionThatWaitsForAnythingButAnAnswerShowsAsWorking) {
   EXPECT_EQ(cases, 5 * 3 * 6);
 }
 
-TEST(Session, TheFolderIsHomeForTheHomeDirectoryItselfElseTheLastComponent) {
+TEST(Session, TheFolderIsHomeForTheHomeDirectoryOrTheLastComponent) {
   EXPECT_EQ(Session::folderName("/Users/dev", home), "home");
   EXPECT_EQ(Session::folderName("/Users/dev/", home), "dev");
   EXPECT_EQ(Session::folderName("/Users/dev/src/app", home), "app");
@@ -228,7 +229,7 @@ TEST(Session, TheFolderIsHomeForTheHomeDirectoryItselfElseTheLastComponent) {
   EXPECT_EQ(Session::folderName("relative", home), "relative");
 }
 
-TEST(Session, TheFolderOfEveryPathOfThePlatformIsItsLastComponent) {
+TEST(Session, TheFolderOfEveryPathIsFoundationsLastComponent) {
   const auto lines = test::jsonLines("platform/paths.jsonl");
   ASSERT_EQ(lines.size(), 100U);
   for (const auto& value : lines) {
@@ -270,7 +271,7 @@ TEST(Session, ATitleThatIsEmptyOrLongerThan1024BytesIsNotUsed) {
   const std::string longest(1024, 'x');
   EXPECT_EQ(desktopSession(longest).projectName(home), longest);
   EXPECT_EQ(desktopSession(longest + "x").projectName(home), "app · feature-x");
-  // What counts is the size after white space has been collapsed, in bytes of UTF-8.
+  // The limit applies to the size in bytes of UTF-8 after white space has been collapsed.
   EXPECT_EQ(desktopSession("  " + longest + " \n").projectName(home), longest);
   std::string umlauts;
   for (int i = 0; i < 512; ++i) umlauts += "ü";

@@ -28,7 +28,7 @@ TEST(ByteOrder, EqualTextsKeepTheirOrder) {
   EXPECT_THAT(sorted({"b", "a", "b", "a"}), ElementsAre(1, 3, 0, 2));
 }
 
-TEST(ByteOrder, AZeroByteComesBehindNothing) {
+TEST(ByteOrder, AZeroByteComesAfterTheEndOfAText) {
   const std::string_view zero("a\0", 2);
   EXPECT_THAT(sorted({zero, "a"}), ElementsAre(1, 0));
 }

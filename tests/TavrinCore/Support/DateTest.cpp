@@ -21,8 +21,8 @@ std::optional<double> parsedSeconds(std::string_view text) {
   return date ? std::optional(secondsOf(*date)) : std::nullopt;
 }
 
-// The platform changes to the Julian calendar before 15 October 1582; here the Gregorian one holds at all
-// times, so these dates come out that many days apart.
+// macOS's Foundation changes to the Julian calendar before 15 October 1582. We use the Gregorian calendar at
+// all times, so these dates differ by that many days.
 const std::map<std::string, int> daysApartInTheJulianCalendar = {
     {"0000-01-01T00:00:00Z", 2},
     {"0001-01-01T00:00:00Z", 2},
@@ -30,7 +30,7 @@ const std::map<std::string, int> daysApartInTheJulianCalendar = {
     {"1582-10-10T00:00:00Z", -10},
 };
 
-TEST(Date, EveryDateTextOfThePlatformIsReadAndWrittenAsThere) {
+TEST(Date, EveryDateTextIsReadAndWrittenAsByFoundation) {
   const auto lines = test::jsonLines("platform/dates.jsonl");
   ASSERT_EQ(lines.size(), 84U);
   std::set<std::string> julian;
@@ -40,8 +40,8 @@ TEST(Date, EveryDateTextOfThePlatformIsReadAndWrittenAsThere) {
     const auto& line = value.as_object();
     const std::string text = test::bytesOf(line);
     SCOPED_TRACE(text);
-    // A line that starts with the text says how it is read, one that starts with the seconds how they are
-    // written.
+    // A line that starts with a text shows how the text is read. A line that starts with seconds shows how
+    // they are written.
     const bool isRead = line.begin()->key() == "text";
     (isRead ? read : written) += 1;
     if (line.at("seconds").is_null()) {
@@ -84,7 +84,7 @@ TEST(Date, WholeSecondsComeBackFromTheirText) {
 TEST(Date, EveryDayOfFourCenturiesIsWrittenAndReadInOrder) {
   std::string before;
   int days = 0;
-  // 1900-01-01 to 2299-12-31; three of the four turns of a century are no leap years.
+  // 1900-01-01 to 2299-12-31. Three of the four century years are not leap years.
   for (double seconds = -2'208'988'800; seconds < 10'413'792'000; seconds += 86'400) {
     const std::string text = Iso8601::text(dateFromSeconds(seconds + 86'399.5));
     ASSERT_EQ(text.substr(10), "T23:59:59Z");
@@ -115,7 +115,7 @@ TEST(Date, OutOfReachIsWrittenAsTheNearestDate) {
   EXPECT_EQ(parsedSeconds(last), 971'890'963'199.0);
 }
 
-TEST(Date, TextsThatAreNoInternetDateTimeAreRefused) {
+TEST(Date, TextsThatAreNotAnInternetDateTimeAreRefused) {
   for (const char* text : {
            "2025-01-31T09:15:02",      "2025-01-31T09:15:02.5",     "2025-01-31T09:15:02.Z",
            "2025-01-31T09:15:02.5",    "2025-01-31T09:15:02,5Z",    "2025-01-31T09:15:02+",

@@ -72,9 +72,9 @@ TEST(FileDescriptor, IsClosedOnExec) {
   EXPECT_EQ(::fcntl(file.number(), F_GETFD) & FD_CLOEXEC, FD_CLOEXEC);
 }
 
-// A process that leads a session without a terminal gets the first one that it opens, unless it says
-// otherwise (open(2), O_NOCTTY). A terminal in the place of a file must not be able to stop an agent's hook
-// by a signal.
+// A process that leads a session without a terminal gets the first terminal that it opens, unless it passes
+// O_NOCTTY (open(2)). A terminal in the place of a file must not be able to stop an agent's hook with a
+// signal.
 TEST(FileDescriptor, OpeningATerminalDoesNotMakeItThisProcesssOwn) {
   const FileDescriptor master(::posix_openpt(O_RDWR | O_NOCTTY));
   if (!master.isOpen()) GTEST_SKIP() << "left out: this machine gives no pseudo-terminals";
@@ -114,7 +114,7 @@ TEST(FileDescriptor, ClosingKeepsErrno) {
   writeFile(scratch / "f", "x");
   {
     FileDescriptor file = FileDescriptor::open(scratch / "f", O_RDONLY);
-    // The number is closed behind its back, so that closing it fails and would set errno.
+    // The descriptor is closed without the object's knowledge, so closing it again fails and would set errno.
     ::close(file.number());
     errno = ENOSPC;
     file.close();
@@ -125,7 +125,7 @@ TEST(FileDescriptor, ClosingKeepsErrno) {
   EXPECT_EQ(errno, EIO);
 }
 
-TEST(FileDescriptor, ClosingAWrittenFileTellsWhetherItWorked) {
+TEST(FileDescriptor, ClosingAWrittenFileReportsWhetherItWorked) {
   const ScratchDirectory scratch;
   FileDescriptor file = FileDescriptor::open(scratch / "f", O_CREAT | O_WRONLY, 0600);
   const int number = file.number();
@@ -183,15 +183,15 @@ TEST(FileDescriptor, TheLockIsWaitedForAndEndsWithTheProcessThatHoldsIt) {
   EXPECT_FALSE(endedWell(holder));
 }
 
-TEST(FileDescriptor, LockingWhatIsNotOpenFails) {
+TEST(FileDescriptor, LockingAClosedDescriptorFails) {
   const FileDescriptor none;
   errno = 0;
   EXPECT_FALSE(none.lock());
   EXPECT_EQ(errno, EBADF);
 }
 
-// Answers each SIGUSR1 with a word, so that the sender knows that it has come; system calls are not begun
-// again.
+// Writes a byte for each SIGUSR1, so that the sender knows that it has arrived. System calls are not
+// restarted.
 class AnsweredSignals {
  public:
   AnsweredSignals() {
@@ -208,7 +208,7 @@ class AnsweredSignals {
   AnsweredSignals(const AnsweredSignals&) = delete;
   AnsweredSignals& operator=(const AnsweredSignals&) = delete;
 
-  // Interrupts `process` again and again, each time after it has come back from the time before.
+  // Interrupts `process` again and again, each time after it has answered the signal before.
   void interrupt(pid_t process) const {
     for (int i = 0; i < 50; ++i) {
       ::kill(process, SIGUSR1);

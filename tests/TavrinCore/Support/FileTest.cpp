@@ -43,7 +43,7 @@ TEST(File, ContentsAreTheWholeFileWhateverItsBytesAndSize) {
   }
 }
 
-TEST(File, ContentsBeyondTheLimitAreNothing) {
+TEST(File, ContentsBeyondTheLimitAreNullopt) {
   const ScratchDirectory scratch;
   for (const std::size_t size : {0U, 1U, 16'383U, 16'384U, 16'385U, 40'000U}) {
     const std::string bytes(size, 'x');
@@ -55,11 +55,11 @@ TEST(File, ContentsBeyondTheLimitAreNothing) {
       EXPECT_EQ(File::contents(scratch / "f", 0), std::nullopt) << size;
     }
   }
-  // Without an end of its own.
+  // A file that never ends.
   EXPECT_EQ(File::contents("/dev/zero", 100'000), std::nullopt);
 }
 
-TEST(File, WhatCannotBeReadIsNothing) {
+TEST(File, AFileThatCannotBeReadIsNullopt) {
   const ScratchDirectory scratch;
   std::filesystem::create_symlink("loop", scratch / "loop");
   EXPECT_EQ(File::contents(scratch / "missing"), std::nullopt);
@@ -75,13 +75,13 @@ TEST(File, APipeWithoutAWriterReadsAsEmptyAndStopsNobody) {
   ASSERT_EQ(::mkfifo(path.c_str(), 0600), 0);
   EXPECT_EQ(File::contents(path), "");
   EXPECT_EQ(File::text(path), "");
-  // With a writer that says nothing there is nothing to read.
+  // A pipe whose writer writes nothing has nothing to read.
   const FileDescriptor both = FileDescriptor::open(path, O_RDWR);
   ASSERT_TRUE(both.isOpen());
   EXPECT_EQ(File::contents(path), std::nullopt);
 }
 
-TEST(File, TextIsOnlyWhatIsUtf8) {
+TEST(File, TextMustBeUtf8) {
   const ScratchDirectory scratch;
   writeFile(scratch / "good", "né 😀");
   writeFile(scratch / "bad", "n\xe9");
@@ -123,7 +123,7 @@ TEST(File, TheSizeOfALargeFileIsWhole) {
 }
 
 TEST(File, WritingAllGoesOnAfterShortWrites) {
-  // A pipe takes 65,536 bytes or so at once, the rest as they are read.
+  // A pipe takes about 65,536 bytes at once, and the rest as they are read.
   Pipe pipe;
   std::string bytes;
   for (std::size_t i = 0; i < 1'000'000; ++i) bytes += static_cast<char>(i * 31);
@@ -153,7 +153,7 @@ TEST(File, WritingAllSaysWhyItFailed) {
     EXPECT_EQ(errno, ENOSPC);
     EXPECT_TRUE(File::writeAll(full.number(), ""));
   }
-  // Past the largest size allowed, after a short write up to it.
+  // Past the largest allowed size, after a short write up to it.
   EXPECT_EQ(inAnotherProcess([&] {
               ::signal(SIGXFSZ, SIG_IGN);
               const rlimit limit = {.rlim_cur = 10, .rlim_max = 10};
@@ -232,7 +232,7 @@ TEST(File, ADirectoryThatMayNotBeWrittenInKeepsNewOnesOut) {
   ASSERT_EQ(::chmod(locked.c_str(), 0555), 0);
   const auto asSomebody = [](const std::function<int()>& work) {
     return inAnotherProcess([&] {
-      // Nothing is forbidden to the superuser.
+      // Permissions do not stop the superuser.
       constexpr uid_t nobody = 65'534;
       if (::geteuid() == 0 && ::setuid(nobody) != 0) return 200;
       return work();
@@ -258,7 +258,7 @@ TEST(File, ManyProcessesMayMakeTheSameDirectoriesAtOnce) {
     for (int i = 0; i < processes; ++i) {
       const pid_t child = ::fork();
       if (child == 0) {
-        // All start together, when the other end is closed.
+        // All start together when the other end is closed.
         start.writeEnd.close();
         start.hears();
         ::_exit(File::makeDirectories(top + "/a/b/c/d/e/f") ? 0 : 1);
@@ -296,14 +296,14 @@ TEST(File, OneReadEndsAtItsLimit) {
   EXPECT_EQ(File::oneRead((scratch / "long").string()), std::string(File::largestOneRead, 'x'));
 }
 
-TEST(File, OneReadOfWhatCannotBeReadGivesNothing) {
+TEST(File, OneReadOfAFileThatCannotBeReadIsNullopt) {
   const test::ScratchDirectory scratch;
   EXPECT_EQ(File::oneRead((scratch / "missing").string()), std::nullopt);
   EXPECT_EQ(File::oneRead(scratch.string()), std::nullopt);
 }
 
-// The system would take the path up to the zero byte, and with it another file.
-TEST(File, APathWithAZeroByteNamesNothing) {
+// The kernel would cut the path at the zero byte and open another file.
+TEST(File, APathWithAZeroByteCountsAsMissing) {
   const test::ScratchDirectory scratch;
   test::writeFile(scratch / "file", "text");
   const std::string path = (scratch / "file").string() + std::string("\0x", 2);
@@ -315,7 +315,7 @@ TEST(File, APathWithAZeroByteNamesNothing) {
   EXPECT_TRUE(File::exists((scratch / "file").string()));
 }
 
-TEST(File, AWorkingDirectoryWhoseNameIsNoTextIsTheRoot) {
+TEST(File, AWorkingDirectoryWhoseNameIsNotUtf8IsTheRoot) {
   const test::ScratchDirectory scratch;
   const std::filesystem::path before = std::filesystem::current_path();
   std::error_code refusal;

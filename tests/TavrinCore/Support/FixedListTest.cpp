@@ -32,14 +32,14 @@ TEST(FixedList, KeepsItsValuesInOrder) {
   EXPECT_EQ(three[2], 2);
 }
 
-TEST(FixedList, MayHoldFewerThanItsCapacityAndNone) {
+TEST(FixedList, MayHoldFewerThanItsCapacityOrBeEmpty) {
   constexpr Numbers none;
   constexpr Numbers one = {7};
   EXPECT_TRUE(none.empty());
   EXPECT_EQ(none.begin(), none.end());
   EXPECT_EQ(one.size(), 1U);
   EXPECT_TRUE(one.contains(7));
-  // The room that is left holds no values.
+  // The unused room holds no values.
   EXPECT_FALSE(one.contains(0));
   EXPECT_FALSE(none.contains(0));
 }
@@ -59,7 +59,7 @@ TEST(FixedList, FindsTextsByWhatTheySay) {
   EXPECT_FALSE(names.contains(""));
 }
 
-// It once took whatever it was given at run time, and wrote past its end.
+// Once the constructor accepted any number of values at run time, and wrote past its end.
 TEST(FixedList, RefusesMoreThanItsCapacity) {
   const auto makeTooLong = [](int first) { return FixedList<int, 2>{first, 2, 3}; };
   EXPECT_THROW(makeTooLong(1), std::length_error);

@@ -23,8 +23,8 @@ TEST(IndexTable, AKeyKeepsTheIndexThatItWasAddedWithFirst) {
   EXPECT_EQ(table.find(spreadHash(7), isKey(7)), 1U);
 }
 
-// All keys have one hash, or one slot, and find their places behind each other, around the end.
-TEST(IndexTable, KeysOfOneHashAreToldApart) {
+// All keys share one hash or one slot. They go into the next free slots, around the end of the table.
+TEST(IndexTable, KeysWithTheSameHashAreDistinguished) {
   for (const std::size_t hash : {std::size_t{0}, ~std::size_t{0}}) {
     IndexTable table(100);
     for (std::size_t key = 0; key < 100; ++key) {
@@ -48,7 +48,7 @@ TEST(TextIndex, TextsAreNumberedAsTheyCome) {
   EXPECT_THAT(texts.texts(), ElementsAre("b", "", "a"));
 }
 
-TEST(TextIndex, WithoutRoomNothingIsFound) {
+TEST(TextIndex, AnEmptyTableFindsNothing) {
   EXPECT_EQ(TextIndex(0).find(""), std::nullopt);
 }
 

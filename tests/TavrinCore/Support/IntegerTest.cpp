@@ -14,7 +14,7 @@ std::optional<Number> expected(const boost::json::value& value) {
   return value.is_null() ? std::nullopt : std::optional<Number>(value.to_number<Number>());
 }
 
-TEST(Integer, ReadsNumbersAsThePlatformDoes) {
+TEST(Integer, ReadsNumbersAsFoundationDoes) {
   std::size_t lines = 0;
   for (const boost::json::value& line : test::jsonLines("platform/numbers.jsonl")) {
     const boost::json::object& object = line.as_object();
@@ -25,7 +25,7 @@ TEST(Integer, ReadsNumbersAsThePlatformDoes) {
   EXPECT_EQ(lines, 39U);
 }
 
-TEST(Integer, MixedSignsAreNoNumber) {
+TEST(Integer, MixedSignsAreNotANumber) {
   for (const char* text : {"+-1", "-+1", "++1"}) EXPECT_EQ(Integer::int32(text), std::nullopt) << text;
 }
 

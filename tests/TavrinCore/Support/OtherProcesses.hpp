@@ -12,7 +12,7 @@
 
 namespace tavrin::test {
 
-/// The exit status of a process that is a copy of this one and does `work`; -1 when a signal ended it.
+/// Runs `work` in a copy of this process. Returns its exit status, or -1 if a signal ended it.
 inline int inAnotherProcess(const std::function<int()>& work) {
   const pid_t child = ::fork();
   if (child == 0) ::_exit(work());
@@ -22,7 +22,7 @@ inline int inAnotherProcess(const std::function<int()>& work) {
   return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
 }
 
-/// How processes and threads of a test wait for each other, and say words that mean no more than that.
+/// Lets the processes and threads of a test wait for each other by sending and receiving single bytes.
 struct Pipe {
   FileDescriptor readEnd;
   FileDescriptor writeEnd;
@@ -35,14 +35,14 @@ struct Pipe {
   }
 
   void say() const { EXPECT_TRUE(File::writeAll(writeEnd.number(), "x")); }
-  /// Waits for a word, or for the end of everybody who could say one.
+  /// Waits for a byte, or until everybody who could send one has ended.
   bool hears() const {
     char byte = 0;
     return File::read(readEnd.number(), &byte, 1) == 1;
   }
 };
 
-/// Waits for the end of a process, and says whether it was a good one.
+/// Waits for the end of a process, and returns whether it succeeded.
 inline bool endedWell(pid_t process) {
   int status = -1;
   while (::waitpid(process, &status, 0) < 0 && errno == EINTR) {

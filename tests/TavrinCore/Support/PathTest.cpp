@@ -13,7 +13,7 @@ namespace {
 
 constexpr std::string_view home = "/Users/somebody";
 
-TEST(Path, EveryPathOfThePlatformIsTakenApartAsThere) {
+TEST(Path, EveryPathIsSplitAsByFoundation) {
   const auto lines = test::jsonLines("platform/paths.jsonl");
   ASSERT_EQ(lines.size(), 100U);
   int standardized = 0;
@@ -50,7 +50,7 @@ TEST(Path, JoiningPutsOneSlashBetween) {
   EXPECT_EQ(Path::joined("/a", ""), "/a/");
 }
 
-TEST(Path, ReplacingTheExtensionTouchesNothingElse) {
+TEST(Path, ReplacingTheExtensionChangesOnlyTheExtension) {
   constexpr std::array<std::array<std::string_view, 3>, 9> cases = {{
       {"/l/hook.log", "1.log", "/l/hook.1.log"},
       {"/l.d/hook.log", "1.log", "/l.d/hook.1.log"},
@@ -85,7 +85,7 @@ TEST(Path, ARelativePathStartsAtTheBase) {
 }
 
 TEST(Path, StandardizingTwiceIsStandardizingOnce) {
-  // All paths of up to seven of these signs.
+  // All paths of up to seven of these characters.
   constexpr std::string_view signs = "/.a";
   int cases = 0;
   for (std::size_t length = 1, count = 3; length <= 7; ++length, count *= 3) {

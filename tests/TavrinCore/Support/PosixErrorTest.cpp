@@ -26,13 +26,13 @@ TEST(PosixError, CarriesErrnoAndSaysWhatFailedWhereAndWhy) {
   }
 }
 
-TEST(PosixError, IsAnInputOutputErrorWhenErrnoSaysNothing) {
+TEST(PosixError, IsAnInputOutputErrorWhenErrnoIsZero) {
   const auto [thrown, what] = thrownFor(0);
   EXPECT_EQ(thrown.value(), EIO);
   EXPECT_EQ(what, "open /a/b c.json: " + std::generic_category().message(EIO));
 }
 
-// A session's id, and with it a path, may be as long as a payload; the message ends up in one line of the
+// A session's id may be as long as a payload, and the path contains it. The message becomes one line of the
 // log.
 TEST(PosixError, CutsOffAPathThatNobodyWouldRead) {
   try {
@@ -43,7 +43,7 @@ TEST(PosixError, CutsOffAPathThatNobodyWouldRead) {
   }
 }
 
-TEST(PosixError, APathThatIsNoUtf8IsShownRepaired) {
+TEST(PosixError, APathThatIsNotUtf8IsShownRepaired) {
   try {
     throwPosixError(ENOENT, "open", "/a\xff/\u00e9");
   } catch (const std::system_error& error) {

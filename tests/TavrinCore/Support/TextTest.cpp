@@ -29,7 +29,7 @@ std::string utf8(char32_t value) {
   return {byte(0xf0U | (value >> 18U)), tail(12), tail(6), tail(0)};
 }
 
-// Calls `visit` with every code point that is no surrogate, and gives how many there were.
+// Calls `visit` with every code point that is not a surrogate. Returns their number.
 template <class Visit>
 std::size_t forEachScalar(Visit visit) {
   std::size_t count = 0;
@@ -41,8 +41,8 @@ std::size_t forEachScalar(Visit visit) {
   return count;
 }
 
-// For each code point, whether the platform says that it has `property`.
-std::vector<bool> platformProperty(std::string_view property) {
+// For each code point, whether macOS's Foundation says that it has `property`.
+std::vector<bool> foundationProperty(std::string_view property) {
   std::vector<bool> has(lastCodePoint + 1);
   for (const auto& line : test::jsonLines("platform/character-ranges.jsonl")) {
     if (line.at("property").as_string() != property) continue;
@@ -70,7 +70,7 @@ std::string joined(const std::vector<std::string>& pieces, std::size_t from, std
   return text;
 }
 
-TEST(Text, EveryTextOfThePlatformIsCutAndFilteredAsThere) {
+TEST(Text, EveryTextIsCutAndFilteredAsByFoundation) {
   const auto lines = test::jsonLines("platform/texts.jsonl");
   ASSERT_EQ(lines.size(), 520U);
   for (std::size_t i = 0; i < lines.size(); ++i) {
@@ -96,10 +96,10 @@ TEST(Text, EveryTextOfThePlatformIsCutAndFilteredAsThere) {
   }
 }
 
-// The ranges know Unicode 17; what a later version adds may be told apart by a later utf8proc.
-TEST(Text, EveryCodePointIsANameCharacterJustWhereThePlatformSaysLetterOrNumber) {
-  const std::vector<bool> letters = platformProperty("letter");
-  const std::vector<bool> numbers = platformProperty("number");
+// The ranges follow Unicode 17. A later utf8proc may know characters that a later version adds.
+TEST(Text, NameCharactersAreFoundationsLettersAndNumbers) {
+  const std::vector<bool> letters = foundationProperty("letter");
+  const std::vector<bool> numbers = foundationProperty("number");
   std::size_t letterCount = 0;
   std::size_t numberCount = 0;
   const std::size_t count = forEachScalar([&](char32_t value) {
@@ -114,8 +114,8 @@ TEST(Text, EveryCodePointIsANameCharacterJustWhereThePlatformSaysLetterOrNumber)
   EXPECT_EQ(numberCount, 2'023U);
 }
 
-TEST(Text, EveryCodePointSeparatesWordsJustWhereThePlatformSaysWhiteSpace) {
-  const std::vector<bool> spaces = platformProperty("whitespace");
+TEST(Text, WordSeparatorsAreFoundationsWhiteSpace) {
+  const std::vector<bool> spaces = foundationProperty("whitespace");
   std::size_t spaceCount = 0;
   const std::size_t count = forEachScalar([&](char32_t value) {
     const bool expected = spaces[value];
@@ -131,8 +131,8 @@ TEST(Text, EveryCodePointSeparatesWordsJustWhereThePlatformSaysWhiteSpace) {
   EXPECT_EQ(spaceCount, 25U);
 }
 
-TEST(Text, OnlyALowerCaseFirstCharacterIsUpperCasedAndNothingBehindIt) {
-  const std::vector<bool> lowerCase = platformProperty("lowercase");
+TEST(Text, OnlyALowerCaseFirstCharacterIsUpperCased) {
+  const std::vector<bool> lowerCase = foundationProperty("lowercase");
   std::size_t changed = 0;
   std::size_t lowerCount = 0;
   const std::size_t count = forEachScalar([&](char32_t value) {
@@ -145,7 +145,7 @@ TEST(Text, OnlyALowerCaseFirstCharacterIsUpperCasedAndNothingBehindIt) {
   });
   EXPECT_EQ(count, scalarCount);
   EXPECT_EQ(lowerCount, 3'144U);
-  // Unicode 15 has this many code points with an upper-case form other than themselves.
+  // Unicode 15 has this many code points whose upper-case form differs from themselves.
   EXPECT_GE(changed, 1'400U);
 }
 
@@ -175,7 +175,7 @@ TEST(Text, UpperCasingUsesTheFullMappings) {
       {"é", "É"},
       {"e\u0301a", "E\u0301a"},
       {"идёт", "Идёт"},
-      // No lower-case letters, or none with an upper-case form.
+      // Not lower-case letters, or lower-case letters without an upper-case form.
       {"", ""},
       {"ẞ", "ẞ"},
       {"ǅ", "ǅ"},
@@ -193,7 +193,7 @@ TEST(Text, UpperCasingUsesTheFullMappings) {
   for (const auto& [text, expected] : cases) EXPECT_EQ(Text::upperCasedFirst(text), expected) << text;
 }
 
-TEST(Text, WellFormedUtf8IsToldFromEverythingElse) {
+TEST(Text, WellFormedUtf8IsDistinguishedFromEverythingElse) {
   const std::vector<std::string> accepted = {
       "",        "a",      "\0"s,    "\x7f",   "\u0080",     "\u07ff",     "\u0800",
       "\ud7ff"s, "\ue000", "\ufeff", "\uffff", "\U00010000", "\U0010ffff", "a\u0301😀\0b"s,
@@ -239,7 +239,7 @@ TEST(Text, EveryEncodedScalarIsWellFormedAndEverySurrogateIsNot) {
   }
 }
 
-TEST(Text, AByteThatIsNoUtf8IsACharacterOfItsOwn) {
+TEST(Text, AnInvalidByteIsACharacterByItself) {
   EXPECT_EQ(characters("a\xff\xfe\u0301é\xc3"),
             (std::vector<std::string>{"a", "\xff", "\xfe", "\u0301", "é", "\xc3"}));
   EXPECT_EQ(characters("e\u0301\x80\u0301"), (std::vector<std::string>{"e\u0301", "\x80", "\u0301"}));
@@ -252,7 +252,7 @@ TEST(Text, AByteThatIsNoUtf8IsACharacterOfItsOwn) {
 TEST(Text, CutsOfRandomBytesFitTogether) {
   const unsigned seed = test::randomSeed();
   test::Random random(seed);
-  // Parts of UTF-8, so that whole, broken and combined characters come about.
+  // Parts of UTF-8 that form whole, broken and combined characters.
   constexpr std::string_view bytes = "a\r\n \xcc\x81\xe2\x80\x8d\xf0\x9f\x98\x80\xff";
   for (int i = 0; i < 5'000; ++i) {
     std::string text;
@@ -275,7 +275,7 @@ TEST(Text, ACarriageReturnAndALineFeedAreOneCharacter) {
   EXPECT_EQ(Text::firstCharacters("\n\rabc", 1), "\n");
 }
 
-TEST(Text, ADashWithACombiningMarkIsNoNameCharacterButALetterWithOneIs) {
+TEST(Text, ALetterWithACombiningMarkIsANameCharacterButADashIsNot) {
   EXPECT_EQ(Text::onlyNameCharacters("-\u0301a"), "a");
   EXPECT_EQ(Text::onlyNameCharacters("_\u20e3a"), "a");
   EXPECT_EQ(Text::onlyNameCharacters("e\u0301-_"), "e\u0301-_");
@@ -284,17 +284,17 @@ TEST(Text, ADashWithACombiningMarkIsNoNameCharacterButALetterWithOneIs) {
   EXPECT_EQ(Text::onlyNameCharacters("a\0b"s), "ab");
 }
 
-TEST(Text, TrimmingKeepsWhatIsInside) {
+TEST(Text, TrimmingKeepsTheInside) {
   EXPECT_EQ(Text::trimmed(""), "");
   EXPECT_EQ(Text::trimmed(" \t\r\n\u3000"), "");
   EXPECT_EQ(Text::trimmed("a"), "a");
   EXPECT_EQ(Text::trimmed("\r\n a \u00a0 b\u2028\n"), "a \u00a0 b");
-  // A blank with a combining mark on it is still white space, mark and all.
+  // A space with a combining mark on it is still white space, including the mark.
   EXPECT_EQ(Text::trimmed(" \u0301a \u0301"), "a");
   EXPECT_EQ(Text::words("a \u0301b"), "a b");
 }
 
-TEST(Text, AWordThatStartsWithAMarkMarksTheBlankItIsJoinedBy) {
+TEST(Text, AWordThatStartsWithAMarkMarksTheSpaceBeforeIt) {
   const std::string words = Text::words("a \t\u0301b");
   EXPECT_EQ(words, "a \u0301b");
   EXPECT_EQ(Text::words(words), "a b");

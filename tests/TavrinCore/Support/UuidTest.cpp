@@ -23,7 +23,7 @@ TEST(Uuid, IsARandomOneInUpperCase) {
 }
 
 TEST(Uuid, EveryFreeDigitTakesEveryValue) {
-  // 2,000 draws miss one of 16 values at a place once in 10^56.
+  // In 2,000 draws, one of 16 values is missing at a place once in 10^56 runs.
   std::array<std::set<char>, 36> seen;
   for (int i = 0; i < 2'000; ++i) {
     const std::string uuid = Uuid::random();

@@ -1,5 +1,5 @@
-// Most transcript lines are passed over without being read as JSON. Here each of many generated lines is also
-// read the plain way, and both must tell the same.
+// The parser skips most transcript lines without reading them as JSON. Here each of many generated lines is
+// also read the plain way, and both must find the same signals.
 
 #include <gtest/gtest.h>
 
@@ -19,7 +19,7 @@ namespace {
 
 namespace json = boost::json;
 
-// The plain path: every line is read as JSON, and only then looked at.
+// The plain way: reads every line as JSON before looking at it.
 namespace plain {
 
 const json::value* at(const json::value& value, const char* key) {
@@ -75,7 +75,7 @@ std::vector<TranscriptSignal> codex(const json::value& line) {
 
 }  // namespace plain
 
-// Lines made of the words that matter, nearly right or quite wrong, written with any escapes and blanks.
+// Lines made of the words that matter, nearly right or quite wrong, with any escapes and spaces.
 class LineGenerator {
  public:
   explicit LineGenerator(unsigned seed) : random_(seed) {}
@@ -93,7 +93,7 @@ class LineGenerator {
   std::size_t upTo(std::size_t most) { return random_.below(most + 1); }
   bool oneIn(std::size_t n) { return upTo(n - 1) == 0; }
 
-  // `right` mostly, else one of the other words, or no text at all.
+  // Mostly `right`. Otherwise one of the other words, or a value that is not a text.
   json::value word(const char* right) {
     static constexpr std::array<const char*, 22> words = {"user",
                                                           "assistant",
@@ -213,7 +213,7 @@ class LineGenerator {
       for (const auto& [key, member] : *object) {
         if (!isFirst) out += ',';
         isFirst = false;
-        // Now and then another value under the same key comes first.
+        // Sometimes another value comes first under the same key.
         if (oneIn(20)) {
           writeMember(out, key, word("user"));
           out += ',';
@@ -231,7 +231,7 @@ class LineGenerator {
   test::Random random_;
 };
 
-TEST(TranscriptLines, NoSignalIsLostToLinesThatArePassedOver) {
+TEST(TranscriptLines, SkippingLinesLosesNoSignal) {
   LineGenerator generator(test::randomSeed());
   std::size_t claudeFound = 0;
   std::size_t codexFound = 0;

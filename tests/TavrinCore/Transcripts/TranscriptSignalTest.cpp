@@ -10,7 +10,7 @@
 
 namespace tavrin {
 
-// What GoogleTest prints for a signal that was not expected.
+// How GoogleTest prints an unexpected signal.
 void PrintTo(const TranscriptSignal& signal, std::ostream* out) {
   *out << "signal " << rawValue(signal.kind()) << " " << signal.id();
 }
@@ -93,7 +93,7 @@ TEST(ClaudeSignals, AnInterruptionIsKnownByHowItsTextStarts) {
         << text;
 }
 
-TEST(ClaudeSignals, AResultWithoutAnIdentifierIsNone) {
+TEST(ClaudeSignals, AResultWithoutAnIdentifierIsNoSignal) {
   for (const char* element :
        {R"({"type":"tool_result","tool_use_id":""})", R"({"type":"tool_result"})",
         R"({"type":"tool_result","tool_use_id":5})", R"({"type":"tool_result","tool_use_id":null})",
@@ -102,7 +102,7 @@ TEST(ClaudeSignals, AResultWithoutAnIdentifierIsNone) {
   }
 }
 
-TEST(ClaudeSignals, OtherElementsAreNone) {
+TEST(ClaudeSignals, OtherElementsAreNoSignals) {
   for (const char* element :
        {"{}", R"({"type":"tool_use","id":"tool_result","tool_use_id":"a"})",
         R"({"type":"image","text":"[Request interrupted by user]"})",
@@ -160,7 +160,7 @@ TEST(CodexSignals, ToolOutputsNameTheirCall) {
       ElementsAre(result("call_2")));
 }
 
-TEST(CodexSignals, OtherResponseItemsAreNone) {
+TEST(CodexSignals, OtherResponseItemsAreNoSignals) {
   for (const char* payload :
        {R"({"type":"function_call","name":"shell","arguments":"function_call_output","call_id":"call_1"})",
         R"({"type":"custom_tool_call","call_id":"function_call_output"})",
@@ -174,7 +174,7 @@ TEST(CodexSignals, OtherResponseItemsAreNone) {
   }
 }
 
-TEST(CodexSignals, EventsTellThatTheTurnGoesOnOrStops) {
+TEST(CodexSignals, EventsShowThatTheTurnGoesOnOrStops) {
   EXPECT_THAT(
       codexSignals(codexLine(
           "event_msg",
@@ -207,7 +207,7 @@ TEST(CodexSignals, CompletedItemsAreResultsWhenTheyAreToolCalls) {
       IsEmpty());
 }
 
-TEST(CodexSignals, OtherEventsAndLinesAreNone) {
+TEST(CodexSignals, OtherEventsAndLinesAreNoSignals) {
   for (const char* payload :
        {R"({"type":"function_call_output","call_id":"c"})",
         R"({"type":"agent_message","message":"token_count"})",
@@ -260,7 +260,7 @@ TEST(Signals, NamesSpelledWithEscapesCount) {
               ElementsAre(interrupted));
 }
 
-TEST(Signals, HalfLinesHaveNone) {
+TEST(Signals, HalfLinesHaveNoSignals) {
   for (const std::string& line :
        {claudeLine(R"([{"type":"tool_result","tool_use_id":"a","content":"x"}])"),
         codexLine("response_item", R"({"type":"function_call_output","call_id":"c","output":"x"})")}) {
@@ -279,7 +279,7 @@ TEST(Signals, HalfLinesHaveNone) {
   }
 }
 
-TEST(Signals, InvalidUtf8HasNoneAndAnUnpairedSurrogateDoesNotMatter) {
+TEST(Signals, InvalidUtf8HasNoSignalsAndAnUnpairedSurrogateIsFine) {
   for (const char* bytes : {"\xff", "\xc3", "\xed\xa0\x80", "\xc0\xaf", "\xf5\x80\x80\x80"})
     EXPECT_THAT(claudeSignals(claudeLine(R"([{"type":"tool_result","tool_use_id":"a","content":")" +
                                          std::string(bytes) + "\"}]")),
@@ -303,7 +303,7 @@ TEST(Signals, LinesOfFiveMegabytesAreRead) {
       codexSignals(codexLine("response_item",
                              R"({"type":"function_call_output","call_id":"c","output":")" + output + "\"}")),
       ElementsAre(result("c")));
-  // Garbage of that size, in which every byte looks like the start of something.
+  // Garbage of that size in which every byte looks like the start of something.
   for (const char* piece :
        {"_", "[", "\\", "\\u00", "{\"type\":", "tool_resul", "item_complete", "\"", "\xff", "[{"}) {
     std::string garbage = "tool_result task_complete ";

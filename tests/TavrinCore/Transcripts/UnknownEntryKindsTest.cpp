@@ -1,5 +1,5 @@
-// Directories on file systems that do not say what kind an entry is (DT_UNKNOWN, readdir(3)). This program's
-// own readdir stands in front of the C library's and takes the kinds away.
+// Directories on file systems that do not report the kind of an entry (DT_UNKNOWN, readdir(3)). This
+// program's own readdir replaces the C library's and hides the kinds.
 #include <dirent.h>
 #include <dlfcn.h>
 #include <gtest/gtest.h>
@@ -31,7 +31,7 @@ extern "C" dirent* readdir(DIR* directory) {
 namespace tavrin {
 namespace {
 
-TEST(UnknownEntryKinds, FoldersAreFoundByAskingForTheirStatus) {
+TEST(UnknownEntryKinds, FoldersAreFoundByTheirStatus) {
   const test::ScratchDirectory directory;
   test::writeFile(directory / "one/two/local_s.json", R"({"sessionId":"local_s","title":"Found"})");
   kindsTaken = 0;

@@ -1,4 +1,4 @@
-// A log with damaged bytes: it is never read, so it takes the next line all the same, and nothing else
+// A log with damaged bytes. The log is never read, so it takes the next line all the same, and nothing else
 // changes.
 #include <fcntl.h>
 #include <gmock/gmock.h>
@@ -19,7 +19,7 @@ namespace {
 constexpr std::size_t fullSize = 1'000'000;
 constexpr std::size_t step = 31;
 
-// A log that takes one more line before it is moved.
+// A log that takes one more line before it is rotated.
 std::string fullLog() {
   std::string text;
   for (int i = 0; text.size() < fullSize; ++i)

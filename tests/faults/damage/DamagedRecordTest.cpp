@@ -1,5 +1,5 @@
-// Records that were cut off or have a bit turned over. Each counts as none, or as the record that it spells;
-// the next event is handled in any case.
+// Records that are cut off or have a flipped bit. Each counts as missing, or as the record that it spells. In
+// either case the next event is handled.
 #include <fcntl.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -24,7 +24,7 @@ class DamagedRecord : public HookRun {
   // The tool call "next" begins.
   static std::string nextEvent() { return event("PreToolUse", R"("tool_name":"Bash","tool_use_id":"next")"); }
 
-  // What the next event makes of a record, or of none.
+  // The record that the next event leaves, begun on a record or on none.
   Session afterNextEvent(const std::optional<Session>& record) const {
     Session session = record ? *record : usualRecord(SessionState::working);
     session.agent = Agent::claude;
@@ -50,7 +50,7 @@ class DamagedRecord : public HookRun {
     return session;
   }
 
-  // Stores what is left of the record, in the place of all that runs before have left.
+  // Stores the damaged record in the place of whatever earlier runs left.
   void place(const Damage& damage) {
     for (const auto& entry : std::filesystem::directory_iterator(home.sessions()))
       std::filesystem::remove(entry.path());
@@ -58,13 +58,13 @@ class DamagedRecord : public HookRun {
     writeFile(home.sessionFile("s1"), damage.text);
   }
 
-  // Whether the log tells of the next event alone.
+  // Whether the log holds only the line of the next event.
   bool hasLoggedIt() const { return home.logMessages() == "claude s1 PreToolUse Bash#next \u2192 working\n"; }
 
   const std::string input = home / "input";
 };
 
-TEST_F(DamagedRecord, CutOffAnywhereCountsAsNone) {
+TEST_F(DamagedRecord, CutOffAnywhereCountsAsMissing) {
   int cases = 0;
   forEachCut(wholeRecord().encode(), [&](const Damage& damage) {
     if (!isTried(damage.name, cases)) return;
@@ -75,7 +75,7 @@ TEST_F(DamagedRecord, CutOffAnywhereCountsAsNone) {
   std::cout << "[   RUNS   ] " << cases << " lengths\n";
 }
 
-TEST_F(DamagedRecord, WithABitTurnedOverDiffersInOneFieldOrCountsAsNone) {
+TEST_F(DamagedRecord, WithAFlippedBitDiffersInOneFieldOrCountsAsMissing) {
   int cases = 0;
   int records = 0;
   forEachFlip(wholeRecord().encode(), [&](const Damage& damage) {
@@ -89,14 +89,14 @@ TEST_F(DamagedRecord, WithABitTurnedOverDiffersInOneFieldOrCountsAsNone) {
   });
   EXPECT_EQ(cases, casesTried(16'384, 16'384));
   if (cases == 1) return;
-  // Most bytes are inside of texts, where five or six of their bits make another text.
+  // Most bytes are inside texts, where flipping five or six of their bits makes another valid text.
   EXPECT_GT(records, cases / 2);
   EXPECT_LT(records, cases * 3 / 4);
   std::cout << "[   RUNS   ] " << cases << " bits, " << records << " of which spell another record\n";
 }
 
-// Calls `body` with all that can happen to the record or, in the small size, with each `stride`-th of that,
-// which must be `part`. An odd stride has all bits in turn.
+// Calls `body` with all possible damage to the record. In the small size, with every `stride`-th case, and
+// `part` is their number. An odd stride reaches every bit in turn.
 template <class Body>
 void forEachDamage(int stride, int part, const Body& body) {
   const std::string text = wholeRecord().encode();
@@ -114,7 +114,7 @@ void forEachDamage(int stride, int part, const Body& body) {
   std::cout << "[   RUNS   ] " << cases << " on damaged records\n";
 }
 
-TEST_F(DamagedRecord, IsNoneOrWhatItSpellsForTheNextEvent) {
+TEST_F(DamagedRecord, IsMissingOrWhatItSpellsForTheNextEvent) {
   forEachDamage(9, 2'048, [&](const Damage& damage) {
     place(damage);
     const Session expected = afterNextEvent(stored());
@@ -124,7 +124,7 @@ TEST_F(DamagedRecord, IsNoneOrWhatItSpellsForTheNextEvent) {
   });
 }
 
-TEST_F(DamagedRecord, IsNoneOrWhatItSpellsForTheNextRunOfTheExecutable) {
+TEST_F(DamagedRecord, IsMissingOrWhatItSpellsForTheNextRun) {
   forEachDamage(129, 143, [&](const Damage& damage) {
     place(damage);
     const std::optional<Session> record = stored();

@@ -1,4 +1,4 @@
-// The control of the tests of lost updates: agents whose hook is the real one but for its lock do lose some.
+// The control of the tests of lost updates: with a hook whose lock is broken, agents do lose updates.
 #include <gtest/gtest.h>
 
 #include <iostream>

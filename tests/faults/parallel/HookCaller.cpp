@@ -1,20 +1,21 @@
-// Plays one of many agents that run the hook command for the same session, an event after the other.
+// Plays one of many agents that run the hook command for the same session, one event after another.
 //
 //   hook-caller HOOK HOME SESSION NAME events COUNT        COUNT events
 //   hook-caller HOOK HOME SESSION NAME kills COUNT SEED    events, each run but the first killed after some
 //                                                          time, until COUNT of them had not ended by then
 //
-// SESSION has at most 8 characters, NAME is a letter. It opens calls called "NAME-0000" and so on, and closes
-// the oldest as soon as four are open; nobody else touches them, so it knows after each event which of them
-// the record must hold. It begins when its input ends, and then prints a line for each event, a verdict and
-// the event's line in the log:
+// SESSION has at most 8 characters, NAME is a letter. It opens calls named "NAME-0000" and so on, and closes
+// the oldest as soon as four are open. Nobody else touches them, so it knows after each event which of them
+// the record must hold. It begins when its input ends. For each event it prints a line with a verdict and the
+// event's line in the log:
 //
-//   done LINE       the run came to its end, and the record shows the event
+//   done LINE       the run ended by itself, and the record shows the event
 //   late LINE       the run was killed, and the record shows the event
 //   early LINE      the run was killed, and the record does not show the event
-//   lost LINE       the run came to its end, or the record showed more before, and now something is missing
+//   lost LINE       something is missing, although the run ended by itself or the record showed it before
 //
-// and at last "open CALL" for each call that it left open. Whatever else happens ends it with a complaint.
+// At the end it prints "open CALL" for each call that it left open. Anything unexpected ends it with a
+// complaint.
 
 #include <algorithm>
 #include <array>
@@ -50,7 +51,7 @@ class Caller {
         name_(std::move(name)),
         store_(SessionFileStore::defaultDirectory(home)) {}
 
-  // Sends the next event, and kills its run after `delay`, if any. Whether the run was killed.
+  // Sends the next event, and kills its run after `delay`, if any. Returns whether the run was killed.
   bool send(const std::optional<Microseconds>& delay = std::nullopt) {
     constexpr std::size_t mostOpen = 4;
     Calls next = open_;
@@ -105,8 +106,7 @@ class Caller {
     return killed;
   }
 
-  // Those of the calls that the record holds which are this one's. A record that is there and cannot be read
-  // is never the work of a run.
+  // This caller's calls in the record. No run may leave a record that cannot be read.
   Calls ownCalls() const {
     const std::optional<Session> record = store_.load(session_);
     if (!record && std::filesystem::exists(store_.fileURL(session_)))
@@ -128,9 +128,9 @@ class Caller {
   std::string report_;
 };
 
-// The times after which runs are killed reach so far that about every second run ends before, whatever a run
-// takes on this machine just now: then all moments of a run have their turn. The first run is not killed, and
-// tells what one takes.
+// The delays before a kill are adjusted so that about every second run ends first, however fast the machine
+// is at the moment. This way all moments of a run have their turn. The first run is not killed, and shows how
+// long a run takes.
 void sendKilled(Caller& caller, int kills, unsigned seed) {
   using Clock = std::chrono::steady_clock;
   const auto begin = Clock::now();

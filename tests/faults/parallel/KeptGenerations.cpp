@@ -1,5 +1,5 @@
-// unlink(2) and rename(2) for a log-worker that keeps what it would remove or replace, under a new name
-// beside it: every generation of the log that there ever was is then there to be read.
+// unlink(2) and rename(2) for a log-worker. They keep what they would remove or replace, under a new name
+// beside it, so every generation of the log that ever existed can be read.
 #include <fcntl.h>
 #include <unistd.h>
 

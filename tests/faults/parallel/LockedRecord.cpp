@@ -1,5 +1,5 @@
-// flock(2) for a tavrin-hook that locks the record itself, the file that is replaced, in the place of the
-// lock file beside it: what the tests of lost updates must notice. The log is locked as it should be.
+// flock(2) for a tavrin-hook that locks the record, which is replaced, instead of the lock file beside it.
+// The tests of lost updates must notice this. The log is locked as it should be.
 #include <fcntl.h>
 #include <sys/file.h>
 #include <sys/syscall.h>
@@ -10,7 +10,7 @@
 
 namespace {
 
-// The record "DIRECTORY/NAME.json" of an open "DIRECTORY/.NAME.lock".
+// The record "DIRECTORY/NAME.json" that belongs to an open "DIRECTORY/.NAME.lock".
 std::filesystem::path recordOf(const std::filesystem::path& lock) {
   return lock.parent_path() / (lock.stem().string().substr(1) + ".json");
 }

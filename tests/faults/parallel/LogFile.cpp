@@ -11,7 +11,7 @@ namespace tavrin::test {
 
 namespace {
 
-// The message that the writer called by one letter writes as its n-th.
+// The n-th message of the writer with this letter.
 std::string message(char writer, int n, std::size_t width) {
   std::string text = std::string(1, writer) + " " + std::to_string(n) + " ";
   text.resize(width, writer);

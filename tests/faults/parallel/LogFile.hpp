@@ -7,14 +7,14 @@
 
 namespace tavrin::test {
 
-/// Lets 8 writers loose together on one log, with the program named; each has a letter of its own, and writes
-/// `times` messages of `width` bytes.
+/// Starts 8 writers on one log together, with the named program. Each has a letter, and writes `times`
+/// messages of `width` bytes.
 inline constexpr std::size_t logWriters = 8;
 void runLogWriters(const std::string& program, const std::filesystem::path& log, std::size_t times,
                    std::size_t width);
 
-/// The numbers of each writer's lines in a log, in their order. A line that is not just what its writer
-/// wrote, and a last line without its line feed, are failures of the test.
+/// The numbers of each writer's lines in a log, in their order. The test fails if a line differs from what
+/// its writer wrote, or if the last line has no line feed.
 std::map<char, std::vector<int>> numbersByWriter(const std::filesystem::path& log, std::size_t width);
 
 }  // namespace tavrin::test

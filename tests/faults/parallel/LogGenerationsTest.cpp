@@ -1,4 +1,4 @@
-// The log with all the generations that it ever had, where its writers would have removed all but two.
+// The log with every generation that ever existed. Normally its writers would have removed all but two.
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -11,8 +11,8 @@
 namespace tavrin::test {
 namespace {
 
-// Lines are lost only with their generation: whatever the order in which eight writers find the log full,
-// move it and begin a new one, each line is in one of the generations, whole and once.
+// A line is lost only together with its generation. In whatever order eight writers find the log full, move
+// it and begin a new one, each line is in exactly one of the generations, whole and once.
 TEST(LogGenerations, HoldEveryLineOfEightWritersOnce) {
   constexpr std::size_t lines = 5000;
   constexpr std::size_t width = 200;

@@ -11,7 +11,7 @@
 namespace tavrin::test {
 namespace {
 
-constexpr std::size_t lines = 5000;  // of each writer
+constexpr std::size_t lines = 5000;  // by each writer
 
 TEST(LogRotation, EightWritersLoseAndSplitNoLine) {
   constexpr std::size_t fewer = 2500;
@@ -41,17 +41,17 @@ TEST(LogRotation, SplitsNoLineAndKeepsAtMostTwoGenerationsWithinBounds) {
   int generations = 0;
   for (const auto& entry : std::filesystem::directory_iterator(directory.path())) {
     EXPECT_THAT(entry.path(), testing::AnyOf(log, previous));
-    // The line that goes over the limit, and one of each writer that had found the file before it full.
+    // The line that exceeds the limit, and one line of each writer that had found the file before it full.
     EXPECT_LE(entry.file_size(), 1'000'000 + (1 + logWriters) * lineLength) << entry.path();
     ++generations;
   }
   EXPECT_LE(generations, 2);
 
-  // What a generation holds of a writer is a stretch without a gap, and the newer one goes on where the older
-  // one ended.
+  // In each generation a writer's lines have no gap, and the newer generation continues where the older one
+  // ended.
   std::map<char, int> next;
   for (const auto& file : {previous, log}) {
-    // Two writers that rotate at once may remove the older generation for good.
+    // If two writers rotate at once, the older generation may be removed for good.
     if (!std::filesystem::exists(file)) continue;
     for (const auto& [writer, own] : numbersByWriter(file, width)) {
       const int first = next.contains(writer) ? next[writer] : own.front();

@@ -1,5 +1,5 @@
-// Many processes at one record, and at many: no update is lost, no reader finds half a record. The same tests
-// with the lock taken away, or put where it does not hold, show that they would notice.
+// Many processes that use one record, or many records. No update is lost, and no reader finds half a record.
+// The same tests with the lock removed, or with the wrong file locked, show that they would notice.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -33,7 +33,7 @@ class Counter {
         {TAVRIN_PARALLEL_PROGRAMS "/store-worker", task, directory_.string(), "s", std::to_string(times)});
   }
 
-  // Lets 16 writers loose together, waits until each has made its updates, and says how many those are.
+  // Starts 16 writers together, waits until each has made its updates, and returns the number of updates.
   int runWriters(const std::string& task) const {
     constexpr int writers = 16;
     const int updates = isFullSize() ? 1000 : 250;
@@ -50,7 +50,7 @@ class Counter {
   SessionFileStore store_{directory_.string()};
 };
 
-// What a process that prints one number printed.
+// The number that a process printed, if it printed only that.
 int numberFrom(const Running& process) {
   const Outcome outcome = process->wait();
   EXPECT_EQ(outcome.exitStatus, 0) << outcome.output << outcome.error;
@@ -103,7 +103,7 @@ TEST(LostUpdates, ReadersThatNeverPauseFindARecordAtEveryReadAndItNeverStepsBack
   std::cout << "[   RUNS   ] " << readers * reads << " reads at least, during " << written << " updates\n";
 }
 
-// Every event that was sent came into the record and, once, into the log.
+// Every event that was sent is in the record and, exactly once, in the log.
 void expectAllOf(const CallerReport& report, const std::vector<std::string>& log, int events) {
   EXPECT_EQ(report.events, events);
   EXPECT_EQ(report.updates, events);

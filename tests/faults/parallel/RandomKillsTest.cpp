@@ -27,8 +27,8 @@ struct Log {
   std::vector<std::string> beginnings;  // of lines whose runs were killed while they wrote them
 };
 
-// What the log holds from an offset on. A kill may end a write where a page of the file ends, and nowhere
-// else; the next run's line then follows there.
+// The log's text from an offset on. A kill can end a write only where a page of the file ends. The next run's
+// line then follows there.
 Log read(const std::string& text, std::size_t offset) {
   const auto page = static_cast<std::size_t>(::sysconf(_SC_PAGESIZE));
   Log log;
@@ -49,7 +49,7 @@ Log read(const std::string& text, std::size_t offset) {
   return log;
 }
 
-// Whether a line with one of these messages may begin so.
+// Whether a line with one of these messages can begin with this text.
 bool beginsOneOf(const std::vector<std::string>& messages, const std::string& beginning) {
   const std::string filled =
       beginning + std::string(stampForm.substr(std::min(beginning.size(), stampForm.size())));
@@ -58,8 +58,8 @@ bool beginsOneOf(const std::vector<std::string>& messages, const std::string& be
          });
 }
 
-// The log has the lines of all runs that came to their ends, once each, and beside them only lines, and
-// beginnings of lines, of updates whose runs were killed.
+// The log has the line of each run that ended by itself exactly once. All other lines, and beginnings of
+// lines, belong to updates whose runs were killed.
 void expectLinesOf(const CallerReport& report, const Log& log) {
   std::vector<std::string> possible = report.certain;
   possible.insert(possible.end(), report.uncertain.begin(), report.uncertain.end());
@@ -81,7 +81,7 @@ void expectLinesOf(const CallerReport& report, const Log& log) {
   EXPECT_LE(report.updates - lines, report.kills);
 }
 
-// Four agents at one session until `kills` of their runs were killed.
+// Runs four agents on one session until `kills` of their runs have been killed.
 CallerReport killRuns(int kills, unsigned seed) {
   constexpr int writers = 4;
   SeededHome home;
@@ -101,7 +101,7 @@ CallerReport killRuns(int kills, unsigned seed) {
   std::vector<std::string> open = report.open;
   open.emplace_back("call-0");
   EXPECT_THAT(stored(home, "s").value().inFlight, testing::UnorderedElementsAreArray(open));
-  // A run may die with its record half written beside the other; nobody will ever read that.
+  // A run may die with its record half written to a temporary file. Nobody will ever read that file.
   const std::vector<std::string> left = temporaries(home.sessions());
   EXPECT_LE(left.size(), static_cast<std::size_t>(report.kills));
   for (const std::string& name : left) std::filesystem::remove(home.sessions() / name);
@@ -123,7 +123,7 @@ TEST(RandomKills, WheneverARunIsKilledTheRecordIsWholeAndNoLineIsThereWithoutIts
     late += static_cast<int>(report.uncertain.size());
   }
   EXPECT_EQ(kills, isFullSize() ? 10'000 : 20 * TAVRIN_RUNS);
-  // The times were spread over whole runs: some were killed with the record replaced, and most before that.
+  // The kills were spread over whole runs: some came after the record was replaced, and most before that.
   EXPECT_GT(late, 0);
   EXPECT_LT(late, kills);
   std::cout << "[   RUNS   ] " << kills << " killed, " << updates << " updates, " << late

@@ -12,8 +12,8 @@ namespace {
 
 const std::string newLine = "claude s PreToolUse Bash#call-1 \u2192 working";
 
-// System calls by the names that they have on one machine or another, and how many of them a run makes at
-// least once it has begun to read its input.
+// System calls under the names that different machines use, and how many of them a run makes at least after
+// it has begun to read its input.
 struct Calls {
   std::string names;
   int fewest;
@@ -28,7 +28,7 @@ const std::vector<Calls> allCalls = {{"read", 3},
                                      {"?rename,?renameat,renameat2", 2},
                                      {"exit_group", 1}};
 
-// A home whose log is full of numbered lines, and has an older generation.
+// A home whose log is full of numbered lines and has an older generation.
 class FullLog : public SeededHome {
  public:
   FullLog() {
@@ -36,7 +36,7 @@ class FullLog : public SeededHome {
       full_ += "2025-01-31T09:15:02Z line " + std::to_string(i) + "\n";
   }
 
-  // Everything as it was at first.
+  // Restores everything to its first state.
   void reset() {
     writeFile(record(), oldText());
     writeFile(logFile(), full_);
@@ -44,8 +44,8 @@ class FullLog : public SeededHome {
     for (const std::string& name : temporaries(sessions())) std::filesystem::remove(sessions() / name);
   }
 
-  // What a run that was killed may leave: the record old or new, the full log once, whole and nowhere else
-  // than in one of the two places, and at most the new line in a log that was begun.
+  // What a killed run may leave: the old or the new record, the full log exactly once and whole, in one of
+  // its two places, and at most the new line in a new log.
   void expectOldOrNew() {
     const std::vector<std::string> calls = stored(*this, "s").value().inFlight;
     const bool isNew = readFile(record()) != oldText();
@@ -62,7 +62,7 @@ class FullLog : public SeededHome {
     }
   }
 
-  // The next run's line is the last; it rotates when the killed one had not.
+  // The next run's line is the last. It rotates the log if the killed run had not.
   void expectNextRunGoesOn() {
     const bool isRotated = textOf(logFile()) != full_;
     const std::string before = isRotated ? logMessages() : "";

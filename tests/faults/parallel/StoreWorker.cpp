@@ -2,17 +2,17 @@
 //
 //   store-worker TASK DIRECTORY SESSION TIMES
 //
-// Those that write wait for the end of their input, so that all begin together; then they add one to the
-// record's counter, its agentPid, TIMES times:
+// Writers wait for the end of their input, so that all begin together. Then they add one to the record's
+// counter, its agentPid, TIMES times:
 //
 //   count           each time under the session's lock
 //   count-unlocked  without it
-//   count-replaced  under a lock of the record itself, the file that is replaced
+//   count-replaced  under a lock of the record itself, a file that each write replaces
 //
-// Those that read find a record each time, whose counter has never stepped back:
+// Readers must find a record each time, and its counter must never go back:
 //
-//   watch           it and the directory, TIMES times at least, until their input ends
-//   read            it alone, TIMES times at least, and until it was a thousandth as often a new one
+//   watch           reads it and lists the directory, at least TIMES times, until the input ends
+//   read            reads it at least TIMES times, and until a thousandth of the reads found a new one
 //   write           adds one under the session's lock until its input ends, and prints how often
 #include <fcntl.h>
 #include <poll.h>
@@ -41,7 +41,7 @@ bool hasInputEnded(int milliseconds) {
   return ::poll(&request, 1, milliseconds) > 0;
 }
 
-// One process at its work on one session.
+// One process that works on one session.
 class Worker {
  public:
   Worker(const std::string& directory, std::string session, int times)
@@ -73,8 +73,8 @@ class Worker {
   }
 
   void watch() const {
-    // A reader that listed the directory without a pause would keep the writers from it, which each file that
-    // they rename changes.
+    // Each rename of a writer changes the directory, so a reader that listed it without a pause would hold
+    // the writers up.
     constexpr int pause = 1;
     std::int32_t newest = 0;
     for (int reads = 0; !hasInputEnded(pause) || reads < times_; ++reads) {

@@ -3,8 +3,8 @@
 
 table.toml holds a row for each fault: what would be wrong, a text that occurs exactly once in a file, its replacement,
 and the test programs that must notice, the best first, each with a filter for its tests after "=" or without one. If
-none of them notices, all other test programs are tried. The copy and its build stay in build/planted, so that the
-second time takes less long.
+none of them notices, all other test programs are tried. The copy and its build stay in build/planted, so the
+second run is faster.
 
 The exit status is 1 if a fault goes unnoticed, if a row's text is not found exactly once, if the sources do not build
 with the replacement, or if one of the named tests fails without a fault.
@@ -34,7 +34,7 @@ class Fault:
         self.changes = [(change["file"], change["text"], change["replacement"]) for change in [row, *row.get("more", [])]]
 
     def complaints(self, sources):
-        """What keeps the fault from being planted in `sources`; nothing if it can be."""
+        """Why the fault cannot be planted in `sources`; None if it can."""
         found = []
         for file, text, replacement in self.changes:
             path = sources / file
@@ -46,7 +46,7 @@ class Fault:
         return found
 
     def plant(self, sources):
-        """Puts the replacements into `sources`, and returns the files as they were."""
+        """Makes the replacements in `sources`, and returns the original files."""
         before = {}
         for file, text, replacement in self.changes:
             content = (sources / file).read_text()
@@ -67,7 +67,7 @@ def read_table():
 
 
 def update(source, target):
-    """Makes `target` a copy of `source`, leaving alone the files that are the same already."""
+    """Makes `target` a copy of `source`. Does not touch files that are the same already."""
     left_out = {".git", "build", "__pycache__"}
     wanted = set()
     for directory, directories, files in os.walk(source):
@@ -111,7 +111,7 @@ class Copy:
         self._call(["cmake", "--build", self.build, "--target", *programs])
 
     def red_test(self, program, tests):
-        """The first of the tests that fails; none when all succeed."""
+        """The first of the tests that fails; None if all succeed."""
         words = [self.build / self.programs[program], "--gtest_fail_fast", "--gtest_filter=" + tests]
         try:
             result = subprocess.run(words, capture_output=True, text=True, errors="replace", timeout=LONGEST_RUN)
@@ -128,7 +128,7 @@ class Copy:
         return failed[0] if failed else f"{begun[-1] if begun else program} ({status})"
 
     def noticed_by(self, fault):
-        """The test that notices the fault, with its program; none when none does."""
+        """The test that notices the fault, with its program; None if no test does."""
         named = [program for program, _ in fault.tests]
         others = [(program, "*") for program in self.programs if program not in named]
         whole = [(program, "*") for program, tests in fault.tests if tests != "*"]
@@ -141,7 +141,7 @@ class Copy:
 
 
 def check_tests_without_fault(copy, faults):
-    """Builds all that is named, and sees that it is green: only then does red mean anything."""
+    """Builds all named programs and checks that their tests pass: only then does a failure mean anything."""
     named = sorted({entry for fault in faults for entry in fault.tests})
     unknown = {program for program, _ in named} - copy.programs.keys()
     if unknown:

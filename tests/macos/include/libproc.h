@@ -1,6 +1,5 @@
 #pragma once
-// What the process table of macOS uses of its <libproc.h>, for systems that have none: nothing is known of
-// any process.
+// What the process table of macOS uses of <libproc.h>, for systems without that header. It knows no process.
 #include <sys/proc_info.h>
 #include <sys/types.h>
 
@@ -15,7 +14,7 @@ inline int proc_pidinfo(int, int, std::uint64_t, void*, int) {
   return 0;
 }
 
-// On macOS this stands in <stdlib.h>.
+// On macOS this is in <stdlib.h>.
 inline char* devname(dev_t, mode_t) {
   return nullptr;
 }

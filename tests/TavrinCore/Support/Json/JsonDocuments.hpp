@@ -16,7 +16,7 @@
 
 namespace tavrin::test {
 
-/// A text and what it is read as here: a JSON value, or nothing when it is refused.
+/// A text and its JSON value, or nullopt if the text is rejected.
 struct JsonDocument {
   std::string name;
   std::string text;
@@ -29,10 +29,10 @@ inline boost::json::value deepValue(std::string_view text) {
   return boost::json::parse(text, {}, deep);
 }
 
-/// What is read otherwise than on the platform, by the name of the document; nothing means refused.
+/// Documents that we read differently from macOS's Foundation, by name. nullopt means rejected.
 inline const std::map<std::string, std::optional<std::string>>& readOtherwise() {
   static const std::map<std::string, std::optional<std::string>> table = {
-      // No event is lost for an unpaired surrogate escape: agents cut their texts between two halves.
+      // An unpaired surrogate escape must not lose an event: agents cut their texts between two halves.
       {"lone high", R"({"a":"\ufffd"})"},
       {"lone low", R"({"a":"\ufffd"})"},
       {"high then text", R"({"a":"\ufffdx"})"},
@@ -41,9 +41,9 @@ inline const std::map<std::string, std::optional<std::string>>& readOtherwise() 
       {"low high", R"({"a":"\ufffd\ufffd"})"},
       {"lone high in key", R"({"\ufffd":1})"},
       {"lone high elsewhere", R"({"session_id":"s","x":"\ufffd"})"},
-      // Keys are equal when their bytes are.
+      // Keys are equal if their bytes are equal.
       {"canonically equal keys", "{\"\u00e9\":1,\"e\u0301\":2}"},
-      // JSON comes in UTF-8; no agent sends anything else.
+      // JSON comes in UTF-8. No agent sends another encoding.
       {"utf-16-le", std::nullopt},
       {"utf-16-le bom", std::nullopt},
       {"utf-16-be", std::nullopt},
@@ -56,7 +56,8 @@ inline const std::map<std::string, std::optional<std::string>>& readOtherwise() 
   return table;
 }
 
-/// The platform's documents. A bare scalar, which its reader refuses by default, is read as what it is.
+/// The documents recorded with macOS's Foundation. We accept a bare scalar, which Foundation rejects by
+/// default.
 inline std::vector<JsonDocument> jsonDocuments() {
   std::vector<JsonDocument> documents;
   for (const auto& value : jsonLines("platform/json.jsonl")) {
@@ -67,7 +68,7 @@ inline std::vector<JsonDocument> jsonDocuments() {
     if (other != readOtherwise().end()) {
       if (other->second) document.value = deepValue(*other->second);
     } else if (line.at("accepted").as_bool()) {
-      // Deep documents come without a value, and are that themselves.
+      // The file holds no value for deep documents. The document itself is the value.
       document.value =
           line.contains("value") ? deepValue(line.at("value").as_string()) : deepValue(document.text);
     } else if (line.at("acceptedAsTopLevelScalar").as_bool()) {
@@ -84,7 +85,7 @@ inline std::string repeated(std::string_view text, std::size_t count) {
   return out;
 }
 
-/// Arrays and objects by turns, `depth` levels of them.
+/// `depth` levels of arrays and objects, alternating.
 inline std::string nested(std::size_t depth) {
   std::string text = depth % 2 == 1 ? "[" : "";
   text += repeated("[{\"a\":", depth / 2);
@@ -112,7 +113,7 @@ inline void onAStackOf(std::size_t bytes, std::function<void()> work) {
   pthread_join(thread, nullptr);
 }
 
-/// Several times what the deepest document takes, and a fraction of what any process is given.
+/// Several times what the deepest document needs, and a fraction of any process's stack.
 inline constexpr std::size_t smallStack = 256 * 1024;
 
 }  // namespace tavrin::test

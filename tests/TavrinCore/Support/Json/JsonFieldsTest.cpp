@@ -47,7 +47,7 @@ JsonField textField(std::string text) {
   return {.kind = Kind::text, .text = std::move(text), .texts = {}};
 }
 
-// What a field that holds `value` looks like, but for the spelling of a number.
+// The expected text of a field that holds `value`. Only a number's spelling may differ.
 JsonField fieldOf(const boost::json::value& value) {
   if (value.is_null()) return {.kind = Kind::null, .text = {}, .texts = {}};
   if (value.is_string()) return textField(std::string(value.as_string()));
@@ -62,7 +62,7 @@ JsonField fieldOf(const boost::json::value& value) {
   return texts;
 }
 
-TEST(JsonFields, EveryDocumentOfThePlatformIsAcceptedOrRefusedAsThereWithTheSameFields) {
+TEST(JsonFields, EveryDocumentIsJudgedAndReadAsByFoundation) {
   const auto documents = test::jsonDocuments();
   ASSERT_EQ(documents.size(), 172U);
   std::set<std::string> otherwise;
@@ -93,7 +93,7 @@ TEST(JsonFields, EveryDocumentOfThePlatformIsAcceptedOrRefusedAsThereWithTheSame
   EXPECT_EQ(otherwise.size(), test::readOtherwise().size());
 }
 
-TEST(JsonFields, ARecordIsRefusedForTheSameReasonsButNumbersNobodyAskedFor) {
+TEST(JsonFields, ARecordIsRefusedForTheSameReasonsExceptUnusedNumbers) {
   const std::set<std::string> numbersOutOfRange = {"1e400", "-1e400", "over max double", "400 digits"};
   std::size_t exceptions = 0;
   for (const auto& document : test::jsonDocuments()) {
@@ -118,7 +118,7 @@ TEST(JsonFields, FieldsComeInTheOrderOfTheKeys) {
   EXPECT_EQ((*fields)[5].text, "1.50");
 }
 
-TEST(JsonFields, ADocumentThatIsNoObjectHasNoFields) {
+TEST(JsonFields, ADocumentThatIsNotAnObjectHasNoFields) {
   for (const char* document :
        {"[]", R"(["a"])", R"([{"a":"x"}])", R"("a")", "1", "true", "null", R"([["a"]])"}) {
     for (const Reader reader : {readMessage, readRecord}) {
@@ -147,8 +147,7 @@ TEST(JsonFields, AnArrayIsTextsOnlyWhenEveryElementIsAString) {
   }
   for (const char* array : {"[1]", "[null]", "[true]", "[[]]", "[{}]", R"(["x",1])", R"([null,"x"])",
                             R"(["x",["y"]])", R"([["y"],"x"])", R"([{"y":"z"},"x"])", R"([1.5,"x"])"}) {
-    EXPECT_EQ(fieldA(readMessage, "{\"a\":" + std::string(array) + "}").kind, Kind::another)
-        << array;
+    EXPECT_EQ(fieldA(readMessage, "{\"a\":" + std::string(array) + "}").kind, Kind::another) << array;
   }
 }
 
@@ -193,7 +192,7 @@ TEST(JsonFields, UnpairedSurrogateEscapesOfAMessageReadAsReplacementCharacters) 
       {R"(\ud83e\ud83d\ude00)", "\ufffd😀"},
       {R"(\ud83d\ude00\ude00)", "😀\ufffd"},
       {R"(\ud83d\ude00\ud83d\ude00\ud83d)", "😀😀\ufffd"},
-      // An escaped backslash is no beginning of an escape.
+      // An escaped backslash does not start an escape.
       {R"(\\ud83e)", R"(\ud83e)"},
       {R"(\\ud83e\ud83e)", "\\ud83e\ufffd"},
       {R"(\\\ud83e)", "\\\ufffd"},
@@ -201,14 +200,13 @@ TEST(JsonFields, UnpairedSurrogateEscapesOfAMessageReadAsReplacementCharacters) 
       {R"(\ud83d\\ude00)", "\ufffd\\ude00"},
       {R"(\"\ud83e\")", "\"\ufffd\""},
       {R"(\/\ud83e\/)", "/\ufffd/"},
-      // What stands beside the surrogates in the table of code points is whole.
+      // The neighbours of the surrogates in the table of code points are valid.
       {R"(\ud7ff\ue000\ud83e)", "\ud7ff\ue000\ufffd"},
   };
   for (const auto& [escaped, expected] : cases) {
     EXPECT_EQ(fieldA(readMessage, "{\"a\":\"" + escaped + "\"}"), textField(expected)) << escaped;
-    EXPECT_THAT(fieldA(readMessage, "{\"a\":[\"" + escaped + "\"]}").texts, ElementsAre(expected))
-        << escaped;
-    // As a key, where it must not hide the other one.
+    EXPECT_THAT(fieldA(readMessage, "{\"a\":[\"" + escaped + "\"]}").texts, ElementsAre(expected)) << escaped;
+    // As a key, where it must not hide the other key.
     const std::array<std::string_view, 2> keys = {expected, "other"};
     const auto fields = readMessage("{\"" + escaped + R"(":"x","other":"y"})", keys);
     ASSERT_TRUE(fields) << escaped;
@@ -217,7 +215,7 @@ TEST(JsonFields, UnpairedSurrogateEscapesOfAMessageReadAsReplacementCharacters) 
   }
 }
 
-TEST(JsonFields, MendingSurrogatesMendsNothingElse) {
+TEST(JsonFields, MendingSurrogatesChangesNothingElse) {
   for (const char* document : {
            R"({"a":"\ud83e",b:1})",
            R"({"a":"\ud83e"} x)",
@@ -260,7 +258,7 @@ TEST(JsonFields, AnUnpairedSurrogateEscapeOfARecordIsAnErrorOnlyInAFieldThatWasA
        }) {
     EXPECT_FALSE(readRecord(document)) << document;
   }
-  // U+FFFD itself, written raw or escaped, is a character as any other.
+  // U+FFFD itself, raw or escaped, is an ordinary character.
   EXPECT_EQ(fieldA(readRecord, R"({"a":"\ufffd","b":"\ud83e"})"), textField("\ufffd"));
   EXPECT_EQ(fieldA(readRecord, "{\"a\":\"\ufffd\",\"b\":\"\\ud83e\"}"), textField("\ufffd"));
 }
@@ -278,7 +276,7 @@ TEST(JsonFields, ANumberBeyondADoubleIsAnErrorInAMessageAndInARecordOnlyNoIntege
     EXPECT_EQ(field.asInt32(), std::nullopt) << number;
     EXPECT_EQ(field.asUInt64(), std::nullopt) << number;
   }
-  // The last of these rounds down to the largest double, the first that is refused would round up.
+  // The last accepted number rounds down to the largest double. The first rejected one would round up.
   for (const char* number : {"1e-400", "1.7976931348623157e308", "1.7976931348623158e308",
                              "-1.7976931348623158e+308", "1.797693134862315807e308"}) {
     EXPECT_TRUE(readMessage("{\"a\":" + std::string(number) + "}")) << number;
@@ -334,7 +332,7 @@ TEST(JsonFields, OnlyNumbersThatAreIntegersAndFitAreIntegers) {
       {"9223372036854775808", no, 9'223'372'036'854'775'808U},
       {"1e19", no, 10'000'000'000'000'000'000U},
       {"18446744073709551615", no, 18'446'744'073'709'551'615U},
-      // A double first, and as that 2^64.
+      // Read as a double first, and as a double it is 2^64.
       {"18446744073709551615.0", no, no},
       {"1.8446744073709551615e19", no, no},
       {"18446744073709551616", no, no},
@@ -356,7 +354,7 @@ TEST(JsonFields, OnlyNumbersThatAreIntegersAndFitAreIntegers) {
   }
 }
 
-TEST(JsonFields, AFieldWithAnExponentAtTheEndOfItsRangeIsNoInteger) {
+TEST(JsonFields, AFieldWithAnExponentAtTheEndOfItsRangeIsNotAnInteger) {
   for (const char* digits :
        {"1.5e-9223372036854775808", "15e-9223372036854775808", "1.5e9223372036854775807"}) {
     JsonField field;
@@ -381,7 +379,7 @@ TEST(JsonFields, AnExponentOfAnyLengthIsRead) {
     EXPECT_EQ(fieldA(readRecord, document).asUInt64(), std::nullopt) << tiny;
   }
   EXPECT_EQ(fieldA(readMessage, R"({"a":5e00000000000000000001})").asInt32(), 50);
-  // What looks like one in a text is no exponent.
+  // An exponent inside a text does not count.
   EXPECT_EQ(fieldA(readMessage, R"({"b":0e99999999999,"a":"\"1e99999999999\ud83e"})"),
             textField("\"1e99999999999\ufffd"));
 }
@@ -405,7 +403,7 @@ TEST(JsonFields, NestingGoesTo512LevelsAndNoFurther) {
     EXPECT_FALSE(reader(test::repeated("[", 513) + test::repeated("]", 513), keyA));
     EXPECT_TRUE(reader(test::repeated("{\"a\":", 512) + "1" + test::repeated("}", 512), keyA));
     EXPECT_FALSE(reader(test::repeated("{\"a\":", 513) + "1" + test::repeated("}", 513), keyA));
-    // The field itself sits on the first level.
+    // The field itself is on the first level.
     EXPECT_TRUE(reader("{\"a\":" + test::nested(511) + "}", keyA));
     EXPECT_FALSE(reader("{\"a\":" + test::nested(512) + "}", keyA));
   }
@@ -440,7 +438,7 @@ TEST(JsonFields, EveryTruncationOfADocumentIsRefused) {
   }
 }
 
-TEST(JsonFields, WhatIsWrongIsSaidWithoutTheDocument) {
+TEST(JsonFields, AnErrorDoesNotQuoteTheDocument) {
   for (const char* document :
        {"", "secret", R"({"a":"secret)", R"({"a":"secret\ud83e)", R"({"secret":1e400})"}) {
     try {
@@ -456,7 +454,7 @@ TEST(JsonFields, WhatIsWrongIsSaidWithoutTheDocument) {
 }
 
 TEST(JsonFields, LongTextsAndKeysArriveWhole) {
-  // The parser hands over long texts, and such with escapes, in parts.
+  // The parser delivers long texts, and texts with escapes, in parts.
   for (const std::size_t length : {1U, 100U, 4095U, 4096U, 4097U, 100'000U}) {
     const std::string raw(length, 'x');
     const std::string escaped = test::repeated("\\u0041y\\n", length);

@@ -22,7 +22,7 @@ TEST(JsonGrammar, MendingReplacesUnpairedSurrogateEscapesAndLeavesWholeOnes) {
       {R"("\ud83ex\ude00")", R"("\ufffdx\ufffd")"},
       {R"("\ud83e\u0041\\ud83e\\\ud83e")", R"("\ufffd\u0041\\ud83e\\\ufffd")"},
       {R"("\ud7ff\ue000")", R"("\ud7ff\ue000")"},
-      // Half an escape at the end, and none at all.
+      // Half an escape at the end, and no escape.
       {R"("\ud83e\ude0)", R"("\ufffd\ude0)"},
       {R"("\ud83)", R"("\ud83)"},
       {R"("\)", R"("\)"},
@@ -35,7 +35,7 @@ TEST(JsonGrammar, MendingReplacesUnpairedSurrogateEscapesAndLeavesWholeOnes) {
   EXPECT_EQ(JsonGrammar::mended(R"("\ud83e")", "\\ufffe"), R"("\ufffe")");
 }
 
-TEST(JsonGrammar, EveryPairOfUtf16UnitsIsMendedWhenItIsNoSurrogatePair) {
+TEST(JsonGrammar, EveryPairOfUtf16UnitsIsMendedIfItIsNotASurrogatePair) {
   // The ends of each range, in all combinations.
   const std::vector<std::pair<std::string_view, char>> units = {
       {"\\u0000", 'o'}, {"\\ud7ff", 'o'}, {"\\ud800", 'l'}, {"\\udbff", 'l'},
@@ -91,7 +91,7 @@ TEST(JsonGrammar, TheNearestDoubleIsTheRoundedOneAndInfiniteBeyondTheLargest) {
   EXPECT_EQ(JsonGrammar::nearestDouble(0, "5e-324"), std::numeric_limits<double>::denorm_min());
 }
 
-// What was too small to tell from zero lost its sign, so that "-1e-400" was not what strtod(3) makes of it.
+// A number too small to differ from zero lost its sign, so "-1e-400" was not what strtod(3) returns.
 TEST(JsonGrammar, ADoubleOutOfRangeKeepsItsSign) {
   constexpr double infinity = std::numeric_limits<double>::infinity();
   EXPECT_TRUE(std::signbit(JsonGrammar::nearestDouble(-0.0, "-1e-400")));

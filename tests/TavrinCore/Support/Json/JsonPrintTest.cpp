@@ -21,7 +21,7 @@ std::string printedAgain(std::string_view document) {
   return value ? Json::print(*value) : "not JSON";
 }
 
-TEST(JsonPrint, UsesTwoBlanksALevelAndEndsWithALineFeed) {
+TEST(JsonPrint, UsesTwoSpacesPerLevelAndEndsWithALineFeed) {
   EXPECT_EQ(printedAgain(R"({"b":[1,{"a":null,"c":[[true]]}],"a":"x"})"),
             R"({
   "b": [
@@ -136,7 +136,7 @@ TEST(JsonPrint, RandomDoublesReadBackBitForBitAsDoubles) {
   test::Random random(test::randomSeed());
   int finite = 0;
   for (int i = 0; i < 200'000; ++i) {
-    // All bit patterns at first, then those of ordinary size.
+    // First any bit pattern, then numbers of ordinary size.
     double number = std::bit_cast<double>(random.any<std::uint64_t>());
     if (i % 2 == 1)
       number = std::ldexp(static_cast<double>(random.any<std::uint64_t>() >> random.below(64)),
@@ -174,7 +174,7 @@ TEST(JsonPrint, ADocumentAsDeepAsCanBeReadIsPrinted) {
   EXPECT_TRUE(printed.ends_with("\n]\n"));
 }
 
-TEST(JsonLookUp, AnArrayOfObjectsHoldsNothingElse) {
+TEST(JsonLookUp, AnArrayOfObjectsHoldsOnlyObjects) {
   EXPECT_NE(Json::objects(*Json::parse("[{},{}]")), nullptr);
   EXPECT_NE(Json::objects(*Json::parse("[]")), nullptr);
   for (const char* document : {"[{},1]", "[null]", "[[]]", "{}", "null", "\"[]\"", "3"})

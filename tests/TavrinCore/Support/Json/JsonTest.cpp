@@ -43,7 +43,7 @@ bool areSame(const value& a, const value& b) {
          });
 }
 
-TEST(Json, EveryDocumentOfThePlatformHasTheValueThatItHasThere) {
+TEST(Json, EveryDocumentHasTheValueThatFoundationReads) {
   const auto documents = test::jsonDocuments();
   ASSERT_EQ(documents.size(), 172U);
   std::set<std::string> otherwise;
@@ -144,7 +144,7 @@ TEST(Json, DeepNestingIsReadAndRefusedOnASmallStack) {
           test::repeated("{\"a\":", levels), test::nested(levels), test::nested(513)}) {
       refused += Json::parse(document) ? 0 : 1;
     }
-    // Its value is taken apart on that stack as well.
+    // Its value is destroyed on the same stack.
     deepestAccepted = Json::parse(test::nested(512)).has_value();
   });
   EXPECT_EQ(refused, 5);

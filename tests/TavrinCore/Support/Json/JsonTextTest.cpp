@@ -44,7 +44,7 @@ TEST(JsonText, EverythingBeyondAsciiIsWrittenRaw) {
   EXPECT_EQ(jsonText(""), "\"\"");
 }
 
-TEST(JsonText, WhatIsWrittenReadsBackAndIsAppended) {
+TEST(JsonText, WrittenTextReadsBackAndIsAppended) {
   std::string all;
   for (int c = 0; c < 0x80; ++c) all += static_cast<char>(c);
   all += "é\u2028😀";

@@ -1,4 +1,5 @@
 #pragma once
-// What the process table of macOS uses of the Objective-C runtime's <objc/message.h>, for systems that have none.
+// What the process table of macOS uses of the Objective-C runtime's <objc/message.h>, for systems without
+// that header.
 
 extern "C" void objc_msgSend();

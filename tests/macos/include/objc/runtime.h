@@ -1,6 +1,6 @@
 #pragma once
-// What the process table of macOS uses of the Objective-C runtime's <objc/runtime.h>, for systems that have
-// none: a runtime without classes.
+// What the process table of macOS uses of the Objective-C runtime's <objc/runtime.h>, for systems without
+// that header: a runtime without classes.
 
 using id = struct objc_object*;
 using Class = struct objc_class*;

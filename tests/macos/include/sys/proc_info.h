@@ -1,5 +1,5 @@
 #pragma once
-// What the process table of macOS uses of its <sys/proc_info.h>, for systems that have none.
+// What the process table of macOS uses of <sys/proc_info.h>, for systems without that header.
 #include <cstdint>
 
 enum { PROC_PIDTBSDINFO = 3 };

@@ -1,6 +1,6 @@
 #pragma once
-// What the process table of macOS uses of its <sys/sysctl.h>, for systems that have none: the fields that are
-// read, where they lie on a 64-bit Mac, and a kernel that knows no process.
+// What the process table of macOS uses of <sys/sysctl.h>, for systems without that header: the fields that it
+// reads, where they lie on a 64-bit Mac, and a kernel that knows no process.
 #include <sys/types.h>
 
 #include <cerrno>

@@ -1,0 +1,402 @@
+#include "TavrinTerminal/Commands/Panel.hpp"
+
+#include <algorithm>
+#include <chrono>
+#include <csignal>
+#include <exception>
+#include <map>
+#include <memory>
+#include <optional>
+#include <utility>
+
+#include "TavrinCore/Agents/SettingsFile.hpp"
+#include "TavrinCore/Support/Text.hpp"
+#include "TavrinTerminal/Commands/Focus.hpp"
+#include "TavrinTerminal/Commands/List.hpp"
+#include "TavrinTerminal/Commands/Servers.hpp"
+#include "TavrinTerminal/Panel/BackgroundWork.hpp"
+#include "TavrinTerminal/Panel/PanelKeys.hpp"
+#include "TavrinTerminal/Panel/PanelModel.hpp"
+#include "TavrinTerminal/Panel/Terminal.hpp"
+#include "TavrinTerminal/SessionWatch.hpp"
+#include "TavrinTerminal/ShownText.hpp"
+#include "TavrinTerminal/System/TerminalFocus.hpp"
+
+namespace tavrin::Panel {
+
+namespace {
+
+using PanelNavigation::Direction;
+using std::chrono::milliseconds;
+
+// What an outcome says, in one line, without the line feeds.
+std::string sentenceOf(const Outcome& outcome) {
+  std::string text = outcome.error;
+  if (!text.empty() && !outcome.output.empty()) text += ' ';
+  text += outcome.output;
+  return ShownText::clean(Text::trimmed(text));
+}
+
+// How many agents have hooks of ours in their settings.
+std::int64_t connectedAgents(const Surroundings& surroundings) {
+  return std::ranges::count_if(allAgents, [&](Agent agent) {
+    const AgentHome home = AgentHome::of(agent, surroundings.environment, surroundings.home);
+    const SettingsFile file(home, SettingsFile::defaultOriginals(surroundings.home));
+    return !file.state("", AgentDefinition::definition(agent)).entries.empty();
+  });
+}
+
+// The screen while it is open.
+class Screen {
+ public:
+  Screen(const Surroundings& surroundings, const Console& console, const TerminalTraits& traits)
+      : surroundings_(surroundings),
+        watched_(surroundings),
+        traits_(traits),
+        watch_(
+            surroundings, withoutReader(console),
+            [this](std::vector<ObservedSession> sessions) { guarded([&] { take(std::move(sessions)); }); }),
+        background_(watch_.loop()),
+        clock_(watch_.loop(), [this] { guarded([this] { draw(); }); }),
+        nextServers_(watch_.loop(), [this] { guarded([this] { lookForServers(); }); }),
+        lastKey_(std::chrono::steady_clock::now()),
+        terminal_(watch_.loop(), console.outDescriptor, traits, console.colour,
+                  {.key = [this](const Key& key) { guarded([&] { press(key); }); },
+                   .gone = [this] { watch_.stop({.why = SessionWatch::End::Why::readerGone}); }}) {
+    // Asking terminals where sessions are takes its time, so rows are made of what is known already.
+    watched_.places = [this](const std::vector<Session>& sessions) { return knownPlaces(sessions); };
+    const auto onSignal = [this](int signal, std::function<void()> then) {
+      return std::make_unique<SignalWatch>(watch_.loop(), signal,
+                                           [this, then = std::move(then)] { guarded(then); });
+    };
+    signals_.push_back(onSignal(SIGWINCH, [this] { resized(); }));
+    signals_.push_back(onSignal(SIGCONT, [this] { resumed(); }));
+    signals_.push_back(onSignal(
+        SIGQUIT, [this] { watch_.stop({.why = SessionWatch::End::Why::signalled, .signal = SIGQUIT}); }));
+    watchSuspend();
+    model_.resize(terminal_.size());
+  }
+
+  Outcome run() {
+    lookForAgents();
+    lookForServers();
+    const SessionWatch::End end = watch_.run();
+    if (thrown_) std::rethrow_exception(thrown_);
+    return Outcome::endedBy(end.signal);
+  }
+
+ private:
+  static Console withoutReader(Console console) {
+    console.outDescriptor = -1;  // the terminal itself says when nobody is there
+    return console;
+  }
+
+  // libuv's functions in C have no place for exceptions to pass.
+  template <class Body>
+  void guarded(Body&& body) {
+    try {
+      body();
+    } catch (...) {
+      thrown_ = std::current_exception();
+      watch_.stop();
+    }
+  }
+
+  void take(std::vector<ObservedSession> sessions) {
+    sessions_ = inShownOrder(std::move(sessions), surroundings_.home, false);
+    makeRows();
+    lookForPlaces();
+  }
+
+  void makeRows() {
+    model_.takeSessions(sessionRows(sessions_, watched_));
+    draw();
+  }
+
+  void draw() {
+    const PanelModel::Screen screen = model_.screen(surroundings_.now());
+    terminal_.show(PanelGrid(screen.lines, terminal_.size(), traits_.hasUnicode));
+    constexpr milliseconds second{1'000};
+    constexpr milliseconds minute{60'000};
+    const milliseconds interval = screen.showsSeconds ? second : minute;
+    if (interval != interval_) clock_.startRepeating(interval);
+    interval_ = interval;
+  }
+
+  // Places.
+
+  static std::string placeKey(const Session& session) {
+    return session.sessionId + '\n' + std::to_string(session.agentPid) + '\n' + session.tty.value_or("");
+  }
+
+  std::vector<SessionPlace> knownPlaces(const std::vector<Session>& sessions) const {
+    std::vector<SessionPlace> places;
+    places.reserve(sessions.size());
+    for (const Session& session : sessions) {
+      const auto known = places_.find(placeKey(session));
+      places.push_back(known == places_.end() ? SessionPlace() : known->second);
+    }
+    return places;
+  }
+
+  // Asks for the places of sessions that are new. Those that are known are asked for again with them.
+  void lookForPlaces() {
+    const bool isKnown = std::ranges::all_of(sessions_, [this](const ObservedSession& session) {
+      return places_.contains(placeKey(session.record));
+    });
+    if (isKnown || isLookingForPlaces_) return;
+    isLookingForPlaces_ = true;
+    auto sessions = std::make_shared<std::vector<Session>>(asObserved(sessions_));
+    auto found = std::make_shared<std::vector<SessionPlace>>();
+    background_.add(
+        [this, sessions, found] {
+          *found = surroundings_.places ? surroundings_.places(*sessions)
+                                        : TerminalFocus::ofThisSystem(surroundings_).places(*sessions);
+        },
+        [this, sessions, found](const std::exception_ptr&) {
+          guarded([&] {
+            isLookingForPlaces_ = false;
+            found->resize(sessions->size());
+            places_.clear();
+            for (std::size_t i = 0; i < sessions->size(); ++i)
+              places_.emplace(placeKey((*sessions)[i]), (*found)[i]);
+            makeRows();
+            lookForPlaces();
+          });
+        });
+  }
+
+  // Servers and agents.
+
+  void lookForServers() {
+    constexpr milliseconds interval{30'000};
+    constexpr std::chrono::minutes patience{5};
+    nextServers_.stop();
+    if (isLookingForServers_) return;
+    if (std::chrono::steady_clock::now() - lastKey_ > patience) return;
+    isLookingForServers_ = true;
+    auto found = std::make_shared<std::vector<LocalServer>>();
+    background_.add([this, found] { *found = Servers::running(surroundings_); },
+                    [this, found, interval](const std::exception_ptr& thrown) {
+                      guarded([&] {
+                        isLookingForServers_ = false;
+                        model_.takeServers(thrown ? std::nullopt : std::optional(std::move(*found)));
+                        draw();
+                        nextServers_.start(interval);
+                      });
+                    });
+  }
+
+  void lookForAgents() {
+    auto count = std::make_shared<std::int64_t>(0);
+    background_.add([this, count] { *count = connectedAgents(surroundings_); },
+                    [this, count](const std::exception_ptr&) {
+                      guarded([&] {
+                        model_.takeAgents(*count > 0 ? ActivityEmptyContent::Agents::connected(*count)
+                                                     : ActivityEmptyContent::Agents::off());
+                        draw();
+                      });
+                    });
+  }
+
+  // Signals.
+
+  void watchSuspend() {
+    suspend_ =
+        std::make_unique<SignalWatch>(watch_.loop(), SIGTSTP, [this] { guarded([this] { suspend(); }); });
+  }
+
+  void resized() {
+    terminal_.forget();
+    model_.resize(terminal_.size());
+    draw();
+  }
+
+  // The default of SIGTSTP stops the process; the shell's fg brings it back to the next line.
+  void suspend() {
+    terminal_.giveBack();
+    suspend_.reset();
+    ::raise(SIGTSTP);
+    watchSuspend();
+    resumed();
+  }
+
+  void resumed() {
+    terminal_.take();
+    resized();
+  }
+
+  // Keys.
+
+  void press(const Key& key) {
+    const bool wasIdle = !nextServers_.isRunning();
+    lastKey_ = std::chrono::steady_clock::now();
+    const PanelAction action = PanelKeys::action(model_.mode(), key);
+    if (action == PanelAction::nothing) return;
+    model_.say("");
+    perform(action, key);
+    if (wasIdle) lookForServers();
+    draw();
+  }
+
+  void perform(PanelAction action, const Key& key) {
+    switch (action) {
+      case PanelAction::nothing:
+        break;
+      case PanelAction::up:
+        model_.move(Direction::up);
+        break;
+      case PanelAction::down:
+        model_.move(Direction::down);
+        break;
+      case PanelAction::pageUp:
+        model_.movePage(Direction::up);
+        break;
+      case PanelAction::pageDown:
+        model_.movePage(Direction::down);
+        break;
+      case PanelAction::first:
+        model_.moveToEnd(Direction::up);
+        break;
+      case PanelAction::last:
+        model_.moveToEnd(Direction::down);
+        break;
+      case PanelAction::pick:
+        if (model_.selectAt(key.row).value_or(false)) activate();
+        break;
+      case PanelAction::activate:
+        activate();
+        break;
+      case PanelAction::open:
+        open();
+        break;
+      case PanelAction::askToStop:
+        model_.askToStop();
+        break;
+      case PanelAction::stop:
+        stop();
+        break;
+      case PanelAction::endQuestion:
+        model_.endQuestion();
+        break;
+      case PanelAction::toggleIdle:
+        model_.toggleIdle();
+        break;
+      case PanelAction::startFilter:
+        model_.startFilter();
+        break;
+      case PanelAction::typeFilter:
+        model_.typeFilter(key.text);
+        break;
+      case PanelAction::eraseFilter:
+        model_.eraseFilter();
+        break;
+      case PanelAction::keepFilter:
+        model_.endFilter(true);
+        break;
+      case PanelAction::dropFilter:
+        model_.endFilter(false);
+        break;
+      case PanelAction::toggleHelp:
+        model_.toggleHelp();
+        break;
+      case PanelAction::refresh:
+        model_.sortAnew();
+        lookForAgents();
+        lookForServers();
+        break;
+      case PanelAction::redraw:
+        resized();
+        break;
+      case PanelAction::quit:
+        watch_.stop();
+        break;
+    }
+  }
+
+  // Does it beside the loop, and shows what comes of it.
+  void report(std::function<Outcome()> work, std::function<void()> then = nullptr) {
+    auto outcome = std::make_shared<Outcome>();
+    background_.add([outcome, work = std::move(work)] { *outcome = work(); },
+                    [this, outcome, then = std::move(then)](const std::exception_ptr& thrown) {
+                      guarded([&] {
+                        if (thrown) std::rethrow_exception(thrown);
+                        model_.say(sentenceOf(*outcome));
+                        if (then) then();
+                        draw();
+                      });
+                    });
+  }
+
+  void activate() {
+    if (model_.selectedServer() != nullptr) open();
+    const SessionRow* const row = model_.selectedSession();
+    if (row == nullptr) return;
+    const std::string id = row->session.record.sessionId;
+    report([this, id] { return Focus::run({.session = id}, surroundings_); });
+  }
+
+  static std::string wordFor(const LocalServer& server) {
+    return std::to_string(server.pid) + ":" + std::to_string(server.port());
+  }
+
+  // Nobody is asked, because the person was asked on the screen.
+  static Console silent() {
+    Console console;
+    console.out = [](std::string_view) { return true; };
+    console.error = [](std::string_view) { return true; };
+    console.readLine = [] { return std::nullopt; };
+    return console;
+  }
+
+  void open() {
+    const LocalServer* const server = model_.selectedServer();
+    if (server == nullptr) return;
+    report([this, word = wordFor(*server)] { return Servers::open(word, surroundings_, silent()); });
+  }
+
+  void stop() {
+    const LocalServer* const server = model_.selectedServer();
+    model_.endQuestion();
+    if (server == nullptr) return;
+    model_.say("Stopping " + ShownText::clean(server->displayName()) + "...");
+    report(
+        [this, word = wordFor(*server)] {
+          return Servers::stop({.server = word, .yes = true}, surroundings_, silent());
+        },
+        [this] { lookForServers(); });
+  }
+
+  const Surroundings& surroundings_;
+  Surroundings watched_;
+  TerminalTraits traits_;
+  std::exception_ptr thrown_;
+  PanelModel model_;
+  std::vector<ObservedSession> sessions_;
+  std::map<std::string, SessionPlace> places_;
+  bool isLookingForPlaces_ = false;
+  bool isLookingForServers_ = false;
+  // What follows waits on the loop of the first, and is gone before it.
+  SessionWatch watch_;
+  BackgroundWork background_;
+  Timer clock_;
+  milliseconds interval_{0};
+  Timer nextServers_;
+  std::chrono::steady_clock::time_point lastKey_;
+  std::vector<std::unique_ptr<SignalWatch>> signals_;
+  std::unique_ptr<SignalWatch> suspend_;
+  Terminal terminal_;  // goes first, so that the terminal is back before anything is waited for
+};
+
+}  // namespace
+
+Outcome run(const Surroundings& surroundings, const Console& console) {
+  const TerminalTraits traits = TerminalTraits::of(surroundings.environment);
+  if (!surroundings.hasHome())
+    return Outcome::failed("no panel was opened, because " + std::string(noHomeSentence));
+  if (!console.outputIsTerminal || traits.isDumb) return List::run({}, surroundings, console);
+  Screen screen(surroundings, console, traits);
+  return screen.run();
+}
+
+}  // namespace tavrin::Panel

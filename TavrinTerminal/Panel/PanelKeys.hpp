@@ -1,0 +1,45 @@
+#pragma once
+
+#include <cstdint>
+
+#include "TavrinTerminal/Panel/KeyParser.hpp"
+#include "TavrinTerminal/Panel/PanelModel.hpp"
+
+namespace tavrin {
+
+/// What a key asks the panel to do.
+enum class PanelAction : std::uint8_t {
+  nothing,
+  up,
+  down,
+  pageUp,
+  pageDown,
+  first,
+  last,
+  pick,  ///< select the row that was clicked, or activate it when it is selected
+  activate,
+  open,
+  askToStop,
+  stop,
+  endQuestion,
+  toggleIdle,
+  startFilter,
+  typeFilter,
+  eraseFilter,
+  keepFilter,
+  dropFilter,
+  toggleHelp,
+  refresh,
+  redraw,
+  quit,
+};
+
+/// Which key does what.
+namespace PanelKeys {
+
+/// What `key` asks for while the panel is in `mode`.
+PanelAction action(PanelModel::Mode mode, const Key& key);
+
+}  // namespace PanelKeys
+
+}  // namespace tavrin

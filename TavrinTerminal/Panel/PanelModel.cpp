@@ -1,0 +1,285 @@
+#include "TavrinTerminal/Panel/PanelModel.hpp"
+
+#include <algorithm>
+#include <iterator>
+#include <unordered_map>
+#include <utility>
+
+#include "TavrinCore/Panel/ServerPlacement.hpp"
+#include "TavrinCore/Support/Text.hpp"
+#include "TavrinTerminal/ShownText.hpp"
+
+namespace tavrin {
+
+namespace {
+
+constexpr std::size_t longestFilter = 200;  // bytes
+
+bool contains(const std::string& text, const std::string& lowered) {
+  return lowered.empty() || Text::lowerCased(text).find(lowered) != std::string::npos;
+}
+
+bool fits(const SessionRow& row, const std::string& lowered) {
+  if (lowered.empty()) return true;
+  const Session& record = row.session.record;
+  std::string text = row.label;
+  for (const std::string_view part : {displayName(record.agent), label(row.session.state),
+                                      std::string_view(row.tool), std::string_view(row.terminal)}) {
+    text += '\n';
+    text += part;
+  }
+  if (record.title) text += '\n' + *record.title;
+  return contains(text, lowered);
+}
+
+bool fits(const LocalServer& server, const std::string& lowered) {
+  return contains(server.displayName() + '\n' + server.allPortsLabel() + '\n' + server.repo.displayName(),
+                  lowered);
+}
+
+PanelFocus elementOf(const LocalServer& server) {
+  return PanelFocus::server(server.pid, server.port());
+}
+
+// What the library's functions for order and placement look at.
+Session outline(const SessionRow& row) {
+  Session session;
+  session.sessionId = row.session.record.sessionId;
+  session.repoRoot = row.session.record.repoRoot;
+  return session;
+}
+
+}  // namespace
+
+void PanelModel::takeSessions(std::vector<SessionRow> sessions) {
+  std::vector<std::string> order;
+  order.reserve(sessions_.size());
+  for (const SessionRow& row : sessions_) order.push_back(row.session.record.sessionId);
+  std::vector<Session> outlines;
+  outlines.reserve(sessions.size());
+  std::unordered_map<std::string_view, std::size_t> byId;
+  sorted_.clear();
+  summary_ = {};
+  std::vector<Session> counted(sessions.size());
+  for (std::size_t i = 0; i < sessions.size(); ++i) {
+    outlines.push_back(outline(sessions[i]));
+    byId.emplace(sessions[i].session.record.sessionId, i);
+    sorted_.push_back(sessions[i].session.record.sessionId);
+    counted[i].state = sessions[i].session.state;
+  }
+  summary_ = SessionAggregator::summary(counted);
+  std::vector<std::size_t> places;
+  for (const Session& held : PanelNavigation::holding(outlines, order))
+    places.push_back(byId.at(held.sessionId));
+  std::vector<SessionRow> inOrder;
+  inOrder.reserve(sessions.size());
+  for (const std::size_t place : places) inOrder.push_back(std::move(sessions[place]));
+  sessions_ = std::move(inOrder);
+  rebuild();
+}
+
+void PanelModel::takeServers(std::optional<std::vector<LocalServer>> servers) {
+  localhost_ =
+      servers ? ActivityEmptyContent::Localhost::quiet : ActivityEmptyContent::Localhost::unavailable;
+  servers_ = std::move(servers);
+  rebuild();
+}
+
+void PanelModel::resize(ScreenSize size) {
+  size_ = size;
+  reveal();
+}
+
+void PanelModel::sortAnew() {
+  std::unordered_map<std::string_view, std::size_t> rank;
+  for (const std::string& id : sorted_) rank.emplace(id, rank.size());
+  std::ranges::stable_sort(sessions_, {},
+                           [&](const SessionRow& row) { return rank.at(row.session.record.sessionId); });
+  rebuild();
+}
+
+void PanelModel::rebuild() {
+  const std::string lowered = Text::lowerCased(filter_);
+  items_.clear();
+  shownServers_.clear();
+  widths_ = {};
+  hiddenIdle_ = 0;
+  std::vector<std::size_t> shown;
+  std::vector<Session> outlines;
+  for (std::size_t i = 0; i < sessions_.size(); ++i) {
+    const bool isHidden = hidesIdle_ && sessions_[i].session.state == SessionState::idle;
+    hiddenIdle_ += isHidden ? 1 : 0;
+    if (isHidden || !fits(sessions_[i], lowered)) continue;
+    shown.push_back(i);
+    if (servers_ && !servers_->empty()) outlines.push_back(outline(sessions_[i]));
+  }
+  ServerPlacement::Placed placed;
+  if (servers_ && !servers_->empty()) placed = ServerPlacement::place(*servers_, outlines);
+
+  const auto widen = [](int& width, std::string_view text) {
+    width = std::max(width, static_cast<int>(ShownText::width(text)));
+  };
+  const auto addServer = [&](LocalServer server) {
+    widen(widths_.server, ShownText::clean(server.displayName()));
+    widen(widths_.port, server.portLabel(false));
+    items_.push_back(
+        {.kind = Item::Kind::server, .index = shownServers_.size(), .element = elementOf(server)});
+    shownServers_.push_back(std::move(server));
+  };
+  for (const std::size_t i : shown) {
+    const SessionRow& row = sessions_[i];
+    widen(widths_.label, row.label);
+    widen(widths_.tool, row.tool);
+    widen(widths_.place, row.terminal);
+    const std::string& id = row.session.record.sessionId;
+    items_.push_back({.kind = Item::Kind::session, .index = i, .element = PanelFocus::session(id)});
+    const auto servers = placed.bySession.find(id);
+    if (servers == placed.bySession.end()) continue;
+    for (LocalServer& server : servers->second) addServer(std::move(server));
+  }
+  std::erase_if(placed.orphans, [&](const LocalServer& server) { return !fits(server, lowered); });
+  if (!placed.orphans.empty())
+    items_.push_back({.kind = Item::Kind::heading, .index = 0, .element = std::nullopt});
+  for (LocalServer& server : placed.orphans) addServer(std::move(server));
+
+  // A row that is gone leaves the selection where it was on the screen.
+  if (selection_ && !itemOf(*selection_)) selection_.reset();
+  if (!selection_ && !items_.empty()) {
+    std::size_t item = std::min(lastItem_, items_.size() - 1);
+    if (!items_[item].element) item = item + 1 < items_.size() ? item + 1 : item - 1;
+    select(item);
+  }
+  if (mode_ == Mode::confirm && selectedServer() == nullptr) mode_ = Mode::list;
+  reveal();
+}
+
+std::optional<std::size_t> PanelModel::itemOf(const PanelFocus& element) const {
+  const auto found = std::ranges::find(items_, std::optional(element), &Item::element);
+  if (found == items_.end()) return std::nullopt;
+  return static_cast<std::size_t>(found - items_.begin());
+}
+
+std::optional<std::size_t> PanelModel::selectedItem() const {
+  return selection_ ? itemOf(*selection_) : std::nullopt;
+}
+
+void PanelModel::select(std::size_t item) {
+  selection_ = items_[item].element;
+  lastItem_ = item;
+}
+
+const SessionRow* PanelModel::selectedSession() const {
+  const auto item = selectedItem();
+  return item && items_[*item].kind == Item::Kind::session ? &sessions_[items_[*item].index] : nullptr;
+}
+
+const LocalServer* PanelModel::selectedServer() const {
+  const auto item = selectedItem();
+  return item && items_[*item].kind == Item::Kind::server ? &shownServers_[items_[*item].index] : nullptr;
+}
+
+// Scrolls as little as needed to have the selected row, and as many rows as fit, on the screen.
+void PanelModel::reveal() {
+  const auto height = static_cast<std::size_t>(bodyHeight());
+  const auto item = selectedItem();
+  if (item) {
+    lastItem_ = *item;
+    // The heading above the first of the other servers comes with it.
+    const bool hasHeading = *item > 0 && !items_[*item - 1].element && height > 1;
+    top_ = std::min(top_, hasHeading ? *item - 1 : *item);
+    if (*item >= top_ + height) top_ = *item + 1 - height;
+  }
+  top_ = std::min(top_, items_.size() - std::min(items_.size(), height));
+}
+
+void PanelModel::setMode(Mode mode) {
+  mode_ = mode;
+  helpTop_ = 0;
+  say("");
+}
+
+void PanelModel::say(std::string message) {
+  message_ = std::move(message);
+  reveal();
+}
+
+void PanelModel::move(PanelNavigation::Direction direction) {
+  const bool down = direction == PanelNavigation::Direction::down;
+  if (mode_ == Mode::help) {
+    const std::size_t all = helpLines().size();
+    const std::size_t last = all - std::min(all, static_cast<std::size_t>(bodyHeight()));
+    helpTop_ = down ? std::min(helpTop_ + 1, last) : helpTop_ - std::min<std::size_t>(helpTop_, 1);
+    return;
+  }
+  std::vector<PanelFocus> elements;
+  for (const Item& item : items_) {
+    if (item.element) elements.push_back(*item.element);
+  }
+  selection_ = PanelNavigation::next(selection_, elements, direction);
+  reveal();
+}
+
+void PanelModel::movePage(PanelNavigation::Direction direction) {
+  const bool down = direction == PanelNavigation::Direction::down;
+  const auto item = selectedItem();
+  const auto page = static_cast<std::size_t>(bodyHeight());
+  if (mode_ == Mode::help) {
+    for (std::size_t i = 0; i < page; ++i) move(direction);
+  } else if (item) {
+    std::size_t target = down ? std::min(*item + page, items_.size() - 1) : *item - std::min(*item, page);
+    if (!items_[target].element) target = down || target == 0 ? target + 1 : target - 1;
+    select(target);
+    reveal();
+  }
+}
+
+void PanelModel::moveToEnd(PanelNavigation::Direction direction) {
+  if (items_.empty() || mode_ == Mode::help) return;
+  const bool down = direction == PanelNavigation::Direction::down;
+  std::size_t target = down ? items_.size() - 1 : 0;
+  if (!items_[target].element) ++target;  // a heading is never the last
+  select(target);
+  reveal();
+}
+
+std::optional<bool> PanelModel::selectAt(int screenRow) {
+  constexpr int above = 2;
+  if (mode_ != Mode::list || screenRow < above || screenRow >= above + bodyHeight()) return std::nullopt;
+  const std::size_t item = top_ + static_cast<std::size_t>(screenRow - above);
+  if (item >= items_.size() || !items_[item].element) return std::nullopt;
+  const bool wasSelected = selection_ == items_[item].element;
+  select(item);
+  return wasSelected;
+}
+
+void PanelModel::toggleIdle() {
+  hidesIdle_ = !hidesIdle_;
+  rebuild();
+}
+
+void PanelModel::typeFilter(std::string_view character) {
+  if (filter_.size() + character.size() > longestFilter) return;
+  filter_ += character;
+  rebuild();
+}
+
+void PanelModel::eraseFilter() {
+  if (filter_.empty()) {
+    endFilter(false);
+    return;
+  }
+  filter_.resize(filter_.size() - Text::lastCharacters(filter_, 1).size());
+  rebuild();
+}
+
+void PanelModel::endFilter(bool keep) {
+  if (!keep) filter_.clear();
+  setMode(Mode::list);
+  rebuild();
+}
+
+void PanelModel::askToStop() {
+  if (selectedServer() != nullptr) setMode(Mode::confirm);
+}
+
+}  // namespace tavrin

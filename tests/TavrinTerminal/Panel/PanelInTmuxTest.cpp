@@ -1,0 +1,321 @@
+// The panel as a person has it: the real program in a real tmux, with sessions of the real hook.
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <csignal>
+#include <fstream>
+
+#include "TavrinTerminal/Panel/ScreenWriter.hpp"
+#include "tests/TavrinTerminal/Panel/PanelScene.hpp"
+#include "tests/TavrinTerminal/Panel/TmuxPane.hpp"
+
+namespace tavrin::test {
+namespace {
+
+using testing::HasSubstr;
+using testing::Not;
+
+// What a terminal is left with.
+constexpr const char* flags =
+    "#{alternate_on} #{cursor_flag} #{mouse_any_flag} #{mouse_sgr_flag} #{keypad_cursor_flag} #{insert_flag}";
+
+class PanelInTmux : public testing::Test {
+ protected:
+  void SetUp() override {
+    if (!TmuxPane::isAvailable()) GTEST_SKIP() << "tmux is not installed, so the panel is not tried in it.";
+  }
+
+  void open(const TmuxPane::Options& options = {}) {
+    pane = std::make_unique<TmuxPane>(home, options);
+    type("echo before-the-panel");
+    EXPECT_TRUE(pane->shows("\nbefore-the-panel"));
+    flagsBefore = pane->value(flags);
+    type(
+        "s() { stty -a; for d in 0 1 2; do grep flags /proc/$$/fdinfo/$d; done; }; s >\"$HOME/before\"; "
+        "clear; echo "
+        "before-the-panel");
+    EXPECT_TRUE(pane->waitFor([this] { return pane->screen().starts_with("before-the-panel\n"); }))
+        << pane->screen();
+    type("sh -c 'echo $$ >\"$HOME/pid\"; exec " TAVRIN_EXECUTABLE
+         " panel'; echo status $?; s >\"$HOME/after\"; echo done");
+  }
+
+  void openAndWait(const TmuxPane::Options& options = {}) {
+    open(options);
+    EXPECT_TRUE(pane->shows("q quit")) << pane->screen();
+  }
+
+  void type(const std::string& line) const {
+    pane->type(line);
+    pane->press("Enter");
+  }
+
+  pid_t pid() const { return std::stoi(readFile(home.path() / "pid")); }
+
+  // The terminal is as it was before the panel was opened.
+  void expectAsBefore() {
+    EXPECT_TRUE(pane->shows("\ndone")) << pane->screen();
+    EXPECT_EQ(readFile(home.path() / "before"), readFile(home.path() / "after"));
+    EXPECT_EQ(pane->value(flags), flagsBefore);
+    EXPECT_THAT(pane->screen(), testing::StartsWith("before-the-panel\n"));
+  }
+
+  void hook(const std::string& id, const std::string& event, const std::string& project = "shop",
+            const std::string& more = "") const {
+    const std::string folder = (home.path() / project).string();
+    std::filesystem::create_directories(folder);
+    EXPECT_EQ(runHook(home.path(), R"({"session_id":")" + id + R"(","hook_event_name":")" + event +
+                                       R"(","cwd":")" + folder + "\"" + more + "}"),
+              silentSuccess);
+  }
+
+  ScratchHome home;
+  std::unique_ptr<TmuxPane> pane;
+  std::string flagsBefore;
+};
+
+TEST_F(PanelInTmux, ASessionAppearsWaitsAndGoes) {
+  openAndWait();
+  EXPECT_TRUE(pane->shows(" No Claude Code sessions\n"));
+  hook("s1", "UserPromptSubmit");
+  EXPECT_TRUE(pane->shows(" 1 burning\n")) << pane->screen();
+  EXPECT_THAT(pane->screen(), testing::ContainsRegex("shop +Claude +burning"));
+  hook("s1", "PermissionRequest", "shop", R"(,"tool_name":"Bash")");
+  EXPECT_TRUE(pane->shows(" 1 needs you\n")) << pane->screen();
+  EXPECT_THAT(pane->screen(), testing::ContainsRegex("shop +Claude +needs you +Bash"));
+  hook("s1", "SessionEnd");
+  EXPECT_TRUE(pane->shows(" No Claude Code sessions\n")) << pane->screen();
+  EXPECT_TRUE(pane->hides("shop"));
+  pane->type("q");
+  EXPECT_TRUE(pane->shows("status 0"));
+  expectAsBefore();
+}
+
+TEST_F(PanelInTmux, RowsHoldStillAndKeysMove) {
+  hook("a", "UserPromptSubmit", "alpha");
+  hook("b", "UserPromptSubmit", "beta");
+  hook("c", "Stop", "gamma");
+  openAndWait();
+  EXPECT_TRUE(pane->shows("gamma")) << pane->screen();
+  const auto rowOf = [this](const std::string& label) {
+    const std::string screen = pane->screen();
+    return std::ranges::count(screen.substr(0, screen.find(label)), '\n');
+  };
+  EXPECT_EQ(rowOf("alpha"), 2);
+  EXPECT_EQ(rowOf("gamma"), 4);
+  hook("c", "PermissionRequest", "gamma", R"(,"tool_name":"Bash")");
+  EXPECT_TRUE(pane->shows("1 needs you"));
+  EXPECT_EQ(rowOf("gamma"), 4);
+  const auto isAt = [this](const std::string& row) {
+    return TmuxPane::waitFor([&] { return pane->value("#{cursor_y}") == row + "\n"; });
+  };
+  EXPECT_TRUE(isAt("2"));
+  for (const auto& [key, row] : std::vector<std::pair<std::string, std::string>>{{"Down", "3"},
+                                                                                 {"j", "4"},
+                                                                                 {"j", "2"},
+                                                                                 {"Up", "4"},
+                                                                                 {"k", "3"},
+                                                                                 {"Home", "2"},
+                                                                                 {"G", "4"},
+                                                                                 {"g", "2"}}) {
+    pane->press(key);
+    EXPECT_TRUE(isAt(row)) << key << "\n" << pane->screen();
+  }
+  pane->type("\033[<0;5;4M\033[<0;5;4m");
+  EXPECT_TRUE(isAt("3"));
+  pane->type("\033[<65;1;1M");
+  EXPECT_TRUE(isAt("4"));
+  pane->press("r");
+  EXPECT_TRUE(TmuxPane::waitFor([&] { return rowOf("gamma") == 2; })) << pane->screen();
+}
+
+TEST_F(PanelInTmux, TheFilterAndTheHelpComeAndGo) {
+  hook("a", "UserPromptSubmit", "alpha");
+  hook("b", "UserPromptSubmit", "beta");
+  openAndWait();
+  pane->type("/bet");
+  EXPECT_TRUE(pane->hides("alpha")) << pane->screen();
+  EXPECT_THAT(pane->screen(), HasSubstr("/bet"));
+  pane->press("Enter");
+  EXPECT_TRUE(pane->shows("2 burning  /bet"));
+  pane->press("Escape");
+  EXPECT_TRUE(pane->shows("alpha"));
+  pane->type("?");
+  EXPECT_TRUE(pane->shows("move up and down"));
+  pane->press("Escape");
+  EXPECT_TRUE(pane->hides("move up and down"));
+  pane->type("q");
+  expectAsBefore();
+}
+
+TEST_F(PanelInTmux, EnterGoesToTheWindowOfTheSession) {
+  openAndWait();
+  // An agent is what started the shell that runs the hook.
+  writeFile(home.path() / "agent",
+            R"(printf '{"session_id":"s1","hook_event_name":"UserPromptSubmit","cwd":"/tmp"}' | )" +
+                hookExecutable().string() + "; cat");
+  pane->tell({"new-window", "-d", "-t", ":7", "exec timeout --foreground 600 sh \"$HOME/agent\""});
+  EXPECT_TRUE(pane->shows("tmux:7.0")) << pane->screen();
+  EXPECT_EQ(pane->tell({"display-message", "-p", "#{window_index}"}), "0\n");
+  pane->press("Enter");
+  EXPECT_TRUE(TmuxPane::waitFor([this] {
+    return pane->tell({"display-message", "-p", "#{window_index}"}) == "7\n";
+  })) << pane->screen();
+}
+
+TEST_F(PanelInTmux, StopsAServerAfterAsking) {
+  const std::string python = "/usr/bin/python3";
+  if (!std::filesystem::exists(python)) GTEST_SKIP() << "python3 is not installed, so no server is stopped.";
+  const std::filesystem::path folder = home.path() / "site";
+  std::filesystem::create_directories(folder);
+  const Subprocess server({python, "-uc",
+                           "import os, http.server as h; os.chdir('" + folder.string() +
+                               "'); s = h.HTTPServer(('127.0.0.1', 0), h.SimpleHTTPRequestHandler); "
+                               "print(s.server_port); s.serve_forever()"});
+  const std::string port = server.readLine();
+  openAndWait();
+  EXPECT_TRUE(pane->shows("  " + port + "  ")) << pane->screen();
+  pane->type("/" + port);
+  pane->press("Enter");
+  EXPECT_TRUE(pane->shows("s stop")) << pane->screen();
+  pane->type("s");
+  EXPECT_TRUE(pane->shows("on port " + port + "? (y/n)")) << pane->screen();
+  pane->type("n");
+  EXPECT_TRUE(pane->shows("s stop")) << pane->screen();
+  EXPECT_EQ(::kill(server.pid(), 0), 0);
+  pane->type("sy");
+  EXPECT_TRUE(pane->shows("on port " + port + " has stopped.")) << pane->screen();
+  EXPECT_TRUE(pane->shows("Nothing matches the filter.")) << pane->screen();
+}
+
+TEST_F(PanelInTmux, EverySignalLeavesTheTerminalAsItWas) {
+  for (const int signal : {SIGTERM, SIGHUP, SIGQUIT, SIGABRT, SIGSEGV}) {
+    SCOPED_TRACE(strsignal(signal));
+    openAndWait();
+    EXPECT_THAT(pane->value(flags), testing::StartsWith("1 "));
+    ::kill(pid(), signal);
+    // The shell may add words of its own about the signal.
+    EXPECT_TRUE(pane->shows("status " + std::to_string(128 + signal))) << pane->screen();
+    expectAsBefore();
+    pane.reset();
+  }
+}
+
+TEST_F(PanelInTmux, KeysThatSendSignalsStillDo) {
+  openAndWait();
+  pane->press("C-c");
+  EXPECT_TRUE(pane->shows("\n$")) << pane->screen();
+  EXPECT_EQ(pane->value(flags), flagsBefore);
+}
+
+TEST_F(PanelInTmux, StopsAndComesBackWithFg) {
+  hook("a", "UserPromptSubmit", "alpha");
+  open();
+  EXPECT_TRUE(pane->shows("alpha")) << pane->screen();
+  pane->press("C-z");
+  EXPECT_TRUE(pane->hides("alpha")) << pane->screen();
+  EXPECT_TRUE(TmuxPane::waitFor([this] { return pane->value(flags) == flagsBefore; }));
+  type("s >\"$HOME/stopped\"; echo stopped-$((40 + 2))");
+  EXPECT_TRUE(pane->shows("stopped-42")) << pane->screen();
+  EXPECT_EQ(readFile(home.path() / "before"), readFile(home.path() / "stopped"));
+  // In the background it neither draws nor reads.
+  hook("b", "UserPromptSubmit", "beta");
+  type("bg; echo background-$((40 + 2))");
+  EXPECT_TRUE(pane->shows("background-42"));
+  EXPECT_THAT(pane->screen(), Not(HasSubstr("beta")));
+  type("fg");
+  EXPECT_TRUE(pane->shows("beta")) << pane->screen();
+  EXPECT_THAT(pane->screen(), Not(HasSubstr("stopped-42")));
+  pane->type("q");
+  EXPECT_TRUE(pane->shows("stopped-42")) << pane->screen();
+  EXPECT_TRUE(TmuxPane::waitFor([this] { return pane->value(flags) == flagsBefore; }));
+}
+
+TEST_F(PanelInTmux, EndsWhenItsTerminalIsGone) {
+  openAndWait();
+  const pid_t panel = pid();
+  pane->tell({"kill-server"});
+  EXPECT_TRUE(TmuxPane::waitFor([&] { return ::kill(panel, 0) != 0; }));
+}
+
+TEST_F(PanelInTmux, FitsEverySizeInAStormOfThem) {
+  hook("a", "UserPromptSubmit", "alpha");
+  open();
+  EXPECT_TRUE(pane->shows("alpha"));
+  for (int i = 0; i < 40; ++i)
+    pane->tell(
+        {"resize-window", "-x", std::to_string(20 + i * 37 % 100), "-y", std::to_string(5 + i * 7 % 30)});
+  for (const ScreenSize size : {ScreenSize{20, 5}, ScreenSize{61, 13}, ScreenSize{120, 40}}) {
+    pane->tell({"resize-window", "-x", std::to_string(size.columns), "-y", std::to_string(size.rows)});
+    std::string rule;
+    for (int i = 0; i < size.columns; ++i) rule += "\u2500";
+    EXPECT_TRUE(TmuxPane::waitFor([&] {
+      const std::string screen = pane->screen();
+      return screen.starts_with(" 1 burning\n" + rule +
+                                "\n\u258c"
+                                "alpha") &&
+             screen.ends_with("q quit\n") && std::ranges::count(screen, '\n') == size.rows;
+    })) << pane->screen();
+  }
+}
+
+TEST_F(PanelInTmux, WorksOnEveryKindOfTerminal) {
+  hook("a", "UserPromptSubmit", "alpha");
+  for (const char* term : {"xterm", "tmux-256color", "screen", "linux"}) {
+    for (const char* locale : {"C.UTF-8", "C"}) {
+      for (const char* noColour : {"", "1"}) {
+        SCOPED_TRACE(std::string(term) + " " + locale + " NO_COLOR=" + noColour);
+        open({.term = term, .locale = locale, .variables = {std::string("NO_COLOR=") + noColour}});
+        const bool isAscii = std::string(locale) == "C";
+        EXPECT_TRUE(pane->shows(isAscii ? "\n>alpha"
+                                        : "\n\u258c"
+                                          "alpha"))
+            << pane->screen();
+        const std::string looks = pane->tell({"capture-pane", "-p", "-e", "-t", ":0"});
+        EXPECT_EQ(looks.find("\033[32") == std::string::npos && looks.find(";32") == std::string::npos,
+                  *noColour != '\0');
+        pane->type("q");
+        EXPECT_TRUE(pane->shows("status 0")) << pane->screen();
+        if (std::string(term) != "linux") expectAsBefore();
+        EXPECT_EQ(pane->value(flags), flagsBefore);
+        pane.reset();
+      }
+    }
+  }
+}
+
+TEST_F(PanelInTmux, ADumbTerminalGetsTheList) {
+  hook("a", "UserPromptSubmit", "alpha");
+  pane = std::make_unique<TmuxPane>(home, TmuxPane::Options{.term = "dumb"});
+  type(TAVRIN_EXECUTABLE " panel; echo status $?");
+  EXPECT_TRUE(pane->shows("\nstatus 0")) << pane->screen();
+  EXPECT_THAT(pane->screen(), testing::ContainsRegex("burning +[0-9]+s +alpha"));
+}
+
+TEST_F(PanelInTmux, WithoutACommandTavrinOpensThePanel) {
+  pane = std::make_unique<TmuxPane>(home, TmuxPane::Options());
+  type(TAVRIN_EXECUTABLE);
+  EXPECT_TRUE(pane->shows("q quit")) << pane->screen();
+}
+
+TEST_F(PanelInTmux, WidthsAgreeWithTmux) {
+  constexpr ScreenSize size = {.columns = 80, .rows = 24};
+  pane = std::make_unique<TmuxPane>(home, TmuxPane::Options{.size = size});
+  const PanelGrid grid = gridOf(scene(40, size), size);
+  writeFile(home.path() / "screen", ScreenWriter::whole(grid, true));
+  type("clear; cat \"$HOME/screen\"; cat");
+  // tmux writes the spaces that follow a line's last text of a kind; only those in front of a text count.
+  const auto trimmed = [](const std::string& text) {
+    std::string all;
+    std::istringstream lines(text);
+    for (std::string line; std::getline(lines, line);)
+      all += line.erase(line.find_last_not_of(' ') + 1) + "\n";
+    return all;
+  };
+  EXPECT_TRUE(TmuxPane::waitFor([&] { return trimmed(pane->screen()) == grid.text(); }))
+      << trimmed(pane->screen()) << grid.text();
+}
+
+}  // namespace
+}  // namespace tavrin::test

@@ -1,0 +1,55 @@
+#include "TavrinTerminal/Panel/PanelKeys.hpp"
+
+#include <gtest/gtest.h>
+
+#include "tests/TavrinTerminal/Panel/PanelScene.hpp"
+
+namespace tavrin::test {
+namespace {
+
+using Kind = Key::Kind;
+using Mode = PanelModel::Mode;
+
+PanelAction of(Mode mode, std::string_view character) {
+  return PanelKeys::action(mode, {.kind = Kind::character, .text = std::string(character)});
+}
+
+TEST(PanelKeys, ArrowsAndLettersMoveTheSameWay) {
+  EXPECT_EQ(of(Mode::list, "k"), PanelKeys::action(Mode::list, {.kind = Kind::up}));
+  EXPECT_EQ(of(Mode::list, "j"), PanelKeys::action(Mode::list, {.kind = Kind::down}));
+  EXPECT_EQ(of(Mode::list, "g"), PanelKeys::action(Mode::list, {.kind = Kind::home}));
+  EXPECT_EQ(of(Mode::list, "G"), PanelKeys::action(Mode::list, {.kind = Kind::end}));
+}
+
+TEST(PanelKeys, LettersAreTextWhileTheFilterIsTyped) {
+  for (const char* letter : {"q", "j", "s", "?", "/", "y", "語"})
+    EXPECT_EQ(of(Mode::filter, letter), PanelAction::typeFilter) << letter;
+}
+
+TEST(PanelKeys, OnlyAYesStops) {
+  EXPECT_EQ(of(Mode::confirm, "y"), PanelAction::stop);
+  for (const char* letter : {"n", "q", "s", "o", "j"})
+    EXPECT_EQ(of(Mode::confirm, letter), PanelAction::endQuestion);
+  EXPECT_EQ(PanelKeys::action(Mode::confirm, {.kind = Kind::enter}), PanelAction::endQuestion);
+  EXPECT_EQ(PanelKeys::action(Mode::confirm, {.kind = Kind::escape}), PanelAction::endQuestion);
+  EXPECT_EQ(PanelKeys::action(Mode::confirm, {.kind = Kind::press}), PanelAction::nothing);
+  for (const Mode mode : {Mode::list, Mode::filter, Mode::help}) EXPECT_NE(of(mode, "y"), PanelAction::stop);
+}
+
+// Each key that the screen names does something in that mode.
+TEST(PanelKeys, EveryKeyOnTheScreenDoesSomething) {
+  constexpr ScreenSize size = {.columns = 80, .rows = 24};
+  for (const bool inHelp : {false, true}) {
+    PanelModel model = scene(3, size);
+    if (inHelp) model.toggleHelp();
+    for (const PanelLine& line : model.screen(sceneTime).lines.lines) {
+      for (const PanelText& text : line.texts) {
+        if (text.role != PanelRole::key || text.text.size() != 1) continue;
+        EXPECT_NE(of(Mode::list, text.text), PanelAction::nothing) << text.text;
+      }
+    }
+  }
+}
+
+}  // namespace
+}  // namespace tavrin::test
