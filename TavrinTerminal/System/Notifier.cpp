@@ -77,14 +77,15 @@ Notifier::~Notifier() {
   }
 }
 
-std::unique_ptr<Notifier> Notifier::ofThisSystem(EventLoop& loop, const Surroundings& surroundings) {
+std::unique_ptr<Notifier> Notifier::ofThisSystem(EventLoop& loop, const Surroundings& surroundings, Way way) {
   const auto terminals = std::make_shared<TerminalFocus>(TerminalFocus::ofThisSystem(surroundings));
   const std::string path = surroundings.environment("PATH").value_or("");
   Tools tools{.executable = [path](std::string_view name) { return Executables::find(name, path); },
               .isInFront = [terminals](const Session& session) { return terminals->isInFront(session); },
               .focus = [terminals](const Session& session) { terminals->focus(session); },
               .now = surroundings.now,
-              .claims = Path::joined(Path::parent(surroundings.sessionsDirectory()), "notified")};
+              .claims = Path::joined(Path::parent(surroundings.sessionsDirectory()), "notified"),
+              .way = way};
 #ifdef __APPLE__
   tools.isMac = true;
 #endif
@@ -114,6 +115,10 @@ void Notifier::changed(const SessionChange& change) {
 
 void Notifier::show(Wait& wait) {
   if (tools_.isInFront(wait.session) || !claims(wait.attentionId)) return;
+  if (tools_.way == Way::bell) {
+    ring(wait.session.tty.value_or(""));
+    return;
+  }
   wait.isShown = true;
   if (tools_.isMac) {
     if (std::optional<std::string> program = tools_.executable("terminal-notifier")) {
