@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <array>
 #include <charconv>
-#include <utility>
 
 namespace tavrin {
 
@@ -73,6 +72,10 @@ Fit fitted(const AgentDefinition& definition, const std::vector<std::optional<Ag
                   claudeSafeFrom.text() + " or later, then connect again.";
   }
 
+  const auto reason = [&](const std::string& from) {
+    return isUnknown ? "it takes " + name + " " + from + ", and the installed version is not known"
+                     : name + " " + oldest->text() + " does not accept it; " + from + " does";
+  };
   HookSettings::EventList accepted;
   for (const HookSettings::EventSpec& spec : definition.events) {
     const auto known = std::ranges::find(claudeEvents, spec.name, &ClaudeEvent::event);
@@ -80,14 +83,7 @@ Fit fitted(const AgentDefinition& definition, const std::vector<std::optional<Ag
       accepted.push_back(spec);
       continue;
     }
-    const std::string from = known->from.text();
-    std::string reason = isUnknown ? "it takes " : "";
-    reason += name;
-    reason += ' ';
-    reason += isUnknown ? from : oldest->text();
-    reason += isUnknown ? ", and the installed version is not known" : " does not accept it; ";
-    if (!isUnknown) reason.append(from).append(" does");
-    fit.leftOut.push_back({.event = spec.name, .reason = std::move(reason)});
+    fit.leftOut.push_back({.event = spec.name, .reason = reason(known->from.text())});
   }
   fit.definition.events = accepted;
   return fit;

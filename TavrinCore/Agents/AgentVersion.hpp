@@ -18,7 +18,9 @@ struct AgentVersion {
   std::int32_t minorNumber = 0;
   std::int32_t patchNumber = 0;
 
-  std::strong_ordering operator<=>(const AgentVersion&) const = default;  // NOLINT(modernize-use-nullptr)
+  // clang-tidy 14 takes the comparisons that the compiler writes for comparisons with a null pointer.
+  // NOLINTNEXTLINE(modernize-use-nullptr)
+  std::strong_ordering operator<=>(const AgentVersion&) const = default;
 
   /// The first three numbers with dots between them in what `--version` prints or package.json says, such as
   /// "2.1.197 (Claude Code)" or "codex-cli 0.169.0"; nullopt when there are none, or one is beyond 999999.

@@ -1,7 +1,6 @@
 #include "TavrinCore/Context/HostResolver.hpp"
 
 #include <algorithm>
-#include <ranges>
 
 namespace tavrin::HostResolver {
 
@@ -26,7 +25,8 @@ std::optional<ProcessNode> findHost(std::span<const ProcessNode> ancestors, cons
   if (ancestors.empty()) return std::nullopt;
   if (table.mayHaveApplications && !table.mayHaveApplications(ancestors.front().pid, ancestors.back().pid))
     return std::nullopt;
-  for (const ProcessNode& node : std::views::reverse(ancestors)) {
+  for (std::size_t i = ancestors.size(); i > 0; --i) {
+    const ProcessNode& node = ancestors[i - 1];
     const std::optional<ProcessTable::Application> application = table.application(node.pid);
     if (!application || !application->isRegular) continue;
     ProcessNode host = node;

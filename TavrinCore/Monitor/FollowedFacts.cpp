@@ -40,9 +40,9 @@ bool FollowedFacts::look(const MonitorFiles& files) {
           },
       .take =
           [&](std::string_view line) {
-            const std::size_t before = facts_.size();
+            const std::uint64_t before = added_;
             take(line);
-            isChanged = isChanged || facts_.size() != before;
+            isChanged = isChanged || added_ != before;
           }};
   const FollowedFile::Change change = file_.look(files, reader);
   // An agent that is stopped before its first word takes the prompt back: the file is rewritten without it.
@@ -75,6 +75,7 @@ void FollowedFacts::add(SessionFact fact) {
   }
   if (endsTurn(fact.kind)) runningSince_.reset();
   facts_.push_back(std::move(fact));
+  ++added_;
   if (facts_.size() > mostFacts) shorten();
 }
 

@@ -46,6 +46,7 @@ class FollowedFacts {
   bool isSubagents_;
   std::uint64_t firstOwnLine_ = 0;
   std::vector<SessionFact> facts_;
+  std::uint64_t added_ = 0;           // facts so far, also those that are forgotten
   std::optional<Date> runningSince_;  // the start of the turn that has not ended
   std::set<std::string> subagents_;
   std::uint64_t unknown_ = 0;

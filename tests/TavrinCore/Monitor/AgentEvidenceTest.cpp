@@ -168,6 +168,8 @@ TEST(CodexRollout, ACallInCodeModeAsksWithItsOwnCommand) {
 TEST(CodexRollout, AQuestionAsksAndAnOrdinaryCallDoesNot) {
   EXPECT_EQ(in(Agent::codex, codexCall("request_user_input", "{}")), (Facts{{Kind::asked, "c1"}}));
   EXPECT_EQ(in(Agent::codex, codexCall("exec_command", R"({\"cmd\": \"ls\"})")), Facts{});
+  EXPECT_EQ(in(Agent::codex, codexCall("exec_command", R"({\"cmd\": \"grep request_user_input\"})")),
+            Facts{});
 }
 
 TEST(CodexRollout, OutputTurnsAndErrorsAreFacts) {

@@ -36,6 +36,17 @@ TEST(FollowedFacts, AreThoseOfThePresentTurn) {
   EXPECT_FALSE(followed.look(files.access()));
 }
 
+TEST(FollowedFacts, AStartThatTakesTheOnlyFactsPlaceIsAChange) {
+  test::FakeFiles files;
+  files.write("/e", grok(1, started));
+  FollowedFacts followed("/e", Agent::grok, false);
+  followed.look(files.access());
+  files.append("/e", grok(4, started));
+  EXPECT_TRUE(followed.look(files.access()));
+  ASSERT_EQ(followed.facts().size(), 1U);
+  EXPECT_EQ(followed.facts()[0].at, dateFromSeconds(1'795'300'804));
+}
+
 TEST(FollowedFacts, OfASubagentAreItsQuestionsOnly) {
   test::FakeFiles files;
   files.write("/e", grok(1, started) + grok(2, asked) + grok(3, R"("type":"first_token")"));

@@ -96,5 +96,15 @@ TEST(DirectoryCache, ListsAgainOnlyAfterAChange) {
   EXPECT_EQ(files.lists, 3);
 }
 
+TEST(DirectoryCache, SeesTheSecondOfTwoChangesWithinATick) {
+  test::FakeFiles files;
+  files.write("/d/a", "", 5);
+  DirectoryCache cache;
+  const MonitorFiles access = files.access();
+  EXPECT_EQ(cache.names("/d", access, dateFromSeconds(5.5)).size(), 1U);
+  files.write("/d/b", "", 5);
+  EXPECT_EQ(cache.names("/d", access, dateFromSeconds(5.6)).size(), 2U);
+}
+
 }  // namespace
 }  // namespace tavrin

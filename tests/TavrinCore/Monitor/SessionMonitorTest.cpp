@@ -249,6 +249,7 @@ TEST(Gone, IsASessionWhoseProcessIdBelongsToALaterProcess) {
 TEST(Gone, IsASessionFromBeforeTheSystemStarted) {
   MonitoredSession session = sessionIn(working);
   session.record.updatedAt = dateFromSeconds(99);
+  session.evidence.process->startedAt = dateFromSeconds(50);
   EXPECT_EQ(judged(session), std::nullopt);
 }
 

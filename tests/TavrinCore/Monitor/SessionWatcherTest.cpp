@@ -296,6 +296,9 @@ TEST_F(Watching, AnApprovedCommandOfGeminiRunsOnItsOwnTerminal) {
   EXPECT_EQ(stateOf("e", 101), needsYou);
   addProcess(50, "sh", 18, 102);
   EXPECT_EQ(stateOf("e", 102.2), needsYou);
+  // What ran before the question is not its answer.
+  addProcess(49, "bash", 18, 99, "/dev/pts/8");
+  EXPECT_EQ(stateOf("e", 102.4), needsYou);
   addProcess(51, "bash", 18, 103, "/dev/pts/9");
   EXPECT_EQ(stateOf("e", 103.2), working);
   // A new question is a new wait, though the command still runs.
@@ -321,6 +324,13 @@ TEST_F(Watching, AProcessThatEndedIsMissedAtOnceWhenItsEndIsReported) {
   EXPECT_EQ(stateOf("a", 101), idle);
   processes.erase(18);
   watcher->processEnded(18);
+  EXPECT_EQ(stateOf("a", 101.1), std::nullopt);
+}
+
+TEST_F(Watching, AWorkingSessionsProcessIsMissedAtOnce) {
+  save("a", Agent::claude, working, 100);
+  EXPECT_EQ(stateOf("a", 101), working);
+  processes.erase(18);
   EXPECT_EQ(stateOf("a", 101.1), std::nullopt);
 }
 
