@@ -140,7 +140,7 @@ void Notifier::show(Wait& wait) {
 void Notifier::showWithNotifySend(Wait& wait, const std::string& program) {
   // One with an action waits for the person, and prints its id only then. So one without comes first.
   ChildCommand first = commandOf(program, notifySend(wait.texts));
-  first.timeout = std::chrono::seconds(2);
+  first.timeout = tools_.patience;
   const ChildOutcome outcome = ChildProcess::run(first);
   const std::string id = outcome.output.substr(0, outcome.output.find('\n'));
   const bool isNumber = !id.empty() && id.find_first_not_of("0123456789") == std::string::npos;

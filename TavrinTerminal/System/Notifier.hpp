@@ -39,6 +39,7 @@ class Notifier : public SessionChangeObserver {
     std::string claims;  ///< the folder of claims
     bool isMac = false;
     Way way = Way::desktop;
+    std::chrono::milliseconds patience = std::chrono::seconds(2);  ///< how long notify-send may take
   };
 
   Notifier(EventLoop& loop, Tools tools);
