@@ -1,8 +1,10 @@
 #include "TavrinTerminal/AgentSurvey.hpp"
 
+#include <algorithm>
 #include <iterator>
 #include <utility>
 
+#include "TavrinCore/Agents/SettingsFile.hpp"
 #include "TavrinCore/Support/File.hpp"
 
 namespace tavrin {
@@ -52,6 +54,23 @@ bool SurveyedAgent::needsTrust() const {
   if (definition->activation != AgentActivation::codexTrust) return false;
   const std::optional<AgentVersion> installed = version();
   return !installed || *installed >= codexNeedsTrustFrom;
+}
+
+bool isAnyConnected(const Surroundings& surroundings) {
+  const std::string originals = SettingsFile::defaultOriginals(surroundings.home);
+  const auto hasHooks = [](const SettingsFile& file) {
+    return !file.state("", AgentDefinition::definition(file.agent())).entries.empty();
+  };
+  return std::ranges::any_of(allAgents,
+                             [&](Agent agent) {
+                               const AgentHome home =
+                                   AgentHome::of(agent, surroundings.environment, surroundings.home);
+                               return hasHooks(SettingsFile(home, originals));
+                             }) ||
+         std::ranges::any_of(SettingsFile::originalsIn(originals),
+                             [&](const SettingsFile::Original& original) {
+                               return hasHooks(SettingsFile(original.agent, original.path, originals));
+                             });
 }
 
 AgentInstallations::Places placesFor(const Surroundings& surroundings, std::vector<std::string> prefixes) {

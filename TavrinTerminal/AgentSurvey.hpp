@@ -41,6 +41,10 @@ struct SurveyedAgent {
   bool needsTrust() const;
 };
 
+/// Whether some agent's settings hold hooks of this system: where these surroundings have them, or where they
+/// were when an agent was connected. Only settings are read, and no client is looked for.
+bool isAnyConnected(const Surroundings& surroundings);
+
 /// Where to look for agents' clients: with these surroundings, and with programs below `prefixes`.
 AgentInstallations::Places placesFor(const Surroundings& surroundings, std::vector<std::string> prefixes);
 

@@ -64,6 +64,7 @@ class Parser {
     } else {
       // Of an option that is given twice the last value counts.
       CLI::Option* const added = app_.add_option(name, slot.value, help)->take_last();
+      if (option.isValueOptional) added->expected(0, 1)->default_str(std::string(option.choices.front()));
       restrict(added, option.choices);
       if (option.choices.empty()) {
         added->check([](const std::string& value) { return value.empty() ? "the value is empty" : ""; }, "");

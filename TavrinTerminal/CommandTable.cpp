@@ -126,9 +126,15 @@ For starship, put this into ~/.config/starship.toml:
 tavrin changes none of these files itself.
 )";
 
+constexpr std::array<std::string_view, 2> waysToNotify = {"desktop", "bell"};
 constexpr std::array<OptionDescription, 3> watchOptions = {{
     {.name = "--json", .help = "prints JSON Lines: one object for each change"},
-    {.name = "--notify", .help = "notifies you when a session starts to wait for you"},
+    {.name = "--notify",
+     .value = "HOW",
+     .help = "notifies you when a session starts to wait for you: desktop (the default) or bell",
+     .kind = WordKind::choice,
+     .choices = waysToNotify,
+     .isValueOptional = true},
     {.name = "--exec",
      .value = "COMMAND",
      .help = "runs a command line in /bin/sh for each change",
@@ -136,6 +142,8 @@ constexpr std::array<OptionDescription, 3> watchOptions = {{
 }};
 constexpr std::string_view watchDetails =
     R"(It begins with the sessions that are there, and ends when nobody reads its output any more.
+
+--notify shows a notification of the desktop, and rings the bell where there is none. --notify bell always rings the bell of the session's own terminal, by which tmux marks its window. You are not notified of the tmux pane that you look at.
 
 A command of --exec runs for each change after the first look, one after the other, and has 60 s. Its input is the change as JSON. Its environment holds TAVRIN_CHANGE (appeared, changed or gone), TAVRIN_SESSION, TAVRIN_AGENT, TAVRIN_STATE (needsYou, working or idle) and TAVRIN_LABEL. What it prints goes to standard error.
 
@@ -263,8 +271,9 @@ Outcome runStatus(const ParsedWords& words, const Surroundings& surroundings, co
 Outcome runWatch(const ParsedWords& words, const Surroundings& surroundings, const Console& console) {
   Surroundings withNotifier = surroundings;
   if (!withNotifier.makeNotifier) {
-    withNotifier.makeNotifier = [&surroundings](EventLoop& loop) {
-      return Notifier::ofThisSystem(loop, surroundings);
+    const auto way = words.value("--notify") == "bell" ? Notifier::Way::bell : Notifier::Way::desktop;
+    withNotifier.makeNotifier = [&surroundings, way](EventLoop& loop) {
+      return Notifier::ofThisSystem(loop, surroundings, way);
     };
   }
   return Watch::run(
@@ -282,7 +291,7 @@ Outcome runWait(const ParsedWords& words, const Surroundings& surroundings, cons
     options.timeout = Wait::durationOf(*time);
     if (!options.timeout)
       return Outcome::usage("nothing was waited for. \"" + ShownText::clean(*time) +
-                            "\" is not a time such as 30, 30s, 5m or 2h. See \"tavrin help wait\".");
+                            R"(" is not a time such as 30, 30s, 5m or 2h. See "tavrin help wait".)");
   }
   return Wait::run(options, surroundings, console);
 }

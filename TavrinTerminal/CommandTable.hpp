@@ -34,6 +34,7 @@ struct OptionDescription {
   std::string_view help = {};
   WordKind kind = WordKind::text;
   std::span<const std::string_view> choices = {};
+  bool isValueOptional = false;  ///< without a value the first of `choices` counts
 };
 
 struct ArgumentDescription {

@@ -116,9 +116,9 @@ std::string unifiedDiff(std::string_view oldText, std::string_view newText, std:
         std::find_if(changes.begin() + static_cast<std::ptrdiff_t>(i), changes.end(), isChange) -
         changes.begin());
     if (first == changes.size()) break;
-    // The hunk goes on while less than two contexts lie between changes.
+    // The hunk goes on while no more than two contexts lie between changes.
     std::size_t last = first;
-    for (std::size_t j = first; j < changes.size() && j <= last + 2 * context; ++j) {
+    for (std::size_t j = first; j < changes.size() && j <= last + 2 * context + 1; ++j) {
       if (isChange(changes[j])) last = j;
     }
     const std::size_t start = first - std::min(first - i, context);

@@ -10,6 +10,7 @@ namespace tavrin {
 
 SessionWatcher sessionWatcher(const Surroundings& surroundings) {
   std::vector<AgentHome> homes;
+  homes.reserve(allAgents.size());
   for (const Agent agent : allAgents)
     homes.push_back(AgentHome::of(agent, surroundings.environment, surroundings.home));
   return SessionWatcher({.sessionsDirectory = surroundings.sessionsDirectory(),

@@ -29,9 +29,9 @@ namespace StaleFiles {
 /// What the sessions folder holds of these, ordered by path. Temporaries that are not old are left out.
 std::vector<StaleFile> find(const Surroundings& surroundings);
 
-/// Removes a temporary or a dead record that is older than a day, belongs to this user and is as it was when it
-/// was judged. A record is removed under its session's lock, which is taken without waiting. "" when it was
-/// removed; else why not.
+/// Removes a temporary or a dead record that is older than a day, belongs to this user and is as it was when
+/// it was judged. A record is removed under its session's lock, which is taken without waiting. "" when it
+/// was removed; else why not.
 std::string remove(const StaleFile& file, const Surroundings& surroundings);
 
 }  // namespace StaleFiles

@@ -194,6 +194,40 @@ def arguments():
         yield words.replace(" ", "\0").encode()
 
 
+def terminal():
+    """Command lines, and what tmux, kitty, WezTerm, Codex's app server and kernels answer."""
+    commands = ["list", "status", "watch", "wait", "servers", "open", "stop", "focus", "connect", "disconnect", "doctor",
+                "completions", "help", "panel", "lisst", ""]
+    options = ["", "--json", "--all", "--format tmux", "--format=waybar --follow", "--format x", "--notify", "--notify bell",
+               "--notify=desktop --json", "--exec true", "--for idle --timeout 5m", "--yes --dry-run", "--help", "--version",
+               "--color never", "-- --json", "codex grok", "4000:1", "bash"]
+    for command in commands:
+        for option in options:
+            yield b"c" + ZERO.join(word.encode() for word in [command, *option.split()])
+    for version in "012":
+        answers = sorted(DATA.glob(f"rpc/{version}?-response.json"))
+        yield b"s" + b"\n".join(compact(shortened(json.loads(answer.read_text()))) for answer in answers) + b"\n"
+    first = [compact(json.loads((DATA / f"rpc/0{number}-response.json").read_text())) for number in range(1, 5)]
+    for count in range(1, 5):
+        for mode in [b"s", b"S"]:
+            yield mode + b"\n".join(first[:count]) + b"\n"
+    yield b"s" + b"\n".join([b'{"method":"status","params":{}}', b'{"id":2,"method":"time/read"}', first[0], b""])
+    yield b's{"id":1,"error":{"code":-32600,"message":"no"}}\n'
+    for pane in [b"%0 /dev/pts/1 $0 0.0 1 1 work", b"%1 /dev/pts/2 $1 3.1 0 0 a name", b"%2 /dev/pts/3", b""]:
+        yield b"t" + pane + b"\n" + pane
+    for flags in [b"attached,focused,UTF-8", b"attached,control-mode", b""]:
+        yield b"t12 /dev/pts/5 $1 %7 1700000000 " + flags + b"\n13  $1 %7 x " + flags + b"\n"
+    kitty = [{"id": 1, "tabs": [{"id": 2, "windows": [
+        {"id": 7, "pid": 100, "foreground_processes": [{"pid": 101, "cmdline": ["claude"]}]}]}]}]
+    yield b"k" + compact(kitty)
+    kitty[0]["tabs"][0]["windows"][0]["id"] = "7"
+    yield b"k" + compact(kitty)
+    yield b"w" + compact([{"pane_id": 3, "tty_name": "/dev/pts/9"}, {"pane_id": 4, "tty_name": "/dev/pts/1"}])
+    yield b"w" + compact([{"pane_id": 1.5, "tty_name": "/dev/pts/1"}])
+    yield b"e\2\0\0\0/bin/sh\0\0\0sh\0-c\0HOME=/h\0TMUX=/t,1,0\0\0ptr=1\0"
+    yield b"e\377\377\377\177/bin/sh\0\0sh\0"
+
+
 def keys():
     """What a terminal sends: each word, pairs of them, and long runs."""
     words = dictionary("keys") + [b"j", b"q", b"\r", b"\x7f"]
@@ -211,7 +245,8 @@ def settingstext():
         yield bytes([number % 256]) + text
 
 
-TARGETS = [arguments, codex, event, gitfile, keys, listeners, log, record, settings, settingstext, titles, transcript]
+TARGETS = [arguments, codex, event, gitfile, keys, listeners, log, record, settings, settingstext, terminal, titles,
+           transcript]
 
 
 def main():

@@ -31,6 +31,7 @@ TARGETS = {
     "record": (["json", "record"], 4096),
     "settings": (["json", "settings"], 4096),
     "settingstext": (["json", "settings"], 4096),
+    "terminal": (["json", "codex", "terminal"], 4096),
     "titles": (["json", "titles"], 2048),
     "transcript": (["json", "transcript"], 4096),
 }

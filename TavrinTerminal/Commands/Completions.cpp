@@ -111,9 +111,12 @@ _tavrin() {
   }
   for (const CommandDescription& command : CommandTable::commands()) {
     for (const OptionDescription& option : command.options) {
-      if (!option.value.empty())
-        script += "    " + std::string(command.name) + "," + std::string(option.name) + ") " +
-                  bashReply(option.kind, option.choices) + "; return ;;\n";
+      if (option.value.empty()) continue;
+      script += "    " + std::string(command.name) + "," + std::string(option.name) + ") ";
+      // Without its value another option may follow.
+      if (option.isValueOptional) script += "[[ $cur == -* ]] || { ";
+      script += bashReply(option.kind, option.choices) + "; return";
+      script += option.isValueOptional ? "; } ;;\n" : " ;;\n";
     }
   }
   script += "  esac\n  case $command,$cur in\n";
@@ -122,8 +125,9 @@ _tavrin() {
   script += "    ,-*) _tavrin_words \"" + joined(common) + "\" ;;\n";
   script += "    ,*) _tavrin_words \"" + commandNames() + "\" ;;\n";
   for (const CommandDescription& command : CommandTable::commands()) {
-    std::vector<std::string_view> names;
     const std::vector<OptionDescription> options = optionsOf(command);
+    std::vector<std::string_view> names;
+    names.reserve(options.size());
     for (const OptionDescription& option : options) names.push_back(option.name);
     script += "    " + std::string(command.name) + ",-*) _tavrin_words \"" + joined(names) + "\" ;;\n";
     if (!command.argument.name.empty())
@@ -156,7 +160,8 @@ std::string zshOption(const OptionDescription& option) {
   std::string spec =
       std::string(option.name) + (option.value.empty() ? "" : "=") + "[" + zshText(option.help) + "]";
   if (!option.value.empty())
-    spec += ":" + zshText(option.value) + ":" + zshAction(option.kind, option.choices);
+    spec += (option.isValueOptional ? "::" : ":") + zshText(option.value) + ":" +
+            zshAction(option.kind, option.choices);
   return quoted(spec);
 }
 
@@ -221,7 +226,9 @@ std::string fishWords(WordKind kind, std::span<const std::string_view> choices) 
 
 std::string fishOption(const OptionDescription& option, const std::string& condition) {
   std::string line = "complete -c tavrin" + condition + " -l " + std::string(option.name.substr(2));
-  if (!option.value.empty()) line += " -x" + fishWords(option.kind, option.choices);
+  // "-x" requires the value.
+  if (!option.value.empty())
+    line += (option.isValueOptional ? " -f" : " -x") + fishWords(option.kind, option.choices);
   return line + " -d " + quoted(option.help) + "\n";
 }
 
@@ -238,7 +245,7 @@ std::string fishScript() {
     for (const OptionDescription& option : command.options) script += fishOption(option, condition);
     const std::string words = fishWords(command.argument.kind, command.argument.choices);
     if (!command.argument.name.empty() && !words.empty())
-      script += "complete -c tavrin" + condition + words + "\n";
+      script.append("complete -c tavrin").append(condition).append(words).append("\n");
   }
   return script;
 }

@@ -76,7 +76,7 @@ class Examination {
   }
 
  private:
-  void find(std::string what, std::string_view where, std::string fix) {
+  void find(std::string_view what, std::string_view where, std::string fix) {
     report_.findings.push_back(
         {.what = ShownText::clean(what), .where = std::string(where), .fix = std::move(fix)});
   }
@@ -315,9 +315,17 @@ Outcome run(const Options& options, const Surroundings& surroundings, const Cons
       if (file.kind == StaleFile::Kind::unreadable || !file.isOld) continue;
       const std::string path = SettingsReport::shownPath(file.path, surroundings.home);
       const std::string reason = StaleFiles::remove(file, surroundings);
-      if (reason.empty()) fixed += "removed " + path + "\n";
-      if (!reason.empty())
-        outcome.error += (outcome.error.empty() ? "" : "\n") + path + " was not removed: " + reason + ".";
+      if (reason.empty()) {
+        fixed += "removed ";
+        fixed += path;
+        fixed += '\n';
+        continue;
+      }
+      if (!outcome.error.empty()) outcome.error += '\n';
+      outcome.error += path;
+      outcome.error += " was not removed: ";
+      outcome.error += reason;
+      outcome.error += '.';
     }
   }
   const Report report = examine(surroundings, machine);

@@ -11,8 +11,8 @@
 namespace tavrin::Focus {
 
 struct Options {
-  std::optional<std::string> session;  ///< a SESSION word
-  bool next = false;                   ///< the session that has waited longest for the person
+  std::optional<std::string> session = {};  ///< a SESSION word
+  bool next = false;                        ///< the session that has waited longest for the person
 };
 
 /// Without a word and without `next` it is the only session there is, else the one that has waited longest.

@@ -58,8 +58,9 @@ class Columns {
 
 std::string nameOf(const OptionDescription& option) {
   std::string name(option.name);
-  if (!option.value.empty()) name += " " + std::string(option.value);
-  return name;
+  if (option.value.empty()) return name;
+  const std::string value(option.value);
+  return name + (option.isValueOptional ? " [" + value + "]" : " " + value);
 }
 
 std::string nameOf(const ArgumentDescription& argument) {
@@ -148,7 +149,8 @@ std::string sentences(std::string_view text) {
 
 std::string manualOption(const OptionDescription& option) {
   std::string line = ".It Fl " + escaped(option.name.substr(1));
-  if (!option.value.empty()) line += " Ar " + std::string(option.value);
+  if (!option.value.empty())
+    line += (option.isValueOptional ? " Op Ar " : " Ar ") + std::string(option.value);
   return line + "\n" + sentences(option.help);
 }
 
@@ -271,7 +273,7 @@ Outcome run(const std::optional<std::string>& name) {
   const CommandDescription* const found = CommandTable::command(*name);
   if (found != nullptr) return Outcome::done(ofCommand(*found));
   return Outcome::usage("nothing was done. There is no command \"" + ShownText::clean(*name) +
-                        "\". See \"tavrin help\".");
+                        R"(". See "tavrin help".)");
 }
 
 }  // namespace tavrin::Help

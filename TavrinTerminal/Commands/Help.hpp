@@ -23,6 +23,6 @@ std::string usageLine(const CommandTable::CommandDescription& command);
 std::string manualPage();
 
 /// The command `help`: the overview, or the help of one command.
-Outcome run(const std::optional<std::string>& command);
+Outcome run(const std::optional<std::string>& name);
 
 }  // namespace tavrin::Help

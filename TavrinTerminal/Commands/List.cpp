@@ -3,6 +3,7 @@
 #include <array>
 #include <utility>
 
+#include "TavrinTerminal/AgentSurvey.hpp"
 #include "TavrinTerminal/Columns.hpp"
 #include "TavrinTerminal/JsonObject.hpp"
 #include "TavrinTerminal/SessionRows.hpp"
@@ -20,8 +21,9 @@ constexpr std::array<Columns::Heading, 6> headings = {{{.text = "STATE"},
                                                        {.text = "TOOL", .mayBeCut = true},
                                                        {.text = "TERMINAL", .mayBeCut = true}}};
 
-constexpr std::string_view hint =
-    "there are no sessions. Start an agent; if it is not connected yet, run \"tavrin connect\".";
+constexpr std::string_view noSessions = "there are no sessions.";
+constexpr std::string_view notConnected =
+    "there are no sessions, because no agent is connected. Run \"tavrin connect\".";
 
 Columns::Row cellsOf(const SessionRow& row, Date now) {
   return {std::string(label(row.session.state)),
@@ -66,7 +68,7 @@ Outcome run(const Options& options, const Surroundings& surroundings, const Cons
   const std::vector<SessionRow> rows = sessionRows(std::move(sessions), surroundings);
 
   Outcome outcome;
-  if (rows.empty()) outcome.error = hint;
+  if (rows.empty()) outcome.error = isAnyConnected(surroundings) ? noSessions : notConnected;
   if (options.json) {
     outcome.output = document(rows, summary);
     return outcome;

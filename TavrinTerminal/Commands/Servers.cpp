@@ -123,6 +123,7 @@ Outcome list(const Options& options, const Surroundings& surroundings, const Con
   if (options.json) {
     const std::map<std::string, std::string> sessions = sessionsOf(servers, surroundings);
     std::vector<std::string> objects;
+    objects.reserve(servers.size());
     for (const LocalServer& server : servers) objects.push_back(jsonOf(server, sessions));
     JsonObject document;
     document.number("version", 1);

@@ -17,6 +17,7 @@ struct ChildProcess::State {
   uv_pipe_t output{};
   uv_pipe_t error{};
   uv_timer_t timer{};
+  std::array<char, 65536> received{};  // just now, from either stream
 
   std::shared_ptr<State> self;  // held while the loop knows the handles
   int openHandles = 0;
@@ -90,6 +91,7 @@ int give(uv_pipe_t& handle, uv_file& end) {
 
 std::vector<char*> pointersTo(const std::vector<std::string>& words) {
   std::vector<char*> pointers;
+  pointers.reserve(words.size() + 1);
   for (const std::string& word : words) pointers.push_back(const_cast<char*>(word.c_str()));
   pointers.push_back(nullptr);
   return pointers;
@@ -121,14 +123,14 @@ void ChildProcess::State::start(uv_loop_t& loop, const ChildCommand& command) {
   uv_timer_start(
       &timer, [](uv_timer_t* handle) { of(handle).timeIsUp(); },
       static_cast<std::uint64_t>(command.timeout.count()), 0);
-  const auto allocate = [](uv_handle_t*, std::size_t size, uv_buf_t* buffer) {
-    *buffer = uv_buf_init(new char[size], static_cast<unsigned>(size));
+  const auto allocate = [](uv_handle_t* handle, std::size_t, uv_buf_t* buffer) {
+    State& state = of(handle);
+    *buffer = uv_buf_init(state.received.data(), static_cast<unsigned>(state.received.size()));
   };
   for (uv_pipe_t* pipe : {&output, &error}) {
     ++openStreams;
     uv_read_start(streamOf(*pipe), allocate, [](uv_stream_t* stream, ssize_t count, const uv_buf_t* buffer) {
-      const std::unique_ptr<char[]> bytes(buffer->base);
-      of(stream).read(stream, count, bytes.get());
+      of(stream).read(stream, count, buffer->base);
     });
   }
   if (!command.input.empty()) write(command.input);
@@ -338,6 +340,7 @@ std::vector<ChildOutcome> ChildProcess::runAll(std::span<const ChildCommand> com
         child->end(ChildOutcome::End::interrupted);
     });
   }
+  children.all.reserve(commands.size());
   for (std::size_t i = 0; i < commands.size(); ++i) {
     children.all.push_back(std::make_unique<ChildProcess>(loop, commands[i], [&, i](ChildOutcome outcome) {
       outcomes[i] = std::move(outcome);

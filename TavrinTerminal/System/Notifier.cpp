@@ -77,14 +77,15 @@ Notifier::~Notifier() {
   }
 }
 
-std::unique_ptr<Notifier> Notifier::ofThisSystem(EventLoop& loop, const Surroundings& surroundings) {
+std::unique_ptr<Notifier> Notifier::ofThisSystem(EventLoop& loop, const Surroundings& surroundings, Way way) {
   const auto terminals = std::make_shared<TerminalFocus>(TerminalFocus::ofThisSystem(surroundings));
   const std::string path = surroundings.environment("PATH").value_or("");
   Tools tools{.executable = [path](std::string_view name) { return Executables::find(name, path); },
               .isInFront = [terminals](const Session& session) { return terminals->isInFront(session); },
               .focus = [terminals](const Session& session) { terminals->focus(session); },
               .now = surroundings.now,
-              .claims = Path::joined(Path::parent(surroundings.sessionsDirectory()), "notified")};
+              .claims = Path::joined(Path::parent(surroundings.sessionsDirectory()), "notified"),
+              .way = way};
 #ifdef __APPLE__
   tools.isMac = true;
 #endif
@@ -114,6 +115,10 @@ void Notifier::changed(const SessionChange& change) {
 
 void Notifier::show(Wait& wait) {
   if (tools_.isInFront(wait.session) || !claims(wait.attentionId)) return;
+  if (tools_.way == Way::bell) {
+    ring(wait.session.tty.value_or(""));
+    return;
+  }
   wait.isShown = true;
   if (tools_.isMac) {
     if (std::optional<std::string> program = tools_.executable("terminal-notifier")) {
@@ -135,7 +140,7 @@ void Notifier::show(Wait& wait) {
 void Notifier::showWithNotifySend(Wait& wait, const std::string& program) {
   // One with an action waits for the person, and prints its id only then. So one without comes first.
   ChildCommand first = commandOf(program, notifySend(wait.texts));
-  first.timeout = std::chrono::seconds(2);
+  first.timeout = tools_.patience;
   const ChildOutcome outcome = ChildProcess::run(first);
   const std::string id = outcome.output.substr(0, outcome.output.find('\n'));
   const bool isNumber = !id.empty() && id.find_first_not_of("0123456789") == std::string::npos;

@@ -25,6 +25,12 @@ class Notifier : public SessionChangeObserver {
  public:
   static constexpr std::chrono::milliseconds settleTime{300};
 
+  /// How the person is notified.
+  enum class Way : std::uint8_t {
+    desktop,  ///< by the desktop, and by the bell where nothing else can
+    bell,     ///< by the bell of the session's own terminal; not at all for a session without one
+  };
+
   struct Tools {
     std::function<std::optional<std::string>(std::string_view name)> executable;  ///< the path of a program
     std::function<bool(const Session& session)> isInFront;
@@ -32,6 +38,8 @@ class Notifier : public SessionChangeObserver {
     std::function<Date()> now;
     std::string claims;  ///< the folder of claims
     bool isMac = false;
+    Way way = Way::desktop;
+    std::chrono::milliseconds patience = std::chrono::seconds(2);  ///< how long notify-send may take
   };
 
   Notifier(EventLoop& loop, Tools tools);
@@ -40,7 +48,8 @@ class Notifier : public SessionChangeObserver {
   ~Notifier() override;
 
   /// One for the running system. "Library/Application Support/Tavrin/notified" holds the claims.
-  static std::unique_ptr<Notifier> ofThisSystem(EventLoop& loop, const Surroundings& surroundings);
+  static std::unique_ptr<Notifier> ofThisSystem(EventLoop& loop, const Surroundings& surroundings,
+                                                Way way = Way::desktop);
 
   void changed(const SessionChange& change) override;
 

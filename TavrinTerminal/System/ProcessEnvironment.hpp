@@ -5,10 +5,8 @@
 #include <string>
 #include <string_view>
 
-namespace tavrin {
-
 /// The environment that another process was started with.
-namespace ProcessEnvironment {
+namespace tavrin::ProcessEnvironment {
 
 using Variables = std::map<std::string, std::string, std::less<>>;
 
@@ -25,6 +23,4 @@ Variables parse(std::string_view block);
 /// form.
 Variables parseProcArgs(std::string_view bytes);
 
-}  // namespace ProcessEnvironment
-
-}  // namespace tavrin
+}  // namespace tavrin::ProcessEnvironment

@@ -207,7 +207,11 @@ bool TerminalFocus::focusInWezTerm(const Target& target, const Variables& enviro
         variables.emplace(name, value);
     }
     std::vector<std::string> settings;
-    for (const auto& [name, value] : variables) settings.push_back(name + "=" + value);
+    settings.reserve(variables.size());
+    for (const auto& [name, value] : variables) {
+      std::string& setting = settings.emplace_back(name);
+      setting.append("=").append(value);
+    }
     return tools_.run({.words = with(*program, std::move(words)),
                        .input = "",
                        .environment = std::move(settings),

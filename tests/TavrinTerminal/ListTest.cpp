@@ -3,6 +3,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include "TavrinCore/Agents/SettingsFile.hpp"
 #include "tests/TavrinTerminal/TestTerminal.hpp"
 #include "tests/support/Restrictions.hpp"
 
@@ -40,6 +41,33 @@ TEST_F(ListCommand, IsInColumnsOnATerminalAndWithTabsInAPipe) {
             "idle\t1m\tdocs\tClaude\t\t\n");
   EXPECT_EQ(list(true).error, "");
   EXPECT_EQ(list(true).status, ExitStatus::done);
+}
+
+TEST_F(ListCommand, SaysHowToConnectOnlyWhenNothingIsConnected) {
+  const auto hint = [&] {
+    const tavrin::Outcome outcome = list(true);
+    EXPECT_EQ("", outcome.output);
+    EXPECT_EQ(ExitStatus::done, outcome.status);
+    return outcome.error;
+  };
+  const std::string connect = "there are no sessions, because no agent is connected. Run \"tavrin connect\".";
+  EXPECT_EQ(connect, hint());
+  writeFile(home / ".claude/settings.json", R"({"model": "x"})");
+  EXPECT_EQ(connect, hint());
+  const SettingsFile file(Agent::claude, (home / ".claude/settings.json").string(),
+                          SettingsFile::defaultOriginals(home.string()));
+  const auto hook = "/opt/Tavrin/bin/tavrin-hook";
+  ASSERT_EQ(SettingsFile::Outcome::Kind::changed, file.connect(hook, AgentDefinition::claude).kind);
+  EXPECT_EQ("there are no sessions.", hint());
+
+  // It was connected when the environment named another folder for its settings.
+  file.disconnect();
+  ASSERT_EQ(connect, hint());
+  const SettingsFile elsewhere(Agent::claude, (home / "work/settings.json").string(),
+                               SettingsFile::defaultOriginals(home.string()));
+  writeFile(home / "work/settings.json", "{}");
+  ASSERT_EQ(SettingsFile::Outcome::Kind::changed, elsewhere.connect(hook, AgentDefinition::claude).kind);
+  EXPECT_EQ("there are no sessions.", hint());
 }
 
 TEST_F(ListCommand, ColourAddsOnlyColour) {
