@@ -114,8 +114,12 @@ TEST(ProcessFacts, TheTerminalIsTheOneThatControlsTheProcess) {
   const pid_t child = ::forkpty(&terminal, nullptr, nullptr, nullptr);
   ASSERT_GE(child, 0) << "this machine has no pseudo-terminals";
   if (child == 0) {
+    (void)!::write(STDOUT_FILENO, "!", 1);
     for (;;) ::pause();
   }
+  // The child has its terminal once it writes to it.
+  char written = 0;
+  ASSERT_EQ(::read(terminal, &written, 1), 1);
   const auto fact = facts.process(child);
   EXPECT_THAT(fact.value().terminal.value_or(""), testing::StartsWith("/dev/pts/"));
   ::kill(child, SIGKILL);
