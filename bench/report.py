@@ -4,8 +4,8 @@
     report.py FOLDER           prints the tables
     report.py --docs FOLDER    puts them into docs/performance.md, and draws the plot
 
-FOLDER holds process.csv, the results of process_bench. For the documentation it also holds steps.json, transcript.json
-and panel.json, the results of the other benchmarks, and system-calls.md.
+FOLDER holds process.csv, the results of process_bench. For the documentation it also holds steps.json, transcript.json,
+panel.json and monitor.json, the results of the other benchmarks, and system-calls.md.
 
 Every ratio of two medians is shown beside the same ratio at the 10th percentile, the time that one run in ten
 undercuts. A busy machine disturbs that less.
@@ -250,7 +250,7 @@ def write_documentation(folder, results):
     blocks = tables(results)
     blocks["machine"] = machine()
     blocks["steps"] = steps_table([folder / "steps.json"])
-    blocks["panel"] = steps_table([folder / "transcript.json", folder / "panel.json"])
+    blocks["panel"] = steps_table([folder / name for name in ("transcript.json", "panel.json", "monitor.json")])
     blocks["calls"] = (folder / "system-calls.md").read_text().rstrip()
     blocks["instructions"] = instructions_table()
     blocks["speed"] = summary(results)
