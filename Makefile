@@ -22,6 +22,7 @@ help:
 	@echo "For developers:"
 	@echo "make test       build everything and run all tests"
 	@echo "make lint       check the sources with clang-format and clang-tidy"
+	@echo "                (DEEP=1: with clang's static analyzer too)"
 	@echo "make format     format the sources"
 	@echo "make sanitize   run all tests under AddressSanitizer and UndefinedBehaviorSanitizer"
 	@echo "make fuzz       run each fuzz target for 30 seconds"
@@ -134,7 +135,7 @@ arm64:
 
 lint: build
 	@scripts/install-packages.sh lint
-	@scripts/lint.sh $(BUILD)
+	@scripts/lint.sh $(BUILD) $(if $(DEEP),--deep)
 
 docs:
 	@scripts/install-packages.sh docs
