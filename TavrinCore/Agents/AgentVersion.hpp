@@ -44,7 +44,7 @@ struct ClaudeEvent {
 };
 
 /// The events beyond those that `claudeSafeFrom` accepts. Source: the clients that the npm registry offers
-/// (@anthropic-ai/claude-code, November 2026), each started offline with the event in its settings.
+/// (package claude-code of Anthropic, November 2026), each started offline with the event in its settings.
 inline constexpr std::array<ClaudeEvent, 4> claudeEvents = {{
     {"PermissionRequest", {2, 0, 45}},
     {"PostToolUseFailure", {2, 0, 56}},

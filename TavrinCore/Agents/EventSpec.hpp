@@ -8,6 +8,7 @@
 
 #include "TavrinCore/Support/FixedList.hpp"
 
+/// Which hooks belong to Tavrin, and how they are written into an agent's settings.
 namespace tavrin::HookSettings {
 
 /// An entry whose command holds this text is this system's, wherever tavrin-hook is installed. A path of

@@ -81,6 +81,7 @@ struct Contents {
   bool operator==(const Contents&) const = default;
 };
 
+/// Reads which entries of Tavrin `text` holds, by the definition of the agent whose settings they are.
 Contents contents(std::string_view text, const AgentDefinition& definition);
 
 /// Whether `connect` would have nothing to do.

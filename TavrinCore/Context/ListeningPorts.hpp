@@ -23,8 +23,8 @@ struct Socket {
 };
 
 /// The sockets in state LISTEN in the text of /proc/net/tcp or /proc/net/tcp6, in the order of their lines.
-/// Lines of any other form are skipped. An IPv4 address that is written as IPv6 (::ffff:127.0.0.1) comes out
-/// as IPv4. Addresses are read in the byte order of this machine, as the kernel prints them.
+/// Lines of any other form are skipped. An IPv4-mapped IPv6 address (RFC 4291, section 2.5.5.2) comes out as
+/// IPv4. Addresses are read in the byte order of this machine, as the kernel prints them.
 std::vector<Socket> parse(std::string_view text);
 
 /// The inode that the target of a link in /proc/PID/fd names, as in "socket:[1234]"; nullopt for what is not

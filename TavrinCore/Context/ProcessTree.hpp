@@ -17,10 +17,12 @@ namespace tavrin {
 /// The look-ups of processes that one system offers. Each returns nullopt for what it does not know. The walk
 /// over them is the same on all systems.
 struct ProcessTable {
+  /// What the process table has of a process.
   struct Record {
     std::int32_t parent = 0;
     std::string name;  ///< the short name, which the system may have cut off or left empty
   };
+  /// A running application, as people know it.
   struct Application {
     std::optional<std::string> bundleId;
     bool isRegular = false;
@@ -43,6 +45,7 @@ struct ProcessTable {
   static ProcessTable ofThisSystem();
 };
 
+/// The chain of a process's ancestors, and what is known of one of them.
 namespace ProcessTree {
 
 inline constexpr int defaultLimit = 32;

@@ -20,6 +20,7 @@ LineEvidence evidenceInLine(std::string_view line, Agent agent);
 /// The status files of Claude Code, "sessions/PID.json".
 namespace ClaudeEvidence {
 
+/// What a status file says.
 struct Status {
   std::int32_t pid = 0;
   std::string sessionId;
@@ -72,12 +73,16 @@ std::optional<Date> createdAt(std::string_view id);
 
 /// Gemini CLI's chats, "tmp/PROJECT/chats/session-TIME-ID8.jsonl".
 namespace GeminiEvidence {
+
+/// What one line of a chat says.
 LineEvidence line(std::string_view line);
+
 }  // namespace GeminiEvidence
 
 /// Copilot CLI's "session-state/ID/events.jsonl".
 namespace CopilotEvidence {
 
+/// What one line of events.jsonl says.
 LineEvidence line(std::string_view line);
 
 /// The process id in the name of a hold file, "inuse.PID.hold"; nullopt for another name.
@@ -88,6 +93,7 @@ std::optional<std::int32_t> holder(std::string_view name);
 /// Grok's "sessions/FOLDER/ID/events.jsonl" and "active_sessions.json".
 namespace GrokEvidence {
 
+/// A session that the list names.
 struct Open {
   std::string sessionId;
   std::int32_t pid = 0;
@@ -104,6 +110,7 @@ std::optional<std::vector<Open>> openSessions(std::string_view text);
 /// Whether a session's "summary.json" says that it is a sub-agent's.
 bool isSubagent(std::string_view summary);
 
+/// What one line of events.jsonl says.
 LineEvidence line(std::string_view line);
 
 }  // namespace GrokEvidence

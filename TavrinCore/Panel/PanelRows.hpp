@@ -17,6 +17,7 @@
 /// are valid as long as the sessions stay where they are.
 namespace tavrin::PanelRows {
 
+/// Pointers to the sessions of some rows, in the order of the rows.
 using Rows = std::vector<const Session*>;
 
 /// All sessions in the order of SessionAggregator::sorted.
