@@ -48,6 +48,7 @@ struct ProcessTable {
 /// The chain of a process's ancestors, and what is known of one of them.
 namespace ProcessTree {
 
+/// The most processes of a chain that are looked at.
 inline constexpr int defaultLimit = 32;
 
 /// The process `pid` and its ancestors, child first, at most `limit` in all. Process 1 and the kernel are
