@@ -180,13 +180,13 @@ void Terminal::show(const PanelGrid& screen) {
     return;
   }
   const bool isSameSize = shown_ && shown_->size() == screen.size();
-  std::string bytes =
+  const std::string bytes =
       isSameSize ? ScreenWriter::difference(*shown_, screen, colour_) : ScreenWriter::whole(screen, colour_);
   shown_ = screen;
-  write(std::move(bytes));
+  write(bytes);
 }
 
-void Terminal::write(std::string bytes) {
+void Terminal::write(std::string_view bytes) {
   pending_ += bytes;
   writable();
 }

@@ -66,7 +66,7 @@ class Terminal {
   bool isForeground() const;
   void readable();
   void writable();
-  void write(std::string bytes);
+  void write(std::string_view bytes);
   void press(const std::vector<Key>& keys);
 
   FileDescriptor tty_;

@@ -43,7 +43,7 @@ void prepare(int descriptor, std::string_view bytes, const termios& modes) {
   isPrepared = true;
   struct sigaction action {};
   action.sa_handler = crashed;
-  action.sa_flags = SA_RESETHAND | SA_NODEFER;
+  action.sa_flags = static_cast<int>(SA_RESETHAND | SA_NODEFER);
   for (const int signal : crashes) {
     struct sigaction current {};
     ::sigaction(signal, nullptr, &current);
