@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "TavrinTerminal/Panel/PanelLine.hpp"
+#include "tests/support/SanitizerOptions.hpp"
 #include "tests/support/Scratch.hpp"
 #include "tests/support/Subprocess.hpp"
 
@@ -31,6 +32,8 @@ class TmuxPane {
     std::vector<std::string> words = {"/usr/bin/env",       "-i",
                                       "PATH=/usr/bin:/bin", "HOME=" + home.string(),
                                       "LC_ALL=C.UTF-8",     "SHELL=/bin/sh"};
+    words.push_back("ASAN_OPTIONS=" + std::string(leaveSignalsAlone));
+    words.push_back("UBSAN_OPTIONS=" + std::string(leaveSignalsAlone));
     words.insert(words.end(),
                  {tmux(), "-S", socket_, "-f", "/dev/null", "new-session", "-d", "-x",
                   std::to_string(options.size.columns), "-y", std::to_string(options.size.rows)});

@@ -10,6 +10,7 @@
 #include <csignal>
 
 #include "TavrinCore/Support/File.hpp"
+#include "tests/support/SanitizerOptions.hpp"
 #include "tests/support/Scratch.hpp"
 #include "tests/support/Subprocess.hpp"
 
@@ -88,8 +89,14 @@ TEST(ChildProcess, StartsClean) {
   ASSERT_EQ(0, ::fcntl(inherited.number(), F_GETFD));
   const FileDescriptor high(::fcntl(STDIN_FILENO, F_DUPFD, 500));
 
+  ::setenv("ASAN_OPTIONS", test::leaveSignalsAlone, 1);
+  ::setenv("UBSAN_OPTIONS", test::leaveSignalsAlone, 1);
+
   EXPECT_EQ(exitedWith(0, "open 0\nopen 1\nopen 2\nsession own\nterminal no\n"),
             ChildProcess::run(child({"report"})));
+
+  ::unsetenv("ASAN_OPTIONS");
+  ::unsetenv("UBSAN_OPTIONS");
 
   std::signal(SIGUSR2, SIG_DFL);
   std::signal(SIGHUP, SIG_DFL);
