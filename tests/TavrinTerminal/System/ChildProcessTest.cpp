@@ -286,7 +286,8 @@ TEST(ChildProcess, LeavesABrowserRunning) {
 TEST(ChildProcess, LeavesNobodyBehindWhenItsParentIsKilled) {
   const ScratchDirectory directory;
   Fifo fifo(directory);
-  const test::Subprocess parent({TAVRIN_TEST_CHILD, "parent", TAVRIN_TEST_CHILD, "hold", fifo.path()});
+  test::Subprocess parent({TAVRIN_TEST_CHILD, "parent", TAVRIN_TEST_CHILD, "hold", fifo.path()});
+  ASSERT_EQ("started", parent.readLine());
   fifo.waitForWriters(2);
   ASSERT_EQ(0, ::kill(parent.pid(), SIGKILL));
   fifo.waitForTheirEnd();
@@ -296,7 +297,8 @@ TEST(ChildProcess, LeavesNobodyBehindWhenItsParentEnds) {
   for (const int signal : {SIGTERM, SIGHUP, SIGINT}) {
     const ScratchDirectory directory;
     Fifo fifo(directory);
-    const test::Subprocess parent({TAVRIN_TEST_CHILD, "parent", TAVRIN_TEST_CHILD, "hold", fifo.path()});
+    test::Subprocess parent({TAVRIN_TEST_CHILD, "parent", TAVRIN_TEST_CHILD, "hold", fifo.path()});
+    ASSERT_EQ("started", parent.readLine());
     fifo.waitForWriters(2);
     ASSERT_EQ(0, ::kill(parent.pid(), signal));
     fifo.waitForTheirEnd();

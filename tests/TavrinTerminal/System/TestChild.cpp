@@ -1,6 +1,7 @@
 // What ChildProcess's tests start: test-child MODE [ARGUMENT...]
 #include <fcntl.h>
 #include <unistd.h>
+#include <uv.h>
 
 #include <csignal>
 #include <cstdio>
@@ -108,7 +109,14 @@ int main(int count, char** arguments) {
   if (mode == "parent") {
     // Runs a child of its own until it is killed itself.
     const std::vector<std::string> words(rest.begin(), rest.end());
-    tavrin::ChildProcess::run({.words = words, .input = "", .timeout = std::chrono::hours(1)});
+    uv_loop_t loop;
+    uv_loop_init(&loop);
+    tavrin::ChildProcess child(loop, {.words = words, .input = "", .timeout = std::chrono::hours(1)},
+                               [](const tavrin::ChildOutcome&) {});
+    // From now on the child ends with this process.
+    std::puts("started");
+    std::fflush(stdout);
+    uv_run(&loop, UV_RUN_DEFAULT);
     return 0;
   }
   return 64;
