@@ -44,7 +44,7 @@ LineEvidence line(std::string_view line) {
   LineEvidence found;
   const json::object object = objectIn(line);
   const std::string_view type = textAt(object, "type");
-  // The first line of a file has no type, and neither have lines that change earlier ones.
+  // The first line of a file lacks a type. So do lines that change earlier ones.
   if (type.empty()) {
     found.isKnown = object.contains("sessionId") || object.contains("$set") || object.contains("$rewindTo");
     return found;
