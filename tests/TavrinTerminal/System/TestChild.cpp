@@ -111,13 +111,13 @@ int main(int count, char** arguments) {
     const std::vector<std::string> words(rest.begin(), rest.end());
     uv_loop_t loop;
     uv_loop_init(&loop);
-    tavrin::ChildProcess child(loop, {.words = words, .input = "", .timeout = std::chrono::hours(1)},
-                               [](const tavrin::ChildOutcome&) {});
+    const tavrin::ChildProcess child(loop, {.words = words, .input = "", .timeout = std::chrono::hours(1)},
+                                     [](const tavrin::ChildOutcome&) {});
     // From now on the child ends with this process.
     std::puts("started");
     std::fflush(stdout);
     uv_run(&loop, UV_RUN_DEFAULT);
-    return 0;
+    return uv_loop_close(&loop);
   }
   return 64;
 }
