@@ -11,6 +11,9 @@
 /// Reads the texts of Linux's /proc that describe processes.
 namespace tavrin::ProcFormats {
 
+/// The path of one of a process's files, such as "/proc/4242/stat".
+std::string procPath(std::int32_t pid, std::string_view file);
+
 /// The fields of /proc/PID/stat (proc(5)) that Tavrin uses.
 struct Stat {
   std::string name;  ///< at most 15 bytes, any bytes

@@ -6,7 +6,6 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <array>
 #include <chrono>
 #include <ctime>
 #include <memory>
@@ -22,18 +21,8 @@ namespace tavrin {
 
 namespace {
 
+using ProcFormats::procPath;
 using Pids = std::vector<std::int32_t>;
-
-std::string procPath(std::int32_t pid, std::string_view file) {
-  return "/proc/" + std::to_string(pid) + "/" + std::string(file);
-}
-
-std::optional<std::string> linkTarget(const std::string& path) {
-  std::array<char, 4096> target{};
-  const ssize_t length = ::readlink(path.c_str(), target.data(), target.size());
-  return length > 0 ? std::optional(std::string(target.data(), static_cast<std::size_t>(length)))
-                    : std::nullopt;
-}
 
 // The names in a directory that are whole numbers.
 Pids numbersIn(const std::string& directory) {
@@ -124,7 +113,7 @@ Pids childrenOf(std::int32_t pid) {
 
 bool hasOpen(std::int32_t pid, const std::string& path) {
   return std::ranges::any_of(numbersIn(procPath(pid, "fd")), [&](std::int32_t number) {
-    return linkTarget(procPath(pid, "fd/" + std::to_string(number))) == path;
+    return File::readLink(procPath(pid, "fd/" + std::to_string(number))) == path;
   });
 }
 
@@ -147,8 +136,8 @@ std::optional<std::int32_t> lockHolderOf(const std::string& path) {
 
 ProcessFacts ProcessFacts::ofThisSystem() {
   return {.process = processOf,
-          .executable = [](std::int32_t pid) { return linkTarget(procPath(pid, "exe")); },
-          .folder = [](std::int32_t pid) { return linkTarget(procPath(pid, "cwd")); },
+          .executable = [](std::int32_t pid) { return File::readLink(procPath(pid, "exe")); },
+          .folder = [](std::int32_t pid) { return File::readLink(procPath(pid, "cwd")); },
           .arguments = argumentsOf,
           .children = childrenOf,
           .all = [] { return numbersIn("/proc"); },

@@ -73,9 +73,11 @@ def update(source, target):
     for directory, directories, files in os.walk(source):
         directories[:] = [name for name in directories if name not in left_out]
         wanted |= {pathlib.Path(directory, name).relative_to(source) for name in files}
-    for path in target.rglob("*"):
-        if path.is_file() and path.relative_to(target) not in wanted:
-            path.unlink()
+    for directory, directories, files in os.walk(target):
+        directories[:] = [name for name in directories if name not in left_out]
+        for path in (pathlib.Path(directory, name) for name in files):
+            if path.relative_to(target) not in wanted:
+                path.unlink()
     for path in wanted:
         if not (target / path).is_file() or (target / path).read_bytes() != (source / path).read_bytes():
             (target / path).parent.mkdir(parents=True, exist_ok=True)
@@ -86,15 +88,16 @@ class Copy:
     """The copied sources and what is built of them."""
 
     def __init__(self, directory):
+        # The build has the same place in the copy as in the sources, so ccache can see the same commands.
         self.sources = directory / "sources"
-        self.build = directory / "build"
+        self.build = self.sources / "build" / "release"
         self.environment = dict(os.environ)
         options = []
         if shutil.which("ccache"):
             options.append("-DCMAKE_CXX_COMPILER_LAUNCHER=ccache")
-            self.environment |= {"CCACHE_BASEDIR": str(directory), "CCACHE_NOHASHDIR": "1"}
+            self.environment |= {"CCACHE_BASEDIR": str(self.sources), "CCACHE_NOHASHDIR": "1"}
         update(SOURCES, self.sources)
-        self._call(["cmake", "--preset", "release", "-B", self.build, *options], self.sources)
+        self._call(["cmake", "--preset", "release", *options], self.sources)
         # The test programs by name, each with its place.
         targets = self._call(["ninja", "-C", self.build, "-t", "targets", "all"])
         self.programs = {
