@@ -81,8 +81,12 @@ std::optional<std::string> idInUnit(std::string_view unit) {
 
 }  // namespace
 
-std::string procPath(std::int32_t pid, std::string_view file) {
-  return "/proc/" + std::to_string(pid) + "/" + std::string(file);
+std::string procPath(std::int32_t pid, std::string_view file, std::string_view root) {
+  constexpr std::size_t usualLength = 32;
+  std::string path;
+  path.reserve(root.size() + usualLength);
+  path.append(root).append("/proc/").append(std::to_string(pid)).append(1, '/').append(file);
+  return path;
 }
 
 std::optional<Stat> parseStat(std::string_view text) {

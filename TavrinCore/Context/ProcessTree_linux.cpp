@@ -6,6 +6,7 @@
 #include <map>
 #include <memory>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "TavrinCore/Context/ProcFormats.hpp"
@@ -27,7 +28,7 @@ std::optional<std::string> terminalInSysfs(const std::string& root, std::uint32_
 
 // The name of a process's executable. The file may have been replaced since the process started.
 std::optional<std::string> executableOf(const std::string& root, std::int32_t pid) {
-  const std::optional<std::string> target = File::readLink(root + procPath(pid, "exe"));
+  const std::optional<std::string> target = File::readLink(procPath(pid, "exe", root));
   if (!target) return std::nullopt;
   std::string_view name = Path::lastComponent(*target);
   constexpr std::string_view replaced = " (deleted)";
@@ -44,14 +45,16 @@ class ProcFiles {
   const std::optional<ProcFormats::Stat>& stat(std::int32_t pid) {
     const auto known = stats_.find(pid);
     if (known != stats_.end()) return known->second;
-    const std::optional<std::string> text = read(root_ + procPath(pid, "stat"));
+    const std::optional<std::string> text = read(procPath(pid, "stat", root_));
     return stats_.emplace(pid, text ? ProcFormats::parseStat(*text) : std::nullopt).first->second;
   }
+
+  const std::string& root() const { return root_; }
 
   const std::string& cgroup(std::int32_t pid) {
     const auto known = cgroups_.find(pid);
     if (known != cgroups_.end()) return known->second;
-    return cgroups_.emplace(pid, read(root_ + procPath(pid, "cgroup")).value_or("")).first->second;
+    return cgroups_.emplace(pid, read(procPath(pid, "cgroup", root_)).value_or("")).first->second;
   }
 
  private:
@@ -77,11 +80,11 @@ class ProcFiles {
 
 }  // namespace
 
-ProcessTable processTableBelow(const std::string& root) {
+ProcessTable processTableBelow(std::string root) {
   using Record = ProcessTable::Record;
   using Application = ProcessTable::Application;
-  const auto files = std::make_shared<ProcFiles>(root);
-  const auto executable = [root](std::int32_t pid) { return executableOf(root, pid); };
+  const auto files = std::make_shared<ProcFiles>(std::move(root));
+  const auto executable = [files](std::int32_t pid) { return executableOf(files->root(), pid); };
   return {
       .record = [files](std::int32_t pid) -> std::optional<Record> {
         const auto& stat = files->stat(pid);
@@ -89,11 +92,11 @@ ProcessTable processTableBelow(const std::string& root) {
         return Record{.parent = stat->parent, .name = stat->name};
       },
       .longName = executable,
-      .terminal = [files, root](std::int32_t pid) -> std::optional<std::string> {
+      .terminal = [files](std::int32_t pid) -> std::optional<std::string> {
         const auto& stat = files->stat(pid);
         if (!stat || stat->terminal == 0) return std::nullopt;
         const auto path = ProcFormats::terminalPath(stat->terminal);
-        return path ? path : terminalInSysfs(root, stat->terminal);
+        return path ? path : terminalInSysfs(files->root(), stat->terminal);
       },
       .application = [files](std::int32_t pid) -> std::optional<Application> {
         auto id = ProcFormats::applicationId(files->cgroup(pid));

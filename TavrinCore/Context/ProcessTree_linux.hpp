@@ -10,6 +10,6 @@ namespace tavrin {
 
 /// The process table that is read from the directories `root`/proc (proc(5)) and `root`/sys (sysfs(5)). The
 /// running system's own are below "".
-ProcessTable processTableBelow(const std::string& root);
+ProcessTable processTableBelow(std::string root);
 
 }  // namespace tavrin

@@ -1,4 +1,4 @@
-// What the kernel (sysctl(3), libproc.h) and AppKit tell about processes.
+// What the kernel (sysctl(3), libproc.h) and AppKit report about processes.
 #include "TavrinCore/Context/ProcessTree_macos.hpp"
 
 #include <dlfcn.h>
@@ -42,7 +42,7 @@ std::optional<ProcessTable::Record> recordOf(const MacCalls& calls, std::int32_t
   kinfo_proc process{};
   std::size_t size = sizeof(process);
   if (calls.sysctl(name.data(), name.size(), &process, &size, nullptr, 0) != 0) return std::nullopt;
-  // A process that is gone is no error: nothing is returned for it.
+  // A process that has ended is not an error: the call succeeds and returns no bytes.
   if (size < 1) return std::nullopt;
   return ProcessTable::Record{.parent = process.kp_eproc.e_ppid, .name = textIn(process.kp_proc.p_comm)};
 }
