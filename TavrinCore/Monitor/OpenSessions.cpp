@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <chrono>
+#include <utility>
 
 #include "TavrinCore/Monitor/AgentEvidence.hpp"
 #include "TavrinCore/Support/Integer.hpp"
@@ -245,9 +246,16 @@ std::optional<std::string> OpenSessions::codexRollout(const AgentHome& home, con
 }
 
 std::vector<std::string> OpenSessions::codexSubagents(const std::string& sessionId) const {
+  // A sub-agent may start others. An id is listed once, so a circle of parents ends.
   std::vector<std::string> found;
-  for (const auto& [id, thread] : threads_)
-    if (thread.parentId == sessionId) found.push_back(id);
+  std::set<std::string> known = {sessionId};
+  for (bool isNew = true; std::exchange(isNew, false);) {
+    for (const auto& [id, thread] : threads_) {
+      if (!known.contains(thread.parentId) || !known.insert(id).second) continue;
+      found.push_back(id);
+      isNew = true;
+    }
+  }
   return found;
 }
 

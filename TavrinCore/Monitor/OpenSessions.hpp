@@ -47,7 +47,7 @@ class OpenSessions {
     next_.reset();
   }
 
-  /// The threads that Codex started as sub-agents of the session, by their ids.
+  /// The threads that Codex started as sub-agents of the session, and those of the sub-agents, by their ids.
   std::vector<std::string> codexSubagents(const std::string& sessionId) const;
 
   /// The rollout of a thread of Codex; nullopt when there is none.

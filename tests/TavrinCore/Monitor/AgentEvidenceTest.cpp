@@ -165,6 +165,33 @@ TEST(CodexRollout, ACallInCodeModeAsksWithItsOwnCommand) {
   EXPECT_EQ(line.facts.front().command, "touch a");
 }
 
+// The command of a call with these arguments, whose quotes are written plainly.
+std::string commandOfCall(const std::string& arguments) {
+  std::string escaped;
+  for (const char letter : arguments) escaped += letter == '"' ? "\\\"" : std::string(1, letter);
+  const LineEvidence line = evidenceInLine(timed(codexCall("tool", escaped)), Agent::codex);
+  return line.facts.empty() ? "none" : line.facts.front().command;
+}
+
+TEST(CodexRollout, ACommandMayBeAListOfWords) {
+  const std::string end = R"(, "sandbox_permissions": "require_escalated"})";
+  EXPECT_EQ(commandOfCall(R"({"command": ["bash", "-lc", "touch a; sleep 9"])" + end), "touch a; sleep 9");
+  EXPECT_EQ(commandOfCall(R"({"command": ["git", "push", "origin"])" + end), "git push origin");
+  EXPECT_EQ(commandOfCall(R"({"command": ["ls", "-l", 7, "a"])" + end), "ls -l a");
+  EXPECT_EQ(commandOfCall(R"({"command": "make all")" + end), "make all");
+  EXPECT_EQ(commandOfCall(R"({"command": 7)" + end), "");
+  EXPECT_EQ(commandOfCall(R"({"patch": "x")" + end), "");
+}
+
+TEST(CodexRollout, AProgramThatIsNotPlainJsonStandsForItsCommand) {
+  const std::string program =
+      R"(const x = {cmd: "touch a; sleep 9", sandbox_permissions: "require_escalated"}; await run(x))";
+  EXPECT_EQ(commandOfCall(program), program);
+  EXPECT_EQ(commandOfCall("require_escalated"), "");
+  EXPECT_EQ(commandOfCall("} require_escalated {"), "");
+  EXPECT_EQ(commandOfCall("{ require_escalated"), "");
+}
+
 TEST(CodexRollout, AQuestionAsksAndAnOrdinaryCallDoesNot) {
   EXPECT_EQ(in(Agent::codex, codexCall("request_user_input", "{}")), (Facts{{Kind::asked, "c1"}}));
   EXPECT_EQ(in(Agent::codex, codexCall("exec_command", R"({\"cmd\": \"ls\"})")), Facts{});

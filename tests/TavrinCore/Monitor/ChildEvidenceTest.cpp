@@ -42,6 +42,17 @@ TEST(ChildProcess, ThatTheShellBecameRunsTheCommand) {
   EXPECT_TRUE(runs({"make"}, "make"));
 }
 
+TEST(ChildProcess, OfAScriptFromThePathRunsTheCommandThatNamesIt) {
+  EXPECT_TRUE(runs({"/usr/bin/python3", "/usr/bin/pip", "install", "x"}, "pip install x"));
+  EXPECT_TRUE(runs({"node", "/usr/lib/yarn.js", "build"}, "cd web && yarn build"));
+  EXPECT_TRUE(runs({"/opt/bin/make"}, "(make)"));
+  EXPECT_FALSE(runs({"node", "/usr/lib/hook.js"}, "node build.js"));
+  EXPECT_FALSE(runs({"node", "/usr/lib/ya.js", "build"}, "yarn build"));
+  EXPECT_FALSE(runs({"node", "/usr/lib/arn.js", "build"}, "yarn build"));
+  EXPECT_FALSE(runs({"node", "/usr/lib/", "build"}, "yarn build"));
+  EXPECT_FALSE(runs({"node", "", "build"}, "yarn build"));
+}
+
 TEST(ChildProcess, OfAnotherKindDoesNot) {
   EXPECT_FALSE(runs({"git", "status"}, "touch a"));
   EXPECT_FALSE(runs({"sleep", "10"}, "touch a; sleep 9"));

@@ -188,6 +188,52 @@ TEST_F(Watching, ASubagentOfGrokAsksForItsParent) {
   EXPECT_EQ(stateOf("parent", 105), working);
 }
 
+TEST_F(Watching, ASubagentOfASubagentOfGrokAsksForTheSession) {
+  const std::string folder = "/Users/dev/.grok/sessions/%2Fsrc%2Fapp/";
+  save("parent", Agent::grok, working, 100);
+  files.write(folder + "parent/events.jsonl", "", 100);
+  files.write(folder + "parent/subagents/child/meta.json", "{}", 101);
+  files.write(folder + "child/subagents/grandchild/meta.json", "{}", 101);
+  files.write(folder + "grandchild/subagents/child/meta.json", "{}", 101);
+  files.write(folder + "grandchild/subagents/../meta.json", "{}", 101);
+  files.write(folder + "grandchild/events.jsonl",
+              R"({"ts":"1970-01-01T00:01:42Z","type":"permission_requested","tool_name":"run"})"
+              "\n",
+              102);
+  EXPECT_EQ(stateOf("parent", 103), needsYou);
+}
+
+TEST_F(Watching, AnAnswerToASubagentOfClaudeIsInItsOwnTranscript) {
+  const std::string folder = "/Users/dev/.claude/projects/-src-app/";
+  Session record = save("a", Agent::claude, needsYou, 100);
+  record.transcriptPath = folder + "a.jsonl";
+  record.waitingOn = {"call"};
+  save(record, 100);
+  files.write(folder + "a.jsonl", "{}\n", 100);
+  files.write(folder + "a/subagents/agent-1.meta.json", "{}", 100);
+  files.write(folder + "a/subagents/agent-1.jsonl", "{}\n", 100);
+  EXPECT_EQ(stateOf("a", 101), needsYou);
+  EXPECT_THAT(last.files, Contains(folder + "a/subagents/agent-1.jsonl"));
+  EXPECT_THAT(last.files, Not(Contains(folder + "a/subagents/agent-1.meta.json")));
+  files.append(folder + "a/subagents/agent-1.jsonl",
+               R"({"timestamp":"1970-01-01T00:01:42Z","type":"user","message":{"content":)"
+               R"([{"type":"tool_result","tool_use_id":"call"}]}})"
+               "\n",
+               102);
+  EXPECT_EQ(stateOf("a", 103), working);
+}
+
+TEST_F(Watching, WhereTheStatusFileDecidesSubagentsAreNotRead) {
+  const std::string folder = "/Users/dev/.claude/projects/-src-app/";
+  save("a", Agent::claude, needsYou, 100);
+  files.write(folder + "a.jsonl", "{}\n", 100);
+  files.write(folder + "a/subagents/agent-1.jsonl", "{}\n", 100);
+  files.write("/Users/dev/.claude/sessions/18.json", claudeStatus(18, "a", "waiting", 101), 101);
+  EXPECT_EQ(stateOf("a", 102), needsYou);
+  EXPECT_THAT(last.files, Contains(folder + "a.jsonl"));
+  EXPECT_THAT(last.files, Not(Contains(folder + "a/subagents/agent-1.jsonl")));
+}
+
 TEST_F(Watching, ASubagentOfCopilotIsNotASession) {
   const std::string folder = "/Users/dev/.copilot/session-state/parent/";
   save("parent", Agent::copilot, working, 100);
@@ -262,6 +308,29 @@ TEST_F(Watching, ALockOfASubagentShowsNothingAndItsQuestionIsTheParents) {
               102);
   EXPECT_EQ(stateOf(std::string(later), 104), std::nullopt);
   EXPECT_EQ(stateOf(std::string(thread), 104), needsYou);
+}
+
+TEST_F(Watching, ASubagentOfASubagentOfCodexAsksForTheSession) {
+  const std::string third = "01a20056-7c97-7890-932d-c7bd65f0f20c";
+  save(std::string(thread), Agent::codex, working, 100);
+  std::string parent;
+  for (const std::string& id : {std::string(thread), std::string(later), third}) {
+    files.write(lockOf(id), "", 100);
+    locks[lockOf(id)] = 18;
+    files.write(
+        day + id + ".jsonl",
+        R"({"type":"session_meta","payload":{"id":")" + id + R"(","parent_thread_id":")" + parent + "\"}}\n",
+        100);
+    parent = id;
+  }
+  EXPECT_EQ(stateOf(std::string(thread), 101), working);
+  files.append(day + third + ".jsonl",
+               R"({"timestamp":"1970-01-01T00:01:42Z","type":"response_item","payload":)"
+               R"({"type":"function_call","call_id":"c","name":"request_user_input"}})"
+               "\n",
+               102);
+  EXPECT_EQ(stateOf(std::string(thread), 104), needsYou);
+  EXPECT_EQ(stateOf(third, 104), std::nullopt);
 }
 
 TEST_F(Watching, AnApprovedCommandOfCodexIsSeenInTheProcessTable) {
