@@ -177,8 +177,9 @@ class Examination {
     const std::string name(agent.definition->name);
     const std::optional<AgentVersion> version = agent.oldestVersion();
     if (missing.empty()) return "the hooks of " + name + " are not those that its version accepts";
-    return name + (version ? " " + version->text() : "") + " also reports " + SettingsReport::listOf(missing) +
-           ", for which there " + (missing.size() == 1 ? "is no hook" : "are no hooks");
+    return name + (version ? " " + version->text() : "") + " also reports " +
+           SettingsReport::listOf(missing) + ", for which there " +
+           (missing.size() == 1 ? "is no hook" : "are no hooks");
   }
 
   void checkEntries(const SurveyedAgent& agent, const AgentVersions::Fit& fit, const SettingsFile& file,
@@ -194,7 +195,8 @@ class Examination {
     } else if (!file.state(state.entries.front().helperPath, fit.definition).isConnected) {
       find(differenceOf(state.entries, agent, fit), file.path(), connectCommand(which));
     }
-    // Some clients come with an editor and are in no folder that is looked at. Their events show that they work.
+    // Some clients come with an editor and are in no folder that is looked at. Their events show that they
+    // work.
     if (agent.installations.empty() && !hasReportedLately(which)) {
       find(name + " is connected, but it has reported nothing for a week, and its program was not found", "",
            "tavrin disconnect " + std::string(rawValue(which)));

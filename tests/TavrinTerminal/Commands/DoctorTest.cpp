@@ -111,8 +111,8 @@ TEST_F(DoctorTest, ExaminesSettings) {
   machine.client(Agent::claude, "2.0.45");
   machine.connect({.agents = {Agent::claude}});
   machine.client(Agent::claude, "2.1.197");
-  EXPECT_THAT(findings(), ElementsAre("Claude Code 2.1.197 also reports PermissionRequest, PostToolUseFailure, "
-                                      "Elicitation and PermissionDenied, for which there are no hooks | "
+  EXPECT_THAT(findings(), ElementsAre("Claude Code 2.1.197 also reports PostToolUseFailure, PermissionDenied "
+                                      "and Elicitation, for which there are no hooks | "
                                       "~/.claude/settings.json | tavrin connect claude",
                                       AllOf(HasSubstr("settings.json"), HasSubstr("tavrin connect gemini"))));
   EXPECT_THAT(machine.connect({.agents = {Agent::claude}}).status, ExitStatus::done);
@@ -144,8 +144,9 @@ TEST_F(DoctorTest, ExaminesCodexsTrustWithoutGivingIt) {
 
 TEST_F(DoctorTest, FindsAnAgentWhoseProgramIsGoneUnlessItStillReports) {
   std::filesystem::remove(machine.home / "bin/grok");
-  EXPECT_THAT(findings(), ElementsAre("Grok is connected, but it has reported nothing for a week, and its program "
-                                      "was not found |  | tavrin disconnect grok"));
+  EXPECT_THAT(findings(),
+              ElementsAre("Grok is connected, but it has reported nothing for a week, and its program "
+                          "was not found |  | tavrin disconnect grok"));
   EXPECT_THAT(run({}).output, HasSubstr("Grok: program not found, connected, no event yet\n"));
   writeFile(machine.home.logFile(), "2025-12-26T03:04:04Z grok 01234567 Stop → idle\n");
   EXPECT_THAT(findings(), ElementsAre(HasSubstr("has reported nothing for a week")));
