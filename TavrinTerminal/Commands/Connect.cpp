@@ -1,6 +1,7 @@
 #include "TavrinTerminal/Commands/Connect.hpp"
 
 #include <algorithm>
+#include <memory>
 #include <optional>
 #include <utility>
 
@@ -165,8 +166,9 @@ class Command {
   }
 
   Outcome apply(const std::vector<Plan>& plans) {
-    const Interruption interruption;
-    interrupt_ = interruption.descriptor();
+    // A signal is not to end the command before its lines are written.
+    const auto interruption = std::make_shared<const Interruption>();
+    interrupt_ = interruption->descriptor();
     for (const Plan& plan : plans) {
       if (Interruption::signal()) {
         const std::string name(plan.agent.definition->name);
@@ -176,7 +178,9 @@ class Command {
       }
       connect(plan);
     }
-    return SettingsReport::outcomeOf(lines_, Interruption::signal());
+    Outcome outcome = SettingsReport::outcomeOf(lines_, Interruption::signal());
+    outcome.keptUntilWritten = interruption;
+    return outcome;
   }
 
   void connect(const Plan& plan) {

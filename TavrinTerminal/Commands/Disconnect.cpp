@@ -1,6 +1,7 @@
 #include "TavrinTerminal/Commands/Disconnect.hpp"
 
 #include <algorithm>
+#include <memory>
 #include <optional>
 #include <string>
 
@@ -36,9 +37,12 @@ class Command {
     const std::vector<Plan> plans = plansOf(files());
     if (options_.dryRun) return preview(plans);
     if (std::optional<Outcome> outcome = ask(plans)) return *std::move(outcome);
-    const Interruption interruption;
+    // A signal is not to end the command before its lines are written.
+    const auto interruption = std::make_shared<const Interruption>();
     for (const Plan& plan : plans) disconnect(plan);
-    return SettingsReport::outcomeOf(lines_, Interruption::signal());
+    Outcome outcome = SettingsReport::outcomeOf(lines_, Interruption::signal());
+    outcome.keptUntilWritten = interruption;
+    return outcome;
   }
 
  private:
