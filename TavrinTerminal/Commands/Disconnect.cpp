@@ -36,9 +36,10 @@ class Command {
     const std::vector<Plan> plans = plansOf(files());
     if (options_.dryRun) return preview(plans);
     if (std::optional<Outcome> outcome = ask(plans)) return *std::move(outcome);
-    const Interruption interruption;
+    std::optional<Interruption> interruption;
+    if (options_.takesSignals) interruption.emplace();
     for (const Plan& plan : plans) disconnect(plan);
-    return SettingsReport::outcomeOf(lines_, Interruption::signal());
+    return SettingsReport::outcomeOf(lines_, options_.takesSignals ? Interruption::signal() : std::nullopt);
   }
 
  private:
@@ -126,7 +127,7 @@ class Command {
   }
 
   void disconnect(const Plan& plan) {
-    if (Interruption::signal()) {
+    if (options_.takesSignals && Interruption::signal()) {
       say(plan.file, "as it was", "You interrupted the command before " + shown(plan.file) + " was changed.");
       return;
     }
