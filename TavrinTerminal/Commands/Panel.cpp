@@ -83,8 +83,7 @@ class Screen {
     const bool isConnected = isAnyConnected(surroundings_);
     model_.takeAgents(isConnected ? ActivityEmptyContent::Agents::connected(1)
                                   : ActivityEmptyContent::Agents::off());
-    // Whoever has connected nothing yet is first asked to.
-    if (!isConnected) showAgents();
+    hasNothing_ = !isConnected;
     lookForServers();
     const SessionWatch::End end = watch_.run();
     if (thrown_) std::rethrow_exception(thrown_);
@@ -110,6 +109,8 @@ class Screen {
 
   void take(std::vector<ObservedSession> sessions) {
     sessions_ = inShownOrder(std::move(sessions), surroundings_.home, false);
+    // Whoever has connected nothing yet is asked to, at first.
+    if (std::exchange(hasNothing_, false) && sessions_.empty()) showAgents();
     makeRows();
     lookForPlaces();
   }
@@ -494,6 +495,7 @@ class Screen {
   std::map<std::string, ServerHealth> found_;
   std::shared_ptr<ServerStop> stop_;
   bool wasKilled_ = false;
+  bool hasNothing_ = false;
   bool isLookingForPlaces_ = false;
   bool isLookingForServers_ = false;
   // What follows waits on the loop of the first, and is gone before it.
