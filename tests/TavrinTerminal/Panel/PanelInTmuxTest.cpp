@@ -24,6 +24,9 @@ class PanelInTmux : public testing::Test {
  protected:
   void SetUp() override {
     if (!TmuxPane::isAvailable()) GTEST_SKIP() << "tmux is not installed, so the panel is not tried in it.";
+    // An agent is connected, or the panel would open on the connect screen.
+    writeFile(home.path() / ".claude/settings.json",
+              R"({"hooks":{"Stop":[{"hooks":[{"type":"command","command":"/x/Tavrin/bin/tavrin-hook"}]}]}})");
   }
 
   void open(const TmuxPane::Options& options = {}) {
