@@ -42,7 +42,8 @@ struct MacCalls {
 };
 
 /// The process table that these calls make. AppKit is opened by the first look-up of an application: a run
-/// that looks up no host does without the time that loading it takes.
+/// that looks up no host does without the time that loading it takes. While it looks one up, the standard
+/// error of the whole process leads to /dev/null. If that cannot be opened, there is no application.
 ProcessTable processTableOf(const MacCalls& calls);
 
 }  // namespace tavrin
