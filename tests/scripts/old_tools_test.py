@@ -34,6 +34,9 @@ NEVER_EMPTY = {
     ("scripts/bench.sh", "targets"),
     ("scripts/install-packages.sh", "missing"),  # the script ends before if it is
     ("scripts/install-packages.sh", "names"),  # as long as that
+    ("tests/library/headers.sh", "headers"),
+    ("tests/library/headers.sh", "backwards"),
+    ("tests/library/headers.sh", "words"),
 }
 GNU_TOOLS = {
     "sed -i without a suffix": r"\bsed (-\w+ )*-i\b",
