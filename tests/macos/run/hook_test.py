@@ -110,6 +110,19 @@ class Desktop(unittest.TestCase):
         self.assertEqual(self.home.record()["agentPid"], pids[1])
         self.assertEqual(self.home.record()["state"], "working")
 
+    def test_appkit_is_loaded_only_while_a_host_is_looked_up(self):
+        counts = self.home.path / "calls"
+
+        def loads(payload, **apps):
+            self.home.run_in_chain(["Terminal+session", "claude", "sh"], payload, MACHRUN_CALLS=str(counts), **apps)
+            return next((int(line.split()[0]) for line in counts.read_text().splitlines() if line.endswith(" _dlopen")), 0)
+
+        host = {"MACHRUN_APPS": "Terminal=com.apple.Terminal"}
+        self.assertGreater(loads(PROMPT, **host), 0)
+        self.assertEqual(loads(TOOL, **host), 0)
+        self.assertGreater(loads(PROMPT), 0)
+        self.assertGreater(loads(TOOL), 0)
+
     # Agents show what a hook prints, and some take it for an error.
     def test_what_appkit_prints_does_not_reach_the_agent(self):
         apps = "Terminal=com.apple.Terminal"
