@@ -1,6 +1,6 @@
 #pragma once
 
-// Part of Tavrin::Core. Needs POSIX and the standard library.
+// Part of Tavrin::Core. Needs POSIX, the Objective-C runtime and the standard library.
 
 #include <objc/runtime.h>
 #include <sys/types.h>
