@@ -35,7 +35,7 @@ const std::vector<FileSystem> allFileSystems = {
 // The system calls with which a run makes the record and the log, and seconds after its end. ext4 writes its
 // journal every five seconds, and the kernel writes what nobody syncs after about thirty.
 const Words fewMoments = {"write", "rename", "exit_group", "0"};
-const Words manyMoments = {"write", "close", "rename", "newfstatat", "exit_group", "0"};
+const Words manyMoments = {"write", "close", "rename", "exit_group", "0"};
 const Words laterMoments = {"1", "7", "40"};
 
 // Why the test cannot be made, or nullopt.

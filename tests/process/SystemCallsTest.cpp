@@ -121,6 +121,49 @@ TEST(SystemCalls, AnEventWithoutAHostReadsEachProcessOnce) {
   EXPECT_THAT(pathsOf(calls, "readlink"), ElementsAre("/proc/self/exe"));
 }
 
+// The names of the calls that a program makes after those of the C library's start.
+std::vector<std::string> namesFromMain(const std::vector<std::string>& calls) {
+  std::vector<std::string> names;
+  for (const std::string& call : calls) {
+    if (!names.empty() || nameOf(call) == "rt_sigaction") names.push_back(nameOf(call));
+  }
+  return names;
+}
+
+// Otherwise the benchmark would compare with a program that does less, or more.
+TEST(SystemCalls, TheFloorOfTheBenchmarkMakesTheSameOnes) {
+  const bool mayHaveHost = ProcFormats::mayBeOfApplication(readFile("/proc/self/cgroup"));
+  for (const bool hasHost : {true, false}) {
+    if (!hasHost && mayHaveHost) GTEST_SKIP() << "a session without a host is left out below a desktop";
+    SCOPED_TRACE(hasHost);
+    std::vector<std::vector<std::string>> names;
+    for (const bool isFloor : {false, true}) {
+      SeededHome home;
+      storeKnownSession(home);
+      if (!hasHost) {
+        Session session = stored(home, "s").value();
+        session.hostPid.reset();
+        session.hostBundleId.reset();
+        writeFile(home.record(), session.encode());
+      }
+      std::vector<std::string> words = {chainLink(), home / "links", "claude", "sh", "--"};
+      if (isFloor) {
+        words.insert(words.end(), {TAVRIN_FLOOR_CALLS, "s"});
+        if (!hasHost) words.emplace_back("without-host");
+      } else {
+        words.push_back(hookExecutable());
+      }
+      EXPECT_EQ(
+          trace(home, {}, words, toolStart("s", "call-1", "/Users/dev/src/app"), {{"HOME", home.string()}}),
+          silentSuccess);
+      names.push_back(namesFromMain(
+          callsOf(home.path(), isFloor ? std::filesystem::path(TAVRIN_FLOOR_CALLS) : hookExecutable())));
+    }
+    EXPECT_GE(names[0].size(), 25U);
+    EXPECT_EQ(names[0], names[1]);
+  }
+}
+
 TEST(SystemCalls, AnEventWithoutASessionTouchesOnlyTheLog) {
   SeededHome home;
   EXPECT_EQ(trace(home, {}, {hookExecutable()}, "garbage", {{"HOME", home.string()}}), silentSuccess);
