@@ -5,9 +5,9 @@
 //   process_bench [--only EXPERIMENT] [--starts N] [--hook PROGRAM] [--against PROGRAM] RESULTS.csv
 //
 // EXPERIMENT is "starts" (over both floors), "starts on a disk", "peers", "stored" (sessions), "log" (its
-// size), "parallel" or "disk". Home directories are made in TMPDIR, which is to be in memory: what other
-// programs have written to a disk would be waited for at some starts and not at others. Those on a disk are
-// beside the results, and so are copies of the measured programs.
+// size), "parallel", "disk" or "titles". Home directories are made in TMPDIR, which is to be in memory: what
+// other programs have written to a disk would be waited for at some starts and not at others. Those on a disk
+// are beside the results, and so are copies of the measured programs.
 // "--against" measures another build of tavrin-hook in the same run as "starts". bench/report.py makes tables
 // of the results.
 #include <sys/prctl.h>
@@ -25,6 +25,7 @@
 #include <span>
 #include <stdexcept>
 
+#include "TavrinCore/Transcripts/ClaudeSessionTitles.hpp"
 #include "bench/BenchHome.hpp"
 #include "bench/EventPayload.hpp"
 #include "bench/PeerCheck.hpp"
@@ -89,6 +90,7 @@ class Bench {
     if (wants("log")) withALongLog();
     if (wants("parallel")) manyAtOnce();
     if (wants("disk")) onADisk();
+    if (wants("titles")) inTheDesktopApp();
   }
 
  private:
@@ -244,6 +246,26 @@ class Bench {
     inMemory.name = "files in memory";
     onDisk.name = "files on a disk";
     compete("disk", std::to_string(usualSize), 1'000, {inMemory, onDisk});
+  }
+
+  // Among the titles of other sessions there is none for this one. A folder among them has them listed.
+  void inTheDesktopApp() {
+    const BenchHome plain(recordedSession);
+    const BenchHome app(recordedSession);
+    Session session = *app.session();
+    session.hostBundleId = ClaudeSessionTitles::desktopBundleIdentifier;
+    test::writeFile(app.sessionFile(recordedSession), session.encode());
+    const std::filesystem::path folder =
+        ClaudeSessionTitles::defaultDirectory(app.string()) + "/account/project";
+    for (int i = 0; i < 20'000; ++i)
+      test::writeFile(folder / ("local_" + std::to_string(i) + ".json"), R"({"title":"Another"})");
+    test::writeFile(folder / "folder/file", "");
+    const std::string event = eventPayload(usualSize);
+    Contestant elsewhere = starting(hook_, plain, event);
+    Contestant inApp = starting(hook_, app, event);
+    elsewhere.name = "in a terminal";
+    inApp.name = "20000 titles of others";
+    compete("titles", std::to_string(usualSize), 1'000, {elsewhere, inApp});
   }
 
   Options options_;

@@ -37,9 +37,9 @@ struct ProcessTable {
   /// programs change at will.
   std::function<std::optional<std::string>(std::int32_t pid)> executable = {};
 
-  /// Whether there may be an application among the processes from `innermost` up to `outermost`. Set where
-  /// that costs less than asking for each of them.
-  std::function<bool(std::int32_t innermost, std::int32_t outermost)> mayHaveApplications = {};
+  /// Whether a process may belong to an application. Set on systems where processes keep the application of
+  /// their parent unless they are moved, and where this costs less than asking for each of them.
+  std::function<bool(std::int32_t pid)> mayBeOfApplication = {};
 
   /// The table of the running system. It may remember what it has read, so use it for one short run only.
   static ProcessTable ofThisSystem();

@@ -202,7 +202,7 @@ TEST(SystemCalls, WithoutAnAbsoluteHomeThePasswordDatabaseNamesTheHome) {
 
 // How many calls an event takes in the Claude desktop app, whose folders hold so many files of other
 // sessions.
-std::size_t callsInDesktopApp(int files, bool hasTitle) {
+std::size_t callsInDesktopApp(int files, bool hasTitle, bool hasFolder = false) {
   SeededHome home;
   storeKnownSession(home);
   Session session = stored(home, "s").value();
@@ -211,6 +211,7 @@ std::size_t callsInDesktopApp(int files, bool hasTitle) {
   const std::filesystem::path folder =
       ClaudeSessionTitles::defaultDirectory(home.string()) + "/account/project";
   for (int i = 0; i < files; ++i) writeFile(folder / ("local_" + std::to_string(i) + ".json"), "");
+  if (hasFolder) writeFile(folder / "folder/file", "");
   if (hasTitle) writeFile(folder / "local_s.json", R"({"sessionId":"local_s","title":"A title"})");
   EXPECT_EQ(trace(home, {}, {chainLink(), home / "links", "claude", "sh", "--", hookExecutable()},
                   toolStart("s", "call-1", "/Users/dev/src/app"), {{"HOME", home.string()}}),
@@ -227,6 +228,11 @@ TEST(SystemCalls, ATitleAmongThousandsOfFilesTakesAsManyAsAmongFew) {
   if (std::ranges::find(counting, static_cast<std::uint32_t>(system.f_type)) == counting.end())
     GTEST_SKIP() << "the rest is left out: this file system does not count a folder's links";
   EXPECT_EQ(callsInDesktopApp(3'000, false), callsInDesktopApp(1, false));
+}
+
+// With a folder among them, the files are listed, wherever the links are counted and wherever not.
+TEST(SystemCalls, FewOfThousandsOfFilesAreListedForATitle) {
+  EXPECT_LE(callsInDesktopApp(3'000, false, true), callsInDesktopApp(100, false, true));
 }
 
 // As sudo(8) runs an agent: the files would be root's, and every later event of the user would fail.
