@@ -98,6 +98,7 @@ faults: fault-tests
 
 # Verbose, because each test prints its counts.
 fault-tests: build
+	@scripts/install-packages.sh faults
 	@ctest --preset $(PRESET) -C Faults -L faults --verbose
 
 planted: packages

@@ -109,17 +109,19 @@ struct Carry {
 // together: halves of surrogate pairs are among them. `escaped` are the bytes after a backslash that are not
 // of the common escapes.
 Mask unsoundEscapes(const ByteBlock& block, Mask escaped, Carry& carry) {
-  const Mask letters =
-      block.where([](Vector bytes) { return (bytes == '/') | (bytes == 'b') | (bytes == 'f'); });
+  const Mask units = escaped & places(block, 'u');
+  Mask unsound = escaped & ~units;
+  if (unsound != 0) {
+    unsound &= ~block.where([](Vector bytes) { return (bytes == '/') | (bytes == 'b') | (bytes == 'f'); });
+  }
   const Mask hexadecimal =
       block.where([](Vector bytes) { return (bytes - '0' < 10) | ((bytes | 0x20) - 'a' < 6); });
   const Mask d = block.where([](Vector bytes) { return (bytes | 0x20) == 'd'; });
-  const Mask units = escaped & places(block, 'u');
   const Mask firstDigit = after(units) | carry.firstDigit;
   const Mask digits = firstDigit | after(units, 2) | after(units, 3) | after(units, 4) | carry.digits;
   carry.firstDigit = inNextBlock(units);
   carry.digits = inNextBlock(units, 2) | inNextBlock(units, 3) | inNextBlock(units, 4);
-  return (escaped & ~units & ~letters) | (digits & ~hexadecimal) | (firstDigit & d);
+  return unsound | (digits & ~hexadecimal) | (firstDigit & d);
 }
 
 // The bytes at which characters are malformed. A character that could be so only in the next block counts as

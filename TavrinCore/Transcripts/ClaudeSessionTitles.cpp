@@ -110,7 +110,7 @@ std::optional<std::string> titleIn(const std::string& path, const struct stat& s
 // One look-up. It ends when all titles are found.
 class Search {
  public:
-  explicit Search(const std::set<std::string>& sessionIds) {
+  Search(const std::set<std::string>& sessionIds, int limit) : limit_(limit) {
     for (const std::string& id : sessionIds) {
       if (isSafe(id)) wanted_.emplace("local_" + id + ".json", id);
     }
@@ -119,13 +119,19 @@ class Search {
 
   std::map<std::string, std::string> through(const std::string& directory) {
     if (!wanted_.empty()) enter(directory);
-    while (!folders_.empty() && !isOver()) {
-      const Folder& folder = folders_.back();
+    // The upper folders first, so that every folder in them is asked for the files before any of them is
+    // listed.
+    for (std::size_t i = 0; i < folders_.size() && !isOver(); ++i) list(Folder(folders_[i]));
+    return std::move(titles_);
+  }
+
+ private:
+  bool isOver() const { return wanted_.empty() || examined_ >= limit_; }
+
+  void list(const Folder& folder) {
+    while (!isOver()) {
       const dirent* const entry = folder.next();
-      if (entry == nullptr) {
-        folders_.pop_back();
-        continue;
-      }
+      if (entry == nullptr) return;
       const std::string_view name = entry->d_name;
       if (name.starts_with('.')) continue;
       ++examined_;
@@ -133,11 +139,7 @@ class Search {
       if (!areAskedFor_) take(name, path);
       if (isFolder(*entry, path) && !isPackage(name)) enter(std::move(path));
     }
-    return std::move(titles_);
   }
-
- private:
-  bool isOver() const { return wanted_.empty() || examined_ >= mostEntries; }
 
   // Asks for the wanted files by their names, and lists the folder only if there may be others in it: an app
   // that is used every day leaves thousands of files in one.
@@ -149,7 +151,7 @@ class Search {
       }
       if (wanted_.empty() || isLeaf(path)) return;
     }
-    folders_.emplace_back(std::move(path));
+    folders_.push_back(std::move(path));
   }
 
   // Takes the title of the file, if it is wanted and has one. Whether there is a file.
@@ -167,7 +169,8 @@ class Search {
 
   std::map<std::string, std::string, std::less<>> wanted_;  // file name to session id
   std::map<std::string, std::string> titles_;
-  std::vector<Folder> folders_;  // from the directory itself down to the one being listed
+  std::vector<std::string> folders_;  // those that are or will be listed
+  int limit_ = 0;
   int examined_ = 0;
   bool areAskedFor_ = false;
 };
@@ -180,11 +183,11 @@ std::string defaultDirectory(std::string_view home) {
 
 std::map<std::string, std::string> resolve(const std::set<std::string>& sessionIds,
                                            const std::string& directory) {
-  return Search(sessionIds).through(directory);
+  return Search(sessionIds, mostEntries).through(directory);
 }
 
-std::optional<std::string> resolve(const std::string& sessionId, const std::string& directory) {
-  auto titles = resolve(std::set{sessionId}, directory);
+std::optional<std::string> resolve(const std::string& sessionId, const std::string& directory, int limit) {
+  auto titles = Search({sessionId}, limit).through(directory);
   const auto found = titles.find(sessionId);
   return found == titles.end() ? std::nullopt : std::optional(std::move(found->second));
 }

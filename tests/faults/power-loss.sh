@@ -29,7 +29,7 @@ truncate -s "$size" base
 case $type in
   ext4) mkfs.ext4 -q -F base ;;
   xfs) mkfs.xfs -q base ;;
-  btrfs) mkfs.btrfs -q base ;;
+  btrfs) mkfs.btrfs -q base >/dev/null ;;
 esac
 attach base
 mkdir "$HOME"

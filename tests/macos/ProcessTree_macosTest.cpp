@@ -88,6 +88,24 @@ TEST_F(ProcessTableOfMacos, TheChainGoesFromTheShellToTheTerminalsApplication) {
   EXPECT_EQ(ProcessTree::tty(agent, table()), "/dev/ttys004");
 }
 
+// The native installation starts a file named after its version, and the npm package one named "claude.exe".
+// The kernel reports these names, and no name that a process gives itself.
+TEST_F(ProcessTableOfMacos, ClaudeIsFoundByTheNameOfItsFileToo) {
+  for (const char* const name : {"2.1.112", "claude.exe"}) {
+    mac.processes[agent].name = name;
+    const auto& names = AgentDefinition::processNamesOf(Agent::claude);
+    for (const std::vector<ProcessNode>& nodes : {chain(), ProcessTree::ancestorsUpTo(names, shell, table()),
+                                                  ProcessTree::ancestorsWithAgent(names, shell, table()),
+                                                  ProcessTree::ancestorsUpTo(names, agent, table())}) {
+      const std::optional<ProcessNode> found = HostResolver::pickAgent(nodes, names);
+      ASSERT_TRUE(found.has_value()) << name;
+      EXPECT_EQ(found->pid, agent) << name;
+      EXPECT_EQ(found->name, name);
+    }
+    EXPECT_EQ(HostResolver::pickHost(chain()).value().pid, terminal);
+  }
+}
+
 TEST_F(ProcessTableOfMacos, TheFirstProcessAndTheKernelAreNotAskedFor) {
   for (const std::int32_t parent : {1, 0}) {
     mac.processes[terminal].parent = parent;
