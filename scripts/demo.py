@@ -112,6 +112,9 @@ def show(options):
         stage.wait_for(stage.sessions, "the first session")
         # The server goes when the panel is quit.
         stage.open_panel()
+        stage.tmux("set", "-g", "status", "on", ";", "set", "-g", "status-left", "", ";", "set", "-g", "status-right-length",
+                   "60", ";", "set", "-g", "status-right", "Ctrl-B 0: back to the panel   q: quit it", ";",
+                   "rename-window", "-t", ":0", "panel")
         stage.tmux("set-hook", "-g", "pane-exited", "kill-server")
         subprocess.run(["tmux", "-S", stage.socket, "attach"], env=stage.environment())
     finally:
