@@ -48,7 +48,7 @@ def slices(data):
     """The parts of a universal file by the name of their processor."""
     magic, count = unpack(">II", data, 0)
     if magic != FAT_MAGIC:
-        raise Wrong("is no universal file")
+        raise Wrong("is not a universal file")
     found = {}
     for i in range(count):
         processor, _, offset, size, align = unpack(">5I", data, 8 + 20 * i)
@@ -157,7 +157,7 @@ class Image:
 
     def check_executable(self, known):
         if self.type != MH_EXECUTE or not self.flags & MH_PIE:
-            raise Wrong("is no position-independent executable")
+            raise Wrong("is not a position-independent executable")
         self.check_version()
         self.check_loading(known)
         if not self.offsets(LC_CODE_SIGNATURE):
@@ -184,7 +184,7 @@ def check_library(archive, processor):
         try:
             image = Image(data, processor)
             if image.type != MH_OBJECT:
-                raise Wrong("is no object file")
+                raise Wrong("is not an object file")
             image.check_version()
         except Wrong as wrong:
             raise Wrong(f"holds {name}, which {wrong}") from None
