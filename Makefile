@@ -163,7 +163,7 @@ format:
 # The tests that other builds' programs are put to.
 release-programs: packages
 	@$(MAKE) --no-print-directory build/release/build.ninja PRESET=release
-	@cmake --build --preset release --target process_tests
+	@cmake --build --preset release --target process_tests tavrin
 
 # Packages contain the release, whatever PRESET is.
 release-files: packages

@@ -33,7 +33,7 @@ program() {
 
 release=$PWD/build/release hook=\"$PWD/build/macos/tavrin-hook\"
 for processor in "$@"; do
-  echo "tavrin-hook for macOS on $processor"
+  echo "The programs for macOS on $processor"
   folder=$out/$processor
   mkdir -p "$folder"
   program "$folder/imports" "$processor" "" "--imports $hook"
@@ -45,4 +45,6 @@ for processor in "$@"; do
   program "$folder/tavrin-hook-on-linux" "$processor" MACHRUN_PTS=1 "$hook"
   TAVRIN_HOOK_EXECUTABLE="$folder/tavrin-hook-on-linux" "$release/tests/process/process_tests" --gtest_brief=1 \
     --gtest_filter='-DeniedCalls.*:SystemCalls.*:TightLimits.*:Instructions.*:*.AThreadByAnotherName*'
+  program "$folder/machrun" "$processor" "" ""
+  tests/macos/run/tavrin_test.py build/macos "$release/TavrinTerminal/tavrin" "$release/TavrinHook/tavrin-hook" "$folder/machrun"
 done

@@ -168,13 +168,13 @@ class CheckMacos(unittest.TestCase):
         changed_intel[struct.unpack_from(">I", changed_intel, 8 + 20 + 8)[0] + 2 * PAGE] ^= 1
         arm, intel = image("arm64"), image("x86_64")
         wrong = {
-            "is no universal file": arm,
+            "is not a universal file": arm,
             "is for arm64, not for arm64, x86_64": universal([("arm64", arm)]),
             "holds arm64 twice": universal([("arm64", arm), ("arm64", arm)]),
             "is for another processor than x86_64": universal([("arm64", arm), ("x86_64", arm)]),
             "holds x86_64 in a wrong place": universal([("arm64", arm), ("x86_64", intel)])[:-PAGE],
-            "is no position-independent executable (x86_64)": universal([("arm64", arm), ("x86_64", image("x86_64", kind=6))]),
-            "is no position-independent executable (arm64)": both(flags=0x85),
+            "is not a position-independent executable (x86_64)": universal([("arm64", arm), ("x86_64", image("x86_64", kind=6))]),
+            "is not a position-independent executable (arm64)": both(flags=0x85),
             "is for platform 1 from 13.0": both(minimum=(13, 0)),
             "is for platform 1 from 11.3": both(minimum=(11, 3)),
             "is for platform 2 from 12.0": both(platform=2),
@@ -208,7 +208,7 @@ class CheckMacos(unittest.TestCase):
             "holds 0.o, which is for platform 1 from 14.0": universal(
                 [(name, archive(object_file(name, minimum=(14, 0)))) for name in PROCESSORS]
             ),
-            "holds 0.o, which is no object file": universal([(name, archive(image(name))) for name in PROCESSORS]),
+            "holds 0.o, which is not an object file": universal([(name, archive(image(name))) for name in PROCESSORS]),
             "holds nothing": universal([(name, archive()) for name in PROCESSORS]),
             "is cut off": b"\xca\xfe\xba",
         }

@@ -27,6 +27,8 @@ static void* openLibrary(const char* path, int mode) {
   enum { NOLOAD = 0x10 };
   TRACE("dlopen %s %d", path, mode);
   if (mode & NOLOAD) return NULL;  // libc++abi asks whether another C++ library is loaded
+  // Names are then ordered by code points.
+  if (strcmp(path, "/System/Library/Frameworks/CoreFoundation.framework/CoreFoundation") == 0) return NULL;
   if (strcmp(path, "/System/Library/Frameworks/AppKit.framework/AppKit") != 0) DIE("dlopen of %s", path);
   if (appKitIs("missing")) return NULL;
   isLoaded = 1;

@@ -121,8 +121,8 @@ static void* stubFor(struct Bound* import) {
 }
 
 static int isVariable(const char* name) {
-  return strcmp(name, "___stderrp") == 0 || strcmp(name, "___stdoutp") == 0 ||
-         strcmp(name, "__DefaultRuneLocale") == 0;
+  return strcmp(name, "_environ") == 0 || strcmp(name, "___stderrp") == 0 ||
+         strcmp(name, "___stdoutp") == 0 || strcmp(name, "__DefaultRuneLocale") == 0;
 }
 
 void* bindImport(const char* name) {

@@ -217,6 +217,7 @@ int main(int argc, char** argv, char** environment) {
   isTraced = getenv("MACHRUN_TRACE") != NULL;
   if (argc < 2) DIE("no file is named");
   openSlices(argv[1 + isList]);
+  executable = realpath(argv[1 + isList], NULL);
 
   enum {
     SEGMENT = 0x19,
@@ -292,9 +293,5 @@ int main(int argc, char** argv, char** environment) {
   const char* apple[] = {"executable_path=", NULL};
   for (size_t i = 0; i < initializerCount; ++i) initializers[i](argc - 1, argv + 1, environment, apple);
   int (*start)(int, char**, char**, const char**) = (void*)(text + entry + (uint64_t)slide);
-  const int status = start(argc - 1, argv + 1, environment, apple);
-  TRACE("main returned %d", status);
-  writeCalls();
-  fflush(NULL);
-  _exit(status);
+  endCleanly(start(argc - 1, argv + 1, environment, apple));
 }

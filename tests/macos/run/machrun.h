@@ -87,11 +87,15 @@ extern const struct Import memoryImports[], fileImports[], processImports[], des
 // The address of an import for the file, given its name with the underscore.
 void* bindImport(const char* name);
 enum Failure failureOf(const char* name);
+// exit(3) for the file.
+void endCleanly(int status) __attribute__((noreturn));
 // Writes the counts that MACHRUN_CALLS asks for.
 void writeCalls(void);
 
 // Looks for NAME in the list "NAME=VALUE,..." in an environment variable. Returns whether it is there.
 int findInList(const char* variable, const char* name, char* value, size_t size);
+// The path of the file that runs.
+extern const char* executable;
 // Writes the name of a process as macOS has it. Returns false if there is no such process.
 int nameOfProcess(int pid, char* name, size_t size);
 

@@ -105,8 +105,26 @@ static void end(int status) {
   _exit(status);
 }
 
-static void endCleanly(int status) {
+static struct {
+  void (*function)(void*);
+  void* argument;
+} exitFunctions[256];
+static int exitCount;
+
+static int addExitFunction(void (*function)(void*), void* argument) {
+  if (exitCount == sizeof exitFunctions / sizeof *exitFunctions)
+    DIE("there are too many functions to call at exit");
+  exitFunctions[exitCount].function = function;
+  exitFunctions[exitCount++].argument = argument;
+  return 0;
+}
+
+void endCleanly(int status) {
   TRACE("exit %d", status);
+  while (exitCount > 0) {
+    --exitCount;
+    exitFunctions[exitCount].function(exitFunctions[exitCount].argument);
+  }
   writeCalls();
   fflush(NULL);
   _exit(status);
@@ -176,7 +194,7 @@ static void bindLazily(void) {
 }
 
 const struct Import memoryImports[] = {{"dyld_stub_binder", (void*)bindLazily, NEVER},
-                                       {"___cxa_atexit", (void*)succeed, NEVER},
+                                       {"___cxa_atexit", (void*)addExitFunction, NEVER},
                                        {"___error", (void*)error, NEVER},
                                        {"__availability_version_check", (void*)isAvailable, NEVER},
                                        {"__exit", (void*)end, NEVER},
