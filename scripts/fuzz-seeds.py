@@ -165,7 +165,7 @@ def gitfile():
     """A path, a checkout, and the text of its .git file."""
     seeds = list(gitfiles())
     yield from seeds
-    yield from spliced(seeds, 2000, 600)
+    yield from spliced(seeds, 3000, 1500)
 
 
 def gitfiles():
@@ -181,19 +181,23 @@ def gitfiles():
         yield SEPARATOR.join([line["path"].encode(), b"", texts[0]])
         yield SEPARATOR.join([line["path"].encode(), line["path"].encode(), texts[1]])
     chance = random.Random(1)
-    parts = [b"/", b"//", b".", b"..", b"a", b".git", b"worktrees", b"gitdir:", b" ", b"\t", b"\n", b"\xff", b"\xe2\x80\xaf", b"\xc3\x9f"]
+    parts = [b"\xe2\x80\xa8", b"\xe2\x80\xa9", b"\xe2\x80", b"\xe6", b"\xcb", b"\r\n", b"\0", b"gitdir", b".git/worktrees/",
+             b"/", b"//", b".", b"..", b"a", b".git", b"worktrees", b"gitdir:", b" ", b"\t", b"\n", b"\xff", b"\xe2\x80\xaf", b"\xc3\x9f"]
     for count in range(400):
         yield SEPARATOR.join(b"".join(chance.choices(parts, k=1 + chance.randrange(1 + count // 2))) for _ in range(3))
     for depth in [62, 63, 64, 65]:
         yield SEPARATOR.join([b"/".join([b"a"] * depth), b"", b""])
     for count in COUNTS:
-        for part in [b"/", b"a/", b"./", b"../", b"a/../", b"..", b"\xff", b"\xe2\x80\xaf", b"\xe2\x80", b" ", b"\t", b"\r"]:
+        for part in [b"/", b"a/", b"./", b"../", b"a/../", b"..", b"\xff", b"\xe2\x80\xaf", b"\xe2\x80", b" ", b"\t", b"\r",
+                     b"\xe2\x80\xa9", b"\xe2\x80\xa8/", b"\xe2\x80\x8a", b"\xe6", b"\xe6\xe2\x80\xa8", b"\xcc\x81", b"\xd0\x9e", b"\xe3\x80\x80", b"\xe3\x80", b"\x9e", b"\0", b"\r-\x12", b"\xc2\xa0tdir:/"]:
             yield part * count
             yield SEPARATOR.join([b"a/b", b"", part * count])
             yield SEPARATOR.join([b"a/a/" + part * count, b"a/a", part * count + b"gitdir: /r/.git/worktrees/w"])
             yield SEPARATOR.join([b"a", b"", b"gitdir:" + part * count + b"/r/.git/worktrees/w" + part * count])
             yield SEPARATOR.join([b"a", b"", b"gitdir: /r/.git/worktrees/" + part * count + b"w/" + part * count])
             yield SEPARATOR.join([b"a", b"", b"gitdir: /" + part * count + b"/.git/" + part * count])
+            yield SEPARATOR.join([b"a", b"", b"gitdir: /r/.git/worktrees/" + b"/" * count + part])
+            yield SEPARATOR.join([b"a", b"", b"gitdir:" + b"/" * count + b".git/worktrees/" + part])
         for _ in range(60):
             text = b"".join(chance.choices(parts, k=count)) + chance.choice(texts) + b"".join(chance.choices(parts, k=count))
             path = b"".join(chance.choices([b"a/", b"a/", b"a/", b"/", b".", b"\xff", b"..", b"\0"], k=count))
