@@ -22,9 +22,9 @@ inline constexpr std::string_view desktopBundleIdentifier = claudeDesktopBundleI
 /// The most directory entries that one look-up visits, in all folders together.
 inline constexpr int mostEntries = 20'000;
 
-/// The most that a run of tavrin-hook visits, because others wait for it. Where the file system shows that a
-/// folder holds no other, or the file lies in one of the upper folders, it needs far fewer.
-inline constexpr int mostEntriesInHook = 400;
+/// The most that a run of tavrin-hook visits, because other runs wait for it. The app has one folder for each
+/// account, and in it one for each organisation, which holds the files. That is found with far fewer.
+inline constexpr int mostEntriesInHook = 200;
 
 /// The largest file that is read, in bytes.
 inline constexpr std::size_t largestFile = 1'000'000;
@@ -39,7 +39,8 @@ std::map<std::string, std::string> resolve(const std::set<std::string>& sessionI
                                            const std::string& directory = defaultDirectory());
 
 /// The title of one session, or nullopt. Visits at most `limit` entries, those of the upper folders first. A
-/// folder that is visited is asked for the session's file before it is listed.
+/// folder that is visited is asked for the session's file before it is listed. With less than `mostEntries`,
+/// folders that seem to have more entries than that are not listed.
 std::optional<std::string> resolve(const std::string& sessionId,
                                    const std::string& directory = defaultDirectory(),
                                    int limit = mostEntries);
