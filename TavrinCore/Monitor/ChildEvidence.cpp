@@ -50,7 +50,7 @@ bool holds(std::string_view command, std::string_view argument) {
   if (command.find(argument) != std::string_view::npos) return true;
   if (argument.find('/') == std::string_view::npos) return false;
   const std::string_view name = Path::lastComponent(argument);
-  return !name.empty() && (hasWord(command, name) || hasWord(command, name.substr(0, name.find('.'))));
+  return hasWord(command, name) || hasWord(command, name.substr(0, name.find('.')));
 }
 
 }  // namespace

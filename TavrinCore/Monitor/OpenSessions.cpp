@@ -262,7 +262,9 @@ std::vector<std::string> OpenSessions::codexSubagents(const std::string& session
 void OpenSessions::lookClients(const Surroundings& with) {
   for (auto& [pid, client] : clients_) {
     const auto process = with.process(pid);
-    client.isAlive = client.isAlive && process && process->startedAt == client.startedAt;
+    if (!client.isAlive || (process && process->startedAt == client.startedAt)) continue;
+    client.isAlive = false;
+    client.endedAt = with.now;
   }
   for (const std::int32_t pid : with.processes.all()) {
     if (clients_.contains(pid) && clients_[pid].isAlive) continue;
@@ -270,7 +272,7 @@ void OpenSessions::lookClients(const Surroundings& with) {
     if (!process || !process->terminal || !isClientName(process->name)) continue;
     const auto parent = with.process(process->parent);
     if (parent && isClientName(parent->name)) continue;
-    clients_[pid] = {.startedAt = process->startedAt, .isAlive = true, .sessionId = {}};
+    clients_[pid] = {.startedAt = process->startedAt, .isAlive = true, .endedAt = {}, .sessionId = {}};
   }
 }
 
@@ -287,7 +289,7 @@ void OpenSessions::lookDaemon(const std::vector<Holding>& held, const Surroundin
     Client* owner = nullptr;
     std::int32_t ownerPid = 0;
     for (auto& [pid, client] : clients_) {
-      if (!client.sessionId.empty() || client.startedAt > one.since) continue;
+      if (!client.sessionId.empty() || !client.ranAt(one.since)) continue;
       if (owner == nullptr || client.startedAt > owner->startedAt) {
         owner = &client;
         ownerPid = pid;

@@ -77,7 +77,10 @@ class OpenSessions {
   struct Client {
     Date startedAt;
     bool isAlive = true;
+    Date endedAt;           // when it was first missed
     std::string sessionId;  // what it shows
+
+    bool ranAt(Date date) const { return startedAt <= date && (isAlive || date <= endedAt); }
   };
   struct Holding {
     std::string id;
