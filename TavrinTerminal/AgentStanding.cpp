@@ -48,6 +48,7 @@ std::string_view AgentStanding::word() const {
 
 std::vector<AgentStanding> unknownStandings() {
   std::vector<AgentStanding> standings;
+  standings.reserve(allAgents.size());
   for (const Agent agent : allAgents)
     standings.push_back({.agent = agent, .name = std::string(AgentDefinition::definition(agent).name)});
   return standings;
@@ -57,6 +58,7 @@ std::vector<AgentStanding> standingsOf(const std::vector<SurveyedAgent>& survey,
                                        const Surroundings& surroundings) {
   const std::string originals = SettingsFile::defaultOriginals(surroundings.home);
   std::vector<AgentStanding> standings;
+  standings.reserve(survey.size());
   for (const SurveyedAgent& agent : survey) {
     const SettingsFile file(agent.home, originals);
     AgentStanding standing = {.agent = agent.definition->agent,

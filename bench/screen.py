@@ -214,8 +214,14 @@ def rest(hook, tavrin, seconds=60):
 def memory(hook, tavrin):
     home = Home(hook, 1_000)
     processes = servers(home, 200)
-    panel = Panel(tavrin, home.path, rows=1_000 + 300)
-    panel.wait_for(panel.expect(lambda screen: any("Other servers" in screen.line(n) for n in range(screen.rows))))
+    panel = Panel(tavrin, home.path)
+    panel.wait_for(panel.expect(starts))
+    wait = panel.expect(lambda screen: any(line.startswith("   sleep") or line.startswith("   node")
+                                           for line in map(screen.line, range(screen.rows))))
+    # The servers are at the end; they come after the sessions.
+    while wait["at"] is None:
+        os.write(panel.terminal, b"G")
+        time.sleep(0.1)
     used = panel.memory()
     panel.close()
     for process in processes:

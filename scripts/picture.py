@@ -87,6 +87,8 @@ def captured(hook, tavrin):
         start = [line.rstrip() for line in plain].index(" Other servers")
         end = max(number for number, line in enumerate(plain) if line.startswith("─"))
         lines[start:end] = [""] * (end - start)
+    # A busy machine answers late.
+    lines = [line.replace("no answer", "") if SHOWN_PORT in line else line for line in lines]
     return [re.sub(r"(?<!\d)\d+s\b", lambda age: "2m".rjust(len(age[0])), line) if SHOWN_PORT in line else line
             for line in lines]
 

@@ -17,8 +17,8 @@
 #include "TavrinTerminal/Panel/ConnectWork.hpp"
 #include "TavrinTerminal/Panel/PanelKeys.hpp"
 #include "TavrinTerminal/Panel/PanelModel.hpp"
+#include "TavrinTerminal/Panel/StopWork.hpp"
 #include "TavrinTerminal/Panel/Terminal.hpp"
-#include "TavrinTerminal/ServerStop.hpp"
 #include "TavrinTerminal/SessionWatch.hpp"
 #include "TavrinTerminal/ShownText.hpp"
 #include "TavrinTerminal/System/HealthProbe.hpp"
@@ -30,9 +30,6 @@ namespace {
 
 using PanelNavigation::Direction;
 using std::chrono::milliseconds;
-
-// How long a server has to end after each signal.
-constexpr std::chrono::seconds patience{5};
 
 // What an outcome says, in one line, without the line feeds.
 std::string sentenceOf(const Outcome& outcome) {
@@ -60,7 +57,19 @@ class Screen {
         connect_(surroundings, Connect::Machine::ofThisSystem(), background_,
                  {.standings = [this](std::vector<AgentStanding> agents) { take(std::move(agents)); },
                   .question = [this](ConnectScreen::Question question) { ask(std::move(question)); },
-                  .say = [this](std::string message) { say(std::move(message)); }}),
+                  .say = [this](std::string message) { say(std::move(message)); },
+                  .failed = [this](const std::exception_ptr& thrown) { fail(thrown); }}),
+        stop_(surroundings, background_,
+              {.say = [this](std::string message) { say(std::move(message)); },
+               .askToKill = [this](std::string name) { guarded([&] { model_.askToKill(std::move(name)); }); },
+               .ended =
+                   [this] {
+                     guarded([this] {
+                       draw();
+                       lookForServers();
+                     });
+                   },
+               .failed = [this](const std::exception_ptr& thrown) { fail(thrown); }}),
         lastKey_(std::chrono::steady_clock::now()),
         terminal_(watch_.loop(), console.outDescriptor, traits, console.colour,
                   {.key = [this](const Key& key) { guarded([&] { press(key); }); },
@@ -105,6 +114,10 @@ class Screen {
       thrown_ = std::current_exception();
       watch_.stop();
     }
+  }
+
+  void fail(const std::exception_ptr& thrown) {
+    guarded([&] { std::rethrow_exception(thrown); });
   }
 
   void take(std::vector<ObservedSession> sessions) {
@@ -439,50 +452,15 @@ class Screen {
     connect_.perform(*question);
   }
 
-  // Stopping.
-
   void stop() {
     const LocalServer* const server = model_.selectedServer();
-    if (server == nullptr || surroundings_.isForeignHome) {
-      model_.endQuestion();
-      if (server != nullptr) model_.say(foreignHomeSentence(surroundings_, "nothing was stopped"));
-      return;
-    }
-    const auto held = ServerStop::of(*server, surroundings_.processes);
     model_.endQuestion();
-    if (const auto* const refusal = std::get_if<std::string>(&held)) {
-      model_.say(*refusal);
-      return;
-    }
-    stop_ = std::get<std::shared_ptr<ServerStop>>(held);
-    wasKilled_ = false;
-    model_.say("Stopping " + stop_->name() + "...");
-    signal([](const ServerStop& stop, int interrupt) { return stop.ask(patience, interrupt); });
+    if (server != nullptr) stop_.stop(*server);
   }
 
   void kill() {
     model_.endQuestion();
-    if (!stop_) return;
-    wasKilled_ = true;
-    model_.say("Killing " + stop_->name() + "...");
-    signal([](const ServerStop& stop, int interrupt) { return stop.kill(patience, interrupt); });
-  }
-
-  // Waits for the end beside the loop. A server that still runs is asked about once more.
-  void signal(std::function<ServerStop::Result(const ServerStop& stop, int interrupt)> how) {
-    auto result = std::make_shared<ServerStop::Result>();
-    background_.add([result, how = std::move(how), stop = stop_,
-                     interrupt = background_.interrupt()] { *result = how(*stop, interrupt); },
-                    [this, result, stop = stop_, wasKilled = wasKilled_](const std::exception_ptr& thrown) {
-                      guarded([&] {
-                        if (thrown) std::rethrow_exception(thrown);
-                        model_.say(result->sentence);
-                        if (result->step == ServerStop::Step::stillRuns && stop_ == stop && !wasKilled)
-                          model_.askToKill(stop->name());
-                        draw();
-                        lookForServers();
-                      });
-                    });
+    stop_.kill();
   }
 
   const Surroundings& surroundings_;
@@ -493,8 +471,6 @@ class Screen {
   std::vector<ObservedSession> sessions_;
   std::map<std::string, SessionPlace> places_;
   std::map<std::string, ServerHealth> found_;
-  std::shared_ptr<ServerStop> stop_;
-  bool wasKilled_ = false;
   bool hasNothing_ = false;
   bool isLookingForPlaces_ = false;
   bool isLookingForServers_ = false;
@@ -506,6 +482,7 @@ class Screen {
   Timer nextServers_;
   HealthProbe health_;
   ConnectWork connect_;
+  StopWork stop_;
   std::chrono::steady_clock::time_point lastKey_;
   std::vector<std::unique_ptr<SignalWatch>> signals_;
   std::unique_ptr<SignalWatch> suspend_;

@@ -50,7 +50,10 @@ void ConnectWork::look() {
       },
       [this, found](const std::exception_ptr& thrown) {
         isLooking_ = false;
-        if (thrown) std::rethrow_exception(thrown);
+        if (thrown) {
+          callbacks_.failed(thrown);
+          return;
+        }
         callbacks_.standings(*found);
         askForTrust(*found);
       });
@@ -66,7 +69,10 @@ void ConnectWork::askForTrust(const std::vector<AgentStanding>& agents) {
           asked.readiness = askedForTrust(asked, surroundings_, background_.interrupt());
         },
         [this, standings](const std::exception_ptr& thrown) {
-          if (thrown) std::rethrow_exception(thrown);
+          if (thrown) {
+            callbacks_.failed(thrown);
+            return;
+          }
           callbacks_.standings(*standings);
         });
     return;  // only one agent asks for trust
@@ -79,7 +85,10 @@ void ConnectWork::preview(const AgentStanding& agent, Deed deed) {
                                                        AgentActivation::codexTrust;
   background_.add([this, outcome, which = agent.agent, deed] { *outcome = run(which, deed, true, nullptr); },
                   [this, outcome, which = agent.agent, deed, mayNeedTrust](const std::exception_ptr& thrown) {
-                    if (thrown) std::rethrow_exception(thrown);
+                    if (thrown) {
+                      callbacks_.failed(thrown);
+                      return;
+                    }
                     const bool hasChange = outcome->output.find("\n@@ ") != std::string::npos;
                     std::string change = std::move(outcome->output);
                     if (outcome->status != ExitStatus::done) {
@@ -100,7 +109,10 @@ void ConnectWork::perform(const ConnectScreen::Question& question) {
   background_.add(
       [this, outcome, question, progress] { *outcome = run(question.agent, question.deed, false, progress); },
       [this, outcome](const std::exception_ptr& thrown) {
-        if (thrown) std::rethrow_exception(thrown);
+        if (thrown) {
+          callbacks_.failed(thrown);
+          return;
+        }
         std::string text = outcome->error.empty() ? outcome->output : outcome->error;
         callbacks_.say(ShownText::clean(Text::trimmed(text)));
         look();

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <exception>
 #include <functional>
 #include <memory>
 #include <string>
@@ -19,6 +20,7 @@ class ConnectWork {
     std::function<void(std::vector<AgentStanding> agents)> standings;
     std::function<void(ConnectScreen::Question question)> question;
     std::function<void(std::string message)> say;
+    std::function<void(std::exception_ptr)> failed;
   };
 
   ConnectWork(const Surroundings& surroundings, Connect::Machine machine, BackgroundWork& background,

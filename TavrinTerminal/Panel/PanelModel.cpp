@@ -123,11 +123,14 @@ void PanelModel::rebuild() {
   const auto widen = [](int& width, std::string_view text) {
     width = std::max(width, static_cast<int>(ShownText::width(text)));
   };
-  const auto addServer = [&](LocalServer server) {
-    widen(widths_.server, ShownText::clean(server.displayName()));
-    widen(widths_.port, server.portLabel(false));
-    items_.push_back(
-        {.kind = Item::Kind::server, .index = shownServers_.size(), .element = elementOf(server)});
+  const auto addServer = [&](LocalServer server, bool isOther) {
+    ServerWidths& widths = isOther ? widths_.others : widths_.placed;
+    widen(widths.name, ShownText::clean(server.displayName()));
+    widen(widths.port, server.portLabel(false));
+    items_.push_back({.kind = Item::Kind::server,
+                      .index = shownServers_.size(),
+                      .element = elementOf(server),
+                      .isOther = isOther});
     shownServers_.push_back(std::move(server));
   };
   for (const std::size_t i : shown) {
@@ -136,15 +139,16 @@ void PanelModel::rebuild() {
     widen(widths_.tool, row.tool);
     widen(widths_.place, row.terminal);
     const std::string& id = row.session.record.sessionId;
-    items_.push_back({.kind = Item::Kind::session, .index = i, .element = PanelFocus::session(id)});
+    items_.push_back(
+        {.kind = Item::Kind::session, .index = i, .element = PanelFocus::session(id), .isOther = false});
     const auto servers = placed.bySession.find(id);
     if (servers == placed.bySession.end()) continue;
-    for (LocalServer& server : servers->second) addServer(std::move(server));
+    for (LocalServer& server : servers->second) addServer(std::move(server), false);
   }
   std::erase_if(placed.orphans, [&](const LocalServer& server) { return !fits(server, lowered); });
   if (!placed.orphans.empty())
-    items_.push_back({.kind = Item::Kind::heading, .index = 0, .element = std::nullopt});
-  for (LocalServer& server : placed.orphans) addServer(std::move(server));
+    items_.push_back({.kind = Item::Kind::heading, .index = 0, .element = std::nullopt, .isOther = true});
+  for (LocalServer& server : placed.orphans) addServer(std::move(server), true);
 
   // A row that is gone leaves the selection where it was on the screen.
   if (selection_ && !itemOf(*selection_)) selection_.reset();

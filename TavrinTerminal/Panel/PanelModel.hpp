@@ -109,14 +109,20 @@ class PanelModel {
     Kind kind = Kind::session;
     std::size_t index = 0;  // in sessions_ or shownServers_
     std::optional<PanelFocus> element;
+    bool isOther = false;  // a server that belongs to no shown session
+  };
+  // The columns that the servers of a group take.
+  struct ServerWidths {
+    int name = 0;
+    int port = 0;
   };
   // The columns that texts of the shown rows take.
   struct Widths {
     int label = 0;
     int tool = 0;
     int place = 0;
-    int server = 0;
-    int port = 0;
+    ServerWidths placed;
+    ServerWidths others;  // apart, so that they do not move those of sessions
   };
 
   void setMode(Mode mode);
@@ -131,7 +137,7 @@ class PanelModel {
   std::size_t lastTop() const;
 
   PanelLine sessionLine(const SessionRow& row, Date now, bool& showsSeconds) const;
-  PanelLine serverLine(const LocalServer& server, Date now, bool& showsSeconds) const;
+  PanelLine serverLine(const Item& item, Date now, bool& showsSeconds) const;
   PanelLine headerLine() const;
   PanelLine keysLine() const;
   std::vector<PanelLine> emptyLines() const;

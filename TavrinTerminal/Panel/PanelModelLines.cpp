@@ -125,12 +125,14 @@ PanelLine PanelModel::sessionLine(const SessionRow& row, Date now, bool& showsSe
   return line;
 }
 
-PanelLine PanelModel::serverLine(const LocalServer& server, Date now, bool& showsSeconds) const {
+PanelLine PanelModel::serverLine(const Item& item, Date now, bool& showsSeconds) const {
   constexpr int indent = 3;
+  const LocalServer& server = shownServers_[item.index];
+  const ServerWidths& widths = item.isOther ? widths_.others : widths_.placed;
   PanelLine line;
   const int room = std::max(size_.columns - indent, 0);
-  const int port = std::min(widths_.port, room);
-  const int name = std::max(std::min({widths_.server, mostServer, room - port - gap}), 0);
+  const int port = std::min(widths.port, room);
+  const int name = std::max(std::min({widths.name, mostServer, room - port - gap}), 0);
   const int age = room - name - gap - port >= gap + ageWidth ? ageWidth : 0;
   const std::string up = server.uptimeLabel(now).value_or("");
   showsSeconds = showsSeconds || (age > 0 && isInSeconds(up));
@@ -296,7 +298,7 @@ std::vector<PanelLine> PanelModel::rowLines(Date now, bool& showsSeconds) const 
         lines.push_back(sessionLine(sessions_[item.index], now, showsSeconds));
         break;
       case Item::Kind::server:
-        lines.push_back(serverLine(shownServers_[item.index], now, showsSeconds));
+        lines.push_back(serverLine(item, now, showsSeconds));
         break;
       case Item::Kind::heading:
         lines.push_back(PanelTexts::line(std::string(otherServers), PanelRole::faint, size_.columns));

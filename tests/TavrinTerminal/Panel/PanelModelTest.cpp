@@ -87,7 +87,7 @@ TEST(PanelModel, ServersStandBelowTheirSessionAndOthersAtTheEnd) {
   model.takeServers(std::vector{sceneServer(8, 5432, "Postgres", "/other"),
                                 sceneServer(7, 3000, "Vite", "/work-of-somebody/api")});
   EXPECT_THAT(textOf(model),
-              testing::ContainsRegex("api .*\n   Vite      3000    2h 5m\n docs .*\n Other servers\n"
+              testing::ContainsRegex("api .*\n   Vite  3000    2h 5m\n docs .*\n Other servers\n"
                                      "   Postgres  5432    2h 5m\n"));
 }
 
