@@ -37,9 +37,9 @@ struct ProcessTable {
   /// change it.
   std::function<std::optional<std::string>(std::int32_t pid)> executable = {};
 
-  /// Whether a process from `innermost` up to its ancestor `outermost` may be an application. Set only where
-  /// this costs less than asking about each process.
-  std::function<bool(std::int32_t innermost, std::int32_t outermost)> mayHaveApplications = {};
+  /// Whether a process may belong to an application. Set only where processes keep the application of their
+  /// parent unless they are moved, and where this costs less than asking about each process.
+  std::function<bool(std::int32_t pid)> mayBeOfApplication = {};
 
   /// The table of the running system. It may remember what it has read, so use it for one short run only.
   static ProcessTable ofThisSystem();

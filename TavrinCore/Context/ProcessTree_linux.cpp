@@ -104,13 +104,8 @@ ProcessTable processTableBelow(std::string root) {
         return Application{.bundleId = std::move(id), .isRegular = true};
       },
       .executable = executable,
-      // A chain may leave the user's manager, with sudo(8), or enter it, below a desktop that it has not
-      // started. One with both ends outside is of ssh(1), of a container or of a text console.
-      .mayHaveApplications =
-          [files](std::int32_t innermost, std::int32_t outermost) {
-            return ProcFormats::mayBeOfApplication(files->cgroup(outermost)) ||
-                   ProcFormats::mayBeOfApplication(files->cgroup(innermost));
-          },
+      .mayBeOfApplication =
+          [files](std::int32_t pid) { return ProcFormats::mayBeOfApplication(files->cgroup(pid)); },
   };
 }
 

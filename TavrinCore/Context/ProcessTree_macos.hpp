@@ -42,7 +42,8 @@ struct MacCalls {
 };
 
 /// The process table that uses these calls. The first look-up of an application loads AppKit. So a run that
-/// looks up no host saves the time for loading it.
+/// looks up no host saves the time for loading it. During a look-up, the standard error of the whole process
+/// leads to /dev/null. If that cannot be opened, no application is found.
 ProcessTable processTableOf(const MacCalls& calls);
 
 }  // namespace tavrin

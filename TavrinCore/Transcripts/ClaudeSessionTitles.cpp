@@ -72,6 +72,16 @@ bool isLeaf(const std::string& path) {
 #endif
 }
 
+// Whether a folder may have many more entries than `count`. Listing its first ones would take nearly as long
+// as listing all of them, because the system returns hundreds at a time. On file systems an entry takes from
+// 20 bytes (tmpfs) to twice its name and more (btrfs, ext4).
+bool isLarge(const std::string& path, int count) {
+  constexpr off_t usualEntry = 64;
+  struct stat status = {};
+  return uninterrupted([&] { return ::stat(path.c_str(), &status); }) == 0 &&
+         status.st_size > usualEntry * count;
+}
+
 bool isSafe(std::string_view id) {
   return !id.empty() && id.size() <= longestId && std::ranges::all_of(id, [](char c) {
     return (c >= '0' && c <= '9') || (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z') || c == '_' || c == '-';
@@ -110,7 +120,7 @@ std::optional<std::string> titleIn(const std::string& path, const struct stat& s
 // One look-up. It ends when all titles are found.
 class Search {
  public:
-  explicit Search(const std::set<std::string>& sessionIds) {
+  Search(const std::set<std::string>& sessionIds, int limit) : limit_(limit) {
     for (const std::string& id : sessionIds) {
       if (isSafe(id)) wanted_.emplace("local_" + id + ".json", id);
     }
@@ -119,25 +129,29 @@ class Search {
 
   std::map<std::string, std::string> through(const std::string& directory) {
     if (!wanted_.empty()) enter(directory);
-    while (!folders_.empty() && !isOver()) {
-      const Folder& folder = folders_.back();
-      const dirent* const entry = folder.next();
-      if (entry == nullptr) {
-        folders_.pop_back();
-        continue;
-      }
-      const std::string_view name = entry->d_name;
-      if (name.starts_with('.')) continue;
-      ++examined_;
-      std::string path = Path::joined(folder.path, name);
-      if (!areAskedFor_) take(name, path);
-      if (isFolder(*entry, path) && !isPackage(name)) enter(std::move(path));
-    }
+    // The upper folders first, so that every folder in them is asked for the files before any of them is
+    // listed.
+    for (std::size_t i = 0; i < folders_.size() && !isOver(); ++i) list(Folder(folders_[i]));
     return std::move(titles_);
   }
 
  private:
-  bool isOver() const { return wanted_.empty() || examined_ >= mostEntries; }
+  bool isOver() const { return wanted_.empty() || examined_ >= limit_; }
+
+  void list(const Folder& folder) {
+    while (!isOver()) {
+      const dirent* const entry = folder.next();
+      if (entry == nullptr) return;
+      const std::string_view name = entry->d_name;
+      if (name.starts_with('.')) continue;
+      ++examined_;
+      const bool mayBeFolder = entry->d_type == DT_DIR || entry->d_type == DT_UNKNOWN;
+      if (areAskedFor_ && !mayBeFolder) continue;
+      std::string path = Path::joined(folder.path, name);
+      if (!areAskedFor_) take(name, path);
+      if (isFolder(*entry, path) && !isPackage(name)) enter(std::move(path));
+    }
+  }
 
   // Asks for the wanted files by their names, and lists the folder only if there may be others in it: an app
   // that is used every day leaves thousands of files in one.
@@ -148,8 +162,9 @@ class Search {
         if (take(name, Path::joined(path, name))) ++examined_;
       }
       if (wanted_.empty() || isLeaf(path)) return;
+      if (limit_ < mostEntries && isLarge(path, limit_)) return;
     }
-    folders_.emplace_back(std::move(path));
+    folders_.push_back(std::move(path));
   }
 
   // Takes the title of the file, if it is wanted and has one. Whether there is a file.
@@ -167,7 +182,8 @@ class Search {
 
   std::map<std::string, std::string, std::less<>> wanted_;  // file name to session id
   std::map<std::string, std::string> titles_;
-  std::vector<Folder> folders_;  // from the directory itself down to the one being listed
+  std::vector<std::string> folders_;  // those that are or will be listed
+  int limit_ = 0;
   int examined_ = 0;
   bool areAskedFor_ = false;
 };
@@ -180,11 +196,11 @@ std::string defaultDirectory(std::string_view home) {
 
 std::map<std::string, std::string> resolve(const std::set<std::string>& sessionIds,
                                            const std::string& directory) {
-  return Search(sessionIds).through(directory);
+  return Search(sessionIds, mostEntries).through(directory);
 }
 
-std::optional<std::string> resolve(const std::string& sessionId, const std::string& directory) {
-  auto titles = resolve(std::set{sessionId}, directory);
+std::optional<std::string> resolve(const std::string& sessionId, const std::string& directory, int limit) {
+  auto titles = Search({sessionId}, limit).through(directory);
   const auto found = titles.find(sessionId);
   return found == titles.end() ? std::nullopt : std::optional(std::move(found->second));
 }

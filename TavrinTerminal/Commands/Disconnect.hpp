@@ -16,6 +16,7 @@ struct Options {
   std::vector<Agent> agents = {};  ///< those that were named; empty for all
   bool dryRun = false;             ///< shows what would change, and changes nothing
   bool yes = false;                ///< does not ask
+  bool takesSignals = true;        ///< holds back signals until a file is whole; only where nobody else does
 };
 
 /// Visits the agents' settings where the environment has them now, and every file that was ever connected.

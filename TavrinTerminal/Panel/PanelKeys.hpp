@@ -23,6 +23,7 @@ enum class PanelAction : std::uint8_t {
   open,
   askToStop,
   stop,
+  kill,
   endQuestion,
   toggleIdle,
   startFilter,
@@ -31,6 +32,11 @@ enum class PanelAction : std::uint8_t {
   keepFilter,
   dropFilter,
   toggleHelp,
+  toggleDetails,
+  toggleAgents,
+  askToConnect,     ///< show what Enter would change on the connect screen
+  askToDisconnect,  ///< the same for taking hooks out
+  change,           ///< do what was shown
   refresh,
   redraw,
   quit,

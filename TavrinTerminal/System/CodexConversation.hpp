@@ -48,6 +48,7 @@ class CodexConversation {
   void askForHooks();
   void take(const std::string& line);
   void advance(const boost::json::value& response);
+  void tellStep(const std::string& step) const;
   void finish(std::vector<CodexActivation::Hook> hooks);
 
   const CodexServer& server_;
