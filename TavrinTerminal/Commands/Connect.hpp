@@ -22,7 +22,7 @@ struct Options {
   bool here = false;  ///< entries get this installation's path, also where they have another that works
   /// A descriptor that interrupts when it becomes readable; the command then takes no signals itself.
   std::optional<int> interrupt = std::nullopt;
-  /// Is told, on the calling thread, what is being done for a while, as "Codex: trusting 12 hooks".
+  /// Called on the calling thread with what takes a while, such as "Codex: trusting 12 hooks".
   std::function<void(const std::string& step)> progress = nullptr;
 };
 

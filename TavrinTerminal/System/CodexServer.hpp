@@ -43,11 +43,11 @@ struct CodexAnswer {
 /// a line. Between answers it writes notifications, which are passed over.
 struct CodexServer {
   std::string executable;                     ///< the absolute path of `codex`
-  std::string version;                        ///< this program's own, which the server is told
+  std::string version;                        ///< this program's own, which is sent to the server
   std::string directory;                      ///< for which hooks are listed; an absolute path
   std::chrono::milliseconds timeout{10'000};  ///< for the whole conversation
   int interrupt = -1;                         ///< as in ChildProcess::runAll
-  /// Is told each step of the conversation, as "Codex: trusting 12 hooks".
+  /// Called with each step of the conversation, such as "Codex: trusting 12 hooks".
   std::function<void(const std::string& step)> progress = nullptr;
 
   /// Lists the hooks and changes nothing.
