@@ -250,8 +250,8 @@ TEST_F(Install, UninstallWithoutAnythingToRemoveSaysSo) {
 TEST_F(Install, PutsTavrinBesideTheHookAndItsPagesAndCompletionsWithTheUsersData) {
   buildTavrin();
   const std::string expected = "Installed " + installed().string() + "\nInstalled " +
-                               (bin() / "tavrin").string() + "\nMade the link " + link().string() + " to it\n" +
-                               link().parent_path().string() +
+                               (bin() / "tavrin").string() + "\nMade the link " + link().string() +
+                               " to it\n" + link().parent_path().string() +
                                " is not in PATH. Add it in your shell's start-up file.\n" +
                                "Installed manual pages and completions below " + data().string() + "\n";
   EXPECT_EQ(make(home.path(), "install"), success(expected));

@@ -63,7 +63,8 @@ class CodexHome : public ScratchHome {
 };
 
 constexpr std::string_view trustScreen =
-    " The hooks are written, but Codex does not run them until it trusts them. Start Codex and trust them on its "
+    " The hooks are written, but Codex does not run them until it trusts them. Start Codex and trust them on "
+    "its "
     "screen \"Hooks need review\", or run \"tavrin connect codex\" again.\n";
 
 TEST(ConnectProcess, EachTroubleOfCodexHasItsOwnSentence) {
