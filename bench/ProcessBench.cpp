@@ -1,13 +1,13 @@
-// How long one event takes, start of the process included, beside the least that a process can do and beside
-// hooks written by hand for the same job. Everything that is compared is started in turn, five times in a
-// row, in random order and in one run, so that a busy moment of the machine meets all alike.
+// How long one event takes, including the start of the process. It is compared with the least that a process
+// can do, and with hooks written by hand for the same job. One run starts all of them in random order, each
+// five times in a row. So a busy moment of the machine slows all of them down alike.
 //
 //   process_bench [--only EXPERIMENT] [--starts N] [--hook PROGRAM] [--against PROGRAM] RESULTS.csv
 //
 // EXPERIMENT is "starts" (over both floors), "starts on a disk", "peers", "stored" (sessions), "log" (its
-// size), "parallel", "disk" or "titles". Home directories are made in TMPDIR, which is to be in memory: what
-// other programs have written to a disk would be waited for at some starts and not at others. Those on a disk
-// are beside the results, and so are copies of the measured programs.
+// size), "parallel", "disk" or "titles". Home directories are made in TMPDIR, which should be in memory. On a
+// disk some starts would wait until the data of other programs is written. The home directories on a disk are
+// beside the results, and so are copies of the measured programs.
 // "--against" measures another build of tavrin-hook in the same run as "starts". bench/report.py makes tables
 // of the results.
 #include <sys/prctl.h>
@@ -67,7 +67,7 @@ Options parse(std::vector<std::string> words) {
   return options;
 }
 
-// One of the things that are compared in an experiment.
+// One of the programs that an experiment compares.
 struct Contestant {
   std::string name;
   std::function<Cost()> run;
@@ -98,8 +98,8 @@ class Bench {
     return options_.only.empty() || options_.only == experiment;
   }
 
-  // Starts each contestant `starts` times: in rounds, each in another order, and a few times in a row each,
-  // so that no contestant's caches are cold for what another one left in them.
+  // Starts each contestant `starts` times, in rounds of another order. In a round each starts a few times in
+  // a row, because the first start finds the caches as another contestant left them.
   void compete(const std::string& experiment, const std::string& name, std::size_t starts,
                std::vector<Contestant> contestants) {
     if (options_.starts != 0) starts = options_.starts;
@@ -188,7 +188,7 @@ class Bench {
     const std::string event = eventPayload(usualSize);
     const BenchHome shortLog(recordedSession);
     const BenchHome longLog(recordedSession);
-    longLog.fillLog(800'000);  // which leaves room for the lines that come
+    longLog.fillLog(800'000);  // leaves room for the lines of this experiment
     Contestant inShort = starting(hook_, shortLog, event);
     Contestant inLong = starting(hook_, longLog, event);
     inShort.name = "a new log";
@@ -198,7 +198,7 @@ class Bench {
       throw std::runtime_error("the long log was rotated");
   }
 
-  // 40 calls of tools begin in one session, one after the other and all at once.
+  // 40 tool calls begin in one session, first one after the other, then all at once.
   void manyAtOnce() {
     constexpr std::size_t runs = 40;
     const BenchHome home(recordedSession);
@@ -207,7 +207,7 @@ class Bench {
       std::string event = eventPayload(usualSize);
       const std::string_view id = "toolu_01";
       const std::size_t place = event.find(id);
-      if (place == std::string::npos) throw std::runtime_error("the event has no call to tell apart");
+      if (place == std::string::npos) throw std::runtime_error("the event has no call id to replace");
       event.replace(place + id.size(), 2, std::to_string(10 + i));
       events.push_back(std::move(event));
     }

@@ -5,7 +5,7 @@
     report.py --docs FOLDER    puts them into docs/performance.md, and draws the plot
 
 FOLDER holds process.csv, the results of process_bench. For the documentation it also holds steps.json, transcript.json,
-panel.json and monitor.json, the results of the other benchmarks, and system-calls.md.
+panel.json, monitor.json and screen.json, the results of the other benchmarks, and system-calls.md.
 
 Every ratio of two medians is shown beside the same ratio at the 10th percentile, the time that one run in ten
 undercuts. A busy machine disturbs that less.
@@ -201,6 +201,13 @@ def steps_table(files):
     return table(["Step", "Takes", "Rate"], rows)
 
 
+def screen_table(file):
+    """The results of screen.py."""
+    rows = [[row["what"], f"{row['value']:,.{0 if row['value'] >= 100 else 2}f} {row['unit']}".strip(), verdict(row["value"], row["most"])]
+            for row in json.loads(file.read_text())]
+    return table(["On a pseudo-terminal", "Measured", "Goal"], rows)
+
+
 def instructions_table():
     rows = [line.split() for line in (ROOT / "bench/instructions.txt").read_text().splitlines() if line[0] != "#"]
     return table(["Processor", "Compiler", "Instructions"], [[a, b.replace("-", " "), f"{int(n):,}"] for a, b, n in rows])
@@ -277,6 +284,7 @@ def write_documentation(folder, results):
     blocks["machine"] = machine()
     blocks["steps"] = steps_table([folder / "steps.json"])
     blocks["panel"] = steps_table([folder / name for name in ("transcript.json", "panel.json", "monitor.json")])
+    blocks["screen"] = screen_table(folder / "screen.json")
     blocks["calls"] = (folder / "system-calls.md").read_text().rstrip()
     blocks["instructions"] = instructions_table()
     blocks["speed"] = summary(results)

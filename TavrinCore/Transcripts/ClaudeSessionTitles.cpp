@@ -54,14 +54,14 @@ std::optional<struct stat> statusOf(const std::string& path) {
   return isThere ? std::optional(status) : std::nullopt;
 }
 
-// Whether a folder holds no other, told by what it is alone; false where the file system does not tell.
+// Whether a folder's status shows that it holds no other folder. Returns false if the file system's does not.
 bool isLeaf(const std::string& path) {
 #ifdef __linux__
   struct statfs system = {};
   struct stat status = {};
   if (uninterrupted([&] { return ::statfs(path.c_str(), &system); }) != 0) return false;
-  // Here each folder has a link from the one above, its own "." and the ".." of each one in it. Others have
-  // one or two whatever is in them.
+  // In these file systems a folder's links are the entry above it, its own "." and the ".." of each folder in
+  // it. In others the number is always 1 or 2.
   constexpr std::array<std::uint32_t, 3> countingSystems = {EXT4_SUPER_MAGIC, XFS_SUPER_MAGIC, TMPFS_MAGIC};
   const auto kind = static_cast<std::uint32_t>(system.f_type);
   if (std::ranges::find(countingSystems, kind) == countingSystems.end()) return false;
@@ -117,7 +117,7 @@ std::optional<std::string> titleIn(const std::string& path, const struct stat& s
   return title == nullptr ? std::nullopt : shownTitle(*title);
 }
 
-// One look-up, which ends with the last title that is wanted.
+// One look-up. It ends when all titles are found.
 class Search {
  public:
   Search(const std::set<std::string>& sessionIds, int limit) : limit_(limit) {
