@@ -38,6 +38,7 @@ REASONS = [
     (r"munmap\(", "a large block of memory is given back"),
     (r"rt_sigaction\(SIGXFSZ, ", "a file over the limit is a failed write and no end"),
     (r"rt_sigaction\(SIGPIPE, ", "so is a pipe in a file's place"),
+    (r'newfstatat\(AT_FDCWD[^,]*, "~", ', "whose home it is; only root asks"),
     (r"getppid\(", "from where the agent's process is looked for"),
     (r"read\(0<pipe:\[\d+\]>, \"\"", "the payload's end"),
     (r"read\(0<pipe:\[\d+\]>, ", "the payload"),
