@@ -16,7 +16,7 @@ build=build/bench
 cmake --preset release -B $build -DTAVRIN_BUILD_BENCHMARKS=ON -DTAVRIN_BUILD_TESTS=OFF >/dev/null
 targets=(steps_bench transcript_bench panel_bench monitor_bench)
 # Whole runs are measured only on Linux, because this uses Linux's own interfaces.
-if [ "$(uname)" = Linux ]; then targets+=(process_bench); fi
+if [ "$(uname)" = Linux ]; then targets+=(process_bench tavrin tavrin-hook); fi
 cmake --build $build --target "${targets[@]}"
 
 if [ "$(uname)" = Linux ]; then
@@ -24,6 +24,14 @@ if [ "$(uname)" = Linux ]; then
   bench/report.py $build
   bench/system_calls.py $build/TavrinHook/tavrin-hook >$build/system-calls.md
   echo "System calls of one run: $(grep -c '^| [0-9]' $build/system-calls.md)"
+  if [ -d $build/TavrinTerminal ]; then
+    cmake --build $build --target tavrin tavrin-portable status-floor
+    bench/status/measure.py ${1:+"$1"} $build/TavrinTerminal/tavrin $build/packaging/portable/tavrin $build/bench/status-floor
+  fi
+fi
+if [ "$(uname)" = Linux ]; then
+  echo
+  bench/screen.py $build/TavrinHook/tavrin-hook $build/TavrinTerminal/tavrin >$build/screen.json
 fi
 for name in steps transcript panel monitor; do
   echo

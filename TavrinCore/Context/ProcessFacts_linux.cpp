@@ -7,7 +7,6 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <array>
 #include <chrono>
 #include <ctime>
 #include <memory>
@@ -23,13 +22,6 @@ namespace tavrin {
 namespace {
 
 using Pids = std::vector<std::int32_t>;
-
-std::optional<std::string> linkTarget(const std::string& path) {
-  std::array<char, 4096> target{};
-  const ssize_t length = ::readlink(path.c_str(), target.data(), target.size());
-  return length > 0 ? std::optional(std::string(target.data(), static_cast<std::size_t>(length)))
-                    : std::nullopt;
-}
 
 // The names in a directory that are whole numbers.
 Pids numbersIn(const std::string& directory) {
@@ -147,7 +139,7 @@ class Proc {
 
   bool hasOpen(std::int32_t pid, const std::string& path) const {
     return std::ranges::any_of(numbersIn(this->path(pid, "fd")), [&](std::int32_t number) {
-      return linkTarget(this->path(pid, "fd/" + std::to_string(number))) == path;
+      return File::readLink(this->path(pid, "fd/" + std::to_string(number))) == path;
     });
   }
 
@@ -159,8 +151,8 @@ class Proc {
 ProcessFacts processFactsIn(const std::string& root) {
   const Proc proc(root);
   return {.process = [proc](std::int32_t pid) { return proc.process(pid); },
-          .executable = [proc](std::int32_t pid) { return linkTarget(proc.path(pid, "exe")); },
-          .folder = [proc](std::int32_t pid) { return linkTarget(proc.path(pid, "cwd")); },
+          .executable = [proc](std::int32_t pid) { return File::readLink(proc.path(pid, "exe")); },
+          .folder = [proc](std::int32_t pid) { return File::readLink(proc.path(pid, "cwd")); },
           .arguments = [proc](std::int32_t pid) { return proc.arguments(pid); },
           .children = [proc](std::int32_t pid) { return proc.children(pid); },
           .all = [proc] { return proc.all(); },

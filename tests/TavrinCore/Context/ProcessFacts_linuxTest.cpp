@@ -29,7 +29,7 @@ using testing::Contains;
 using testing::ElementsAre;
 using testing::Not;
 
-// A process that runs until it is told to end.
+// A process that runs until it is asked to end.
 class Child {
  public:
   // `prepare` runs in the child before it waits.
