@@ -25,15 +25,15 @@ struct Endpoint {
 
 // A socket name such as "127.0.0.1:3000", "[::1]:8080" or "*:5173".
 std::optional<Endpoint> endpoint(std::string_view name) {
-  constexpr std::string_view brackets = "[]";
   const std::size_t colon = name.rfind(':');
   if (colon == std::string_view::npos) return std::nullopt;
   const std::optional<int> port = Integer::port(name.substr(colon + 1));
   if (!port) return std::nullopt;
   std::string_view host = name.substr(0, colon);
-  const std::size_t first = host.find_first_not_of(brackets);
-  if (first == std::string_view::npos) return std::nullopt;
-  host = host.substr(first, host.find_last_not_of(brackets) - first + 1);
+  const auto isBracket = [](char letter) { return letter == '[' || letter == ']'; };
+  while (!host.empty() && isBracket(host.front())) host.remove_prefix(1);
+  while (!host.empty() && isBracket(host.back())) host.remove_suffix(1);
+  if (host.empty()) return std::nullopt;
   if (std::ranges::find(wildcards, host) != wildcards.end()) host = localhost;
   return Endpoint{.host = host, .port = *port};
 }
@@ -57,28 +57,40 @@ std::vector<std::size_t> ranksOf(const std::vector<std::string_view>& hosts) {
   return ranks;
 }
 
-// The indices of the listeners, sorted stably by host. There are few hosts and many listeners, so listeners
-// are counted instead of compared.
-std::vector<std::size_t> byHost(const std::vector<Listener>& listeners) {
-  TextIndex hosts(listeners.size());
-  std::vector<std::size_t> hostOf;
-  hostOf.reserve(listeners.size());
-  for (const Listener& listener : listeners) hostOf.push_back(hosts.add(listener.host));
-  const std::vector<std::size_t> ranks = ranksOf(hosts.texts());
+// The rank of each listener's host in the order of preference.
+struct HostRanks {
+  std::vector<std::uint32_t> ofListener;
+  std::size_t count = 0;
+};
 
-  std::vector<std::size_t> start(ranks.size() + 1);
-  for (const std::size_t host : hostOf) ++start[ranks[host] + 1];
-  std::partial_sum(start.begin(), start.end(), start.begin());
-  std::vector<std::size_t> order(listeners.size());
-  for (std::size_t i = 0; i < listeners.size(); ++i) order[start[ranks[hostOf[i]]]++] = i;
-  return order;
+HostRanks hostRanks(const std::vector<Listener>& listeners) {
+  HostRanks found;
+  found.ofListener.reserve(listeners.size());
+  std::vector<std::string_view> hosts;
+  std::optional<TextIndex> more;
+  for (const Listener& listener : listeners) {
+    // There are few hosts as a rule, and a few are compared faster than one is hashed.
+    constexpr std::size_t few = 4;
+    std::size_t host = 0;
+    while (host < hosts.size() && host < few && hosts[host] != listener.host) ++host;
+    if (host == few) {
+      if (!more) more.emplace(listeners.size());
+      host += more->add(listener.host);
+    }
+    if (host == hosts.size()) hosts.emplace_back(listener.host);
+    found.ofListener.push_back(static_cast<std::uint32_t>(host));
+  }
+  const std::vector<std::size_t> ranks = ranksOf(hosts);
+  for (std::uint32_t& host : found.ofListener) host = static_cast<std::uint32_t>(ranks[host]);
+  found.count = ranks.size();
+  return found;
 }
 
 }  // namespace
 
 std::vector<Listener> parse(std::string_view lsofFields) {
-  // lsof prints about this many bytes for each socket.
-  constexpr std::size_t bytesPerSocket = 24;
+  // lsof prints more bytes than this for most sockets. Memory that is reserved and not used costs nothing.
+  constexpr std::size_t bytesPerSocket = 16;
   std::vector<Listener> listeners;
   listeners.reserve(lsofFields.size() / bytesPerSocket);
   std::optional<std::int32_t> pid;
@@ -100,11 +112,10 @@ std::vector<Listener> parse(std::string_view lsofFields) {
       case 'n':
         if (!pid || *pid < 1) break;
         if (const std::optional<Endpoint> found = endpoint(value)) {
-          Listener& listener = listeners.emplace_back();
-          listener.pid = *pid;
-          listener.command = command;
-          listener.port = found->port;
-          listener.host = found->host;
+          listeners.push_back({.pid = *pid,
+                               .command = std::string(command),
+                               .port = found->port,
+                               .host = std::string(found->host)});
         }
         break;
       default:
@@ -115,19 +126,29 @@ std::vector<Listener> parse(std::string_view lsofFields) {
 }
 
 std::vector<Listener> dedupe(std::vector<Listener> listeners) {
-  std::vector<Listener> first;
-  first.reserve(listeners.size());
-  std::vector<std::uint64_t> keys;
-  keys.reserve(listeners.size());
+  const HostRanks ranks = hostRanks(listeners);
+  std::vector<std::uint32_t> best;  // of each process and port, the listener with the lowest rank
   IndexTable known(listeners.size());
-  for (const std::size_t i : byHost(listeners)) {
+  for (std::uint32_t i = 0; i < listeners.size(); ++i) {
     const std::uint64_t key = processAndPort(listeners[i]);
-    const std::size_t index =
-        known.findOrAdd(spreadHash(key), keys.size(), [&](std::size_t other) { return keys[other] == key; });
-    if (index != keys.size()) continue;
-    keys.push_back(key);
-    first.push_back(std::move(listeners[i]));
+    const std::size_t index = known.findOrAdd(spreadHash(key), best.size(), [&](std::size_t other) {
+      return processAndPort(listeners[best[other]]) == key;
+    });
+    if (index == best.size())
+      best.push_back(i);
+    else if (ranks.ofListener[i] < ranks.ofListener[best[index]])
+      best[index] = i;
   }
+  // There are few hosts and many listeners, so listeners are counted instead of compared.
+  std::vector<std::size_t> start(ranks.count + 1);
+  for (const std::uint32_t i : best) ++start[ranks.ofListener[i] + 1];
+  std::partial_sum(start.begin(), start.end(), start.begin());
+  std::ranges::sort(best);
+  std::vector<std::uint32_t> order(best.size());
+  for (const std::uint32_t i : best) order[start[ranks.ofListener[i]]++] = i;
+  std::vector<Listener> first;
+  first.reserve(order.size());
+  for (const std::uint32_t i : order) first.push_back(std::move(listeners[i]));
   return first;
 }
 

@@ -70,11 +70,12 @@ std::vector<json::object> eventsIn(const std::string& path) {
   std::istringstream in(unzipped(path));
   for (std::string line; std::getline(in, line);) {
     if (line.empty()) continue;
+    // A recorder that was stopped may leave half a line.
     auto document = Json::parse(line);
-    if (!document || !document->is_object())
-      throw std::runtime_error(path + " holds a line that is not an event");
-    events.push_back(std::move(document->get_object()));
+    if (document && document->is_object() && document->get_object().contains("t"))
+      events.push_back(std::move(document->get_object()));
   }
+  if (events.empty()) throw std::runtime_error(path + " holds no events");
   std::ranges::stable_sort(events, {}, [](const json::object& event) { return numberAt(event, "t"); });
   return events;
 }
@@ -87,7 +88,8 @@ Machine::Machine(std::string scratch, const std::vector<json::object>& events)
   now_ = start_;
   for (const json::object& event : events) {
     hasLocks_ = hasLocks_ || textAt(event, "kind") == "lock";
-    const std::string folder = event.contains("r") ? textAt(event.at("r").get_object(), "cwd") : "";
+    const json::object* const record = Json::objectAt(event, "r");
+    const std::string folder = record == nullptr ? "" : textAt(*record, "cwd");
     if (!folder.empty()) std::filesystem::create_directories(real(folder));
   }
 }
@@ -108,7 +110,7 @@ void Machine::play(const json::object& event) {
     }
   }
   if (kind == "record" || kind == "removed") playRecord(event);
-  if (kind == "transcript") playTranscript(event);
+  if (kind == "transcript" && event.contains("path")) playTranscript(event);
   if (kind == "proc") playProcess(event);
   if (kind == "agent") playAgent(event);
   if (kind == "lock") {
@@ -128,7 +130,9 @@ void Machine::playRecord(const json::object& event) {
     return;
   }
   // The recorder looked every 40 ms, and the hook wrote after it was called.
-  const json::object& record = event.at("r").get_object();
+  const json::object* const found = Json::objectAt(event, "r");
+  if (found == nullptr) return;
+  const json::object& record = *found;
   const auto called = hookAt_.find(textAt(record, "sessionId"));
   const double earliest = now_ - 0.04;
   const double at = called == hookAt_.end() ? earliest : std::clamp(called->second, earliest, now_);
@@ -209,8 +213,11 @@ void Machine::write(const std::string& path, const std::string& text, std::optio
     std::ofstream(temporary, std::ios::binary) << text;
     std::filesystem::rename(temporary, file);
   } else {
-    if (*offset < std::filesystem::file_size(file)) std::filesystem::resize_file(file, *offset);
-    std::ofstream(file, std::ios::binary | std::ios::app) << text;
+    const std::uint64_t size = std::filesystem::file_size(file);
+    if (*offset < size) std::filesystem::resize_file(file, *offset);
+    // What the recorder left out in between is filled with empty lines, so that offsets stay right.
+    const std::string leftOut(*offset > size ? *offset - size : 0, '\n');
+    std::ofstream(file, std::ios::binary | std::ios::app) << leftOut << text;
   }
   modifiedAt_[path] = at;
   touch(path, !offset || isNew);

@@ -140,5 +140,29 @@ TEST(Transcripts, OfClaudeSufficeWithoutItsStatusFiles) {
   RecordProperty("wrong", std::to_string(100 * wrong / judged));
 }
 
+TEST(Recording, WithLinesThatSayNothingIsPlayedAllTheSame) {
+  const test::ScratchDirectory folder;
+  const std::string plain = (folder / "some.jsonl").string();
+  const std::string of = recordingsOf("grok").front();
+  const std::string text = unzipped(of);
+  const std::string start = text.substr(0, text.find('\n') + 1);
+  test::writeFile(plain, start +
+                             "{\"t\":1,\"kind\":\"record\"}\n{\"t\":1,\"kind\":\"transcript\"}\n"
+                             "{\"t\":1,\"kind\":\"telepathy\"}\n[]\n{\"kind\":\"hook\"}\n\n" +
+                             text.substr(start.size()) + "{\"t\": 17");
+  const test::ScratchDirectory one;
+  const test::ScratchDirectory other;
+  const auto seen = play(eventsIn(plain), one.string());
+  const auto expected = play(eventsIn(of), other.string());
+  ASSERT_EQ(seen.size(), expected.size());
+  for (std::size_t i = 0; i < seen.size(); ++i) {
+    EXPECT_EQ(seen[i].session, expected[i].session);
+    EXPECT_EQ(seen[i].state, expected[i].state);
+  }
+  EXPECT_FALSE(seen.empty());
+  test::writeFile(plain, "{\"t\": 17");
+  EXPECT_THROW(eventsIn(plain), std::runtime_error);
+}
+
 }  // namespace
 }  // namespace tavrin::recordings

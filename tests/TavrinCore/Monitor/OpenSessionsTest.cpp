@@ -168,7 +168,7 @@ TEST_F(Watching, AThreadWithoutATimeInItsIdHasNoRollout) {
 TEST_F(Watching, AThreadIsShownOnceItsRolloutSaysWhoseItIs) {
   files.write(lockOf(first), "", 100);
   locks[lockOf(first)] = 18;
-  files.write(day + "notes.txt", "", 100);
+  files.write(day + "a-note.txt", "", 100);
   files.write(day + first + ".jsonl", R"({"type":"session_meta")", 100);
   EXPECT_EQ(stateOf(first, 110), std::nullopt);
   EXPECT_LE(secondsOf(last.next.value()), 110.2);

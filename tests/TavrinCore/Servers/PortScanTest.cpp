@@ -216,5 +216,29 @@ TEST(PortScan, NoEndpointIsLostOnGeneratedInput) {
   EXPECT_GT(endpoints, 5'000U);
 }
 
+TEST(PortScan, ProcessesAreEqualWhateverTheirHost) {
+  const PortScan::ProcessListener one{.pid = 7, .command = "node", .ports = {3000}, .host = "::1"};
+  EXPECT_EQ(one,
+            (PortScan::ProcessListener{.pid = 7, .command = "node", .ports = {3000}, .host = "127.0.0.1"}));
+  EXPECT_NE(one, (PortScan::ProcessListener{.pid = 8, .command = "node", .ports = {3000}, .host = "::1"}));
+  EXPECT_NE(one, (PortScan::ProcessListener{.pid = 7, .command = "nginx", .ports = {3000}, .host = "::1"}));
+  EXPECT_NE(one, (PortScan::ProcessListener{.pid = 7, .command = "node", .ports = {3001}, .host = "::1"}));
+}
+
+TEST(PortScan, OfManyHostsTheOrderIsTheSame) {
+  // The last of these is listed first, and every process and port once.
+  std::vector<PortScan::Listener> listeners;
+  for (const char* host :
+       {"10.0.0.9", "10.0.0.8", "10.0.0.7", "10.0.0.6", "10.0.0.5", "10.0.0.4", "127.0.0.1"})
+    for (const int port : {3000, 4000})
+      listeners.push_back({.pid = 7, .command = "a", .port = port, .host = host});
+  for (const char* host : {"10.0.0.4", "10.0.0.9", "10.0.0.5", "10.0.0.8"})
+    listeners.push_back({.pid = 8, .command = "b", .port = 3000, .host = host});
+  std::vector<std::string> found;
+  for (const PortScan::Listener& listener : PortScan::dedupe(listeners))
+    found.push_back(std::to_string(listener.pid) + " " + listener.host + " " + std::to_string(listener.port));
+  EXPECT_EQ(found, (std::vector<std::string>{"7 127.0.0.1 3000", "7 127.0.0.1 4000", "8 10.0.0.4 3000"}));
+}
+
 }  // namespace
 }  // namespace tavrin
