@@ -5,17 +5,19 @@ PRESET ?= release
 BUILD := build/$(PRESET)
 # What people run and install is built without tests, in a directory of its own.
 HOOK := build/user/TavrinHook/tavrin-hook
+TAVRIN := build/user/TavrinTerminal/tavrin
 FILES := build/user/files
 JOBS_OF_MACHINE := $(shell getconf _NPROCESSORS_ONLN)
 
 .DEFAULT_GOAL := help
-.PHONY: help run test faults fault-tests planted lint docs format sanitize bench install uninstall hook terminal files package \
-	check-package macos arm64 fuzz coverage nightly build packages release-files clean
+.PHONY: help run demo test faults fault-tests planted lint docs format sanitize bench install uninstall hook terminal files package \
+	check-package macos test-macos arm64 fuzz coverage nightly build packages release-files release-programs clean
 
 help:
 	@echo "For people who use Tavrin (these need a compiler, cmake and the libraries):"
 	@echo "make run        replay recorded sessions of all five agents through tavrin-hook, in a scratch home"
 	@echo "                (AGENT=codex: only that agent's; KEEP=1: keep the scratch home)"
+	@echo "make demo       watch the recorded sessions in the panel, in a tmux of its own (SPEED=2: twice as fast)"
 	@echo "make install    install tavrin and tavrin-hook below your home directory, with manual and completions"
 	@echo "make uninstall  remove them from there; on a terminal it offers to disconnect the agents first"
 	@echo
@@ -36,6 +38,8 @@ help:
 	@echo "                (DOCS=1: update docs/performance.md)"
 	@echo "make docs       make the reference of the library's functions, in build/docs/api"
 	@echo "make macos      build for macOS, on Linux"
+	@echo "make test-macos run what make macos built, on Linux, and test it"
+	@echo "                (FOR=\"x86_64 arm64\": for these processors; what this machine is not runs under qemu)"
 	@echo "make arm64      build for 64-bit ARM Linux on another machine, and run the tests under qemu"
 	@echo "make package    make the .deb and the archives that people download, in build/package"
 	@echo "                (FOR=native: only for this machine)"
@@ -63,9 +67,15 @@ ifneq ($(wildcard TavrinTerminal/CMakeLists.txt),)
 	@MAKEFLAGS=--no-print-directory cmake --build --preset user --target tavrin --parallel $(JOBS_OF_MACHINE)
 endif
 
+# Builds tavrin too where its libraries are there, and installs none of them.
 run: hook
 	@scripts/install-packages.sh run
-	@scripts/replay.py $(if $(AGENT),--agent $(AGENT)) $(if $(KEEP),--keep) $(HOOK)
+	@if scripts/install-packages.sh --check terminal; then $(MAKE) --no-print-directory terminal; fi
+	@scripts/replay.py $(if $(AGENT),--agent $(AGENT)) $(if $(KEEP),--keep) $(HOOK) $$(ls $(TAVRIN) 2>/dev/null)
+
+demo: hook terminal
+	@scripts/install-packages.sh run demo
+	@scripts/demo.py $(if $(SPEED),--speed $(SPEED)) $(HOOK) $(TAVRIN)
 
 # The two programs, the manual pages and the completions, as they are installed.
 files: hook terminal
@@ -96,6 +106,7 @@ faults: fault-tests
 
 # Verbose, because each test prints its counts.
 fault-tests: build
+	@scripts/install-packages.sh faults
 	@ctest --preset $(PRESET) -C Faults -L faults --verbose
 
 planted: packages
@@ -128,6 +139,10 @@ bench: packages
 macos:
 	@scripts/build-macos.sh
 
+test-macos: release-programs
+	@[ -d build/macos ] || $(MAKE) --no-print-directory macos
+	@scripts/test-macos.sh $(FOR)
+
 arm64:
 	@scripts/install-packages.sh build terminal test arm64
 	@scripts/arm64-sysroot.sh
@@ -144,6 +159,11 @@ docs:
 format:
 	@scripts/install-packages.sh lint
 	@git ls-files '*.cpp' '*.hpp' | xargs clang-format -i
+
+# The tests that other builds' programs are put to.
+release-programs: packages
+	@$(MAKE) --no-print-directory build/release/build.ninja PRESET=release
+	@cmake --build --preset release --target process_tests tavrin
 
 # Packages contain the release, whatever PRESET is.
 release-files: packages

@@ -16,7 +16,7 @@ build=build/bench
 cmake --preset release -B $build -DTAVRIN_BUILD_BENCHMARKS=ON -DTAVRIN_BUILD_TESTS=OFF >/dev/null
 targets=(steps_bench transcript_bench panel_bench monitor_bench)
 # Whole runs are measured only on Linux, because this uses Linux's own interfaces.
-if [ "$(uname)" = Linux ]; then targets+=(process_bench); fi
+if [ "$(uname)" = Linux ]; then targets+=(process_bench tavrin tavrin-hook); fi
 cmake --build $build --target "${targets[@]}"
 
 if [ "$(uname)" = Linux ]; then
@@ -28,6 +28,10 @@ if [ "$(uname)" = Linux ]; then
     cmake --build $build --target tavrin tavrin-portable status-floor
     bench/status/measure.py ${1:+"$1"} $build/TavrinTerminal/tavrin $build/packaging/portable/tavrin $build/bench/status-floor
   fi
+fi
+if [ "$(uname)" = Linux ]; then
+  echo
+  bench/screen.py $build/TavrinHook/tavrin-hook $build/TavrinTerminal/tavrin >$build/screen.json
 fi
 for name in steps transcript panel monitor; do
   echo

@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
 # Installs missing packages with apt or Homebrew. The arguments name groups of scripts/packages.txt. Does nothing, and
-# asks for nothing, if nothing is missing.
+# asks for nothing, if nothing is missing. With --check as the first argument it installs nothing, and fails if something is
+# missing.
 set -euo pipefail
 
 list="$(dirname "$0")/packages.txt"
@@ -40,6 +41,7 @@ while read -r group probe apt brew; do
 done < <(grep -v -e '^#' -e '^$' "$list")
 
 if [ "${#missing[@]}" -eq 0 ]; then exit 0; fi
+if [ "${1:-}" = --check ]; then exit 1; fi
 
 echo "Installing: ${missing[*]}"
 if [ "$(uname)" = Darwin ]; then

@@ -10,7 +10,7 @@ planted() { make --no-print-directory planted; }
 fuzz() { make --no-print-directory fuzz SECONDS=300 JOBS="$(getconf _NPROCESSORS_ONLN)"; }
 packager() { make --no-print-directory build && ctest --preset release -C Nightly -L nightly --verbose; }
 compilers() { scripts/install-packages.sh build terminal nightly && scripts/check-compilers.sh; }
-macos() { scripts/compile-for-macos.sh; }
+macos() { scripts/compile-for-macos.sh && make --no-print-directory macos && make --no-print-directory test-macos FOR=arm64; }
 arm64() { make --no-print-directory arm64; }
 lint() { make --no-print-directory lint DEEP=1; }
 package() { make --no-print-directory package; }

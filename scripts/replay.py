@@ -1,6 +1,6 @@
 #!/usr/bin/env python3
-"""Runs tavrin-hook on each recorded event in tests/data/events, in a scratch home. Shows the log line of each event, and
-the session files at the end."""
+"""Runs tavrin-hook on each recorded event in tests/data/events, in a scratch home. Shows the log line of each event, and at
+the end the session files and what `tavrin list` makes of them."""
 import argparse
 import csv
 import os
@@ -84,11 +84,19 @@ def show_sessions(home):
         print(file.read_text())
 
 
+def show_list(home, tavrin):
+    print(coloured("\n$ tavrin list", "1"), flush=True)
+    environment = dict(os.environ, HOME=str(home.path))
+    if subprocess.run([tavrin, "list"], env=environment).returncode != 0:
+        sys.exit(f"{tavrin} list has failed")
+
+
 def main():
     # Ends quietly if its reader stops early, as head(1) does.
     signal.signal(signal.SIGPIPE, signal.SIG_DFL)
     parser = argparse.ArgumentParser(description=__doc__)
     parser.add_argument("hook", help="the tavrin-hook executable")
+    parser.add_argument("tavrin", nargs="?", help="the tavrin executable, whose list is shown at the end")
     parser.add_argument("--agent", choices=PRODUCTS, help="play only this agent's sessions")
     parser.add_argument("--keep", action="store_true", help="keep the scratch home, and print its path")
     options = parser.parse_args()
@@ -99,6 +107,8 @@ def main():
         count = sum(play_agent(home, agent) for agent in agents)
         show_sessions(home)
         print(coloured(f"\n{count} events of {len(agents)} agent(s), each handled in silence with status 0.", "1"))
+        if options.tavrin:
+            show_list(home, pathlib.Path(options.tavrin).resolve())
     finally:
         if options.keep:
             print(f"Kept: {home.path}")

@@ -53,8 +53,9 @@ class Command {
     if (hook_.path.empty()) return Outcome::failed(std::string(nothingConnected) + ": " + hook_.error);
     const std::vector<Agent> all(allAgents.begin(), allAgents.end());
     std::vector<Plan> plans;
-    for (SurveyedAgent& agent : surveyed(options_.agents.empty() ? all : options_.agents, surroundings_,
-                                         placesFor(surroundings_, machine_.prefixes))) {
+    for (SurveyedAgent& agent :
+         surveyed(options_.agents.empty() ? all : options_.agents, surroundings_,
+                  placesFor(surroundings_, machine_.prefixes), options_.interrupt.value_or(-1))) {
       if (std::optional<Plan> plan = planFor(std::move(agent))) plans.push_back(*std::move(plan));
     }
     if (plans.empty() && lines_.empty()) {
@@ -167,10 +168,11 @@ class Command {
 
   Outcome apply(const std::vector<Plan>& plans) {
     // A signal is not to end the command before its lines are written.
-    const auto interruption = std::make_shared<const Interruption>();
-    interrupt_ = interruption->descriptor();
+    std::shared_ptr<const Interruption> interruption;
+    if (!options_.interrupt) interruption = std::make_shared<const Interruption>();
+    interrupt_ = options_.interrupt ? *options_.interrupt : interruption->descriptor();
     for (const Plan& plan : plans) {
-      if (Interruption::signal()) {
+      if (interruption && Interruption::signal()) {
         const std::string name(plan.agent.definition->name);
         say(plan.agent, plan.wasConnected ? "as it was" : "not connected",
             "You interrupted the command before " + name + " was connected.");
@@ -178,7 +180,7 @@ class Command {
       }
       connect(plan);
     }
-    Outcome outcome = SettingsReport::outcomeOf(lines_, Interruption::signal());
+    Outcome outcome = SettingsReport::outcomeOf(lines_, interruption ? Interruption::signal() : std::nullopt);
     outcome.keptUntilWritten = interruption;
     return outcome;
   }
@@ -212,7 +214,8 @@ class Command {
     const CodexServer server{.executable = plan.agent.installations.front().executable,
                              .version = TAVRIN_VERSION,
                              .directory = surroundings_.home,
-                             .interrupt = interrupt_};
+                             .interrupt = interrupt_,
+                             .progress = options_.progress};
     answer = server.activate();
     if (!answer.hooks) return answer.sentence() + std::string(trustScreen);
     if (CodexActivation::tavrinHooks(*answer.hooks).empty())

@@ -1,5 +1,9 @@
 #pragma once
 
+// Part of TavrinTerminal, which is not installed. Needs nothing but the standard library.
+
+#include <functional>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -16,6 +20,10 @@ struct Options {
   bool dryRun = false;             ///< shows what would change, and changes nothing
   bool yes = false;                ///< does not ask
   bool here = false;  ///< entries get this installation's path, also where they have another that works
+  /// A descriptor that interrupts when it becomes readable; the command then takes no signals itself.
+  std::optional<int> interrupt = std::nullopt;
+  /// Is told, on the calling thread, what is being done for a while, as "Codex: trusting 12 hooks".
+  std::function<void(const std::string& step)> progress = nullptr;
 };
 
 /// What the command looks for on the machine; tests set paths of their own.

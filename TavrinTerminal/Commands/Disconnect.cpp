@@ -38,9 +38,10 @@ class Command {
     if (options_.dryRun) return preview(plans);
     if (std::optional<Outcome> outcome = ask(plans)) return *std::move(outcome);
     // A signal is not to end the command before its lines are written.
-    const auto interruption = std::make_shared<const Interruption>();
+    std::shared_ptr<const Interruption> interruption;
+    if (options_.takesSignals) interruption = std::make_shared<const Interruption>();
     for (const Plan& plan : plans) disconnect(plan);
-    Outcome outcome = SettingsReport::outcomeOf(lines_, Interruption::signal());
+    Outcome outcome = SettingsReport::outcomeOf(lines_, interruption ? Interruption::signal() : std::nullopt);
     outcome.keptUntilWritten = interruption;
     return outcome;
   }
@@ -130,7 +131,7 @@ class Command {
   }
 
   void disconnect(const Plan& plan) {
-    if (Interruption::signal()) {
+    if (options_.takesSignals && Interruption::signal()) {
       say(plan.file, "as it was", "You interrupted the command before " + shown(plan.file) + " was changed.");
       return;
     }

@@ -1,5 +1,7 @@
 #pragma once
 
+// Part of TavrinTerminal, which is not installed. Needs nothing but the standard library.
+
 #include <vector>
 
 #include "TavrinCore/Agents/Agent.hpp"
@@ -14,6 +16,7 @@ struct Options {
   std::vector<Agent> agents = {};  ///< those that were named; empty for all
   bool dryRun = false;             ///< shows what would change, and changes nothing
   bool yes = false;                ///< does not ask
+  bool takesSignals = true;        ///< holds back signals until a file is whole; only where nobody else does
 };
 
 /// Visits the agents' settings where the environment has them now, and every file that was ever connected.

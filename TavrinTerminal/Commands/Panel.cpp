@@ -9,17 +9,19 @@
 #include <optional>
 #include <utility>
 
-#include "TavrinCore/Agents/SettingsFile.hpp"
 #include "TavrinCore/Support/Text.hpp"
 #include "TavrinTerminal/Commands/Focus.hpp"
 #include "TavrinTerminal/Commands/List.hpp"
 #include "TavrinTerminal/Commands/Servers.hpp"
 #include "TavrinTerminal/Panel/BackgroundWork.hpp"
+#include "TavrinTerminal/Panel/ConnectWork.hpp"
 #include "TavrinTerminal/Panel/PanelKeys.hpp"
 #include "TavrinTerminal/Panel/PanelModel.hpp"
+#include "TavrinTerminal/Panel/StopWork.hpp"
 #include "TavrinTerminal/Panel/Terminal.hpp"
 #include "TavrinTerminal/SessionWatch.hpp"
 #include "TavrinTerminal/ShownText.hpp"
+#include "TavrinTerminal/System/HealthProbe.hpp"
 #include "TavrinTerminal/System/TerminalFocus.hpp"
 
 namespace tavrin::Panel {
@@ -37,15 +39,6 @@ std::string sentenceOf(const Outcome& outcome) {
   return ShownText::clean(Text::trimmed(text));
 }
 
-// How many agents have hooks of ours in their settings.
-std::int64_t connectedAgents(const Surroundings& surroundings) {
-  return std::ranges::count_if(allAgents, [&](Agent agent) {
-    const AgentHome home = AgentHome::of(agent, surroundings.environment, surroundings.home);
-    const SettingsFile file(home, SettingsFile::defaultOriginals(surroundings.home));
-    return !file.state("", AgentDefinition::definition(agent)).entries.empty();
-  });
-}
-
 // The screen while it is open.
 class Screen {
  public:
@@ -59,6 +52,24 @@ class Screen {
         background_(watch_.loop()),
         clock_(watch_.loop(), [this] { guarded([this] { draw(); }); }),
         nextServers_(watch_.loop(), [this] { guarded([this] { lookForServers(); }); }),
+        health_(watch_.loop(), [this](const std::string& id,
+                                      ServerHealth health) { guarded([&] { takeHealth(id, health); }); }),
+        connect_(surroundings, Connect::Machine::ofThisSystem(), background_,
+                 {.standings = [this](std::vector<AgentStanding> agents) { take(std::move(agents)); },
+                  .question = [this](ConnectScreen::Question question) { ask(std::move(question)); },
+                  .say = [this](std::string message) { say(std::move(message)); },
+                  .failed = [this](const std::exception_ptr& thrown) { fail(thrown); }}),
+        stop_(surroundings, background_,
+              {.say = [this](std::string message) { say(std::move(message)); },
+               .askToKill = [this](std::string name) { guarded([&] { model_.askToKill(std::move(name)); }); },
+               .ended =
+                   [this] {
+                     guarded([this] {
+                       draw();
+                       lookForServers();
+                     });
+                   },
+               .failed = [this](const std::exception_ptr& thrown) { fail(thrown); }}),
         lastKey_(std::chrono::steady_clock::now()),
         terminal_(watch_.loop(), console.outDescriptor, traits, console.colour,
                   {.key = [this](const Key& key) { guarded([&] { press(key); }); },
@@ -78,7 +89,10 @@ class Screen {
   }
 
   Outcome run() {
-    lookForAgents();
+    const bool isConnected = isAnyConnected(surroundings_);
+    model_.takeAgents(isConnected ? ActivityEmptyContent::Agents::connected(1)
+                                  : ActivityEmptyContent::Agents::off());
+    hasNothing_ = !isConnected;
     lookForServers();
     const SessionWatch::End end = watch_.run();
     if (thrown_) std::rethrow_exception(thrown_);
@@ -102,8 +116,14 @@ class Screen {
     }
   }
 
+  void fail(const std::exception_ptr& thrown) {
+    guarded([&] { std::rethrow_exception(thrown); });
+  }
+
   void take(std::vector<ObservedSession> sessions) {
     sessions_ = inShownOrder(std::move(sessions), surroundings_.home, false);
+    // Whoever has connected nothing yet is asked to, at first.
+    if (std::exchange(hasNothing_, false) && sessions_.empty()) showAgents();
     makeRows();
     lookForPlaces();
   }
@@ -170,16 +190,17 @@ class Screen {
 
   void lookForServers() {
     constexpr milliseconds interval{30'000};
-    constexpr std::chrono::minutes patience{5};
+    constexpr std::chrono::minutes longestWithoutKey{5};
     nextServers_.stop();
     if (isLookingForServers_) return;
-    if (std::chrono::steady_clock::now() - lastKey_ > patience) return;
+    if (std::chrono::steady_clock::now() - lastKey_ > longestWithoutKey) return;
     isLookingForServers_ = true;
     auto found = std::make_shared<std::vector<LocalServer>>();
     background_.add([this, found] { *found = Servers::running(surroundings_); },
                     [this, found, interval](const std::exception_ptr& thrown) {
                       guarded([&] {
                         isLookingForServers_ = false;
+                        if (!thrown) checkHealth(*found);
                         model_.takeServers(thrown ? std::nullopt : std::optional(std::move(*found)));
                         draw();
                         nextServers_.start(interval);
@@ -187,16 +208,55 @@ class Screen {
                     });
   }
 
-  void lookForAgents() {
-    auto count = std::make_shared<std::int64_t>(0);
-    background_.add([this, count] { *count = connectedAgents(surroundings_); },
-                    [this, count](const std::exception_ptr&) {
-                      guarded([&] {
-                        model_.takeAgents(*count > 0 ? ActivityEmptyContent::Agents::connected(*count)
-                                                     : ActivityEmptyContent::Agents::off());
-                        draw();
-                      });
-                    });
+  // What is known of the health of servers that are gone goes with them. Those that are new are asked.
+  void checkHealth(const std::vector<LocalServer>& servers) {
+    std::map<std::string, ServerHealth> known;
+    for (const LocalServer& server : servers) {
+      const auto before = found_.find(server.id());
+      if (before != found_.end()) {
+        known.insert(*before);
+      } else {
+        health_.ask(server);
+      }
+    }
+    found_ = std::move(known);
+    model_.takeHealth(found_);
+  }
+
+  void takeHealth(const std::string& id, ServerHealth health) {
+    found_[id] = health;
+    model_.takeHealth(found_);
+    draw();
+  }
+
+  void showAgents() {
+    model_.toggleAgents();
+    if (model_.mode() == PanelModel::Mode::agents) connect_.look();
+  }
+
+  void take(std::vector<AgentStanding> agents) {
+    guarded([&] {
+      const auto count = std::ranges::count_if(agents, &AgentStanding::isConnected);
+      model_.takeAgents(count > 0 || isAnyConnected(surroundings_)
+                            ? ActivityEmptyContent::Agents::connected(count)
+                            : ActivityEmptyContent::Agents::off());
+      model_.takeStandings(std::move(agents));
+      draw();
+    });
+  }
+
+  void ask(ConnectScreen::Question question) {
+    guarded([&] {
+      model_.askAbout(std::move(question));
+      draw();
+    });
+  }
+
+  void say(std::string message) {
+    guarded([&] {
+      model_.say(std::move(message));
+      draw();
+    });
   }
 
   // Signals.
@@ -262,7 +322,10 @@ class Screen {
         model_.moveToEnd(Direction::down);
         break;
       case PanelAction::pick:
-        if (model_.selectAt(key.row).value_or(false)) activate();
+        if (model_.selectAt(key.row).value_or(false))
+          perform(
+              model_.mode() == PanelModel::Mode::agents ? PanelAction::askToConnect : PanelAction::activate,
+              key);
         break;
       case PanelAction::activate:
         activate();
@@ -275,6 +338,9 @@ class Screen {
         break;
       case PanelAction::stop:
         stop();
+        break;
+      case PanelAction::kill:
+        kill();
         break;
       case PanelAction::endQuestion:
         model_.endQuestion();
@@ -300,9 +366,24 @@ class Screen {
       case PanelAction::toggleHelp:
         model_.toggleHelp();
         break;
+      case PanelAction::toggleDetails:
+        model_.toggleDetails();
+        break;
+      case PanelAction::toggleAgents:
+        showAgents();
+        break;
+      case PanelAction::askToConnect:
+        if (const auto deed = model_.connectScreen().deed()) preview(*deed);
+        break;
+      case PanelAction::askToDisconnect:
+        if (model_.connectScreen().selected().isConnected) preview(ConnectScreen::Deed::disconnect);
+        break;
+      case PanelAction::change:
+        change();
+        break;
       case PanelAction::refresh:
         model_.sortAnew();
-        lookForAgents();
+        if (model_.mode() == PanelModel::Mode::agents) connect_.look();
         lookForServers();
         break;
       case PanelAction::redraw:
@@ -352,19 +433,34 @@ class Screen {
   void open() {
     const LocalServer* const server = model_.selectedServer();
     if (server == nullptr) return;
+    health_.ask(*server);
     report([this, word = wordFor(*server)] { return Servers::open(word, surroundings_, silent()); });
+  }
+
+  // Agents.
+
+  void preview(ConnectScreen::Deed deed) {
+    model_.say("Looking at what would change...");
+    connect_.preview(model_.connectScreen().selected(), deed);
+  }
+
+  void change() {
+    const std::optional<ConnectScreen::Question> question = model_.connectScreen().question();
+    model_.endQuestion();
+    if (!question) return;
+    model_.say("Working on it...");
+    connect_.perform(*question);
   }
 
   void stop() {
     const LocalServer* const server = model_.selectedServer();
     model_.endQuestion();
-    if (server == nullptr) return;
-    model_.say("Stopping " + ShownText::clean(server->displayName()) + "...");
-    report(
-        [this, word = wordFor(*server)] {
-          return Servers::stop({.server = word, .yes = true}, surroundings_, silent());
-        },
-        [this] { lookForServers(); });
+    if (server != nullptr) stop_.stop(*server);
+  }
+
+  void kill() {
+    model_.endQuestion();
+    stop_.kill();
   }
 
   const Surroundings& surroundings_;
@@ -374,6 +470,8 @@ class Screen {
   PanelModel model_;
   std::vector<ObservedSession> sessions_;
   std::map<std::string, SessionPlace> places_;
+  std::map<std::string, ServerHealth> found_;
+  bool hasNothing_ = false;
   bool isLookingForPlaces_ = false;
   bool isLookingForServers_ = false;
   // What follows waits on the loop of the first, and is gone before it.
@@ -382,6 +480,9 @@ class Screen {
   Timer clock_;
   milliseconds interval_{0};
   Timer nextServers_;
+  HealthProbe health_;
+  ConnectWork connect_;
+  StopWork stop_;
   std::chrono::steady_clock::time_point lastKey_;
   std::vector<std::unique_ptr<SignalWatch>> signals_;
   std::unique_ptr<SignalWatch> suspend_;

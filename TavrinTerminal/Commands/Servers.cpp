@@ -3,9 +3,8 @@
 #include <algorithm>
 #include <array>
 #include <chrono>
-#include <cmath>
-#include <csignal>
 #include <map>
+#include <memory>
 #include <utility>
 
 #include "TavrinCore/Panel/ServerPlacement.hpp"
@@ -14,12 +13,14 @@
 #include "TavrinTerminal/Columns.hpp"
 #include "TavrinTerminal/JsonObject.hpp"
 #include "TavrinTerminal/ObservedSessions.hpp"
+#include "TavrinTerminal/ServerStop.hpp"
 #include "TavrinTerminal/ShownText.hpp"
-#include "TavrinTerminal/System/ProcessSignal.hpp"
 
 namespace tavrin::Servers {
 
 namespace {
+
+constexpr std::chrono::seconds patience{5};
 
 constexpr std::array<Columns::Heading, 5> headings = {{{.text = "SERVER", .mayBeCut = true},
                                                        {.text = "PORT"},
@@ -58,33 +59,16 @@ std::string jsonOf(const LocalServer& server, const std::map<std::string, std::s
   return object.finish();
 }
 
-std::string nameAndPort(const LocalServer& server) {
-  return ShownText::clean(server.displayName()) + " on port " + std::to_string(server.port());
+Outcome outcomeOf(const ServerStop::Result& result) {
+  if (result.step == ServerStop::Step::stopped) return Outcome::done(result.sentence + "\n");
+  return Outcome::failed(result.sentence);
 }
 
-bool isSameProcess(const ServerStopTarget::Process& target, const ProcessFacts& processes) {
-  constexpr double clockTolerance = 2;  // seconds: the time of the boot moves with the clock
-  const std::optional<ProcessFact> process = processes.process(target.pid);
-  return process && std::abs(secondsOf(process->startedAt) - secondsOf(target.startedAt)) <= clockTolerance &&
-         processes.folder(target.pid) == target.cwd;
-}
-
-Outcome stopped(const LocalServer& server) {
-  return Outcome::done(nameAndPort(server) + " has stopped.\n");
-}
-
-Outcome kill(const LocalServer& server, const HeldProcess& process, const Console& console) {
-  constexpr std::chrono::seconds time{5};
-  const std::string still = nameAndPort(server) + " still runs, because it ignores SIGTERM. ";
-  if (!console.canAsk()) return Outcome::failed(still + "Run \"tavrin stop\" on a terminal to kill it.");
-  if (!console.confirms(nameAndPort(server) +
-                        " did not stop within 5 s. Kill it? What it has not saved is lost."))
-    return {.status = ExitStatus::declined, .output = {}, .error = still + "It was not killed."};
-  if (process.signal(SIGKILL) == HeldProcess::Signalled::denied)
-    return Outcome::failed(nameAndPort(server) + " was not stopped, because it belongs to another user.");
-  if (!process.endsWithin(time))
-    return Outcome::failed(nameAndPort(server) + " still runs. The system has not ended it.");
-  return stopped(server);
+Outcome kill(const ServerStop& stop, const std::string& still, const Console& console) {
+  if (!console.canAsk()) return Outcome::failed(still + " Run \"tavrin stop\" on a terminal to kill it.");
+  if (!console.confirms(stop.name() + " did not stop within 5 s. Kill it? What it has not saved is lost."))
+    return {.status = ExitStatus::declined, .output = {}, .error = still + " It was not killed."};
+  return outcomeOf(stop.kill(patience));
 }
 
 }  // namespace
@@ -156,40 +140,25 @@ Outcome open(std::string_view word, const Surroundings& surroundings, const Cons
 }
 
 Outcome stop(const StopOptions& options, const Surroundings& surroundings, const Console& console) {
-  constexpr std::chrono::seconds patience{5};
   if (surroundings.isForeignHome)
     return Outcome::failed(foreignHomeSentence(surroundings, "nothing was stopped"));
   const auto found = named(options.server, running(surroundings));
   if (const auto* const error = std::get_if<std::string>(&found))
     return Outcome::failed("nothing was stopped, because " + *error);
   const auto& server = std::get<LocalServer>(found);
-  const std::optional<ServerStopTarget> target = server.stopTarget();
-  if (server.isDocker && !(target && target->process()))
-    return Outcome::failed(
-        nameAndPort(server) +
-        " was not stopped, because it belongs to a container. Stop it with \"docker stop\".");
-  if (!target || target->process() == nullptr)
-    return Outcome::failed(nameAndPort(server) +
-                           " was not stopped, because not enough is known of its process.");
+  const auto held = ServerStop::of(server, surroundings.processes);
+  if (const auto* const error = std::get_if<std::string>(&held)) return Outcome::failed(*error);
+  const ServerStop& stop = *std::get<std::shared_ptr<ServerStop>>(held);
   if (!options.yes) {
     if (!console.canAsk())
-      return Outcome::failed(nameAndPort(server) +
+      return Outcome::failed(stop.name() +
                              " was not stopped, because there is no terminal to ask on. Add --yes.");
-    if (!console.confirms("Stop " + nameAndPort(server) + " (process " + std::to_string(server.pid) + ")?"))
-      return {
-          .status = ExitStatus::declined, .output = {}, .error = nameAndPort(server) + " was not stopped."};
+    if (!console.confirms("Stop " + stop.name() + " (process " + std::to_string(server.pid) + ")?"))
+      return {.status = ExitStatus::declined, .output = {}, .error = stop.name() + " was not stopped."};
   }
-  const ServerStopTarget::Process meant = *target->process();
-  const HeldProcess process(meant.pid, [&] { return isSameProcess(meant, surroundings.processes); });
-  switch (process.signal(SIGTERM)) {
-    case HeldProcess::Signalled::gone:
-      return Outcome::failed(nameAndPort(server) + " was not stopped, because it has ended already.");
-    case HeldProcess::Signalled::denied:
-      return Outcome::failed(nameAndPort(server) + " was not stopped, because it belongs to another user.");
-    case HeldProcess::Signalled::sent:
-      break;
-  }
-  return process.endsWithin(patience) ? stopped(server) : kill(server, process, console);
+  const ServerStop::Result result = stop.ask(patience);
+  return result.step == ServerStop::Step::stillRuns ? kill(stop, result.sentence, console)
+                                                    : outcomeOf(result);
 }
 
 }  // namespace tavrin::Servers

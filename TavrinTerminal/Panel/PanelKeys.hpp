@@ -1,5 +1,7 @@
 #pragma once
 
+// Part of TavrinTerminal, which is not installed. Needs nothing but the standard library.
+
 #include <cstdint>
 
 #include "TavrinTerminal/Panel/KeyParser.hpp"
@@ -21,6 +23,7 @@ enum class PanelAction : std::uint8_t {
   open,
   askToStop,
   stop,
+  kill,
   endQuestion,
   toggleIdle,
   startFilter,
@@ -29,6 +32,11 @@ enum class PanelAction : std::uint8_t {
   keepFilter,
   dropFilter,
   toggleHelp,
+  toggleDetails,
+  toggleAgents,
+  askToConnect,     ///< show what Enter would change on the connect screen
+  askToDisconnect,  ///< the same for taking hooks out
+  change,           ///< do what was shown
   refresh,
   redraw,
   quit,

@@ -85,6 +85,10 @@ void PanelModel::takeServers(std::optional<std::vector<LocalServer>> servers) {
   rebuild();
 }
 
+void PanelModel::takeHealth(const std::map<std::string, ServerHealth>& health) {
+  health_ = health;
+}
+
 void PanelModel::resize(ScreenSize size) {
   size_ = size;
   reveal();
@@ -119,11 +123,14 @@ void PanelModel::rebuild() {
   const auto widen = [](int& width, std::string_view text) {
     width = std::max(width, static_cast<int>(ShownText::width(text)));
   };
-  const auto addServer = [&](LocalServer server) {
-    widen(widths_.server, ShownText::clean(server.displayName()));
-    widen(widths_.port, server.portLabel(false));
-    items_.push_back(
-        {.kind = Item::Kind::server, .index = shownServers_.size(), .element = elementOf(server)});
+  const auto addServer = [&](LocalServer server, bool isOther) {
+    ServerWidths& widths = isOther ? widths_.others : widths_.placed;
+    widen(widths.name, ShownText::clean(server.displayName()));
+    widen(widths.port, server.portLabel(false));
+    items_.push_back({.kind = Item::Kind::server,
+                      .index = shownServers_.size(),
+                      .element = elementOf(server),
+                      .isOther = isOther});
     shownServers_.push_back(std::move(server));
   };
   for (const std::size_t i : shown) {
@@ -132,15 +139,16 @@ void PanelModel::rebuild() {
     widen(widths_.tool, row.tool);
     widen(widths_.place, row.terminal);
     const std::string& id = row.session.record.sessionId;
-    items_.push_back({.kind = Item::Kind::session, .index = i, .element = PanelFocus::session(id)});
+    items_.push_back(
+        {.kind = Item::Kind::session, .index = i, .element = PanelFocus::session(id), .isOther = false});
     const auto servers = placed.bySession.find(id);
     if (servers == placed.bySession.end()) continue;
-    for (LocalServer& server : servers->second) addServer(std::move(server));
+    for (LocalServer& server : servers->second) addServer(std::move(server), false);
   }
   std::erase_if(placed.orphans, [&](const LocalServer& server) { return !fits(server, lowered); });
   if (!placed.orphans.empty())
-    items_.push_back({.kind = Item::Kind::heading, .index = 0, .element = std::nullopt});
-  for (LocalServer& server : placed.orphans) addServer(std::move(server));
+    items_.push_back({.kind = Item::Kind::heading, .index = 0, .element = std::nullopt, .isOther = true});
+  for (LocalServer& server : placed.orphans) addServer(std::move(server), true);
 
   // A row that is gone leaves the selection where it was on the screen.
   if (selection_ && !itemOf(*selection_)) selection_.reset();
@@ -149,7 +157,9 @@ void PanelModel::rebuild() {
     if (!items_[item].element) item = item + 1 < items_.size() ? item + 1 : item - 1;
     select(item);
   }
-  if (mode_ == Mode::confirm && selectedServer() == nullptr) mode_ = Mode::list;
+  const bool isWithoutRow =
+      (mode_ == Mode::confirm && selectedServer() == nullptr) || (mode_ == Mode::details && !selection_);
+  if (isWithoutRow) mode_ = Mode::list;
   reveal();
 }
 
@@ -194,7 +204,8 @@ void PanelModel::reveal() {
 
 void PanelModel::setMode(Mode mode) {
   mode_ = mode;
-  helpTop_ = 0;
+  pageTop_ = 0;
+  if (mode != Mode::change) connect_.endQuestion();
   say("");
 }
 
@@ -203,12 +214,21 @@ void PanelModel::say(std::string message) {
   reveal();
 }
 
+// The first line of a page when its last line is on the screen.
+std::size_t PanelModel::lastTop() const {
+  bool ignored = false;
+  const std::size_t all = pageLines(Date(), ignored).size();
+  return all - std::min(all, static_cast<std::size_t>(bodyHeight()));
+}
+
 void PanelModel::move(PanelNavigation::Direction direction) {
   const bool down = direction == PanelNavigation::Direction::down;
-  if (mode_ == Mode::help) {
-    const std::size_t all = helpLines().size();
-    const std::size_t last = all - std::min(all, static_cast<std::size_t>(bodyHeight()));
-    helpTop_ = down ? std::min(helpTop_ + 1, last) : helpTop_ - std::min<std::size_t>(helpTop_, 1);
+  if (isPage()) {
+    pageTop_ = down ? std::min(pageTop_ + 1, lastTop()) : pageTop_ - std::min<std::size_t>(pageTop_, 1);
+    return;
+  }
+  if (mode_ == Mode::agents) {
+    connect_.move(direction);
     return;
   }
   std::vector<PanelFocus> elements;
@@ -223,8 +243,10 @@ void PanelModel::movePage(PanelNavigation::Direction direction) {
   const bool down = direction == PanelNavigation::Direction::down;
   const auto item = selectedItem();
   const auto page = static_cast<std::size_t>(bodyHeight());
-  if (mode_ == Mode::help) {
-    for (std::size_t i = 0; i < page; ++i) move(direction);
+  if (isPage()) {
+    pageTop_ = down ? std::min(pageTop_ + page, lastTop()) : pageTop_ - std::min(pageTop_, page);
+  } else if (mode_ == Mode::agents) {
+    connect_.moveToEnd(direction);
   } else if (item) {
     std::size_t target = down ? std::min(*item + page, items_.size() - 1) : *item - std::min(*item, page);
     if (!items_[target].element) target = down || target == 0 ? target + 1 : target - 1;
@@ -234,17 +256,28 @@ void PanelModel::movePage(PanelNavigation::Direction direction) {
 }
 
 void PanelModel::moveToEnd(PanelNavigation::Direction direction) {
-  if (items_.empty() || mode_ == Mode::help) return;
   const bool down = direction == PanelNavigation::Direction::down;
-  std::size_t target = down ? items_.size() - 1 : 0;
-  if (!items_[target].element) ++target;  // a heading is never the last
-  select(target);
-  reveal();
+  if (isPage()) {
+    pageTop_ = down ? lastTop() : 0;
+  } else if (mode_ == Mode::agents) {
+    connect_.moveToEnd(direction);
+  } else if (!items_.empty()) {
+    std::size_t target = down ? items_.size() - 1 : 0;
+    if (!items_[target].element) ++target;  // a heading is never the last
+    select(target);
+    reveal();
+  }
 }
 
 std::optional<bool> PanelModel::selectAt(int screenRow) {
   constexpr int above = 2;
-  if (mode_ != Mode::list || screenRow < above || screenRow >= above + bodyHeight()) return std::nullopt;
+  const bool hasRows = mode_ == Mode::list || mode_ == Mode::agents;
+  if (!hasRows || screenRow < above || screenRow >= above + bodyHeight()) return std::nullopt;
+  if (mode_ == Mode::agents) {
+    const auto height = static_cast<std::size_t>(bodyHeight());
+    const std::size_t top = connect_.selectedRow() - std::min(connect_.selectedRow(), height - 1);
+    return connect_.select(top + static_cast<std::size_t>(screenRow - above));
+  }
   const std::size_t item = top_ + static_cast<std::size_t>(screenRow - above);
   if (item >= items_.size() || !items_[item].element) return std::nullopt;
   const bool wasSelected = selection_ == items_[item].element;
@@ -280,6 +313,39 @@ void PanelModel::endFilter(bool keep) {
 
 void PanelModel::askToStop() {
   if (selectedServer() != nullptr) setMode(Mode::confirm);
+}
+
+void PanelModel::askToKill(std::string name) {
+  if (mode_ != Mode::list) {
+    say(name + " still runs, because it ignores SIGTERM. It was not killed.");
+    return;
+  }
+  stubborn_ = std::move(name);
+  setMode(Mode::confirmKill);
+}
+
+void PanelModel::askAbout(ConnectScreen::Question question) {
+  if (mode_ != Mode::agents) return;
+  setMode(Mode::change);
+  connect_.ask(std::move(question));
+}
+
+void PanelModel::endQuestion() {
+  setMode(mode_ == Mode::change ? Mode::agents : Mode::list);
+}
+
+void PanelModel::toggleHelp() {
+  if (mode_ == Mode::help) {
+    setMode(before_);
+    return;
+  }
+  before_ = mode_ == Mode::agents ? Mode::agents : Mode::list;
+  setMode(Mode::help);
+}
+
+void PanelModel::toggleDetails() {
+  const bool canOpen = mode_ == Mode::list && selection_;
+  setMode(canOpen ? Mode::details : Mode::list);
 }
 
 }  // namespace tavrin

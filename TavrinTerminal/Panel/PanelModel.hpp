@@ -1,16 +1,21 @@
 #pragma once
 
+// Part of TavrinTerminal, which is not installed. Needs nothing but the standard library.
+
 #include <cstddef>
 #include <cstdint>
+#include <map>
 #include <optional>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 #include "TavrinCore/Panel/ActivityEmptyContent.hpp"
 #include "TavrinCore/Panel/PanelFocus.hpp"
 #include "TavrinCore/Panel/PanelNavigation.hpp"
 #include "TavrinCore/Servers/LocalServer.hpp"
+#include "TavrinTerminal/Panel/ConnectScreen.hpp"
 #include "TavrinTerminal/Panel/PanelLine.hpp"
 #include "TavrinTerminal/SessionRows.hpp"
 
@@ -27,7 +32,11 @@ class PanelModel {
     list,
     filter,  ///< the person types what to look for
     help,
-    confirm,  ///< the person is asked whether to stop the selected server
+    details,      ///< all that is known of the selected row
+    confirm,      ///< the person is asked whether to stop the selected server
+    confirmKill,  ///< the person is asked whether to kill a server that did not stop
+    agents,       ///< the connect screen
+    change,       ///< the person is asked about a change that the connect screen shows
   };
 
   /// The lines of a screen, and whether an age among them is in seconds, so that it is wrong a second later.
@@ -42,8 +51,12 @@ class PanelModel {
   void takeSessions(std::vector<SessionRow> sessions);
   /// The servers as they are now; nullopt when they could not be listed.
   void takeServers(std::optional<std::vector<LocalServer>> servers);
+  /// What is known of the health of servers, by their ids.
+  void takeHealth(const std::map<std::string, ServerHealth>& health);
   /// How far the monitoring of agents is, for a panel without rows.
   void takeAgents(ActivityEmptyContent::Agents agents) { agents_ = agents; }
+  /// What the connect screen shows.
+  void takeStandings(std::vector<AgentStanding> agents) { connect_.takeAgents(std::move(agents)); }
   void resize(ScreenSize size);
 
   Mode mode() const { return mode_; }
@@ -51,6 +64,7 @@ class PanelModel {
   /// Null unless such a row is selected.
   const SessionRow* selectedSession() const;
   const LocalServer* selectedServer() const;
+  const ConnectScreen& connectScreen() const { return connect_; }
 
   void move(PanelNavigation::Direction direction);
   void movePage(PanelNavigation::Direction direction);
@@ -61,7 +75,12 @@ class PanelModel {
 
   void toggleIdle();
   void sortAnew();
-  void toggleHelp() { setMode(mode_ == Mode::help ? Mode::list : Mode::help); }
+  /// Opens the help, or leaves it for where the person was.
+  void toggleHelp();
+  /// Opens all that is known of the selected row, if there is one, or leaves it.
+  void toggleDetails();
+  /// Opens the connect screen, or leaves it.
+  void toggleAgents() { setMode(mode_ == Mode::agents ? Mode::list : Mode::agents); }
   void startFilter() { setMode(Mode::filter); }
   void typeFilter(std::string_view character);
   /// Removes the last character; without one the filter ends.
@@ -71,8 +90,12 @@ class PanelModel {
   const std::string& filter() const { return filter_; }
   /// Asks whether to stop the selected server, if there is one.
   void askToStop();
-  /// Goes back to the list.
-  void endQuestion() { setMode(Mode::list); }
+  /// Asks whether to kill a server that SIGTERM did not stop, unless the person is at something else.
+  void askToKill(std::string name);
+  /// Shows a change of an agent's settings and asks about it, unless the person has left the connect screen.
+  void askAbout(ConnectScreen::Question question);
+  /// Goes back to where the question came from.
+  void endQuestion();
 
   /// Shows a message in place of the keys, until the next one or "".
   void say(std::string message);
@@ -86,14 +109,20 @@ class PanelModel {
     Kind kind = Kind::session;
     std::size_t index = 0;  // in sessions_ or shownServers_
     std::optional<PanelFocus> element;
+    bool isOther = false;  // a server that belongs to no shown session
+  };
+  // The columns that the servers of a group take.
+  struct ServerWidths {
+    int name = 0;
+    int port = 0;
   };
   // The columns that texts of the shown rows take.
   struct Widths {
     int label = 0;
     int tool = 0;
     int place = 0;
-    int server = 0;
-    int port = 0;
+    ServerWidths placed;
+    ServerWidths others;  // apart, so that they do not move those of sessions
   };
 
   void setMode(Mode mode);
@@ -104,13 +133,19 @@ class PanelModel {
   std::optional<std::size_t> itemOf(const PanelFocus& element) const;
   int bodyHeight() const;
   std::vector<std::string> footerTexts() const;
+  bool isPage() const { return mode_ == Mode::help || mode_ == Mode::details || mode_ == Mode::change; }
+  std::size_t lastTop() const;
 
   PanelLine sessionLine(const SessionRow& row, Date now, bool& showsSeconds) const;
-  PanelLine serverLine(const LocalServer& server, Date now, bool& showsSeconds) const;
+  PanelLine serverLine(const Item& item, Date now, bool& showsSeconds) const;
   PanelLine headerLine() const;
   PanelLine keysLine() const;
   std::vector<PanelLine> emptyLines() const;
   std::vector<PanelLine> helpLines() const;
+  std::vector<PanelLine> detailLines(Date now, bool& showsSeconds) const;
+  std::vector<PanelLine> pageLines(Date now, bool& showsSeconds) const;
+  std::vector<PanelLine> rowLines(Date now, bool& showsSeconds) const;
+  std::vector<PanelLine> bodyLines(Date now, bool& showsSeconds) const;
 
   ScreenSize size_;
   std::vector<SessionRow> sessions_;  // in held order
@@ -121,6 +156,8 @@ class PanelModel {
   ActivityEmptyContent::Localhost localhost_ = ActivityEmptyContent::Localhost::checking;
   SessionSummary summary_;
   std::int64_t hiddenIdle_ = 0;
+  ConnectScreen connect_;
+  std::map<std::string, ServerHealth> health_;
 
   Mode mode_ = Mode::list;
   std::string filter_;
@@ -131,7 +168,9 @@ class PanelModel {
   std::optional<PanelFocus> selection_;
   std::size_t lastItem_ = 0;  // where the selection was
   std::size_t top_ = 0;       // the first item on the screen
-  std::size_t helpTop_ = 0;
+  std::size_t pageTop_ = 0;   // the first line of a page on the screen
+  Mode before_ = Mode::list;  // what the help was opened from
+  std::string stubborn_;      // the server that did not stop
 };
 
 }  // namespace tavrin

@@ -17,6 +17,7 @@ CodexConversation::CodexConversation(const CodexServer& server, bool mayTrust, S
     : server_(server), mayTrust_(mayTrust), send_(std::move(send)) {}
 
 void CodexConversation::begin() {
+  tellStep("starting its app server");
   ask(CodexActivation::initializeRequest(++id_, server_.version));
 }
 
@@ -66,6 +67,7 @@ void CodexConversation::advance(const json::value& response) {
   switch (step_) {
     case Step::initialized:
       step_ = Step::listed;
+      tellStep("listing its hooks");
       askForHooks();
       return;
     case Step::listed: {
@@ -77,12 +79,14 @@ void CodexConversation::advance(const json::value& response) {
       }
       asked_ = updates.size();
       step_ = Step::trusted;
+      tellStep(asked_ == 1 ? "trusting 1 hook" : "trusting " + std::to_string(asked_) + " hooks");
       ask(CodexActivation::trustRequest(++id_, updates));
       return;
     }
     case Step::trusted:
       answer_.trusted = asked_;
       step_ = Step::listedAgain;
+      tellStep("listing its hooks again");
       askForHooks();
       return;
     case Step::listedAgain:
@@ -91,6 +95,10 @@ void CodexConversation::advance(const json::value& response) {
     case Step::over:
       return;
   }
+}
+
+void CodexConversation::tellStep(const std::string& step) const {
+  if (server_.progress) server_.progress("Codex: " + step);
 }
 
 void CodexConversation::finish(std::vector<CodexActivation::Hook> hooks) {

@@ -1,5 +1,7 @@
 #pragma once
 
+// Part of TavrinTerminal, which is not installed. Needs Boost.JSON and the standard library.
+
 #include <boost/json/object.hpp>
 #include <boost/json/value.hpp>
 #include <cstddef>
@@ -46,6 +48,7 @@ class CodexConversation {
   void askForHooks();
   void take(const std::string& line);
   void advance(const boost::json::value& response);
+  void tellStep(const std::string& step) const;
   void finish(std::vector<CodexActivation::Hook> hooks);
 
   const CodexServer& server_;

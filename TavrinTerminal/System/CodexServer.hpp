@@ -1,8 +1,11 @@
 #pragma once
 
+// Part of TavrinTerminal, which is not installed. Needs Boost.JSON and the standard library.
+
 #include <chrono>
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <optional>
 #include <string>
 #include <vector>
@@ -44,6 +47,8 @@ struct CodexServer {
   std::string directory;                      ///< for which hooks are listed; an absolute path
   std::chrono::milliseconds timeout{10'000};  ///< for the whole conversation
   int interrupt = -1;                         ///< as in ChildProcess::runAll
+  /// Is told each step of the conversation, as "Codex: trusting 12 hooks".
+  std::function<void(const std::string& step)> progress = nullptr;
 
   /// Lists the hooks and changes nothing.
   CodexAnswer list() const;

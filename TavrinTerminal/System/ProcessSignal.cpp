@@ -3,6 +3,7 @@
 #include <poll.h>
 
 #include <algorithm>
+#include <array>
 #include <cerrno>
 #include <csignal>
 #include <utility>
@@ -37,35 +38,34 @@ HeldProcess::HeldProcess(std::int32_t pid, std::function<bool()> isSame)
 }
 
 HeldProcess::Signalled HeldProcess::signal(int number) const {
-  if (!isHeld_) return Signalled::gone;
+  if (!isHeld_ || !isSame_()) return Signalled::gone;
   int result = -1;
   errno = ENOSYS;
   if (end_.isOpen()) result = signalHeld(end_.number(), number);
-  if (result != 0 && errno == ENOSYS) {
-    if (!isSame_()) return Signalled::gone;
-    result = ::kill(pid_, number);
-  }
+  if (result != 0 && errno == ENOSYS) result = ::kill(pid_, number);
   if (result == 0) return Signalled::sent;
   return errno == EPERM ? Signalled::denied : Signalled::gone;
 }
 
-bool HeldProcess::endsWithin(std::chrono::milliseconds time) const {
+bool HeldProcess::endsWithin(std::chrono::milliseconds time, int interrupt) const {
   const auto deadline = std::chrono::steady_clock::now() + time;
   for (;;) {
     const auto left =
         std::chrono::ceil<std::chrono::milliseconds>(deadline - std::chrono::steady_clock::now());
     const int milliseconds = static_cast<int>(std::max(left.count(), std::int64_t{0}));
+    // A negative descriptor is passed over (poll(2)).
+    std::array<pollfd, 2> waited = {{{.fd = interrupt, .events = POLLIN, .revents = 0},
+                                     {.fd = end_.number(), .events = POLLIN, .revents = 0}}};
     if (end_.isOpen()) {
-      pollfd end = {.fd = end_.number(), .events = POLLIN, .revents = 0};
-      const int count = ::poll(&end, 1, milliseconds);
-      if (count > 0) return true;
+      const int count = ::poll(waited.data(), waited.size(), milliseconds);
+      if (count > 0) return waited[1].revents != 0;
       if (count == 0) return false;
     } else {
       // Without a descriptor for its end, look again every 100 ms.
       constexpr int interval = 100;
       if (!isSame_()) return true;
       if (milliseconds == 0) return false;
-      ::poll(nullptr, 0, std::min(interval, milliseconds));
+      if (::poll(waited.data(), 1, std::min(interval, milliseconds)) > 0) return false;
     }
   }
 }

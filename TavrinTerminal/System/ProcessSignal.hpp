@@ -1,5 +1,7 @@
 #pragma once
 
+// Part of TavrinTerminal, which is not installed. Needs nothing but the standard library.
+
 #include <chrono>
 #include <cstdint>
 #include <functional>
@@ -9,9 +11,8 @@
 
 namespace tavrin {
 
-/// One process, to be signalled and waited for. On Linux it is held by a pidfd (pidfd_open(2)): once held,
-/// another process that gets the same id is never meant. Elsewhere, and on kernels without pidfds, `isSame`
-/// is asked right before each signal.
+/// One process, to be signalled and waited for. `isSame` is asked right before each signal. On Linux it is
+/// also held by a pidfd (pidfd_open(2)): once held, another process that gets the same id is never meant.
 class HeldProcess {
  public:
   enum class Signalled : std::uint8_t { sent, gone, denied };
@@ -25,8 +26,9 @@ class HeldProcess {
   /// Sends a signal. `gone` when the process has ended, or is not the one that is meant.
   Signalled signal(int number) const;
 
-  /// Waits for its end. False when it still runs after `time`.
-  bool endsWithin(std::chrono::milliseconds time) const;
+  /// Waits for its end. False when it still runs after `time`, or when the descriptor `interrupt` becomes
+  /// readable before; -1 is none.
+  bool endsWithin(std::chrono::milliseconds time, int interrupt = -1) const;
 
  private:
   std::int32_t pid_;

@@ -174,7 +174,7 @@ TEST_F(RealServer, IsLeftAloneWhenItsIdNowBelongsToAnother) {
     if (asked_pid == pid && ++asked > 1) fact->startedAt = testTime - std::chrono::minutes(1);
     return fact;
   };
-  EXPECT_THAT(stop("4000").error, HasSubstr("it has ended already"));
+  EXPECT_THAT(stop("4000").error, HasSubstr("has ended or is not the same"));
   EXPECT_EQ(endSignal(), 0);
 }
 
@@ -183,7 +183,7 @@ TEST_F(RealServer, IsLeftAloneWhenItsFolderChanged) {
   surroundings.processes.folder = [&](std::int32_t) -> std::optional<std::string> {
     return ++asked > static_cast<int>(listeners.size()) ? "/elsewhere" : "/work-of-somebody/shop";
   };
-  EXPECT_THAT(stop("4000", true).error, HasSubstr("it has ended already"));
+  EXPECT_THAT(stop("4000", true).error, HasSubstr("has ended or is not the same"));
   EXPECT_EQ(endSignal(), 0);
 }
 

@@ -9,6 +9,7 @@
 #include "TavrinTerminal/Panel/ScreenWriter.hpp"
 #include "tests/TavrinTerminal/Panel/PanelScene.hpp"
 #include "tests/TavrinTerminal/Panel/TmuxPane.hpp"
+#include "tests/support/TestData.hpp"
 
 namespace tavrin::test {
 namespace {
@@ -24,6 +25,9 @@ class PanelInTmux : public testing::Test {
  protected:
   void SetUp() override {
     if (!TmuxPane::isAvailable()) GTEST_SKIP() << "tmux is not installed, so the panel is not tried in it.";
+    // An agent is connected, or the panel would open on the connect screen.
+    writeFile(home.path() / ".claude/settings.json",
+              R"({"hooks":{"Stop":[{"hooks":[{"type":"command","command":"/x/Tavrin/bin/tavrin-hook"}]}]}})");
   }
 
   void open(const TmuxPane::Options& options = {}) {
@@ -189,6 +193,109 @@ TEST_F(PanelInTmux, StopsAServerAfterAsking) {
   EXPECT_TRUE(pane->shows("Nothing matches the filter.")) << pane->screen();
 }
 
+TEST_F(PanelInTmux, KillsAServerOnlyAfterAskingAgain) {
+  const std::string python = "/usr/bin/python3";
+  if (!std::filesystem::exists(python)) GTEST_SKIP() << "python3 is not installed, so no server is killed.";
+  const Subprocess server({python, "-uc",
+                           "import os, signal, socket; os.chdir('" + home.string() +
+                               "'); signal.signal(signal.SIGTERM, signal.SIG_IGN); "
+                               "s = socket.create_server(('127.0.0.1', 0)); print(s.getsockname()[1]); "
+                               "signal.pause()"});
+  const std::string port = server.readLine();
+  openAndWait();
+  EXPECT_TRUE(pane->shows("  " + port)) << pane->screen();
+  pane->type("/" + port);
+  pane->press("Enter");
+  EXPECT_TRUE(pane->shows("s stop")) << pane->screen();
+  pane->type("sy");
+  EXPECT_TRUE(pane->shows("did not stop within 5 s. Kill it?")) << pane->screen();
+  pane->type("n");
+  EXPECT_TRUE(pane->shows("s stop")) << pane->screen();
+  EXPECT_EQ(::kill(server.pid(), 0), 0);
+  pane->type("sy");
+  EXPECT_TRUE(pane->shows("did not stop within 5 s. Kill it?")) << pane->screen();
+  pane->type("y");
+  EXPECT_TRUE(pane->shows("on port " + port + " has stopped.")) << pane->screen();
+  pane->type("q");
+  expectAsBefore();
+}
+
+TEST_F(PanelInTmux, LeavesAtOnceWhileAServerDoesNotStop) {
+  const std::string python = "/usr/bin/python3";
+  if (!std::filesystem::exists(python)) GTEST_SKIP() << "python3 is not installed, so no server is stopped.";
+  const Subprocess server({python, "-uc",
+                           "import os, signal, socket; os.chdir('" + home.string() +
+                               "'); signal.signal(signal.SIGTERM, signal.SIG_IGN); "
+                               "s = socket.create_server(('127.0.0.1', 0)); print(s.getsockname()[1]); "
+                               "signal.pause()"});
+  const std::string port = server.readLine();
+  openAndWait();
+  EXPECT_TRUE(pane->shows("  " + port)) << pane->screen();
+  pane->type("/" + port);
+  pane->press("Enter");
+  EXPECT_TRUE(pane->shows("s stop")) << pane->screen();
+  pane->type("sy");
+  EXPECT_TRUE(pane->shows("Stopping ")) << pane->screen();
+  pane->type("q");
+  expectAsBefore();
+  EXPECT_EQ(::kill(server.pid(), 0), 0);
+}
+
+// Codex, with a stand-in for its app server, is connected and disconnected on the connect screen.
+TEST_F(PanelInTmux, ConnectsAnAgentOnlyAfterShowingTheChange) {
+  const std::filesystem::path root = home.path();
+  const std::filesystem::path hooks = root / ".codex/hooks.json";
+  std::filesystem::remove_all(root / ".claude");
+  std::filesystem::create_directories(root / ".codex");
+  std::filesystem::create_directories(root / "inst/bin");
+  std::filesystem::create_directories(root / "inst/Tavrin/bin");
+  std::filesystem::copy(TAVRIN_EXECUTABLE, root / "inst/bin/tavrin");
+  std::filesystem::copy(hookExecutable(), root / "inst/Tavrin/bin/tavrin-hook");
+  writeFile(root / "bin/codex",
+            "#!/bin/sh\nif [ \"$1\" = --version ]; then echo codex-cli 0.169.0; exit; fi\n"
+            "exec python3 '" TAVRIN_STAND_INS "/codex-app-server.py' plays '" +
+                (dataDirectory() / "rpc").string() + "' \"$HOME/log\" \"$@\"\n");
+  std::filesystem::permissions(root / "bin/codex", std::filesystem::perms::owner_all);
+  pane = std::make_unique<TmuxPane>(
+      home, TmuxPane::Options{.variables = {"PATH=" + root.string() + "/bin:/usr/bin:/bin"}});
+  type("\"$HOME/inst/bin/tavrin\"");
+  EXPECT_TRUE(pane->shows(" Connect your agents\n")) << pane->screen();
+  EXPECT_TRUE(pane->shows(" Codex        0.169.0     not connected")) << pane->screen();
+  EXPECT_TRUE(pane->shows("Claude Code              not on this machine")) << pane->screen();
+  pane->press("j");
+  pane->press("Enter");
+  EXPECT_TRUE(pane->shows(" Connect Codex?\n")) << pane->screen();
+  EXPECT_THAT(pane->screen(), HasSubstr("\n +  \"hooks\": {\n"));
+  pane->press("n");
+  EXPECT_TRUE(pane->shows("Enter shows what would be written to ~/.codex/hooks.json.")) << pane->screen();
+  EXPECT_FALSE(std::filesystem::exists(hooks));
+  pane->press("Enter");
+  EXPECT_TRUE(pane->shows(" Connect Codex?\n")) << pane->screen();
+  pane->press("y");
+  EXPECT_TRUE(pane->shows("and trusted by Codex")) << pane->screen();
+  EXPECT_TRUE(pane->shows(" 1 of 1 agent connected\n")) << pane->screen();
+  EXPECT_THAT(readFile(hooks), HasSubstr("/inst/Tavrin/bin/tavrin-hook"));
+  // The stand-in's list never trusts, so the panel offers to connect again.
+  EXPECT_TRUE(pane->shows("0.169.0     connected, but not active")) << pane->screen();
+  pane->press("d");
+  EXPECT_TRUE(pane->shows(" Disconnect Codex?\n")) << pane->screen();
+  pane->press("y");
+  EXPECT_TRUE(pane->shows("0.169.0     not connected")) << pane->screen();
+  EXPECT_FALSE(std::filesystem::exists(hooks));
+  pane->press("Escape");
+  EXPECT_TRUE(pane->shows("c connect agents")) << pane->screen();
+}
+
+TEST_F(PanelInTmux, ShowsWhyASessionIsInItsState) {
+  hook("s1", "PermissionRequest", "shop", R"(,"tool_name":"Bash")");
+  openAndWait();
+  EXPECT_TRUE(pane->shows("needs you")) << pane->screen();
+  pane->press("d");
+  EXPECT_TRUE(pane->shows(" Reason    as its hooks report\n Tool      Bash\n")) << pane->screen();
+  pane->press("Escape");
+  EXPECT_TRUE(pane->hides("Reason"));
+}
+
 TEST_F(PanelInTmux, EverySignalLeavesTheTerminalAsItWas) {
   for (const int signal : {SIGTERM, SIGHUP, SIGQUIT, SIGABRT, SIGSEGV}) {
     SCOPED_TRACE(strsignal(signal));
@@ -300,11 +407,6 @@ TEST_F(PanelInTmux, WithoutACommandTavrinOpensThePanel) {
 }
 
 TEST_F(PanelInTmux, WidthsAgreeWithTmux) {
-  constexpr ScreenSize size = {.columns = 80, .rows = 24};
-  pane = std::make_unique<TmuxPane>(home, TmuxPane::Options{.size = size});
-  const PanelGrid grid = gridOf(scene(40, size), size);
-  writeFile(home.path() / "screen", ScreenWriter::whole(grid, true));
-  type("clear; cat \"$HOME/screen\"; cat");
   // tmux writes the spaces that follow a line's last text of a kind; only those in front of a text count.
   const auto trimmed = [](const std::string& text) {
     std::string all;
@@ -313,8 +415,17 @@ TEST_F(PanelInTmux, WidthsAgreeWithTmux) {
       all += line.erase(line.find_last_not_of(' ') + 1) + "\n";
     return all;
   };
-  EXPECT_TRUE(TmuxPane::waitFor([&] { return trimmed(pane->screen()) == grid.text(); }))
-      << trimmed(pane->screen()) << grid.text();
+  for (const ScreenSize size : {ScreenSize{20, 5}, ScreenSize{80, 24}, ScreenSize{200, 60}}) {
+    for (const std::size_t sessions : {1U, 40U, 10'000U}) {
+      pane = std::make_unique<TmuxPane>(home, TmuxPane::Options{.size = size});
+      const PanelGrid grid = gridOf(scene(sessions, size), size);
+      writeFile(home.path() / "screen", ScreenWriter::whole(grid, true));
+      type("clear; cat \"$HOME/screen\"; cat");
+      EXPECT_TRUE(TmuxPane::waitFor([&] { return trimmed(pane->screen()) == grid.text(); }))
+          << trimmed(pane->screen()) << grid.text();
+      pane.reset();
+    }
+  }
 }
 
 }  // namespace

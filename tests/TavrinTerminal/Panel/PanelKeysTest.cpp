@@ -28,24 +28,32 @@ TEST(PanelKeys, LettersAreTextWhileTheFilterIsTyped) {
 
 TEST(PanelKeys, OnlyAYesStops) {
   EXPECT_EQ(of(Mode::confirm, "y"), PanelAction::stop);
+  EXPECT_EQ(of(Mode::confirmKill, "y"), PanelAction::kill);
+  for (const char* letter : {"n", "q", "s"})
+    EXPECT_EQ(of(Mode::confirmKill, letter), PanelAction::endQuestion);
   for (const char* letter : {"n", "q", "s", "o", "j"})
     EXPECT_EQ(of(Mode::confirm, letter), PanelAction::endQuestion);
   EXPECT_EQ(PanelKeys::action(Mode::confirm, {.kind = Kind::enter}), PanelAction::endQuestion);
   EXPECT_EQ(PanelKeys::action(Mode::confirm, {.kind = Kind::escape}), PanelAction::endQuestion);
   EXPECT_EQ(PanelKeys::action(Mode::confirm, {.kind = Kind::press}), PanelAction::nothing);
-  for (const Mode mode : {Mode::list, Mode::filter, Mode::help}) EXPECT_NE(of(mode, "y"), PanelAction::stop);
+  for (const Mode mode : {Mode::list, Mode::filter, Mode::help, Mode::details, Mode::agents})
+    EXPECT_NE(of(mode, "y"), PanelAction::stop);
 }
 
 // Each key that the screen names does something in that mode.
 TEST(PanelKeys, EveryKeyOnTheScreenDoesSomething) {
   constexpr ScreenSize size = {.columns = 80, .rows = 24};
-  for (const bool inHelp : {false, true}) {
+  for (const Mode mode : {Mode::list, Mode::help, Mode::details, Mode::agents}) {
     PanelModel model = scene(3, size);
-    if (inHelp) model.toggleHelp();
+    if (mode == Mode::help) model.toggleHelp();
+    if (mode == Mode::details) model.toggleDetails();
+    if (mode == Mode::agents) model.toggleAgents();
+    // The help is about the list.
+    const Mode shown = mode == Mode::help ? Mode::list : mode;
     for (const PanelLine& line : model.screen(sceneTime).lines.lines) {
       for (const PanelText& text : line.texts) {
         if (text.role != PanelRole::key || text.text.size() != 1) continue;
-        EXPECT_NE(of(Mode::list, text.text), PanelAction::nothing) << text.text;
+        EXPECT_NE(of(shown, text.text), PanelAction::nothing) << text.text;
       }
     }
   }

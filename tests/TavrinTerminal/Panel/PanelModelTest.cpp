@@ -87,7 +87,7 @@ TEST(PanelModel, ServersStandBelowTheirSessionAndOthersAtTheEnd) {
   model.takeServers(std::vector{sceneServer(8, 5432, "Postgres", "/other"),
                                 sceneServer(7, 3000, "Vite", "/work-of-somebody/api")});
   EXPECT_THAT(textOf(model),
-              testing::ContainsRegex("api .*\n   Vite      3000    2h 5m\n docs .*\n Other servers\n"
+              testing::ContainsRegex("api .*\n   Vite  3000    2h 5m\n docs .*\n Other servers\n"
                                      "   Postgres  5432    2h 5m\n"));
 }
 
@@ -130,7 +130,7 @@ TEST(PanelModel, AnEmptyPanelSaysWhatTheLibrarySays) {
   model.takeServers(std::nullopt);
   EXPECT_THAT(textOf(model),
               HasSubstr(" Localhost unavailable\n Couldn\u2019t refresh your local servers.\n"));
-  EXPECT_THAT(textOf(model), HasSubstr("\n No agent is connected. Run \"tavrin connect\".\n"));
+  EXPECT_THAT(textOf(model), HasSubstr("\n No agent is connected. Press c to connect one.\n"));
   model.takeAgents(ActivityEmptyContent::Agents::connected(1));
   EXPECT_THAT(textOf(model), Not(HasSubstr("No agent is connected")));
 }
@@ -157,6 +157,59 @@ TEST(PanelModel, StoppingIsAskedForAndTheQuestionGoesWithItsServer) {
   EXPECT_THAT(textOf(model), HasSubstr("Stop Vite on port 3000? (y/n)"));
   model.takeServers(std::vector<LocalServer>());
   EXPECT_EQ(model.mode(), PanelModel::Mode::list);
+}
+
+TEST(PanelModel, KillingIsAskedForWhereStoppingWas) {
+  PanelModel model(usual);
+  model.takeServers(std::vector{sceneServer(7, 3000, "Vite")});
+  model.askToKill("Vite on port 3000");
+  EXPECT_EQ(model.mode(), PanelModel::Mode::confirmKill);
+  EXPECT_THAT(textOf(model), HasSubstr("Vite on port 3000 did not stop within 5 s. Kill it?"));
+  model.endQuestion();
+  // Whoever types a filter in the meantime is not asked.
+  model.startFilter();
+  model.askToKill("Vite on port 3000");
+  EXPECT_EQ(model.mode(), PanelModel::Mode::filter);
+}
+
+TEST(PanelModel, DetailsHaveTheReasonOfAState) {
+  PanelModel model(usual);
+  SessionRow row = sceneRow("a", "api", SessionState::idle);
+  row.session.reason = "refused, according to its transcript";
+  row.session.record.title = "Mend\nthe \u202Etest";
+  model.takeSessions({row, sceneRow("b", "docs")});
+  model.toggleDetails();
+  EXPECT_THAT(textOf(model), HasSubstr(" Agent     Claude Code\n State     idle for 2m\n"
+                                       " Reason    refused, according to its transcript\n"
+                                       " Title     Mend the \uFFFDtest\n"));
+  model.toggleDetails();
+  model.move(Direction::down);
+  model.toggleDetails();
+  EXPECT_THAT(textOf(model), HasSubstr(" Reason    as its hooks report\n"));
+  model.takeSessions({});
+  EXPECT_EQ(model.mode(), PanelModel::Mode::list);
+  model.toggleDetails();
+  EXPECT_EQ(model.mode(), PanelModel::Mode::list);
+}
+
+TEST(PanelModel, DetailsOfAServerBreakWhatIsLong) {
+  constexpr ScreenSize narrow = {.columns = 30, .rows = 24};
+  PanelModel model(narrow);
+  model.takeServers(std::vector{sceneServer(7, 3000, "Vite", "/" + std::string(30, 'a'))});
+  model.takeHealth({{"7:3000", ServerHealth::notResponding}});
+  model.toggleDetails();
+  const std::string text = textOf(model, narrow);
+  EXPECT_THAT(text, HasSubstr(" URL       http://localhost:30\n           00\n"));
+  EXPECT_THAT(text, HasSubstr(" Answers   not within 300 ms\n"));
+  EXPECT_THAT(text, HasSubstr(" Folder    /aaaaaaaaaaaaaaaaaa\n           aaaaaaaaaaaa\n"));
+}
+
+TEST(PanelModel, AServerThatDoesNotAnswerSaysSo) {
+  PanelModel model(usual);
+  model.takeServers(std::vector{sceneServer(7, 3000, "Vite"), sceneServer(8, 4000, "Astro")});
+  model.takeHealth({{"7:3000", ServerHealth::notResponding}, {"8:4000", ServerHealth::responding}});
+  EXPECT_THAT(textOf(model), HasSubstr("Vite   3000    2h 5m  no answer\n"));
+  EXPECT_THAT(textOf(model), HasSubstr("Astro  4000    2h 5m\n"));
 }
 
 TEST(PanelModel, AnAgeInSecondsIsReportedOnlyWhileItIsShown) {
@@ -198,7 +251,7 @@ TEST(PanelModel, TheSelectedRowIsAlwaysOnTheScreen) {
     PanelModel model = scene(static_cast<std::size_t>(upTo(60)), size);
     for (int step = 0; step < 60; ++step) {
       const Direction direction = upTo(2) == 0 ? Direction::up : Direction::down;
-      switch (upTo(9)) {
+      switch (upTo(12)) {
         case 0:
           model.movePage(direction);
           break;
@@ -224,13 +277,28 @@ TEST(PanelModel, TheSelectedRowIsAlwaysOnTheScreen) {
         case 7:
           model.say(upTo(2) == 0 ? "" : "a message of several words that a narrow screen breaks into lines");
           break;
+        case 8:
+          model.toggleDetails();
+          break;
+        case 9:
+          model.toggleHelp();
+          break;
+        case 10:
+          model.toggleAgents();
+          break;
         default:
           model.move(direction);
       }
       const PanelLines lines = model.screen(sceneTime).lines;
       ASSERT_EQ(static_cast<int>(lines.lines.size()), size.rows);
       const auto selected = std::ranges::count_if(lines.lines, &PanelLine::isSelected);
-      ASSERT_EQ(selected, model.selection() ? 1 : 0);
+      using Mode = PanelModel::Mode;
+      const bool hasRows = model.mode() == Mode::list || model.mode() == Mode::filter;
+      if (model.mode() == Mode::agents) {
+        ASSERT_EQ(selected, 1);
+      } else {
+        ASSERT_EQ(selected, hasRows && model.selection() ? 1 : 0);
+      }
       if (selected == 1) {
         ASSERT_TRUE(lines.lines[static_cast<std::size_t>(lines.cursor->row)].isSelected);
       }

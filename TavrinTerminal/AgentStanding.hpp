@@ -1,0 +1,44 @@
+#pragma once
+
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "TavrinCore/Agents/Agent.hpp"
+#include "TavrinCore/Agents/AgentReadiness.hpp"
+#include "TavrinTerminal/AgentSurvey.hpp"
+#include "TavrinTerminal/Surroundings.hpp"
+
+namespace tavrin {
+
+/// Where an agent stands: whether it is there, and whether its hooks work.
+struct AgentStanding {
+  Agent agent = Agent::claude;
+  std::string name = {};        ///< as "Claude Code"
+  std::string version = {};     ///< of the client that a shell would start; "" when it is not known
+  bool isPresent = false;       ///< there is a client, or a folder of its own
+  bool wasStarted = false;      ///< there is a folder of its own
+  bool isConnected = false;     ///< its settings hold hooks of this system
+  std::string settings = {};    ///< the path of its settings, with the home directory as "~"
+  std::string executable = {};  ///< the client that a shell would start; ""
+  /// `checking` until its client was asked whether it trusts the hooks.
+  AgentReadiness readiness = AgentReadiness::checking();
+
+  /// One or a few words for all of it, such as "not connected".
+  std::string_view word() const;
+
+  bool operator==(const AgentStanding&) const = default;
+};
+
+/// All agents before anything is known of them.
+std::vector<AgentStanding> unknownStandings();
+
+/// What settings and installed clients say, without asking any client.
+std::vector<AgentStanding> standingsOf(const std::vector<SurveyedAgent>& survey,
+                                       const Surroundings& surroundings);
+
+/// Asks the client of an agent that is `checking` whether it trusts the hooks. Takes up to 10 s. `interrupt`
+/// as in ChildProcess::runAll.
+AgentReadiness askedForTrust(const AgentStanding& standing, const Surroundings& surroundings, int interrupt);
+
+}  // namespace tavrin
