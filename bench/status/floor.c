@@ -1,5 +1,5 @@
-// The least that a status line can cost: reads each record once, counts the states without parsing, and prints a line.
-// status-floor DIRECTORY
+// The least that a status line can cost: reads each record once, counts the states without parsing, and
+// prints a line. status-floor DIRECTORY
 #include <dirent.h>
 #include <fcntl.h>
 #include <stdio.h>

@@ -28,7 +28,7 @@ class FocusCommand : public testing::Test, public TestTerminal {
     ran = command.words;
     ChildOutcome outcome;
     outcome.end = ChildOutcome::End::exited;
-    outcome.status = 0;
+    outcome.status = status;
     outcome.output = listing;
     return outcome;
   }
@@ -45,6 +45,7 @@ class FocusCommand : public testing::Test, public TestTerminal {
   std::string listing =
       R"([{"id": 1, "tabs": [{"id": 2, "windows": [{"id": 7, "pid": 100, "foreground_processes": []}]}]}])";
   bool isMac = false;
+  int status = 0;  // of what is run
   std::vector<std::string> ran;
 };
 
@@ -111,6 +112,83 @@ TEST_F(FocusCommand, SaysThatOnlyTheApplicationIsInFront) {
                                              "process 100, folder " +
                                              home.string() + "\n"));
   EXPECT_EQ(ran, (std::vector<std::string>{"/usr/bin/open", "-b", "org.example.terminal"}));
+}
+
+TEST_F(FocusCommand, SelectsTheTabOfATerminalOnMacOS) {
+  isMac = true;
+  program = "osascript";
+  environment.clear();
+  Session made = session("a", SessionState::working);
+  made.tty = "/dev/ttys001";
+  for (const char* application : {"com.googlecode.iterm2", "com.apple.Terminal"}) {
+    made.hostBundleId = application;
+    save(made);
+    listing = "found\n";
+    EXPECT_EQ(focus({}), tavrin::Outcome::done()) << application;
+    EXPECT_EQ(ran.front(), "/usr/bin/osascript");
+    EXPECT_EQ(ran.back(), "/dev/ttys001");
+    // No such tab, and a script that fails: nothing else is there to try.
+    listing = "missing\n";
+    EXPECT_THAT(focus({}).error, HasSubstr("was not brought to the front")) << application;
+    listing = "found\n";
+    status = 1;
+    EXPECT_THAT(focus({}).error, HasSubstr("was not brought to the front")) << application;
+    status = 0;
+  }
+  // Only the path of a terminal is handed to a script.
+  made.tty = "-e beep";
+  save(made);
+  ran.clear();
+  EXPECT_THAT(focus({}).error, HasSubstr("was not brought to the front"));
+  EXPECT_TRUE(ran.empty());
+}
+
+TEST_F(FocusCommand, SaysWhereTheSessionIsWhenTheApplicationDoesNotCome) {
+  isMac = true;
+  program = "open";
+  status = 1;
+  environment.clear();
+  Session made = session("a", SessionState::working);
+  made.tty = "/dev/ttys001";
+  made.hostBundleId = "org.example.terminal";
+  save(made);
+  EXPECT_EQ(focus({}).output, "terminal /dev/ttys001, process 100, folder " + home.string() + "\n");
+  made.hostBundleId.reset();
+  save(made);
+  EXPECT_THAT(focus({}).error, HasSubstr("was not brought to the front"));
+}
+
+TEST_F(FocusCommand, AnAnswerOfAnotherFormIsNoWindow) {
+  put("a", SessionState::working, 10, "shop");
+  for (const char* answer :
+       {"", "{", "{}", "[1]", "[{}]", R"([{"tabs": 1}])", R"([{"tabs": [{"windows": [{"pid": 100}]}]}])",
+        R"([{"tabs": [{"windows": [{"id": "7", "pid": 100}]}]}])",
+        R"([{"tabs": [{"windows": [{"id": 7, "pid": "100"}]}]}])",
+        R"([{"tabs": [{"windows": [{"id": 7, "foreground_processes": [{}]}]}]}])",
+        R"([{"tabs": [{"windows": [{"id": 7, "pid": 4000}]}]}])"}) {
+    listing = answer;
+    EXPECT_THAT(focus({}).error, HasSubstr("was not brought to the front")) << answer;
+  }
+  status = 1;
+  EXPECT_THAT(focus({}).error, HasSubstr("was not brought to the front"));
+  status = 0;
+  program = "wezterm";
+  environment = {{"WEZTERM_UNIX_SOCKET", "/tmp/wezterm"}};
+  for (const char* answer :
+       {R"([{"pane_id": "3", "tty_name": "/dev/pts/1"}])", R"([{"tty_name": "/dev/pts/1"}])"}) {
+    listing = answer;
+    EXPECT_THAT(focus({}).error, HasSubstr("was not brought to the front")) << answer;
+  }
+}
+
+TEST_F(FocusCommand, ASessionWithoutATerminalIsNotLookedFor) {
+  save(session("a", SessionState::working));
+  EXPECT_THAT(focus({}).output, HasSubstr("terminal none, process 100, folder "));
+  program = "wezterm";
+  environment = {{"WEZTERM_UNIX_SOCKET", "/tmp/wezterm"}};
+  ran.clear();
+  EXPECT_THAT(focus({}).output, HasSubstr("terminal none, process 100, folder "));
+  EXPECT_TRUE(ran.empty());
 }
 
 TEST_F(FocusCommand, NeedsAHome) {

@@ -84,8 +84,8 @@ TEST(ShownText, CutTextsEndInAnEllipsisWithinTheirColumns) {
 std::string noise(Random& random) {
   std::string text;
   for (std::size_t i = random.below(40); i > 0; --i)
-    text += static_cast<char>(random.flip() ? random.below(256)
-                                            : random.of(std::string_view("\x1b\x9b\xe2\x80\xae\xc2\n\"\\")));
+    text += random.flip() ? static_cast<char>(random.below(256))
+                          : random.of(std::string_view("\x1b\x9b\xe2\x80\xae\xc2\n\"\\"));
   return text;
 }
 

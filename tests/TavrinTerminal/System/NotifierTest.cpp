@@ -222,6 +222,52 @@ TEST_F(NotifierTest, RingsTheBellOfTheSessionWhereNothingElseCan) {
   EXPECT_EQ('\a', byte);
 }
 
+TEST_F(NotifierTest, OnMacOSPrefersTheProgramThatCanWithdraw) {
+  program("terminal-notifier", "");
+  program("osascript", "");
+  EventLoop loop;
+  Notifier::Tools onMac = tools();
+  onMac.isMac = true;
+  Notifier notifier(loop, onMac);
+  SessionChange waits = change(SessionState::needsYou);
+  waits.row.session.record.hostBundleId = "com.apple.Terminal";
+  notifier.changed(waits);
+  waitForLog(loop, 1);
+  EXPECT_THAT(log().back(), testing::StartsWith("terminal-notifier "));
+  EXPECT_THAT(log().back(), HasSubstr("com.apple.Terminal"));
+  notifier.changed(change(SessionState::idle));
+  waitForLog(loop, 2);
+  EXPECT_EQ(log().back(), "terminal-notifier -remove tavrin-S1");
+}
+
+TEST_F(NotifierTest, OnMacOSNotifiesThroughAScriptWithoutIt) {
+  program("osascript", "");
+  EventLoop loop;
+  Notifier::Tools onMac = tools();
+  onMac.isMac = true;
+  Notifier notifier(loop, onMac);
+  notifier.changed(change(SessionState::needsYou));
+  waitForLog(loop, 3);  // its script has three lines
+  EXPECT_THAT(log().front(), testing::StartsWith("osascript "));
+  EXPECT_THAT(log().back(), testing::EndsWith(" Claude needs you shop: Bash"));
+  // It cannot be withdrawn.
+  notifier.changed(change(SessionState::idle));
+  settle(loop);
+  EXPECT_EQ(3U, log().size());
+}
+
+TEST_F(NotifierTest, ShowsNothingTwiceWhereClaimsCannotBeMade) {
+  test::writeFile(directory_ / "claims", "in the way");
+  EventLoop loop;
+  Notifier notifier(loop, tools());
+  notifier.changed(change(SessionState::needsYou));
+  settle(loop);
+  const std::size_t once = log().size();
+  notifier.changed(change(SessionState::needsYou));
+  settle(loop);
+  EXPECT_EQ(once, log().size());
+}
+
 TEST_F(NotifierTest, AsksNoDesktopWhenTheBellIsWanted) {
   EventLoop loop;
   Notifier::Tools bell = tools();
