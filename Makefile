@@ -11,7 +11,7 @@ JOBS_OF_MACHINE := $(shell getconf _NPROCESSORS_ONLN)
 
 .DEFAULT_GOAL := help
 .PHONY: help run demo test faults fault-tests planted lint docs format sanitize bench install uninstall hook terminal files package \
-	check-package macos arm64 fuzz coverage nightly build packages release-files clean
+	check-package macos test-macos arm64 fuzz coverage nightly build packages release-files release-programs clean
 
 help:
 	@echo "For people who use Tavrin (these need a compiler, cmake and the libraries):"
@@ -38,6 +38,8 @@ help:
 	@echo "                (DOCS=1: update docs/performance.md)"
 	@echo "make docs       make the reference of the library's functions, in build/docs/api"
 	@echo "make macos      build for macOS, on Linux"
+	@echo "make test-macos run what make macos built, on Linux, and test it"
+	@echo "                (FOR=\"x86_64 arm64\": for these processors; what this machine is not runs under qemu)"
 	@echo "make arm64      build for 64-bit ARM Linux on another machine, and run the tests under qemu"
 	@echo "make package    make the .deb and the archives that people download, in build/package"
 	@echo "                (FOR=native: only for this machine)"
@@ -104,6 +106,7 @@ faults: fault-tests
 
 # Verbose, because each test prints its counts.
 fault-tests: build
+	@scripts/install-packages.sh faults
 	@ctest --preset $(PRESET) -C Faults -L faults --verbose
 
 planted: packages
@@ -136,6 +139,10 @@ bench: packages
 macos:
 	@scripts/build-macos.sh
 
+test-macos: release-programs
+	@[ -d build/macos ] || $(MAKE) --no-print-directory macos
+	@scripts/test-macos.sh $(FOR)
+
 arm64:
 	@scripts/install-packages.sh build terminal test arm64
 	@scripts/arm64-sysroot.sh
@@ -152,6 +159,11 @@ docs:
 format:
 	@scripts/install-packages.sh lint
 	@git ls-files '*.cpp' '*.hpp' | xargs clang-format -i
+
+# The tests that other builds' programs are put to.
+release-programs: packages
+	@$(MAKE) --no-print-directory build/release/build.ninja PRESET=release
+	@cmake --build --preset release --target process_tests tavrin
 
 # Packages contain the release, whatever PRESET is.
 release-files: packages

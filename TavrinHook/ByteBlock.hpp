@@ -1,5 +1,7 @@
 #pragma once
 
+// Part of TavrinHook, which is not installed. Needs nothing but the standard library.
+
 #include <array>
 #include <cstddef>
 #include <cstdint>

@@ -47,7 +47,8 @@ void handle(std::string_view text, const AgentArgument::Parsed& arguments, const
                                       .desktopTitle = [&](const std::string& sessionId) {
                                         return ClaudeSessionTitles::resolve(
                                             sessionId,
-                                            ClaudeSessionTitles::defaultDirectory(surroundings.home));
+                                            ClaudeSessionTitles::defaultDirectory(surroundings.home),
+                                            ClaudeSessionTitles::mostEntriesInHook);
                                       }};
   store.withLock(event.sessionId, [&] { updateRecord(event, *agent, store, log, around); });
 }

@@ -14,9 +14,7 @@ namespace tavrin {
 /// values of some keys. JsonFields::ofMessage reads the same values from both texts, and rejects one exactly
 /// if it rejects the other, because everything that only a parser can judge is kept.
 ///
-/// What it saves, in instructions of a whole run that callgrind counts (g++ 12, x86_64, with the skimmer and
-/// without): 149,000 instead of 185,000 for an event of 3 KB, 1.78 million instead of 6.51 million for 300
-/// KB.
+/// A byte that is skipped takes 3 to 7 instructions. Parsed, it takes 17 (g++ 12, x86_64).
 class JsonSkimmer {
  public:
   /// Keeps the values of `keys`, which must outlive the skimmer.

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <bit>
+#include <optional>
 
 #include "TavrinCore/Support/Json/JsonEscape.hpp"
 #include "TavrinHook/ByteBlock.hpp"
@@ -14,21 +15,26 @@ using Mask = ByteBlock::Mask;
 using Vector = ByteBlock::Vector;
 using SignedVector = ByteBlock::SignedVector;
 
-// The most bytes of a UTF-8 character.
-constexpr std::size_t longestCharacter = 4;
-
 // The bytes that come `distance` bytes before a byte in `what`.
 constexpr Mask before(Mask what, unsigned distance = 1) {
   return what >> distance;
+}
+
+// The bytes that come `distance` bytes after a byte in `what`, and those of the next block.
+constexpr Mask after(Mask what, unsigned distance = 1) {
+  return what << distance;
+}
+constexpr Mask inNextBlock(Mask what, unsigned distance = 1) {
+  return what >> (ByteBlock::size - distance);
 }
 
 constexpr std::size_t firstOf(Mask mask) {
   return static_cast<std::size_t>(std::countr_zero(mask));
 }
 
-// All bytes below the first of `mask`.
-constexpr Mask below(Mask mask) {
-  return (mask & -mask) - 1;
+// All bytes up to the first of `mask`, which is included.
+constexpr Mask upToFirstOf(Mask mask) {
+  return mask ^ (mask - 1);
 }
 
 Mask places(const ByteBlock& block, std::uint8_t byte) {
@@ -63,19 +69,64 @@ std::size_t escapeLength(std::string_view text) {
   return codeUnitLength(text);
 }
 
-// The bytes before a "u" and four hexadecimal digits. Digits that start with D are left out, because they may
-// be a surrogate's.
-Mask codeUnits(const ByteBlock& block) {
-  const Mask digits =
-      block.where([](Vector bytes) { return (bytes - '0' < 10) | ((bytes | 0x20) - 'a' < 6); });
-  const Mask two = digits & before(digits);
-  const Mask d = block.where([](Vector bytes) { return (bytes | 0x20) == 'd'; });
-  return before(places(block, 'u')) & before(two & ~d, 2) & before(two, 4);
+// The length of the UTF-8 character at the front of `text` (The Unicode Standard, table 3-7). Returns 0 if it
+// is malformed or cut off.
+std::size_t characterLength(std::string_view text) {
+  const auto byte = [text](std::size_t i) {
+    return i < text.size() ? static_cast<unsigned char>(text[i]) : std::uint8_t{0};
+  };
+  const std::uint8_t lead = byte(0);
+  if (lead < 0x80) return 1;
+  if (lead < 0xc2 || lead > 0xf4) return 0;
+  const std::size_t length = lead < 0xe0 ? 2 : lead < 0xf0 ? 3 : 4;
+  const std::uint8_t least = lead == 0xe0 ? 0xa0 : lead == 0xf0 ? 0x90 : 0x80;
+  const std::uint8_t most = lead == 0xed ? 0x9f : lead == 0xf4 ? 0x8f : 0xbf;
+  if (byte(1) < least || byte(1) > most) return 0;
+  for (std::size_t i = 2; i < length; ++i) {
+    if (byte(i) < 0x80 || byte(i) > 0xbf) return 0;
+  }
+  return length;
 }
 
-// The first bytes of characters that are malformed or cut off, and bytes that belong to no character (The
-// Unicode Standard, table 3-7). `beyondAscii` are the bytes from 0x80 on.
-Mask unsoundCharacters(const ByteBlock& block, Mask beyondAscii) {
+// The length of the character or escape at the front of `text`. Returns 0 at a quote, and at what is invalid
+// or cut off.
+std::size_t pieceLength(std::string_view text) {
+  const char c = text.front();
+  if (c == '\\') return escapeLength(text);
+  const bool isControl = static_cast<unsigned char>(c) < 0x20;
+  return c == '"' || isControl ? 0 : characterLength(text);
+}
+
+// What a block leaves to the next one: bytes of that one, in which an escape or a character goes on.
+struct Carry {
+  Mask escaped = 0;     // the byte after a backslash
+  Mask firstDigit = 0;  // the first digit of a code unit
+  Mask digits = 0;      // its other digits
+  Mask trailing = 0;    // the trailing bytes of a character
+};
+
+// The bytes that are not what an escape needs, as far as this can be seen without taking two code units
+// together: halves of surrogate pairs are among them. `escaped` are the bytes after a backslash that are not
+// of the common escapes.
+Mask unsoundEscapes(const ByteBlock& block, Mask escaped, Carry& carry) {
+  const Mask units = escaped & places(block, 'u');
+  Mask unsound = escaped & ~units;
+  if (unsound != 0) {
+    unsound &= ~block.where([](Vector bytes) { return (bytes == '/') | (bytes == 'b') | (bytes == 'f'); });
+  }
+  const Mask hexadecimal =
+      block.where([](Vector bytes) { return (bytes - '0' < 10) | ((bytes | 0x20) - 'a' < 6); });
+  const Mask d = block.where([](Vector bytes) { return (bytes | 0x20) == 'd'; });
+  const Mask firstDigit = after(units) | carry.firstDigit;
+  const Mask digits = firstDigit | after(units, 2) | after(units, 3) | after(units, 4) | carry.digits;
+  carry.firstDigit = inNextBlock(units);
+  carry.digits = inNextBlock(units, 2) | inNextBlock(units, 3) | inNextBlock(units, 4);
+  return unsound | (digits & ~hexadecimal) | (firstDigit & d);
+}
+
+// The bytes at which characters are malformed. A character that could be so only in the next block counts as
+// malformed. `beyondAscii` are the bytes from 0x80 on.
+Mask unsoundCharacters(const ByteBlock& block, Mask beyondAscii, Carry& carry) {
   // As signed numbers, the bytes from 0x80 to 0xbf are the lowest.
   const Mask trailing = block.where([](Vector bytes) { return (SignedVector)bytes < -0x40; });
   const Mask leading = beyondAscii & ~trailing;
@@ -90,47 +141,52 @@ Mask unsoundCharacters(const ByteBlock& block, Mask beyondAscii) {
     ofFour = block.where([](Vector bytes) { return bytes >= 0xf0; });
     const Mask below90 = block.where([](Vector bytes) { return (bytes & 0xf0) == 0x80; });
     const Mask belowA0 = block.where([](Vector bytes) { return (bytes & 0xe0) == 0x80; });
+    const Mask from90 = trailing & ~below90;
+    const Mask fromA0 = trailing & ~belowA0;
     wrong = block.where([](Vector bytes) { return ((bytes & 0xfe) == 0xc0) | (bytes >= 0xf5); }) |
-            (places(block, 0xe0) & before(belowA0)) | (places(block, 0xed) & ~before(belowA0)) |
-            (places(block, 0xf0) & before(below90)) | (places(block, 0xf4) & ~before(below90));
+            (places(block, 0xe0) & ~before(fromA0)) | (places(block, 0xed) & ~before(belowA0)) |
+            (places(block, 0xf0) & ~before(from90)) | (places(block, 0xf4) & ~before(below90));
   }
-  const Mask isCutOff = (leading & ~before(trailing)) | (ofThreeOrMore & ~before(trailing, 2)) |
-                        (ofFour & ~before(trailing, 3));
-  const Mask expected = leading << 1U | ofThreeOrMore << 2U | ofFour << 3U;
-  return wrong | isCutOff | (trailing & ~expected);
+  const Mask expected = after(leading) | after(ofThreeOrMore, 2) | after(ofFour, 3) | carry.trailing;
+  carry.trailing = inNextBlock(leading) | inNextBlock(ofThreeOrMore, 2) | inNextBlock(ofFour, 3);
+  return wrong | (trailing ^ expected);
 }
 
-// The number of valid bytes at the front of `text` that one block can show. An escape at the end may extend
-// beyond the block. A character that the block cuts off is left out.
-std::size_t soundLengthOfBlock(std::string_view text) {
-  const ByteBlock block = ByteBlock::front(text);
+// The number of bytes before the first quote or control character of a block, or its size. Returns nullopt if
+// there may be anything invalid before that.
+std::optional<std::size_t> soundLengthOfBlock(const ByteBlock& block, Carry& carry) {
   const Mask backslashes = places(block, '\\');
   const Mask quotes = places(block, '"');
   // As signed numbers, the bytes from 0x80 on are below zero.
   const Mask others = block.where([](Vector bytes) { return (SignedVector)bytes < 0x20; });
-  if ((backslashes | quotes | others) == 0) return ByteBlock::size;
-  const Mask starts = escapeStarts(backslashes);
-  Mask stops = quotes & ~(starts << 1U);
-  if (others != 0) {
-    const Mask beyondAscii = block.where([](Vector bytes) { return bytes >= 0x80; });
+  const Mask common = block.where([](Vector bytes) {
+    return (bytes == 'n') | (bytes == 'r') | (bytes == 't') | (bytes == '"') | (bytes == '\\');
+  });
+  const Mask starts = escapeStarts(backslashes & ~carry.escaped);
+  const Mask escaped = after(starts) | carry.escaped;
+  carry.escaped = inNextBlock(starts);
+  Mask stops = quotes & ~escaped;
+  Mask unsound = 0;
+  const Mask rare = escaped & ~common;
+  if ((rare | carry.digits) != 0) unsound |= unsoundEscapes(block, rare, carry);
+  if ((others | carry.trailing) != 0) {
+    const Mask beyondAscii = block.where([](Vector bytes) { return (SignedVector)bytes < 0; });
     stops |= others & ~beyondAscii;
-    if (beyondAscii != 0) stops |= unsoundCharacters(block, beyondAscii);
+    if ((beyondAscii | carry.trailing) != 0) unsound |= unsoundCharacters(block, beyondAscii, carry);
   }
-  if (starts == 0) return firstOf(stops);
-  // The most common escapes are found in all bytes at once, and the others one by one.
-  const Mask usual =
-      block.where([](Vector bytes) { return (bytes == 'n') | (bytes == 'r') | (bytes == 't'); });
-  Mask rest = starts & ~before(usual | quotes | backslashes) & below(stops);
-  if (rest != 0) rest &= ~codeUnits(block);
-  while (rest != 0) {
-    const std::size_t start = firstOf(rest);
-    const std::size_t length = escapeLength(text.substr(start));
-    if (length == 0) return start;
-    const std::size_t end = start + length;
-    if (end >= ByteBlock::size) return end;
-    rest &= ~Mask{0} << end;
-  }
+  // The first stop must not be a byte that an escape or a character needs.
+  if ((unsound & upToFirstOf(stops)) != 0) return std::nullopt;
   return firstOf(stops);
+}
+
+// Where the escape or the character starts that goes on at `i`. Returns `i` if none does.
+std::size_t startOfPiece(std::string_view text, std::size_t i, const Carry& carry) {
+  if ((carry.escaped | carry.digits) != 0) return text.rfind('\\', i - 1);
+  if (carry.trailing == 0) return i;
+  do {
+    --i;
+  } while (static_cast<unsigned char>(text[i]) < 0xc0);
+  return i;
 }
 
 }  // namespace
@@ -138,11 +194,25 @@ std::size_t soundLengthOfBlock(std::string_view text) {
 std::size_t soundLength(std::string_view text) {
   std::size_t i = 0;
   while (i < text.size()) {
-    const std::size_t length = soundLengthOfBlock(text.substr(i));
-    i += length;
-    // A stop nearer to the block's end may be a character that the block cuts off. The next block has it
-    // whole.
-    if (length <= ByteBlock::size - longestCharacter) break;
+    // Blocks one after the other, wherever characters begin.
+    Carry carry;
+    std::optional<std::size_t> length = ByteBlock::size;
+    Carry next;
+    while (i < text.size()) {
+      length = soundLengthOfBlock(ByteBlock::front(text.substr(i)), next);
+      if (!length) break;
+      i += *length;
+      if (*length < ByteBlock::size) return i;
+      carry = next;
+    }
+    // One piece after the other, where a block does not decide.
+    i = startOfPiece(text, i, carry);
+    const std::size_t end = i + ByteBlock::size;
+    while (i < std::min(end, text.size())) {
+      const std::size_t piece = pieceLength(text.substr(i));
+      if (piece == 0) return i;
+      i += piece;
+    }
   }
   return i;
 }

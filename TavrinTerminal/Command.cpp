@@ -2,8 +2,10 @@
 
 #include <CLI/CLI.hpp>
 #include <algorithm>
+#include <cerrno>
 #include <deque>
 #include <exception>
+#include <system_error>
 #include <utility>
 
 #include "TavrinTerminal/Commands/Help.hpp"
@@ -63,7 +65,8 @@ class Parser {
       app_.add_flag(name, slot.given, help);
     } else {
       // Of an option that is given twice the last value counts.
-      CLI::Option* const added = app_.add_option(name, slot.value, help)->take_last();
+      CLI::Option* const added =
+          app_.add_option(name, slot.value, help)->take_last()->type_name(std::string(option.value));
       if (option.isValueOptional) added->expected(0, 1)->default_str(std::string(option.choices.front()));
       restrict(added, option.choices);
       if (option.choices.empty()) {
@@ -165,7 +168,12 @@ int report(const Outcome& outcome, const Console& console) {
   if (!outcome.output.empty()) console.out(outcome.output);
   if (!outcome.error.empty()) console.error("tavrin: " + outcome.error + "\n");
   constexpr int firstSignal = 128;
-  return outcome.signal != 0 ? firstSignal + outcome.signal : static_cast<int>(outcome.status);
+  if (outcome.signal != 0) return firstSignal + outcome.signal;
+  // A reader that is gone wants no more. Anything else, such as a full disk, loses what somebody wants.
+  const int problem = console.outProblem ? console.outProblem() : 0;
+  if (problem == 0 || problem == EPIPE) return static_cast<int>(outcome.status);
+  console.error("tavrin: the output is not complete: " + std::generic_category().message(problem) + ".\n");
+  return static_cast<int>(outcome.status == ExitStatus::done ? ExitStatus::failed : outcome.status);
 }
 
 int run(const Invocation& invocation, const Surroundings& surroundings, const Console& console) {

@@ -7,6 +7,7 @@
 #include <array>
 #include <cerrno>
 #include <cstdlib>
+#include <memory>
 
 #include "TavrinCore/Support/Text.hpp"
 
@@ -89,7 +90,13 @@ bool Console::confirms(std::string_view question) const {
 
 Console Console::real(ColourChoice choice) {
   Console console;
-  console.out = [](std::string_view bytes) { return writeAll(STDOUT_FILENO, bytes); };
+  const auto problem = std::make_shared<int>(0);
+  console.out = [problem](std::string_view bytes) {
+    const bool isWritten = writeAll(STDOUT_FILENO, bytes);
+    if (!isWritten) *problem = errno;
+    return isWritten;
+  };
+  console.outProblem = [problem] { return *problem; };
   console.error = [](std::string_view bytes) { return writeAll(STDERR_FILENO, bytes); };
   console.readLine = [] { return tavrin::readLine(STDIN_FILENO); };
   console.inputIsTerminal = ::isatty(STDIN_FILENO) == 1;

@@ -1,5 +1,7 @@
 #pragma once
 
+// Part of TavrinTerminal, which is not installed. Needs nothing but the standard library.
+
 #include <cstdint>
 #include <functional>
 #include <optional>
@@ -36,6 +38,8 @@ struct Console {
 
   Writer out;
   Writer error;
+  /// Why the last write to `out` failed, as an errno value; 0 if none has failed. May be empty, which is 0.
+  std::function<int()> outProblem = nullptr;
   /// One line that the person types, without its line feed; nullopt at the end of the input.
   std::function<std::optional<std::string>()> readLine;
   bool inputIsTerminal = false;

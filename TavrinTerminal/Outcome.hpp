@@ -1,5 +1,8 @@
 #pragma once
 
+// Part of TavrinTerminal, which is not installed. Needs nothing but the standard library.
+
+#include <memory>
 #include <string>
 #include <utility>
 
@@ -22,8 +25,12 @@ struct Outcome {
   std::string output = {};
   std::string error = {};
   int signal = 0;  ///< the signal that ended the command, which then ends the process; else 0
+  /// Lives until the outcome is written. It is no part of what the command comes to.
+  std::shared_ptr<const void> keptUntilWritten = nullptr;
 
-  bool operator==(const Outcome&) const = default;
+  bool operator==(const Outcome& other) const {
+    return status == other.status && output == other.output && error == other.error && signal == other.signal;
+  }
 
   static Outcome done(std::string output = {}) {
     return {.status = ExitStatus::done, .output = std::move(output)};

@@ -19,7 +19,8 @@ Session sessionUnderWay(std::string_view id) {
   return session;
 }
 
-BenchHome::BenchHome(std::string_view sessionId) : sessionId_(sessionId) {
+BenchHome::BenchHome(std::string_view sessionId, const std::filesystem::path& parent)
+    : ScratchHome(parent), sessionId_(sessionId) {
   resetSession();
   test::writeFile(sessions() / ("." + sessionId_ + ".lock"), "");
   test::writeFile(logFile(), "");
@@ -27,6 +28,13 @@ BenchHome::BenchHome(std::string_view sessionId) : sessionId_(sessionId) {
 
 void BenchHome::resetSession() const {
   test::writeFile(sessionFile(sessionId_), sessionUnderWay(sessionId_).encode());
+}
+
+void BenchHome::forgetHost() const {
+  Session session = sessionUnderWay(sessionId_);
+  session.hostPid.reset();
+  session.hostBundleId.reset();
+  test::writeFile(sessionFile(sessionId_), session.encode());
 }
 
 std::optional<Session> BenchHome::session() const {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <filesystem>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -17,10 +18,15 @@ Session sessionUnderWay(std::string_view id);
 /// of nearly every session.
 class BenchHome : public test::ScratchHome {
  public:
-  explicit BenchHome(std::string_view sessionId);
+  /// In `parent`, or in the system's directory for temporary files.
+  explicit BenchHome(std::string_view sessionId,
+                     const std::filesystem::path& parent = std::filesystem::temp_directory_path());
 
   /// Restores the record to its first state.
   void resetSession() const;
+
+  /// Removes the host from the record, as over ssh(1) or in a container, where none is found.
+  void forgetHost() const;
 
   /// The current record; nullopt if there is none.
   std::optional<Session> session() const;

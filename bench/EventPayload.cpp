@@ -33,13 +33,22 @@ std::size_t sizeInJson(std::string_view text) {
   return json::serialize(json::string(text)).size() - 2;
 }
 
-// Source text that takes `size` bytes inside a JSON text.
-std::string sourceText(std::size_t size) {
+// Lines as they are inside a JSON text.
+constexpr std::array<std::string_view, 4> escapedLines = {
+    R"(\tconst label = t(\u0022caf\u00e9\u0022) + count;\n)",
+    R"(    // 設定ファイルを読み込んで、変更があれば保存する。\t\n)",
+    R"(  print(\"Größe: {}\", größe)\n)",
+    R"(\tif (name != \"na\u00efve\") return \u2014 1;\n)",
+};
+
+// Lines picked from `lines` that take `size` bytes inside a JSON text, where a line takes `sizeOf` it.
+template <class Lines, class SizeOf>
+std::string textOf(const Lines& lines, std::size_t size, SizeOf sizeOf) {
   std::mt19937 random(20'260'711);
   std::string text;
   for (;;) {
-    const std::string_view line = sourceLines[random() % sourceLines.size()];
-    const std::size_t lineSize = sizeInJson(line);
+    const std::string_view line = lines[random() % lines.size()];
+    const std::size_t lineSize = sizeOf(line);
     if (lineSize > size) break;
     text += line;
     size -= lineSize;
@@ -47,23 +56,41 @@ std::string sourceText(std::size_t size) {
   return text + std::string(size, '/');
 }
 
-}  // namespace
-
-std::string eventPayload(std::size_t size) {
+// The event with an empty file, of at most `size` bytes.
+json::object eventWithoutText(std::size_t size) {
   json::object event =
       json::parse(test::readFile(TAVRIN_TEST_DATA "/events/claude/p01-plain/007-PreToolUse.json"))
           .as_object();
-  json::value& content = event.at("tool_input").at("content");
-  content = "";
+  event.at("tool_input").at("content") = "";
   for (const char* key : {"prompt_id", "effort", "permission_mode", "transcript_path"}) {
     if (json::serialize(event).size() > size) event.stable_erase(event.find(key));
   }
-  const std::size_t frame = json::serialize(event).size();
-  if (frame > size) throw std::runtime_error("no event is that small");
-  event.at("tool_input").at("content") = sourceText(size - frame);
-  std::string payload = json::serialize(event);
+  if (json::serialize(event).size() > size) throw std::runtime_error("no event is that small");
+  return event;
+}
+
+std::string ofSize(std::string payload, std::size_t size) {
   if (payload.size() != size) throw std::runtime_error("the event has another size than asked for");
   return payload;
+}
+
+}  // namespace
+
+std::string eventPayload(std::size_t size) {
+  json::object event = eventWithoutText(size);
+  const std::size_t frame = json::serialize(event).size();
+  event.at("tool_input").at("content") = textOf(sourceLines, size - frame, sizeInJson);
+  return ofSize(json::serialize(event), size);
+}
+
+std::string escapedEventPayload(std::size_t size) {
+  std::string payload = json::serialize(eventWithoutText(size));
+  constexpr std::string_view start = R"("content":")";
+  const std::size_t place = payload.find(start);
+  if (place == std::string::npos) throw std::runtime_error("the event has no text");
+  const auto sizeOf = [](std::string_view line) { return line.size(); };
+  payload.insert(place + start.size(), textOf(escapedLines, size - payload.size(), sizeOf));
+  return ofSize(std::move(payload), size);
 }
 
 }  // namespace tavrin::bench

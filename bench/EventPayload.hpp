@@ -19,4 +19,8 @@ inline constexpr std::string_view recordedSession = "ba7fd3a0-b04a-45ff-b496-9a2
 /// `size`.
 std::string eventPayload(std::size_t size);
 
+/// The same event with source text that has two escapes in each line, Japanese comments, and letters beyond
+/// ASCII both as they are and as \\u escapes.
+std::string escapedEventPayload(std::size_t size);
+
 }  // namespace tavrin::bench

@@ -67,22 +67,30 @@ std::vector<LocalServer> servers(std::size_t count) {
   return servers;
 }
 
+// A machine with `count` sessions, all of them on the screen, and a fifth as many servers.
+struct Machine {
+  explicit Machine(std::size_t count)
+      : sessions(::sessions(count)), servers(::servers(std::max<std::size_t>(1, count / 5))) {
+    for (const Session& session : sessions) onScreen.push_back(session.sessionId);
+  }
+
+  std::vector<Session> sessions;
+  std::vector<LocalServer> servers;
+  std::vector<std::string> onScreen;  // session ids
+};
+
 void shownPanel(benchmark::State& state) {
-  const auto count = static_cast<std::size_t>(state.range(0));
-  const std::vector<Session> allSessions = sessions(count);
-  const std::vector<LocalServer> allServers = servers(std::max<std::size_t>(1, count / 5));
-  std::vector<std::string> onScreen;
-  for (const Session& session : allSessions) onScreen.push_back(session.sessionId);
+  const Machine machine(static_cast<std::size_t>(state.range(0)));
   for (auto _ : state) {
-    benchmark::DoNotOptimize(SessionAggregator::summary(allSessions).statusLine());
-    benchmark::DoNotOptimize(PanelRows::sorted(allSessions, home));
-    const PanelRows::Rows visible = PanelRows::visible(allSessions, false, home);
-    const PanelRows::Rows held = PanelRows::holding(visible, onScreen);
+    benchmark::DoNotOptimize(SessionAggregator::summary(machine.sessions).statusLine());
+    benchmark::DoNotOptimize(PanelRows::sorted(machine.sessions, home));
+    const PanelRows::Rows visible = PanelRows::visible(machine.sessions, false, home);
+    const PanelRows::Rows held = PanelRows::holding(visible, machine.onScreen);
     const std::vector<std::string> labels = SessionLabels::ofEach(held, home);
     for (std::size_t i = 0; i < held.size(); ++i) {
       benchmark::DoNotOptimize(SessionRowText::title(*held[i], labels[i], home));
     }
-    const ServerPlacement::Placed placed = PanelRows::place(allServers, held);
+    const ServerPlacement::Placed placed = PanelRows::place(machine.servers, held);
     benchmark::DoNotOptimize(PanelRows::focusOrder(held, placed.orphans, true, true));
   }
   state.SetComplexityN(state.range(0));
@@ -97,21 +105,17 @@ BENCHMARK(shownPanel)
 
 // The same with functions that take and return whole records.
 void copiedPanel(benchmark::State& state) {
-  const auto count = static_cast<std::size_t>(state.range(0));
-  const std::vector<Session> allSessions = sessions(count);
-  const std::vector<LocalServer> allServers = servers(std::max<std::size_t>(1, count / 5));
-  std::vector<std::string> onScreen;
-  for (const Session& session : allSessions) onScreen.push_back(session.sessionId);
+  const Machine machine(static_cast<std::size_t>(state.range(0)));
   for (auto _ : state) {
-    benchmark::DoNotOptimize(SessionAggregator::summary(allSessions).statusLine());
-    const std::vector<Session> sorted = SessionAggregator::sorted(allSessions, home);
+    benchmark::DoNotOptimize(SessionAggregator::summary(machine.sessions).statusLine());
+    const std::vector<Session> sorted = SessionAggregator::sorted(machine.sessions, home);
     const std::map<std::string, std::string> labels = SessionLabels::display(sorted, home);
     const std::vector<Session> visible = PanelNavigation::visible(sorted, false, home);
-    const std::vector<Session> held = PanelNavigation::holding(visible, onScreen);
+    const std::vector<Session> held = PanelNavigation::holding(visible, machine.onScreen);
     for (const Session& session : held) {
       benchmark::DoNotOptimize(SessionRowText::title(session, labels.at(session.sessionId), home));
     }
-    const ServerPlacement::Placed placed = ServerPlacement::place(allServers, held);
+    const ServerPlacement::Placed placed = ServerPlacement::place(machine.servers, held);
     benchmark::DoNotOptimize(PanelNavigation::focusOrder(held, placed.orphans, true, true));
   }
   state.SetComplexityN(state.range(0));

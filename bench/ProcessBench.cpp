@@ -1,12 +1,13 @@
-// How long one event takes, start of the process included, beside the least that a process can do and beside
-// hooks written by hand for the same job. Everything that is compared is started in turn, five times in a
-// row, in random order and in one run, so that a busy moment of the machine meets all alike.
+// How long one event takes, including the start of the process. It is compared with the least that a process
+// can do, and with hooks written by hand for the same job. One run starts all of them in random order, each
+// five times in a row. So a busy moment of the machine slows all of them down alike.
 //
 //   process_bench [--only EXPERIMENT] [--starts N] [--hook PROGRAM] [--against PROGRAM] RESULTS.csv
 //
-// EXPERIMENT is "starts" (over the floor), "peers", "stored" (sessions), "log" (its size), "parallel" or
-// "disk". Home directories are made in TMPDIR, which is to be in memory: what other programs have written to
-// a disk would be waited for at some starts and not at others. "disk" has one beside the results.
+// EXPERIMENT is "starts" (over both floors), "starts on a disk", "peers", "stored" (sessions), "log" (its
+// size), "parallel", "disk" or "titles". Home directories are made in TMPDIR, which should be in memory. On a
+// disk some starts would wait until the data of other programs is written. The home directories on a disk are
+// beside the results, and so are copies of the measured programs.
 // "--against" measures another build of tavrin-hook in the same run as "starts". bench/report.py makes tables
 // of the results.
 #include <sys/prctl.h>
@@ -14,14 +15,17 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <array>
 #include <filesystem>
 #include <fstream>
 #include <functional>
 #include <iostream>
 #include <numeric>
 #include <random>
+#include <span>
 #include <stdexcept>
 
+#include "TavrinCore/Transcripts/ClaudeSessionTitles.hpp"
 #include "bench/BenchHome.hpp"
 #include "bench/EventPayload.hpp"
 #include "bench/PeerCheck.hpp"
@@ -63,7 +67,7 @@ Options parse(std::vector<std::string> words) {
   return options;
 }
 
-// One of the things that are compared in an experiment.
+// One of the programs that an experiment compares.
 struct Contestant {
   std::string name;
   std::function<Cost()> run;
@@ -79,12 +83,14 @@ class Bench {
 
   void runAll() {
     checkPeers(hook_, peers_);
-    if (wants("starts")) startsOverTheFloor();
+    if (wants("starts")) startsOverTheFloors("starts", std::filesystem::temp_directory_path());
+    if (wants("starts on a disk")) startsOverTheFloors("starts on a disk", besideResults(""));
     if (wants("peers")) besideHandWrittenHooks();
     if (wants("stored")) withManySessions();
     if (wants("log")) withALongLog();
     if (wants("parallel")) manyAtOnce();
     if (wants("disk")) onADisk();
+    if (wants("titles")) inTheDesktopApp();
   }
 
  private:
@@ -92,8 +98,8 @@ class Bench {
     return options_.only.empty() || options_.only == experiment;
   }
 
-  // Starts each contestant `starts` times: in rounds, each in another order, and a few times in a row each,
-  // so that no contestant's caches are cold for what another one left in them.
+  // Starts each contestant `starts` times, in rounds of another order. In a round each starts a few times in
+  // a row, because the first start finds the caches as another contestant left them.
   void compete(const std::string& experiment, const std::string& name, std::size_t starts,
                std::vector<Contestant> contestants) {
     if (options_.starts != 0) starts = options_.starts;
@@ -122,16 +128,37 @@ class Bench {
     return {.name = program.name, .run = [&] { return run(program, home.path(), payload); }};
   }
 
-  void startsOverTheFloor() {
-    const Program other = {.name = "the other tavrin-hook", .words = {options_.against}};
-    for (const std::size_t size : payloadSizes) {
-      const BenchHome home(recordedSession);
-      const std::string event = eventPayload(size);
-      std::vector<Contestant> contestants = {starting(floor_, home, event), starting(calls_, home, event),
+  // A program in a file of its own, as install.sh writes it. The linker writes one in small pieces, which the
+  // system's cache keeps apart, and the start of such a program takes longer.
+  Program installed(Program program) const {
+    const std::filesystem::path source = program.words.front();
+    const std::filesystem::path copy = besideResults("program-" + program.name);
+    std::filesystem::remove(copy);
+    test::writeFile(copy, test::readFile(source));
+    std::filesystem::permissions(copy, std::filesystem::perms::owner_all);
+    program.words.front() = copy.string();
+    return program;
+  }
+
+  std::filesystem::path besideResults(const std::string& name) const {
+    return std::filesystem::absolute(options_.results).parent_path() / name;
+  }
+
+  void startsOverTheFloors(const std::string& experiment, const std::filesystem::path& directory) {
+    const auto start = [&](const std::string& name, const std::string& event, const Program& calls,
+                           bool hasHost) {
+      const BenchHome home(recordedSession, directory);
+      if (!hasHost) home.forgetHost();
+      std::vector<Contestant> contestants = {starting(floor_, home, event), starting(calls, home, event),
                                              starting(hook_, home, event)};
+      const Program other = {.name = "the other tavrin-hook", .words = {options_.against}};
       if (!options_.against.empty()) contestants.push_back(starting(other, home, event));
-      compete("starts", std::to_string(size), 1'000, std::move(contestants));
-    }
+      compete(experiment, name, 1'000, std::move(contestants));
+    };
+    for (const std::size_t size : payloadSizes) start(std::to_string(size), eventPayload(size), calls_, true);
+    for (const std::size_t size : {payloadSizes[2], payloadSizes[3]})
+      start(std::to_string(size) + " with escapes", escapedEventPayload(size), calls_, true);
+    start(std::to_string(usualSize) + " without a host", eventPayload(usualSize), callsWithoutHost_, false);
   }
 
   void besideHandWrittenHooks() {
@@ -161,7 +188,7 @@ class Bench {
     const std::string event = eventPayload(usualSize);
     const BenchHome shortLog(recordedSession);
     const BenchHome longLog(recordedSession);
-    longLog.fillLog(800'000);  // which leaves room for the lines that come
+    longLog.fillLog(800'000);  // leaves room for the lines of this experiment
     Contestant inShort = starting(hook_, shortLog, event);
     Contestant inLong = starting(hook_, longLog, event);
     inShort.name = "a new log";
@@ -171,7 +198,7 @@ class Bench {
       throw std::runtime_error("the long log was rotated");
   }
 
-  // 40 calls of tools begin in one session, one after the other and all at once.
+  // 40 tool calls begin in one session, first one after the other, then all at once.
   void manyAtOnce() {
     constexpr std::size_t runs = 40;
     const BenchHome home(recordedSession);
@@ -180,7 +207,7 @@ class Bench {
       std::string event = eventPayload(usualSize);
       const std::string_view id = "toolu_01";
       const std::size_t place = event.find(id);
-      if (place == std::string::npos) throw std::runtime_error("the event has no call to tell apart");
+      if (place == std::string::npos) throw std::runtime_error("the event has no call id to replace");
       event.replace(place + id.size(), 2, std::to_string(10 + i));
       events.push_back(std::move(event));
     }
@@ -212,10 +239,7 @@ class Bench {
 
   void onADisk() {
     const BenchHome memory(recordedSession);
-    const std::string temporary = std::filesystem::temp_directory_path();
-    ::setenv("TMPDIR", std::filesystem::absolute(options_.results).parent_path().c_str(), 1);
-    const BenchHome disk(recordedSession);
-    ::setenv("TMPDIR", temporary.c_str(), 1);
+    const BenchHome disk(recordedSession, besideResults(""));
     const std::string event = eventPayload(usualSize);
     Contestant inMemory = starting(hook_, memory, event);
     Contestant onDisk = starting(hook_, disk, event);
@@ -224,20 +248,59 @@ class Bench {
     compete("disk", std::to_string(usualSize), 1'000, {inMemory, onDisk});
   }
 
+  // Among the titles of other sessions there is none for this one. A folder among them has them listed.
+  void inTheDesktopApp() {
+    const BenchHome plain(recordedSession);
+    const BenchHome app(recordedSession);
+    Session session = *app.session();
+    session.hostBundleId = ClaudeSessionTitles::desktopBundleIdentifier;
+    test::writeFile(app.sessionFile(recordedSession), session.encode());
+    const std::filesystem::path folder =
+        ClaudeSessionTitles::defaultDirectory(app.string()) + "/account/project";
+    for (int i = 0; i < 20'000; ++i)
+      test::writeFile(folder / ("local_" + std::to_string(i) + ".json"), R"({"title":"Another"})");
+    test::writeFile(folder / "folder/file", "");
+    const std::string event = eventPayload(usualSize);
+    Contestant elsewhere = starting(hook_, plain, event);
+    Contestant inApp = starting(hook_, app, event);
+    elsewhere.name = "in a terminal";
+    inApp.name = "20000 titles of others";
+    compete("titles", std::to_string(usualSize), 1'000, {elsewhere, inApp});
+  }
+
   Options options_;
   std::ofstream results_;
   std::mt19937 random_{1};
-  Program floor_ = {.name = "floor", .words = {TAVRIN_BENCH_FLOOR}};
-  Program calls_ = {.name = "floor-calls", .words = {TAVRIN_BENCH_FLOOR_CALLS, std::string(recordedSession)}};
-  Program hook_ = {.name = "tavrin-hook", .words = {options_.hook}};
+  Program floor_ = installed({.name = "floor", .words = {TAVRIN_BENCH_FLOOR}});
+  Program calls_ =
+      installed({.name = "floor-calls", .words = {TAVRIN_BENCH_FLOOR_CALLS, std::string(recordedSession)}});
+  Program callsWithoutHost_ = {.name = "floor-calls",
+                               .words = {calls_.words[0], std::string(recordedSession), "without-host"}};
+  Program hook_ = installed({.name = "tavrin-hook", .words = {options_.hook}});
   std::vector<Program> peers_ = handWrittenHooks();
 };
 
-// The chain of processes above a hook: the agent, and the shell that it starts hooks with.
-[[noreturn]] void follow(pid_t shell) {
+// The processes above a hook, from the outermost on: a session over ssh(1), and in it the agent and the shell
+// that it starts hooks with. No application is among them.
+constexpr std::array<const char*, 9> ancestors = {"sshd", "sshd",   "bash", "tmux: server", "zsh", "node",
+                                                  "bash", "claude", "sh"};
+
+// Waits for a child, and ends as it did.
+[[noreturn]] void follow(pid_t child) {
   int status = 0;
-  ::waitpid(shell, &status, 0);
+  ::waitpid(child, &status, 0);
   ::_exit(WIFEXITED(status) ? WEXITSTATUS(status) : 1);
+}
+
+// Continues in a process that has all of them above it, this one included.
+void becomeTheLastOf(std::span<const char* const> names) {
+  ::prctl(PR_SET_NAME, names.front());
+  for (const char* const name : names.subspan(1)) {
+    const pid_t child = ::fork();
+    if (child < 0) ::_exit(1);
+    if (child > 0) follow(child);
+    ::prctl(PR_SET_NAME, name);
+  }
 }
 
 }  // namespace
@@ -245,11 +308,7 @@ class Bench {
 }  // namespace tavrin::bench
 
 int main(int argc, char** argv) {
-  ::prctl(PR_SET_NAME, "claude");
-  const pid_t shell = ::fork();
-  if (shell < 0) return 1;
-  if (shell > 0) tavrin::bench::follow(shell);
-  ::prctl(PR_SET_NAME, "sh");
+  tavrin::bench::becomeTheLastOf(tavrin::bench::ancestors);
   try {
     tavrin::bench::Bench(tavrin::bench::parse(std::vector<std::string>(argv, argv + argc))).runAll();
   } catch (const std::exception& error) {

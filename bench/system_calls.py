@@ -54,7 +54,7 @@ REASONS = [
     (r"getrandom\(.*, 16, 0\)", "a name for the temporary file that nobody else has"),
     (r"openat\(.*/sessions/\.[\w-]+\.tmp\", O_WRONLY\|O_CREAT\|O_EXCL", "the temporary file"),
     (r"write\(\d+<.*\.tmp>, ", "the new record"),
-    (r"close\(\d+<.*\.tmp>", "a file system may tell only now that it could not be written"),
+    (r"close\(\d+<.*\.tmp>", "a file system may report only now that it could not be written"),
     (r"rename\(\".*\.tmp\", \".*\.json\"", "the new record takes the old one's place in one step"),
     (r"openat\(.*/hook\.log\", O_WRONLY\|O_CREAT", "the log"),
     (r"flock\(\d+<.*/hook\.log>, LOCK_EX", "no other line meanwhile, and no rotation"),

@@ -1,5 +1,26 @@
 # Finds libuv as the target libuv::uv_a, the name that libuv's own CMake files use for the static library. The static
 # library is preferred, so that tavrin does not depend on the version that a machine happens to have.
+# If TAVRIN_LIBUV_SOURCE is set, libuv is compiled from there for macOS, with the list of sources in its CMakeLists.txt.
+if(TAVRIN_LIBUV_SOURCE)
+  set(LIBUV_INCLUDE_DIR "${TAVRIN_LIBUV_SOURCE}/include")
+  set(LIBUV_LIBRARY libuv::uv_a)
+  if(NOT TARGET uv_a)
+    set(libuv_sources
+      fs-poll idna inet random strscpy strtok threadpool timer uv-common uv-data-getter-setters version
+      unix/async unix/bsd-ifaddrs unix/core unix/darwin unix/darwin-proctitle unix/dl unix/fs unix/fsevents
+      unix/getaddrinfo unix/getnameinfo unix/kqueue unix/loop unix/loop-watcher unix/pipe unix/poll unix/process
+      unix/proctitle unix/random-devurandom unix/random-getentropy unix/signal unix/stream unix/tcp unix/thread
+      unix/tty unix/udp)
+    list(TRANSFORM libuv_sources PREPEND "${TAVRIN_LIBUV_SOURCE}/src/")
+    list(TRANSFORM libuv_sources APPEND .c)
+    add_library(uv_a STATIC ${libuv_sources})
+    add_library(libuv::uv_a ALIAS uv_a)
+    target_include_directories(uv_a SYSTEM PUBLIC "${LIBUV_INCLUDE_DIR}" PRIVATE "${TAVRIN_LIBUV_SOURCE}/src")
+    target_compile_definitions(uv_a PRIVATE _DARWIN_UNLIMITED_SELECT=1 _DARWIN_USE_64_BIT_INODE=1)
+    # The linker leaves out functions that nothing calls.
+    target_compile_options(uv_a PRIVATE -w -std=gnu90 -fno-strict-aliasing -ffunction-sections -fdata-sections)
+  endif()
+endif()
 find_path(LIBUV_INCLUDE_DIR uv.h)
 find_library(LIBUV_LIBRARY NAMES libuv_a.a libuv.a uv)
 mark_as_advanced(LIBUV_INCLUDE_DIR LIBUV_LIBRARY)

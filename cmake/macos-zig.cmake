@@ -1,5 +1,5 @@
 # Builds for macOS on Linux with the compiler, headers and libraries that zig contains. scripts/macos-tools.sh puts zig,
-# Boost's headers and utf8proc's source into build/macos-tools. TAVRIN_MACOS_ARCH is the processor: arm64 or x86_64.
+# the headers of Boost and CLI11, and the sources of utf8proc and libuv into build/macos-tools. TAVRIN_MACOS_ARCH is the processor: arm64 or x86_64.
 set(CMAKE_SYSTEM_NAME Darwin)
 set(CMAKE_SYSTEM_PROCESSOR ${TAVRIN_MACOS_ARCH})
 set(CMAKE_SIZEOF_VOID_P 8)
@@ -27,4 +27,6 @@ set(Boost_NO_BOOST_CMAKE ON)
 if(NOT Boost_INCLUDE_DIR)
   set(Boost_INCLUDE_DIR ${tools}/include)
 endif()
+set(CLI11_DIR ${root}/cmake/macos)
 set(TAVRIN_UTF8PROC_SOURCE ${tools}/utf8proc)
+set(TAVRIN_LIBUV_SOURCE ${tools}/libuv)

@@ -81,7 +81,7 @@ int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   require(ServerIdentity::script(arguments) == ServerRules::script(arguments), "both find the same script");
   checkPorts(command, arguments);
   const std::string& path = arguments.empty() ? command : arguments.front();
-  require(!ServerFilter::isDocker("", path) || !ServerFilter::isNoise(path), "containers are no noise");
+  require(!ServerFilter::isDocker("", path) || !ServerFilter::isNoise(path), "containers are not noise");
   require(ServerFilter::isDocker(command, path) == ServerFilter::isDocker(Text::lowerCased(command), path),
           "letter case makes no container");
   return 0;

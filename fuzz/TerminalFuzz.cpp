@@ -116,7 +116,7 @@ std::vector<std::string> focused(std::string_view program, std::string_view vari
   session.agentPid = 100;
   session.tty = "/dev/pts/1";
   const bool isFound = focus.focus(session).kind != TerminalFocus::Result::Kind::unreachable;
-  require(ran.size() == (isFound ? 2 : 1), "it is asked once, and told once if there is such a window");
+  require(ran.size() == (isFound ? 2 : 1), "one call asks, and one more follows if there is such a window");
   return isFound ? ran.back() : std::vector<std::string>();
 }
 

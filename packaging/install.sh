@@ -1,10 +1,10 @@
 #!/usr/bin/env bash
 # Installs tavrin-hook and tavrin below your home directory, with their manual pages and completions. The argument is
-# the directory that holds them, the one of this script without it.
+# the directory that holds these files. Without it, this script's own directory is taken.
 #
-#   BIN            where the two programs go; it should end in /Tavrin/bin
-#   XDG_DATA_HOME  where manual pages and completions go, ~/.local/share without it
-#   DESTDIR        goes in front of every path
+#   BIN            the directory for the two programs; it should end in /Tavrin/bin
+#   XDG_DATA_HOME  the directory for manual pages and completions; ~/.local/share if it is not set
+#   DESTDIR        is put in front of every path
 set -euo pipefail
 
 files="${1:-$(dirname "$0")}"
@@ -16,7 +16,7 @@ bin="${BIN:-${HOME:-}/Library/Application Support/Tavrin/bin}"
 
 refuse_directory() {
   if [ -d "$1" ] && [ ! -L "$1" ]; then
-    echo "$1 is a directory: move it away, and install again" >&2
+    echo "$1 is a directory. Move it away and install again." >&2
     exit 1
   fi
 }
@@ -24,9 +24,8 @@ refuse_directory() {
 new=
 trap 'if [ -n "$new" ]; then rm -f "$new"; fi' EXIT
 
-# Puts the file $1 at the place $2 with the mode $3. It is written beside its place and moved there, because agents run
-# the hook at any moment. cat writes it, because a copy of a download would still count as one on macOS, which would ask
-# about it.
+# Puts the file $1 at the path $2 with the mode $3. Agents run the hook at any moment, so the file is written beside its
+# path and then moved there. cat writes it: cp would copy the mark of a download, and macOS would then ask about it.
 put() {
   local place=$2
   refuse_directory "$place"
@@ -34,7 +33,7 @@ put() {
   new=$(mktemp "${place%/*}/.${place##*/}.XXXXXXXX")
   cat "$1" >"$new"
   chmod "$3" "$new"
-  # mv replaces a link, but would move the file into the directory that one leads to.
+  # mv replaces a link, unless it leads to a directory: then mv moves the file into that directory.
   if [ -L "$place" ] && [ -d "$place" ]; then rm -f "$place"; fi
   refuse_directory "$place"
   mv -f "$new" "$place"
@@ -46,7 +45,7 @@ put "$files/tavrin-hook" "$root$bin/tavrin-hook" 755
 echo "Installed $root$bin/tavrin-hook"
 case "$bin" in
   */Tavrin/bin) ;;
-  *) echo "Its path does not end in /Tavrin/bin/tavrin-hook, by which its entries in agents' settings are recognised." ;;
+  *) echo "Its path should end in /Tavrin/bin/tavrin-hook. Tavrin recognises its entries in agents' settings by that." ;;
 esac
 if [ -f "$files/tavrin" ]; then
   put "$files/tavrin" "$root$bin/tavrin" 755
@@ -54,7 +53,7 @@ if [ -f "$files/tavrin" ]; then
 fi
 
 if [ -z "${HOME:-}" ]; then
-  echo "HOME is not set: no link, manual pages or completions were installed"
+  echo "HOME is not set, so no link, manual pages or completions were installed"
   exit 0
 fi
 
@@ -68,10 +67,10 @@ if [ -f "$files/tavrin" ]; then
   else
     mkdir -p "$root$links"
     ln -s "$bin/tavrin" "$link"
-    echo "Linked $link to it"
+    echo "Made the link $link to it"
     case ":${PATH:-}:" in
       *":$links:"*) ;;
-      *) echo "$links is not in PATH: add it in your shell's start-up file" ;;
+      *) echo "$links is not in PATH. Add it in your shell's start-up file." ;;
     esac
   fi
 fi
@@ -88,6 +87,6 @@ done
 if [ -n "$found" ]; then echo "Installed manual pages and completions below $root$data"; fi
 if [ -f "$files/share/zsh/site-functions/_tavrin" ]; then
   case "${SHELL:-}" in
-    */zsh) echo "To have zsh find them, put before compinit in ~/.zshrc: fpath+=('$data/zsh/site-functions')" ;;
+    */zsh) echo "For zsh, put this line before compinit in ~/.zshrc: fpath+=('$data/zsh/site-functions')" ;;
   esac
 fi

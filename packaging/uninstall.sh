@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
-# Removes what install.sh has put in its places, with the same BIN, XDG_DATA_HOME and DESTDIR. On a terminal it offers
-# to disconnect the agents first. What agents have reported stays, and so do their settings; it names those that still
-# run tavrin-hook.
+# Removes the files that install.sh installed with the same BIN, XDG_DATA_HOME and DESTDIR. On a terminal it offers to
+# disconnect the agents first. Records, logs and the agents' settings stay. It names the settings that still run
+# tavrin-hook.
 set -euo pipefail
 
 if [ -z "${BIN:-}" ] && [ -z "${HOME:-}" ]; then
@@ -13,7 +13,7 @@ bin="$root${BIN:-${HOME:-}/Library/Application Support/Tavrin/bin}"
 
 for program in tavrin-hook tavrin; do
   if [ -d "$bin/$program" ] && [ ! -L "$bin/$program" ]; then
-    echo "$bin/$program is a directory, which install.sh has not put there" >&2
+    echo "$bin/$program is a directory, and install.sh makes none there. Nothing was removed." >&2
     exit 1
   fi
 done
@@ -24,7 +24,7 @@ if [ -z "$root" ] && [ -x "$bin/tavrin" ] && [ -t 0 ] && [ -t 1 ]; then
   case "$connected" in *"would be disconnected"*) "$bin/tavrin" disconnect || true ;; esac
 fi
 
-# Removes the file $1, and what an installation that was stopped has left beside it.
+# Removes the file $1, and the temporary files of installations that were stopped. Fails if there was no file.
 take() {
   rm -f "${1%/*}/.${1##*/}".????????
   if [ ! -e "$1" ] && [ ! -L "$1" ]; then return 1; fi
@@ -51,7 +51,7 @@ rm -f "$bin/.tavrin-hook.new" # as earlier versions named it
 case "$bin" in */Tavrin/bin) rmdir "$bin" "${bin%/bin}" 2>/dev/null || true ;; esac
 
 if [ -z "${HOME:-}" ]; then
-  echo "HOME is not set: agents' settings were not looked at"
+  echo "HOME is not set, so agents' settings were not checked"
   exit 0
 fi
 for directory in "Library/Application Support/Tavrin/sessions" Library/Logs/Tavrin; do
@@ -60,6 +60,6 @@ done
 for settings in .claude/settings.json .codex/hooks.json .gemini/settings.json .copilot/hooks/tavrin.json \
   .grok/hooks/tavrin.json; do
   if grep -q -s -F /Tavrin/bin/tavrin-hook "$HOME/$settings"; then
-    echo "$HOME/$settings still runs tavrin-hook: remove its entries there"
+    echo "$HOME/$settings still runs tavrin-hook. Remove its entries there."
   fi
 done

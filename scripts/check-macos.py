@@ -2,8 +2,8 @@
 """Checks universal files for macOS without a Mac: executables, and static libraries.
 
 Every file must hold code for arm64 and x86_64, for macOS 12.0 and later, and no path of the machine that built it. An
-executable must load only libraries of the system and use only symbols that those export. It must be stripped. Its arm64
-part must have the signature that the kernel demands, with the right hash of each page. Prints what is wrong and ends
+executable must load only libraries of the system and use only symbols that those export for the same processor. It must
+be stripped. It must have a signature, which Apple's processors demand, with the right hash of each page. Prints what is wrong and ends
 with status 1, or prints the sizes and ends with 0."""
 import argparse
 import hashlib
@@ -20,7 +20,7 @@ MACHO_MAGIC = 0xFEEDFACF
 ARCHIVE_MAGIC = b"!<arch>\n"
 MH_OBJECT, MH_EXECUTE = 1, 2
 MH_PIE = 0x200000
-LC_SYMTAB, LC_CODE_SIGNATURE, LC_BUILD_VERSION = 0x2, 0x1D, 0x32
+LC_SYMTAB, LC_SEGMENT, LC_CODE_SIGNATURE, LC_BUILD_VERSION = 0x2, 0x19, 0x1D, 0x32
 LC_LOADS = {0xC, 0x80000018, 0x8000001F, 0x20, 0x80000023}  # of a library: plain, weak, re-exported, lazy, upward
 LC_RPATH = 0x8000001C
 PLATFORM_MACOS = 1
@@ -48,7 +48,7 @@ def slices(data):
     """The parts of a universal file by the name of their processor."""
     magic, count = unpack(">II", data, 0)
     if magic != FAT_MAGIC:
-        raise Wrong("is no universal file")
+        raise Wrong("is not a universal file")
     found = {}
     for i in range(count):
         processor, _, offset, size, align = unpack(">5I", data, 8 + 20 * i)
@@ -126,6 +126,12 @@ class Image:
 
     def check_signature(self):
         offset, size = unpack("<II", self.data, self.offsets(LC_CODE_SIGNATURE)[0] + 8)
+        linkedit = [at for at in self.offsets(LC_SEGMENT) if self.data[at + 8 : at + 24].rstrip(b"\0") == b"__LINKEDIT"]
+        if not linkedit:
+            raise Wrong("has no segment for its signature")
+        _, memory, start, stored = unpack("<4Q", self.data, linkedit[0] + 24)
+        if start + stored != len(self.data) or memory < stored:
+            raise Wrong("has its signature outside of its segment")
         if offset % 16 != 0 or offset + size != len(self.data):
             raise Wrong("has its signature somewhere else than at its end")
         signature = self.data[offset : offset + size]
@@ -149,15 +155,14 @@ class Image:
             if directory[hashes + 32 * i : hashes + 32 * (i + 1)] != hashlib.sha256(covered).digest():
                 raise Wrong(f"has a signature that does not fit page {i}")
 
-    def check_executable(self, processor, known):
+    def check_executable(self, known):
         if self.type != MH_EXECUTE or not self.flags & MH_PIE:
-            raise Wrong("is no position-independent executable")
+            raise Wrong("is not a position-independent executable")
         self.check_version()
         self.check_loading(known)
-        if self.offsets(LC_CODE_SIGNATURE):
-            self.check_signature()
-        elif processor == "arm64":
+        if not self.offsets(LC_CODE_SIGNATURE):
             raise Wrong("is not signed")
+        self.check_signature()
 
 
 def members(archive):
@@ -179,7 +184,7 @@ def check_library(archive, processor):
         try:
             image = Image(data, processor)
             if image.type != MH_OBJECT:
-                raise Wrong("is no object file")
+                raise Wrong("is not an object file")
             image.check_version()
         except Wrong as wrong:
             raise Wrong(f"holds {name}, which {wrong}") from None
@@ -199,20 +204,23 @@ def check(path, known, forbidden):
             if part.startswith(ARCHIVE_MAGIC):
                 check_library(part, processor)
             else:
-                Image(part, processor).check_executable(processor, known)
+                Image(part, processor).check_executable(known[processor])
         except Wrong as wrong:
             raise Wrong(f"{wrong} ({processor})") from None
         sizes.append(f"{processor} {len(part):,}")
     return f"{len(data):,} bytes ({', '.join(sizes)})"
 
 
-def symbols_of(description):
-    """Reads a text-based description of a library (.tbd): the library's name, and the symbols in it and in the
-    libraries that it re-exports, which are in the same file."""
+def symbols_of(description, processor):
+    """Reads a text-based description of a library (.tbd): the library's name, and the symbols for a processor in it and
+    in the libraries that it re-exports, which are in the same file."""
     text = description.read_text()
     name = re.search(r"^install-name:\s*'?([^'\s]+)", text, re.MULTILINE).group(1)
-    lists = re.findall(r"symbols:\s*\[([^]]*)\]", text)
-    return name, {symbol.strip(" '") for entries in lists for symbol in re.split(r"[,\s]+", entries)}
+    found = set()
+    for targets, symbols in re.findall(r"- targets:\s*\[([^]]*)\]\s*symbols:\s*\[([^]]*)\]", text):
+        if f"{processor}-macos" in re.split(r"[,\s]+", targets):
+            found.update(symbol.strip(" '") for symbol in re.split(r"[,\s]+", symbols))
+    return name, found - {""}
 
 
 def main():
@@ -222,7 +230,9 @@ def main():
     parser.add_argument("files", nargs="+", type=pathlib.Path)
     options = parser.parse_args()
 
-    known = dict(symbols_of(library) for library in options.library)
+    known = {
+        processor: dict(symbols_of(library, processor) for library in options.library) for processor in PROCESSORS.values()
+    }
     status = 0
     for path in options.files:
         try:

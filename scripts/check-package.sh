@@ -128,7 +128,7 @@ first_use() {
     chroot "$1" su - tester -c /first-use.sh' sh "$root" || status=$?
   rm -r "$root/first-use.sh" "$root/home/tester"
   [ "$status" -eq 0 ] || fail "the first use failed"
-  echo "First use: connected, waited in tmux, focused, disconnected"
+  echo "First use: connected, waited in tmux, focused, went there from the panel, disconnected"
 }
 
 # Lists all files except those of dpkg itself.

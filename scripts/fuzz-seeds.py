@@ -16,6 +16,8 @@ DATA = pathlib.Path(__file__).resolve().parent.parent / "tests/data"
 FUZZ = DATA.parent.parent / "fuzz"
 AGENTS = ["claude", "codex", "gemini", "copilot", "grok"]
 SEPARATOR = b"\x1e"
+# libFuzzer counts how often a branch is taken in steps of about these sizes.
+COUNTS = [2, 3, 5, 9, 20, 50, 150]
 ZERO = b"\0"
 
 
@@ -143,8 +145,30 @@ def listeners():
 PIECES = [b"", b"/", b".", b"=", b"-", b"9229", b":", b"a", b"app.js", b".mts", b"\xc3\x9f", b"\xe2\x84\xaa", b"\xff", b" ", b"-r", b"-e"]
 
 
+def spliced(seeds, count, longest):
+    """`count` mixtures of the seeds, of at most `longest` bytes: a part of one, once or repeated, in the place of some bytes
+    of another."""
+    chance = random.Random(1)
+    seeds = sorted(set(seeds))
+    for _ in range(count):
+        text = chance.choice(seeds)
+        for _ in range(chance.choice([1, 1, 2, 4])):
+            other = chance.choice(seeds)
+            start = chance.randrange(len(other) + 1)
+            part = other[start : start + chance.choice([1, 2, 4, 8, 16, 64])] * chance.choice([1, 1, 1, 2, 4, 12])
+            at = chance.randrange(len(text) + 1)
+            text = text[:at] + part + text[at + chance.choice([0, 0, 1, 3, 9]) :]
+        yield text[:longest]
+
+
 def gitfile():
     """A path, a checkout, and the text of its .git file."""
+    seeds = list(gitfiles())
+    yield from seeds
+    yield from spliced(seeds, 3000, 1500)
+
+
+def gitfiles():
     texts = [b"gitdir: /home/dev/app/.git/worktrees/feature-x\n", b"gitdir: ../.git/modules/sub\n", b"", b"gitdir:",
              b" gitdir:\t/.git/worktrees/x", b"gitdir: a/.git/worktrees/x", b"gitdir: /a/.git/worktrees///", b"x"]
     for text in texts:
@@ -157,11 +181,27 @@ def gitfile():
         yield SEPARATOR.join([line["path"].encode(), b"", texts[0]])
         yield SEPARATOR.join([line["path"].encode(), line["path"].encode(), texts[1]])
     chance = random.Random(1)
-    parts = [b"/", b"//", b".", b"..", b"a", b".git", b"worktrees", b"gitdir:", b" ", b"\t", b"\n", b"\xff", b"\xe2\x80\xaf", b"\xc3\x9f"]
+    parts = [b"\xe2\x80\xa8", b"\xe2\x80\xa9", b"\xe2\x80", b"\xe6", b"\xcb", b"\r\n", b"\0", b"gitdir", b".git/worktrees/",
+             b"/", b"//", b".", b"..", b"a", b".git", b"worktrees", b"gitdir:", b" ", b"\t", b"\n", b"\xff", b"\xe2\x80\xaf", b"\xc3\x9f"]
     for count in range(400):
         yield SEPARATOR.join(b"".join(chance.choices(parts, k=1 + chance.randrange(1 + count // 2))) for _ in range(3))
     for depth in [62, 63, 64, 65]:
         yield SEPARATOR.join([b"/".join([b"a"] * depth), b"", b""])
+    for count in COUNTS:
+        for part in [b"/", b"a/", b"./", b"../", b"a/../", b"..", b"\xff", b"\xe2\x80\xaf", b"\xe2\x80", b" ", b"\t", b"\r",
+                     b"\xe2\x80\xa9", b"\xe2\x80\xa8/", b"\xe2\x80\x8a", b"\xe6", b"\xe6\xe2\x80\xa8", b"\xcc\x81", b"\xd0\x9e", b"\xe3\x80\x80", b"\xe3\x80", b"\x9e", b"\0", b"\r-\x12", b"\xc2\xa0tdir:/"]:
+            yield part * count
+            yield SEPARATOR.join([b"a/b", b"", part * count])
+            yield SEPARATOR.join([b"a/a/" + part * count, b"a/a", part * count + b"gitdir: /r/.git/worktrees/w"])
+            yield SEPARATOR.join([b"a", b"", b"gitdir:" + part * count + b"/r/.git/worktrees/w" + part * count])
+            yield SEPARATOR.join([b"a", b"", b"gitdir: /r/.git/worktrees/" + part * count + b"w/" + part * count])
+            yield SEPARATOR.join([b"a", b"", b"gitdir: /" + part * count + b"/.git/" + part * count])
+            yield SEPARATOR.join([b"a", b"", b"gitdir: /r/.git/worktrees/" + b"/" * count + part])
+            yield SEPARATOR.join([b"a", b"", b"gitdir:" + b"/" * count + b".git/worktrees/" + part])
+        for _ in range(60):
+            text = b"".join(chance.choices(parts, k=count)) + chance.choice(texts) + b"".join(chance.choices(parts, k=count))
+            path = b"".join(chance.choices([b"a/", b"a/", b"a/", b"/", b".", b"\xff", b"..", b"\0"], k=count))
+            yield SEPARATOR.join([path, path[:chance.randrange(len(path))], text])
 
 
 def log():
@@ -174,6 +214,12 @@ def log():
 
 def arguments():
     """Words with a zero byte between them, the first of them the process's name."""
+    seeds = list(command_lines())
+    yield from seeds
+    yield from spliced([seed for seed in seeds if len(seed) < 100], 4000, 400)
+
+
+def command_lines():
     for line in json_lines("servers/processes.jsonl"):
         yield ZERO.join(word.encode() for word in [line["command"]] + line["arguments"])
     for words in dictionary("arguments"):
@@ -187,6 +233,30 @@ def arguments():
         for _ in range(1 + count % 100):
             line.append(b"".join(chance.choices(words, k=chance.choice([1, 1, 2, 3, 9]))))
         yield ZERO.join(line)
+    words = dictionary("arguments")
+    options = [word for word in words if word.startswith(b"-")]
+    values = [b"", b"x", b"-", b"\xff", b"0", b":0", b"9230", b":9230", b"localhost:9229", b"22222222222", b"[[::1]:8787", b"/a.js",
+              b"loopback=[::1]:8787"]
+    for word in words:
+        for bent in [word[:-1], word[1:], word.upper(), word + b"\xff", b"/a/" + word + b"/b.js", word * 2, word + b"/bin/" + word]:
+            yield ZERO.join([b"node", b"/usr/bin/node", bent, bent])
+            yield ZERO.join([bent, b"/usr/bin/" + bent])
+        for count in COUNTS[:-1]:
+            yield ZERO.join([chance.choice([b"node", b"workerd", b"x"]), b"x"] + [word, chance.choice(values)] * count)
+    for option in options:
+        for value in values + [b"+8", b"-8", b"\xc4\xb0:9", b"9" * 70, b"0" * 12 + b"9"]:
+            for program in [b"node", b"workerd"]:
+                yield ZERO.join([program, program, option, value, option + b"=" + value])
+                yield ZERO.join([program, chance.choice([b"workerd", b"node9", b"-", b"", b"x/node"]), option, value + b"\xff"])
+                yield ZERO.join([program, b"workerd", option[:-2], value, option, value[:-1] + b"x", b"-e", value])
+    for count in COUNTS:
+        for piece in [b"\0", b"\xff", b"\xf8\xf8\xff", b"\xc4\xb0", b"a", b"2", b"/", b".js", b"--"]:
+            for before in [b"", b"node\0node\0", b"workerd\0workerd\0--inspector-addr=", b"node\0node\0--debug-port\0" + b"9"]:
+                yield before + piece * count
+        for _ in range(60):
+            yield ZERO.join(chance.choices(words + values, k=count))
+            yield b"".join(chance.choices(words + values + [ZERO] * 20, k=count))
+            yield chance.choice(words) + ZERO * count + chance.choice(words) + ZERO * chance.choice(COUNTS) + chance.choice(words)
     for words in ["node node --inspect=0 app.js", "node node -r x --inspect-brk --inspect-port 9500", "node /x/node --inspect",
                   "workerd workerd --inspector-addr=localhost:9229 --debug-port 9230 --external-addr=loopback=[::1]:8787",
                   "ruby puma 6.4", "php php artisan serve -S", "python3 python3 manage.py runserver",

@@ -1,5 +1,6 @@
 #!/usr/bin/env bash
-# Puts zig, utf8proc's source and Boost's headers into build/macos-tools, for "make macos". What is there already stays.
+# Puts zig, the sources of utf8proc and libuv, and the headers of Boost and CLI11 into build/macos-tools, for "make macos".
+# What is there already stays.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
@@ -20,9 +21,13 @@ if ! cmp -s packaging/macos/package-lock.json "$tools/package-lock.json" || [ ! 
   fi
   ln -sfn "$zig" "$tools/zig"
 fi
-if [ ! -e "$tools/utf8proc" ]; then
-  echo "Fetching the source of utf8proc"
-  scripts/fetch-with-apt.sh source "$tools/utf8proc" utf8proc
-fi
-# Only Boost's, because the other headers beside them are for Linux.
-ln -sfn /usr/include/boost "$tools/include/boost"
+# The package of libuv's source has the number of its interface in its name.
+for package in utf8proc libuv1; do
+  source=$tools/${package%1}
+  if [ ! -e "$source" ]; then
+    echo "Fetching the source of ${package%1}"
+    scripts/fetch-with-apt.sh source "$source" "$package"
+  fi
+done
+# Only these, because the other headers beside them are for Linux.
+for headers in boost CLI; do ln -sfn "/usr/include/$headers" "$tools/include/$headers"; done

@@ -119,6 +119,23 @@ const AgentDefinition& AgentDefinition::definition(Agent agent) {
   return found == all.end() ? claude : *found;
 }
 
+const AgentDefinition::Names& AgentDefinition::processNamesOf(Agent agent) {
+  struct OneAgent {
+    Agent agent;
+    Names names;
+  };
+  // The linker leaves out `all` where nothing else refers to it.
+  static constexpr auto names = [] {
+    std::array<OneAgent, all.size()> each{};
+    std::ranges::transform(all, each.begin(), [](const AgentDefinition& definition) {
+      return OneAgent{.agent = definition.agent, .names = definition.processNames};
+    });
+    return each;
+  }();
+  const auto* const found = std::ranges::find(names, agent, &OneAgent::agent);
+  return found == names.end() ? names.front().names : found->names;
+}
+
 std::string AgentDefinition::configURL() const {
   return Path::joined(Home::directory(), configPath);
 }

@@ -1,5 +1,7 @@
 #pragma once
 
+// Part of Tavrin::Core. Needs nothing but the standard library.
+
 #include <cstdint>
 #include <functional>
 #include <optional>

@@ -304,8 +304,9 @@ SettingsFile::State SettingsFile::state(std::string_view helperPath,
     return state;
   }
   state.entries = std::move(contents.entries);
-  state.isConnected =
-      connectedText(attempt.before.text, helperPath, definition).text == attempt.before.text && state.exists;
+  // A refusal leaves the text as it is too.
+  state.isConnected = connectedText(attempt.before.text, helperPath, definition).kind ==
+                      SettingsText::Outcome::Kind::unchanged;
   return state;
 }
 

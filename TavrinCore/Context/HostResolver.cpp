@@ -1,8 +1,34 @@
 #include "TavrinCore/Context/HostResolver.hpp"
 
 #include <algorithm>
+#include <array>
 
 namespace tavrin::HostResolver {
+
+namespace {
+
+// Programs that start a shell or a command for another user, and for that may leave the application's cgroup
+// (pam_systemd(8)).
+bool changesUser(const ProcessNode& node) {
+  constexpr std::array<std::string_view, 5> names = {"sudo", "su", "doas", "pkexec", "login"};
+  return node.name && std::ranges::find(names, *node.name) != names.end();
+}
+
+// Whether there may be an application in the chain. A chain enters the user's manager below a desktop that
+// the manager has not started. It leaves it below a program that changes the user. So it is asked for both
+// ends, and for each process right above such a program. With all of them outside, the chain is of ssh(1), of
+// a container or of a text console.
+bool mayHaveHost(std::span<const ProcessNode> ancestors, const ProcessTable& table) {
+  if (!table.mayBeOfApplication) return true;
+  if (table.mayBeOfApplication(ancestors.back().pid)) return true;
+  if (ancestors.size() > 1 && table.mayBeOfApplication(ancestors.front().pid)) return true;
+  for (std::size_t i = 1; i + 1 < ancestors.size(); ++i) {
+    if (changesUser(ancestors[i - 1]) && table.mayBeOfApplication(ancestors[i].pid)) return true;
+  }
+  return false;
+}
+
+}  // namespace
 
 std::optional<ProcessNode> pickAgent(std::span<const ProcessNode> ancestors,
                                      std::span<const std::string_view> names) {
@@ -22,9 +48,7 @@ std::optional<ProcessNode> pickHost(std::span<const ProcessNode> ancestors) {
 }
 
 std::optional<ProcessNode> findHost(std::span<const ProcessNode> ancestors, const ProcessTable& table) {
-  if (ancestors.empty()) return std::nullopt;
-  if (table.mayHaveApplications && !table.mayHaveApplications(ancestors.front().pid, ancestors.back().pid))
-    return std::nullopt;
+  if (ancestors.empty() || !mayHaveHost(ancestors, table)) return std::nullopt;
   for (std::size_t i = ancestors.size(); i > 0; --i) {
     const ProcessNode& node = ancestors[i - 1];
     const std::optional<ProcessTable::Application> application = table.application(node.pid);

@@ -5,21 +5,15 @@
 
 #include <algorithm>
 #include <array>
-#include <charconv>
 #include <cstring>
 #include <set>
 #include <unordered_map>
 
+#include "TavrinCore/Support/Integer.hpp"
+
 namespace tavrin::ListeningPorts {
 
 namespace {
-
-template <class Number>
-std::optional<Number> number(std::string_view text, int base) {
-  Number value{};
-  const auto [stop, error] = std::from_chars(text.data(), text.data() + text.size(), value, base);
-  return error == std::errc() && stop == text.data() + text.size() ? std::optional(value) : std::nullopt;
-}
 
 // Takes everything up to the next `separator` off the front of `text`, and the separator too.
 std::string_view takeUntil(char separator, std::string_view& text) {
@@ -41,7 +35,7 @@ template <std::size_t words>
 std::optional<std::array<std::uint32_t, words>> addressWords(std::string_view digits) {
   std::array<std::uint32_t, words> address{};
   for (std::size_t i = 0; i < words; ++i) {
-    const auto word = number<std::uint32_t>(digits.substr(i * wordDigits, wordDigits), 16);
+    const auto word = Integer::digits<std::uint32_t>(digits.substr(i * wordDigits, wordDigits), 16);
     if (!word) return std::nullopt;
     address[i] = *word;
   }
@@ -85,9 +79,9 @@ std::optional<Socket> socketIn(std::string_view line) {
   takeField(line);  // the other end
   if (takeField(line) != listen) return std::nullopt;
   for (int i = 0; i < fieldsBeforeInode; ++i) takeField(line);
-  const auto inode = number<std::uint64_t>(takeField(line), 10);
+  const auto inode = Integer::digits<std::uint64_t>(takeField(line));
   const std::optional<std::string> address = addressText(takeUntil(':', local));
-  const auto port = number<std::uint16_t>(local, 16);
+  const auto port = Integer::digits<std::uint16_t>(local, 16);
   if (!inode || !address || !port || *port == 0) return std::nullopt;
   return Socket{.address = *address, .port = *port, .inode = *inode};
 }
@@ -96,7 +90,7 @@ std::optional<Socket> socketIn(std::string_view line) {
 std::vector<std::int32_t> numbersIn(const std::vector<std::string>& names) {
   std::vector<std::int32_t> numbers;
   for (const std::string& name : names) {
-    if (const auto value = number<std::int32_t>(name, 10)) numbers.push_back(*value);
+    if (const auto value = Integer::digits<std::int32_t>(name)) numbers.push_back(*value);
   }
   std::ranges::sort(numbers);
   return numbers;
@@ -141,7 +135,7 @@ std::optional<std::uint64_t> socketInode(std::string_view linkTarget) {
   if (!linkTarget.starts_with(start) || !linkTarget.ends_with(']')) return std::nullopt;
   linkTarget.remove_prefix(start.size());
   linkTarget.remove_suffix(1);
-  return number<std::uint64_t>(linkTarget, 10);
+  return Integer::digits<std::uint64_t>(linkTarget);
 }
 
 Listing list(const Probes& probes) {

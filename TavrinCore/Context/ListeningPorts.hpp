@@ -9,8 +9,8 @@
 #include <string_view>
 #include <vector>
 
-/// Who listens on which TCP port on Linux, from /proc (proc(5)). It sees the sockets of its own network
-/// namespace, and unlike lsof 4.95 also those of processes with a parenthesis in their names.
+/// Which process listens on which TCP port on Linux, from /proc (proc(5)). It sees the sockets of its own
+/// network namespace. lsof 4.95 misses processes with a parenthesis in their names, and this does not.
 namespace tavrin::ListeningPorts {
 
 /// A TCP socket that waits for connections.
@@ -23,15 +23,15 @@ struct Socket {
 };
 
 /// The sockets in state LISTEN in the text of /proc/net/tcp or /proc/net/tcp6, in the order of their lines.
-/// Lines of any other form are skipped. An IPv4-mapped IPv6 address (RFC 4291, section 2.5.5.2) comes out as
-/// IPv4. Addresses are read in the byte order of this machine, as the kernel prints them.
+/// Lines of any other form are skipped. An IPv4-mapped IPv6 address (RFC 4291, section 2.5.5.2) becomes an
+/// IPv4 address. Addresses have the byte order of this machine, as the kernel prints them.
 std::vector<Socket> parse(std::string_view text);
 
-/// The inode that the target of a link in /proc/PID/fd names, as in "socket:[1234]"; nullopt for what is not
-/// a socket.
+/// The inode in the target of a link in /proc/PID/fd, such as "socket:[1234]". Returns nullopt if the link is
+/// not a socket's.
 std::optional<std::uint64_t> socketInode(std::string_view linkTarget);
 
-/// What `list` asks the file system. Each answers for a file that it cannot read as if it were empty.
+/// How `list` reads files. For a file that cannot be read, each returns what it returns for an empty one.
 struct Probes {
   std::function<std::string(const std::string& path)> contents;
   std::function<std::vector<std::string>(const std::string& directory)> names;  ///< in any order
@@ -50,8 +50,8 @@ struct Listing {
   bool operator==(const Listing&) const = default;
 };
 
-/// Finds the listening sockets and the processes that have them open. A process that ends meanwhile is left
-/// out or keeps what was seen of it.
+/// Finds the listening sockets and the processes that have them open. A process that ends meanwhile may be
+/// listed or not.
 Listing list(const Probes& probes);
 
 }  // namespace tavrin::ListeningPorts

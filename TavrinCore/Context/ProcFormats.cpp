@@ -2,21 +2,14 @@
 
 #include <sys/sysmacros.h>
 
-#include <charconv>
 #include <vector>
 
+#include "TavrinCore/Support/Integer.hpp"
 #include "TavrinCore/Support/Text.hpp"
 
 namespace tavrin::ProcFormats {
 
 namespace {
-
-template <class Integer>
-std::optional<Integer> number(std::string_view text, int base = 10) {
-  Integer value{};
-  const auto [stop, error] = std::from_chars(text.data(), text.data() + text.size(), value, base);
-  return error == std::errc() && stop == text.data() + text.size() ? std::optional(value) : std::nullopt;
-}
 
 std::vector<std::string_view> split(std::string_view text, char separator) {
   std::vector<std::string_view> parts;
@@ -31,9 +24,9 @@ std::vector<std::string_view> split(std::string_view text, char separator) {
 // The text between space number `index`, counted from 1, and the next space; "" if there are fewer spaces.
 std::string_view fieldAt(std::string_view text, std::size_t index) {
   for (; index > 0; --index) {
-    const std::size_t blank = text.find(' ');
-    if (blank == std::string_view::npos) return {};
-    text.remove_prefix(blank + 1);
+    const std::size_t space = text.find(' ');
+    if (space == std::string_view::npos) return {};
+    text.remove_prefix(space + 1);
   }
   return text.substr(0, text.find(' '));
 }
@@ -52,7 +45,7 @@ std::optional<std::string> unescaped(std::string_view name) {
   while (!name.empty()) {
     const bool mayBeEscape = name.size() >= escapeLength && name.starts_with("\\x");
     const std::optional<std::uint8_t> byte =
-        mayBeEscape ? number<std::uint8_t>(name.substr(2, 2), 16) : std::nullopt;
+        mayBeEscape ? Integer::digits<std::uint8_t>(name.substr(2, 2), 16) : std::nullopt;
     out += byte ? static_cast<char>(*byte) : name.front();
     name.remove_prefix(byte ? escapeLength : 1);
   }
@@ -88,6 +81,14 @@ std::optional<std::string> idInUnit(std::string_view unit) {
 
 }  // namespace
 
+std::string procPath(std::int32_t pid, std::string_view file, std::string_view root) {
+  constexpr std::size_t usualLength = 32;
+  std::string path;
+  path.reserve(root.size() + usualLength);
+  path.append(root).append("/proc/").append(std::to_string(pid)).append(1, '/').append(file);
+  return path;
+}
+
 std::optional<Stat> parseStat(std::string_view text) {
   // PID (NAME) STATE PPID PGRP SESSION TTY_NR …, where NAME may hold spaces and parentheses of its own.
   const std::size_t open = text.find('(');
@@ -96,8 +97,8 @@ std::optional<Stat> parseStat(std::string_view text) {
   const std::string_view fields = text.substr(close + 1);
   constexpr std::size_t parentField = 2;
   constexpr std::size_t terminalField = 5;
-  const auto parent = number<std::int32_t>(fieldAt(fields, parentField));
-  const auto terminal = number<std::int32_t>(fieldAt(fields, terminalField));
+  const auto parent = Integer::digits<std::int32_t>(fieldAt(fields, parentField));
+  const auto terminal = Integer::digits<std::int32_t>(fieldAt(fields, terminalField));
   if (!parent || !terminal) return std::nullopt;
   return Stat{.name = std::string(text.substr(open + 1, close - open - 1)),
               .parent = *parent,
@@ -111,7 +112,7 @@ std::optional<Lifetime> parseLifetime(std::string_view text) {
   constexpr std::size_t stateField = 1;
   constexpr std::size_t startField = 20;
   const std::string_view state = fieldAt(fields, stateField);
-  const auto start = number<std::uint64_t>(fieldAt(fields, startField));
+  const auto start = Integer::digits<std::uint64_t>(fieldAt(fields, startField));
   if (state.size() != 1 || !start) return std::nullopt;
   return Lifetime{.state = state.front(), .startTicks = *start};
 }
@@ -130,7 +131,7 @@ std::vector<std::string> arguments(std::string_view cmdline) {
 std::vector<std::int32_t> processIds(std::string_view children) {
   std::vector<std::int32_t> found;
   for (const std::string_view word : split(children, ' ')) {
-    if (const auto pid = number<std::int32_t>(word)) found.push_back(*pid);
+    if (const auto pid = Integer::digits<std::int32_t>(word)) found.push_back(*pid);
   }
   return found;
 }
@@ -146,10 +147,10 @@ std::vector<FileLock> fileLocks(std::string_view locks) {
     if (words.size() <= fileWord || words[1] != "FLOCK") continue;
     const std::vector<std::string_view> file = split(words[fileWord], ':');
     if (file.size() != 3) continue;
-    const auto pid = number<std::int32_t>(words[pidWord]);
-    const auto majorNumber = number<std::uint32_t>(file[0], 16);
-    const auto minorNumber = number<std::uint32_t>(file[1], 16);
-    const auto inode = number<std::uint64_t>(file[2]);
+    const auto pid = Integer::digits<std::int32_t>(words[pidWord]);
+    const auto majorNumber = Integer::digits<std::uint32_t>(file[0], 16);
+    const auto minorNumber = Integer::digits<std::uint32_t>(file[1], 16);
+    const auto inode = Integer::digits<std::uint64_t>(file[2]);
     if (!pid || *pid <= 0 || !majorNumber || !minorNumber || !inode) continue;
     found.push_back({.pid = *pid, .majorNumber = *majorNumber, .minorNumber = *minorNumber, .inode = *inode});
   }

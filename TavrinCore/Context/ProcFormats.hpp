@@ -11,6 +11,9 @@
 /// Reads the texts of Linux's /proc that describe processes.
 namespace tavrin::ProcFormats {
 
+/// The path of one of a process's files, such as "/proc/4242/stat", below `root`.
+std::string procPath(std::int32_t pid, std::string_view file, std::string_view root = "");
+
 /// The fields of /proc/PID/stat (proc(5)) that Tavrin uses.
 struct Stat {
   std::string name;  ///< at most 15 bytes, any bytes
@@ -39,7 +42,7 @@ std::optional<Lifetime> parseLifetime(std::string_view text);
 /// last one.
 std::vector<std::string> arguments(std::string_view cmdline);
 
-/// The process ids in a text of /proc/PID/task/TID/children: numbers separated by spaces. Anything else is
+/// The process ids in a text of /proc/PID/task/TID/children: numbers separated by spaces. Other words are
 /// left out.
 std::vector<std::int32_t> processIds(std::string_view children);
 

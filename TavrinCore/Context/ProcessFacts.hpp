@@ -1,5 +1,7 @@
 #pragma once
 
+// Part of Tavrin::Core. Needs nothing but the standard library.
+
 #include <cstdint>
 #include <functional>
 #include <optional>
@@ -10,22 +12,22 @@
 
 namespace tavrin {
 
-/// What one look-up of a process reports. Process ids are reused; `startedAt` tells two processes apart.
+/// What one look-up of a process reports. Process ids are reused, so compare `startedAt` too.
 struct ProcessFact {
   std::int32_t parent = 0;
-  std::string name;                     ///< the short name, which the system may have cut off
+  std::string name;                     ///< the short name, which the system may have shortened
   Date startedAt;                       ///< when the process started, to the hundredth of a second
   std::optional<std::string> terminal;  ///< path of the controlling terminal, such as "/dev/pts/3"
 
   bool operator==(const ProcessFact&) const = default;
 };
 
-/// Look-ups in the running system's process table. Each asks the system anew: nothing is remembered between
-/// two calls. What cannot be found out, because the process has ended or belongs to another user, is nullopt
-/// or an empty list. Tests and recordings fill in functions of their own; all of them must be set.
+/// Look-ups in the running system's process table. Each call asks the system again. If a process has ended or
+/// belongs to another user, the result is nullopt or an empty list. Tests and recordings supply their own
+/// functions. All of them must be set.
 struct ProcessFacts {
-  /// The process itself; nullopt when there is none. A process that has ended and only waits for its parent
-  /// (a zombie) counts as none.
+  /// The process itself, or nullopt if there is none. A zombie, which has ended and waits for its parent,
+  /// counts as none.
   std::function<std::optional<ProcessFact>(std::int32_t pid)> process;
   /// The path of the executable file, links resolved.
   std::function<std::optional<std::string>(std::int32_t pid)> executable;
@@ -33,14 +35,14 @@ struct ProcessFacts {
   std::function<std::optional<std::string>(std::int32_t pid)> folder;
   /// The arguments, the program's name first. At most 128 KiB of them are read.
   std::function<std::vector<std::string>(std::int32_t pid)> arguments;
-  /// The processes that this one started and that still run, zombies left out; in no particular order.
+  /// The processes that this one started and that still run, without zombies, in any order.
   std::function<std::vector<std::int32_t>(std::int32_t pid)> children;
-  /// All processes of this machine that can be seen.
+  /// All processes that this user can see.
   std::function<std::vector<std::int32_t>()> all;
-  /// The process that holds flock(2) on the file at `path`; nullopt when nobody does or it cannot be found
-  /// out.
+  /// The process that holds flock(2) on the file at `path`. Returns nullopt if no process does, or if it is
+  /// not visible.
   std::function<std::optional<std::int32_t>(const std::string& path)> lockHolder;
-  /// When the system was started, by the clock that Date counts with; time spent in suspend is included.
+  /// When the system started, by the clock that Date uses. The time in suspend counts.
   std::function<Date()> bootedAt;
 
   /// The look-ups of the running system: /proc on Linux (proc(5)), libproc and sysctl(3) on macOS.

@@ -14,13 +14,13 @@
 
 namespace tavrin {
 
-/// The look-ups of processes that one system offers. Each returns nullopt for what it does not know. The walk
-/// over them is the same on all systems.
+/// The look-ups of processes on one system. Each returns nullopt if it does not know the answer. ProcessTree
+/// uses them in the same way on all systems.
 struct ProcessTable {
-  /// What the process table has of a process.
+  /// A process's entry.
   struct Record {
     std::int32_t parent = 0;
-    std::string name;  ///< the short name, which the system may have cut off or left empty
+    std::string name;  ///< the short name, which the system may have shortened or left empty
   };
   /// A running application, as people know it.
   struct Application {
@@ -33,39 +33,39 @@ struct ProcessTable {
   std::function<std::optional<std::string>(std::int32_t pid)> terminal;  ///< the controlling terminal's path
   std::function<std::optional<Application>(std::int32_t pid)> application;
 
-  /// The name of a process's executable. Set on systems where the short name is that of a thread, which
-  /// programs change at will.
+  /// The name of a process's executable. Set only where the short name belongs to a thread and programs can
+  /// change it.
   std::function<std::optional<std::string>(std::int32_t pid)> executable = {};
 
-  /// Whether there may be an application among the processes from `innermost` up to `outermost`. Set where
-  /// that costs less than asking for each of them.
-  std::function<bool(std::int32_t innermost, std::int32_t outermost)> mayHaveApplications = {};
+  /// Whether a process may belong to an application. Set only where processes keep the application of their
+  /// parent unless they are moved, and where this costs less than asking about each process.
+  std::function<bool(std::int32_t pid)> mayBeOfApplication = {};
 
   /// The table of the running system. It may remember what it has read, so use it for one short run only.
   static ProcessTable ofThisSystem();
 };
 
-/// The chain of a process's ancestors, and what is known of one of them.
+/// The chain of a process's ancestors, and facts about one process.
 namespace ProcessTree {
 
-/// The most processes of a chain that are looked at.
+/// How many processes of a chain are looked at, at most.
 inline constexpr int defaultLimit = 32;
 
 /// The process `pid` and its ancestors, child first, at most `limit` in all. Process 1 and the kernel are
 /// left out. The walk stops at a process that has ended.
 std::vector<ProcessNode> ancestors(std::int32_t pid, const ProcessTable& table, int limit = defaultLimit);
 
-/// The same walk without looking up applications. Up to the nearest process that goes by one of `names`, it
-/// looks up executables where the process's own name does not decide.
+/// The same chain without applications. It looks up executables as far as the nearest process that is one of
+/// `names` (isNamed), where the process's own name does not decide.
 std::vector<ProcessNode> ancestorsWithAgent(std::span<const std::string_view> names, std::int32_t pid,
                                             const ProcessTable& table, int limit = defaultLimit);
 
-/// The same walk up to that process. That is enough to find the agent.
+/// The same chain, but only as far as that process. That is enough to find the agent.
 std::vector<ProcessNode> ancestorsUpTo(std::span<const std::string_view> names, std::int32_t pid,
                                        const ProcessTable& table, int limit = defaultLimit);
 
-/// Whether a process goes by one of `names`: by its own name or, if that is not a shell's, by its
-/// executable's.
+/// Whether a process has one of `names`: as its own name or, if that is not a shell's, as the name of its
+/// executable.
 bool isNamed(const ProcessNode& node, std::span<const std::string_view> names);
 
 /// Whether a name is that of a shell. Agents start their hooks through shells.

@@ -1,16 +1,15 @@
-// What /proc (proc(5)) tells about processes.
-#include <sys/sysmacros.h>
-#include <unistd.h>
+#include "TavrinCore/Context/ProcessTree_linux.hpp"
 
-#include <array>
+#include <sys/sysmacros.h>
+
 #include <cerrno>
 #include <map>
 #include <memory>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "TavrinCore/Context/ProcFormats.hpp"
-#include "TavrinCore/Context/ProcessTree.hpp"
 #include "TavrinCore/Support/File.hpp"
 #include "TavrinCore/Support/Path.hpp"
 
@@ -18,27 +17,18 @@ namespace tavrin {
 
 namespace {
 
-std::string procPath(std::int32_t pid, std::string_view file) {
-  return "/proc/" + std::to_string(pid) + "/" + std::string(file);
-}
+using ProcFormats::procPath;
 
-std::optional<std::string> linkTarget(const std::string& path) {
-  std::array<char, 4096> target{};
-  const ssize_t length = ::readlink(path.c_str(), target.data(), target.size());
-  return length > 0 ? std::optional(std::string(target.data(), static_cast<std::size_t>(length)))
-                    : std::nullopt;
-}
-
-// A terminal of a driver that has no fixed names, as of a USB adapter (sysfs(5)).
-std::optional<std::string> terminalInSysfs(std::uint32_t device) {
-  const auto link =
-      linkTarget("/sys/dev/char/" + std::to_string(major(device)) + ":" + std::to_string(minor(device)));
+// A terminal of a driver that has no fixed names, such as a USB adapter's (sysfs(5)).
+std::optional<std::string> terminalInSysfs(const std::string& root, std::uint32_t device) {
+  const std::string number = std::to_string(major(device)) + ":" + std::to_string(minor(device));
+  const auto link = File::readLink(root + "/sys/dev/char/" + number);
   return link ? std::optional("/dev/" + std::string(Path::lastComponent(*link))) : std::nullopt;
 }
 
 // The name of a process's executable. The file may have been replaced since the process started.
-std::optional<std::string> executableOf(std::int32_t pid) {
-  const std::optional<std::string> target = linkTarget(procPath(pid, "exe"));
+std::optional<std::string> executableOf(const std::string& root, std::int32_t pid) {
+  const std::optional<std::string> target = File::readLink(procPath(pid, "exe", root));
   if (!target) return std::nullopt;
   std::string_view name = Path::lastComponent(*target);
   constexpr std::string_view replaced = " (deleted)";
@@ -46,21 +36,25 @@ std::optional<std::string> executableOf(std::int32_t pid) {
   return std::string(name);
 }
 
-// Reads each file of a process once and remembers it. The files stay open until the table goes, which for
-// tavrin-hook is the end of the process: closing them one by one would be a third of its calls for them.
+// Reads each file of a process once and remembers it. The files stay open until the table is destroyed, which
+// in tavrin-hook is the end of the process. A third of its calls for these files would be to close them.
 class ProcFiles {
  public:
+  explicit ProcFiles(std::string root) : root_(std::move(root)) {}
+
   const std::optional<ProcFormats::Stat>& stat(std::int32_t pid) {
     const auto known = stats_.find(pid);
     if (known != stats_.end()) return known->second;
-    const std::optional<std::string> text = read(procPath(pid, "stat"));
+    const std::optional<std::string> text = read(procPath(pid, "stat", root_));
     return stats_.emplace(pid, text ? ProcFormats::parseStat(*text) : std::nullopt).first->second;
   }
+
+  const std::string& root() const { return root_; }
 
   const std::string& cgroup(std::int32_t pid) {
     const auto known = cgroups_.find(pid);
     if (known != cgroups_.end()) return known->second;
-    return cgroups_.emplace(pid, read(procPath(pid, "cgroup")).value_or("")).first->second;
+    return cgroups_.emplace(pid, read(procPath(pid, "cgroup", root_)).value_or("")).first->second;
   }
 
  private:
@@ -78,6 +72,7 @@ class ProcFiles {
     return text;
   }
 
+  std::string root_;
   std::map<std::int32_t, std::optional<ProcFormats::Stat>> stats_;
   std::map<std::int32_t, std::string> cgroups_;
   std::vector<FileDescriptor> open_;
@@ -85,35 +80,37 @@ class ProcFiles {
 
 }  // namespace
 
-ProcessTable ProcessTable::ofThisSystem() {
-  const auto files = std::make_shared<ProcFiles>();
+ProcessTable processTableBelow(std::string root) {
+  using Record = ProcessTable::Record;
+  using Application = ProcessTable::Application;
+  const auto files = std::make_shared<ProcFiles>(std::move(root));
+  const auto executable = [files](std::int32_t pid) { return executableOf(files->root(), pid); };
   return {
       .record = [files](std::int32_t pid) -> std::optional<Record> {
         const auto& stat = files->stat(pid);
         if (!stat) return std::nullopt;
         return Record{.parent = stat->parent, .name = stat->name};
       },
-      .longName = executableOf,
+      .longName = executable,
       .terminal = [files](std::int32_t pid) -> std::optional<std::string> {
         const auto& stat = files->stat(pid);
         if (!stat || stat->terminal == 0) return std::nullopt;
         const auto path = ProcFormats::terminalPath(stat->terminal);
-        return path ? path : terminalInSysfs(stat->terminal);
+        return path ? path : terminalInSysfs(files->root(), stat->terminal);
       },
       .application = [files](std::int32_t pid) -> std::optional<Application> {
         auto id = ProcFormats::applicationId(files->cgroup(pid));
         if (!id) return std::nullopt;
         return Application{.bundleId = std::move(id), .isRegular = true};
       },
-      .executable = executableOf,
-      // A chain may leave the user's manager, with sudo(8), or enter it, below a desktop that it has not
-      // started. One with both ends outside is of ssh(1), of a container or of a text console.
-      .mayHaveApplications =
-          [files](std::int32_t innermost, std::int32_t outermost) {
-            return ProcFormats::mayBeOfApplication(files->cgroup(outermost)) ||
-                   ProcFormats::mayBeOfApplication(files->cgroup(innermost));
-          },
+      .executable = executable,
+      .mayBeOfApplication =
+          [files](std::int32_t pid) { return ProcFormats::mayBeOfApplication(files->cgroup(pid)); },
   };
+}
+
+ProcessTable ProcessTable::ofThisSystem() {
+  return processTableBelow("");
 }
 
 }  // namespace tavrin

@@ -1,14 +1,17 @@
-// What the kernel (sysctl(3), libproc.h) and AppKit tell about processes.
+// What the kernel (sysctl(3), libproc.h) and AppKit report about processes.
 #include "TavrinCore/Context/ProcessTree_macos.hpp"
 
 #include <dlfcn.h>
+#include <fcntl.h>
 #include <libproc.h>
 #include <objc/message.h>
 #include <stdlib.h>  // NOLINT(modernize-deprecated-headers): devname(3) is in no other
 #include <sys/stat.h>
 #include <sys/sysctl.h>
+#include <unistd.h>
 
 #include <array>
+#include <cerrno>
 #include <cstddef>
 #include <memory>
 #include <span>
@@ -42,7 +45,7 @@ std::optional<ProcessTable::Record> recordOf(const MacCalls& calls, std::int32_t
   kinfo_proc process{};
   std::size_t size = sizeof(process);
   if (calls.sysctl(name.data(), name.size(), &process, &size, nullptr, 0) != 0) return std::nullopt;
-  // A process that is gone is no error: nothing is returned for it.
+  // A process that has ended is not an error: the call succeeds and returns no bytes.
   if (size < 1) return std::nullopt;
   return ProcessTable::Record{.parent = process.kp_eproc.e_ppid, .name = textIn(process.kp_proc.p_comm)};
 }
@@ -75,6 +78,37 @@ class AutoreleasePool {
   void* pool_;
 };
 
+// Points standard error to /dev/null as long as it lives. AppKit and the frameworks below it may print
+// warnings when they are loaded or asked, and agents show what a hook prints.
+class SilentStandardError {
+ public:
+  SilentStandardError() : saved_(::fcntl(STDERR_FILENO, F_DUPFD_CLOEXEC, firstOfOurs)) {
+    if (saved_ < 0 && errno != EBADF) return;
+    // If standard error is closed, this may be its number.
+    null_ = ::open("/dev/null", O_WRONLY | O_CLOEXEC);
+    isSilent_ = null_ >= 0 && ::dup2(null_, STDERR_FILENO) == STDERR_FILENO;
+  }
+  ~SilentStandardError() {
+    if (saved_ >= 0) {
+      ::dup2(saved_, STDERR_FILENO);
+      ::close(saved_);
+    } else if (isSilent_) {
+      ::close(STDERR_FILENO);
+    }
+    if (null_ >= 0 && null_ != STDERR_FILENO) ::close(null_);
+  }
+  SilentStandardError(const SilentStandardError&) = delete;
+  SilentStandardError& operator=(const SilentStandardError&) = delete;
+
+  bool isSilent() const { return isSilent_; }
+
+ private:
+  static constexpr int firstOfOurs = 3;
+  int saved_;
+  int null_ = -1;
+  bool isSilent_ = false;
+};
+
 // The answer to a message; nothing without a receiver, or from one that has no such method: sending it all
 // the same would end the process.
 template <class Result, class... Arguments>
@@ -89,6 +123,8 @@ std::optional<Result> ask(const MacCalls& calls,
 // NSRunningApplication(processIdentifier:).
 std::optional<ProcessTable::Application> applicationOf(const MacCalls& calls, std::int32_t pid) {
   constexpr long regularPolicy = 0;  // NSApplicationActivationPolicyRegular
+  const SilentStandardError silence;
+  if (!silence.isSilent()) return std::nullopt;
   if (calls.dlopen("/System/Library/Frameworks/AppKit.framework/AppKit", RTLD_LAZY) == nullptr)
     return std::nullopt;
   auto* const type = calls.classNamed("NSRunningApplication");

@@ -1,6 +1,6 @@
 #pragma once
 
-// Part of Tavrin::Core. Needs POSIX and the standard library.
+// Part of Tavrin::Core. Needs POSIX, the Objective-C runtime and the standard library.
 
 #include <objc/runtime.h>
 #include <sys/types.h>
@@ -13,7 +13,7 @@
 
 namespace tavrin {
 
-/// The calls to macOS that its process table is made of, each as the system declares it.
+/// The calls to macOS that its process table needs, each as the system declares it.
 struct MacCalls {
   // The kernel: sysctl(3), <libproc.h>, devname(3).
   std::function<int(int* name, unsigned nameLength, void* value, std::size_t* size, void* newValue,
@@ -31,7 +31,7 @@ struct MacCalls {
   std::function<void*()> pushAutoreleasePool;
   std::function<void(void* pool)> popAutoreleasePool;
 
-  // The sending of a message, for each type of the methods that are called.
+  // Sends a message. There is one function for each type of method that is called.
   std::function<id(id receiver, SEL selector, pid_t argument)> objectByPid;
   std::function<id(id receiver, SEL selector)> object;
   std::function<long(id receiver, SEL selector)> integer;
@@ -41,8 +41,9 @@ struct MacCalls {
   static MacCalls ofThisSystem();
 };
 
-/// The process table that these calls make. AppKit is opened by the first look-up of an application: a run
-/// that looks up no host does without the time that loading it takes.
+/// The process table that uses these calls. The first look-up of an application loads AppKit. So a run that
+/// looks up no host saves the time for loading it. During a look-up, the standard error of the whole process
+/// leads to /dev/null. If that cannot be opened, no application is found.
 ProcessTable processTableOf(const MacCalls& calls);
 
 }  // namespace tavrin

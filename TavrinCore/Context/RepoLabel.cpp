@@ -16,10 +16,10 @@ constexpr int mostDirectories = 64;
 constexpr std::size_t largestGitFile = 1'000'000;
 
 std::string_view withoutBlanksAtTheEnds(std::string_view text) {
-  constexpr std::string_view blanks = " \t";
-  const std::size_t first = text.find_first_not_of(blanks);
+  constexpr std::string_view spaces = " \t";
+  const std::size_t first = text.find_first_not_of(spaces);
   if (first == std::string_view::npos) return {};
-  return text.substr(first, text.find_last_not_of(blanks) - first + 1);
+  return text.substr(first, text.find_last_not_of(spaces) - first + 1);
 }
 
 // The directory, from `start` upwards, that holds ".git".

@@ -32,7 +32,7 @@ void placeInRepository(Session& session, const HookEvent& event, const SessionSu
 // Every event renews the agent's process. Finding the host costs more, so only a record without one and the
 // start of a session or a prompt do that.
 void placeInProcesses(Session& session, const HookEvent& event, const SessionSurroundings& around) {
-  const auto& names = AgentDefinition::definition(session.agent).processNames;
+  const auto& names = AgentDefinition::processNamesOf(session.agent);
   const bool wantsHost =
       !session.hostPid || event.eventName == "SessionStart" || event.eventName == "UserPromptSubmit";
   const std::vector<ProcessNode> ancestors =

@@ -29,11 +29,34 @@ std::vector<const SessionFact*> openQuestions(const std::vector<SessionFact>& fa
   return open;
 }
 
+namespace {
+
+// Whether the command has the word, in quotes or not.
+bool hasWord(std::string_view command, std::string_view word) {
+  constexpr std::string_view separators = " \t\n;|&()<>'\"`";
+  for (std::size_t at = command.find(word); at != std::string_view::npos; at = command.find(word, at + 1)) {
+    const std::size_t end = at + word.size();
+    if ((at == 0 || separators.find(command[at - 1]) != std::string_view::npos) &&
+        (end == command.size() || separators.find(command[end]) != std::string_view::npos))
+      return true;
+  }
+  return false;
+}
+
+// Whether the argument is in the command. A script that was found in PATH is named there without its folder
+// and, as a rule, without its extension: "yarn" for "/usr/lib/yarn.js".
+bool holds(std::string_view command, std::string_view argument) {
+  if (argument.empty()) return false;
+  if (command.find(argument) != std::string_view::npos) return true;
+  if (argument.find('/') == std::string_view::npos) return false;
+  const std::string_view name = Path::lastComponent(argument);
+  return hasWord(command, name) || hasWord(command, name.substr(0, name.find('.')));
+}
+
+}  // namespace
+
 bool runs(const std::vector<std::string>& arguments, std::string_view command) {
   if (arguments.empty() || command.empty()) return false;
-  const auto holds = [&](std::string_view word) {
-    return !word.empty() && command.find(word) != std::string_view::npos;
-  };
   // The sandbox's own commands are those that needed no question.
   if (std::ranges::any_of(arguments, [](const std::string& word) {
         return word.find("codex-linux-sandbox") != std::string::npos || word == "--sandbox-policy-cwd" ||
@@ -43,10 +66,10 @@ bool runs(const std::vector<std::string>& arguments, std::string_view command) {
   if (std::ranges::any_of(arguments,
                           [&](const std::string& word) { return word.find(command) != std::string::npos; }))
     return true;
-  // A script's interpreter stands before the words that were asked about.
-  const bool isNamed = holds(Path::lastComponent(arguments.front()));
-  const bool hasRest = arguments.size() > 1 && std::all_of(arguments.begin() + 1, arguments.end(), holds);
-  return hasRest || (isNamed && arguments.size() == 1);
+  const auto isHeld = [&](std::string_view word) { return holds(command, word); };
+  if (arguments.size() == 1) return isHeld(Path::lastComponent(arguments.front()));
+  // The name of a script's interpreter is not in the command.
+  return std::all_of(arguments.begin() + 1, arguments.end(), isHeld);
 }
 
 }  // namespace tavrin::ChildEvidence

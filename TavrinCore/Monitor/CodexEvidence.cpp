@@ -1,5 +1,6 @@
 #include <algorithm>
 #include <array>
+#include <boost/json/array.hpp>
 #include <boost/json/object.hpp>
 #include <charconv>
 
@@ -31,17 +32,35 @@ std::string_view typeOf(std::string_view line) {
   return line.substr(0, line.find('"'));
 }
 
-// The command in a call's arguments. In code mode the arguments are a program, which holds the call's own
-// arguments as a JSON object.
-std::string commandIn(std::string_view arguments) {
-  json::object object = objectIn(arguments);
-  if (object.empty()) {
-    const std::size_t from = arguments.find('{');
-    const std::size_t to = arguments.rfind('}');
-    if (from != std::string_view::npos && to != std::string_view::npos && from < to)
-      object = objectIn(arguments.substr(from, to - from + 1));
+// The command among a tool's arguments, which is a text or, for some tools, a list of words.
+std::string commandAt(const json::object& arguments) {
+  for (const std::string_view key : {"cmd", "command"}) {
+    if (const std::string_view text = textAt(arguments, key); !text.empty()) return std::string(text);
+    const json::value* const value = arguments.if_contains(key);
+    const json::array* const words = value == nullptr ? nullptr : value->if_array();
+    if (words == nullptr) continue;
+    std::vector<std::string_view> all;
+    for (const json::value& word : *words)
+      if (word.is_string()) all.emplace_back(word.get_string());
+    // A shell gets the command as one word: "bash", "-lc", COMMAND.
+    if (all.size() == 3 && all[1].starts_with('-') && all[1].ends_with('c')) return std::string(all[2]);
+    std::string joined;
+    for (const std::string_view word : all) joined += (joined.empty() ? "" : " ") + std::string(word);
+    return joined;
   }
-  return std::string(textAt(object, "cmd"));
+  return {};
+}
+
+// The command in a call's arguments. In code mode the arguments are a program, which holds the call's own
+// arguments as an object. If that is not JSON, the whole program stands for the command.
+std::string commandIn(std::string_view arguments) {
+  const json::object object = objectIn(arguments);
+  if (!object.empty()) return commandAt(object);
+  const std::size_t from = arguments.find('{');
+  const std::size_t to = arguments.rfind('}');
+  if (from == std::string_view::npos || to == std::string_view::npos || to < from) return {};
+  const json::object inner = objectIn(arguments.substr(from, to - from + 1));
+  return inner.empty() ? std::string(arguments) : commandAt(inner);
 }
 
 void readCall(const json::object& payload, Date at, LineEvidence& found) {

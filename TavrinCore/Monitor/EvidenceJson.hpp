@@ -1,5 +1,7 @@
 #pragma once
 
+// Part of Tavrin::Core. Needs Boost.JSON and the standard library.
+
 #include <boost/json/value.hpp>
 #include <cstdint>
 #include <optional>

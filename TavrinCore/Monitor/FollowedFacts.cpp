@@ -46,7 +46,7 @@ bool FollowedFacts::look(const MonitorFiles& files) {
           }};
   const FollowedFile::Change change = file_.look(files, reader);
   // An agent that is stopped before its first word takes the prompt back: the file is rewritten without it.
-  if (change == FollowedFile::Change::replaced && wasRunning && !runningSince_ && !isSubagents_) {
+  if (change == FollowedFile::Change::replaced && wasRunning && !runningSince_) {
     const bool holdsTurn =
         std::ranges::any_of(facts_, [&](const SessionFact& fact) { return fact.at >= *wasRunning; });
     if (!holdsTurn) add({.kind = Kind::interrupted, .at = file_.modifiedAt(), .call = {}, .command = {}});
@@ -90,7 +90,7 @@ void FollowedFacts::addOfSubagent(SessionFact fact) {
   for (const SessionFact& known : facts_) {
     if (known.kind == Kind::asked)
       open.push_back(known.call);
-    else if (!known.call.empty())
+    else
       std::erase(open, known.call);
   }
   for (std::string& call : open)

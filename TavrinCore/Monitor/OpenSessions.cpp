@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <chrono>
+#include <utility>
 
 #include "TavrinCore/Monitor/AgentEvidence.hpp"
 #include "TavrinCore/Support/Integer.hpp"
@@ -245,16 +246,25 @@ std::optional<std::string> OpenSessions::codexRollout(const AgentHome& home, con
 }
 
 std::vector<std::string> OpenSessions::codexSubagents(const std::string& sessionId) const {
+  // A sub-agent may start others. An id is listed once, so a circle of parents ends.
   std::vector<std::string> found;
-  for (const auto& [id, thread] : threads_)
-    if (thread.parentId == sessionId) found.push_back(id);
+  std::set<std::string> known = {sessionId};
+  for (bool isNew = true; std::exchange(isNew, false);) {
+    for (const auto& [id, thread] : threads_) {
+      if (!known.contains(thread.parentId) || !known.insert(id).second) continue;
+      found.push_back(id);
+      isNew = true;
+    }
+  }
   return found;
 }
 
 void OpenSessions::lookClients(const Surroundings& with) {
   for (auto& [pid, client] : clients_) {
     const auto process = with.process(pid);
-    client.isAlive = client.isAlive && process && process->startedAt == client.startedAt;
+    if (!client.isAlive || (process && process->startedAt == client.startedAt)) continue;
+    client.isAlive = false;
+    client.endedAt = with.now;
   }
   for (const std::int32_t pid : with.processes.all()) {
     if (clients_.contains(pid) && clients_[pid].isAlive) continue;
@@ -262,7 +272,7 @@ void OpenSessions::lookClients(const Surroundings& with) {
     if (!process || !process->terminal || !isClientName(process->name)) continue;
     const auto parent = with.process(process->parent);
     if (parent && isClientName(parent->name)) continue;
-    clients_[pid] = {.startedAt = process->startedAt, .isAlive = true, .sessionId = {}};
+    clients_[pid] = {.startedAt = process->startedAt, .isAlive = true, .endedAt = {}, .sessionId = {}};
   }
 }
 
@@ -279,7 +289,7 @@ void OpenSessions::lookDaemon(const std::vector<Holding>& held, const Surroundin
     Client* owner = nullptr;
     std::int32_t ownerPid = 0;
     for (auto& [pid, client] : clients_) {
-      if (!client.sessionId.empty() || client.startedAt > one.since) continue;
+      if (!client.sessionId.empty() || !client.ranAt(one.since)) continue;
       if (owner == nullptr || client.startedAt > owner->startedAt) {
         owner = &client;
         ownerPid = pid;

@@ -1,5 +1,7 @@
 #pragma once
 
+// Part of Tavrin::Core. Needs nothing but the standard library.
+
 #include <cstdint>
 #include <functional>
 #include <map>
@@ -47,7 +49,7 @@ class OpenSessions {
     next_.reset();
   }
 
-  /// The threads that Codex started as sub-agents of the session, by their ids.
+  /// The threads that Codex started as sub-agents of the session, and those of the sub-agents, by their ids.
   std::vector<std::string> codexSubagents(const std::string& sessionId) const;
 
   /// The rollout of a thread of Codex; nullopt when there is none.
@@ -75,7 +77,10 @@ class OpenSessions {
   struct Client {
     Date startedAt;
     bool isAlive = true;
+    Date endedAt;           // when it was first missed
     std::string sessionId;  // what it shows
+
+    bool ranAt(Date date) const { return startedAt <= date && (isAlive || date <= endedAt); }
   };
   struct Holding {
     std::string id;

@@ -198,12 +198,20 @@ std::vector<std::pair<std::string, bool>> SessionWatcher::filesOf(const Trace& t
     return directories_.names(path, surroundings_.files, now_);
   };
   switch (record.agent) {
-    case Agent::claude:
-      if (record.transcriptPath)
-        addPath(paths, *record.transcriptPath, false);
-      else if (const auto path = home ? home->transcript(id, record.cwd) : std::nullopt)
-        addPath(paths, *path, false);
+    case Agent::claude: {
+      std::optional<std::string> path = record.transcriptPath;
+      if (!path && home) path = home->transcript(id, record.cwd);
+      if (!path) break;
+      addPath(paths, *path, false);
+      // "ID.jsonl" has its sub-agents' files in "ID/subagents". They show answers that a status file also
+      // shows.
+      const auto& open = trace.session.evidence.open;
+      if (record.state != SessionState::needsYou || (open && open->state)) break;
+      const std::string subagents = Path::joined(path->substr(0, path->rfind('.')), "subagents");
+      for (const std::string& name : names(subagents))
+        if (Path::extension(name) == "jsonl") addPath(paths, Path::joined(subagents, name), true);
       break;
+    }
     case Agent::codex: {
       // While a sub-agent works, the record names the sub-agent's rollout.
       std::optional<std::string> rollout = home ? openSessions_.codexRollout(*home, id, with) : std::nullopt;
@@ -232,10 +240,16 @@ std::vector<std::pair<std::string, bool>> SessionWatcher::filesOf(const Trace& t
       if (!path) break;
       addPath(paths, *path, false);
       if (record.agent == Agent::copilot) break;
-      const std::string folder(Path::parent(*path));
-      for (const std::string& child : names(Path::joined(folder, "subagents"))) {
-        if (AgentHome::isPlainName(child))
-          addPath(paths, Path::joined(std::string(Path::parent(folder)), child + "/events.jsonl"), true);
+      const std::string folder(Path::parent(Path::parent(*path)));
+      // The sub-agents may have some of their own.
+      std::vector<std::string> ids = {id};
+      for (std::size_t i = 0; i < ids.size(); ++i) {
+        const std::string subagents = Path::joined(folder, ids[i] + "/subagents");
+        for (const std::string& child : names(subagents)) {
+          if (!AgentHome::isPlainName(child) || std::ranges::find(ids, child) != ids.end()) continue;
+          ids.push_back(child);
+          addPath(paths, Path::joined(folder, child + "/events.jsonl"), true);
+        }
       }
       break;
     }

@@ -143,6 +143,13 @@ std::optional<std::uint64_t> size(const std::string& path) {
   return status ? std::optional(static_cast<std::uint64_t>(status->st_size)) : std::nullopt;
 }
 
+std::optional<std::string> readLink(const std::string& path) {
+  std::array<char, 4096> target;  // NOLINT(cppcoreguidelines-pro-type-member-init): readlink fills it
+  const ssize_t length = isName(path) ? ::readlink(path.c_str(), target.data(), target.size()) : -1;
+  return length < 0 ? std::nullopt
+                    : std::optional(std::string(target.data(), static_cast<std::size_t>(length)));
+}
+
 bool rename(const std::string& from, const std::string& to) {
   return uninterrupted([&] { return std::rename(from.c_str(), to.c_str()); }) == 0;
 }

@@ -91,6 +91,10 @@ bool isDirectory(const std::string& path);
 /// The size in bytes that stat(2) reports for `path`, or nullopt if it fails.
 std::optional<std::uint64_t> size(const std::string& path);
 
+/// What the symbolic link at `path` points to, as it is written there, at most 4,096 bytes. Returns nullopt
+/// and sets errno if there is no link or it cannot be read (readlink(2)).
+std::optional<std::string> readLink(const std::string& path);
+
 /// Makes the directory `path` and all missing parents with mode 0777, less the umask. An existing directory
 /// is fine. Returns false and sets errno on failure. Parents that were made before the failure stay.
 bool makeDirectories(const std::string& path);

@@ -3,7 +3,6 @@
 #include <fcntl.h>
 #include <unistd.h>
 
-#include <array>
 #include <cerrno>
 #include <cstdio>
 
@@ -156,13 +155,11 @@ std::optional<std::string> linkTarget(const std::string& path) {
   std::string target = path;
   constexpr int mostLinks = 40;
   for (int i = 0; i < mostLinks; ++i) {
-    std::array<char, 4096> link{};
-    const ssize_t size = ::readlink(target.c_str(), link.data(), link.size());
+    const std::optional<std::string> next = File::readLink(target);
     // A missing file, or one that is not a link, ends the search.
-    if (size < 0) return errno == EINVAL || errno == ENOENT ? std::optional(target) : std::nullopt;
-    const std::string_view next(link.data(), static_cast<std::size_t>(size));
+    if (!next) return errno == EINVAL || errno == ENOENT ? std::optional(target) : std::nullopt;
     // Kept as it is, ".." and all: the system follows links in between, which a shortened path would skip.
-    target = next.starts_with('/') ? std::string(next) : Path::joined(Path::parent(target), next);
+    target = next->starts_with('/') ? *next : Path::joined(Path::parent(target), *next);
   }
   errno = ELOOP;
   return std::nullopt;

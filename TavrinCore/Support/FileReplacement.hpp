@@ -1,5 +1,7 @@
 #pragma once
 
+// Part of Tavrin::Core. Needs POSIX and the standard library.
+
 #include <sys/stat.h>
 
 #include <cstddef>

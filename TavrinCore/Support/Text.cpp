@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <array>
+#include <iterator>
 
 #include "TavrinCore/Support/UnicodeRanges.hpp"
 
@@ -19,8 +20,8 @@ bool isAscii(std::string_view text) {
   return std::ranges::all_of(text, [](char c) { return isAscii(c); });
 }
 
-constexpr bool isAsciiLetterOrDigit(char c) {
-  return (c >= '0' && c <= '9') || (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z');
+constexpr bool isAsciiNameCharacter(char c) {
+  return (c >= '0' && c <= '9') || (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || c == '-' || c == '_';
 }
 
 // One code point. A byte that is not valid UTF-8 has the value -1 and the length 1.
@@ -76,10 +77,7 @@ bool isLetterOrNumber(utf8proc_int32_t codePoint) {
 }
 
 bool isNameCharacter(std::string_view character) {
-  if (character.size() == 1) {
-    const char c = character.front();
-    return isAsciiLetterOrDigit(c) || c == '-' || c == '_';
-  }
+  if (character.size() == 1) return isAsciiNameCharacter(character.front());
   const CodePoint first = firstCodePoint(character);
   return first.value >= 0 && isLetterOrNumber(first.value);
 }
@@ -159,6 +157,11 @@ std::string_view lastCharacters(std::string_view text, std::size_t count) {
 std::string onlyNameCharacters(std::string_view text) {
   std::string out;
   out.reserve(text.size());
+  if (isAscii(text)) {
+    // Then each byte is a character, or belongs to the one character "\r\n", which is not a name's.
+    std::ranges::copy_if(text, std::back_inserter(out), isAsciiNameCharacter);
+    return out;
+  }
   for (std::size_t i = 0; i < text.size();) {
     const std::string_view character = text.substr(i, firstCharacterLength(text.substr(i)));
     if (isNameCharacter(character)) out += character;

@@ -1,5 +1,7 @@
 #pragma once
 
+// Part of Tavrin::Core. Needs nothing but the standard library.
+
 // Printed by scripts/unicode-ranges.py; not edited by hand.
 
 #include <array>

@@ -54,14 +54,14 @@ std::optional<struct stat> statusOf(const std::string& path) {
   return isThere ? std::optional(status) : std::nullopt;
 }
 
-// Whether a folder holds no other, told by what it is alone; false where the file system does not tell.
+// Whether a folder's status shows that it holds no other folder. Returns false if the file system's does not.
 bool isLeaf(const std::string& path) {
 #ifdef __linux__
   struct statfs system = {};
   struct stat status = {};
   if (uninterrupted([&] { return ::statfs(path.c_str(), &system); }) != 0) return false;
-  // Here each folder has a link from the one above, its own "." and the ".." of each one in it. Others have
-  // one or two whatever is in them.
+  // In these file systems a folder's links are the entry above it, its own "." and the ".." of each folder in
+  // it. In others the number is always 1 or 2.
   constexpr std::array<std::uint32_t, 3> countingSystems = {EXT4_SUPER_MAGIC, XFS_SUPER_MAGIC, TMPFS_MAGIC};
   const auto kind = static_cast<std::uint32_t>(system.f_type);
   if (std::ranges::find(countingSystems, kind) == countingSystems.end()) return false;
@@ -70,6 +70,16 @@ bool isLeaf(const std::string& path) {
   static_cast<void>(path);
   return false;
 #endif
+}
+
+// Whether a folder may have many more entries than `count`. Listing its first ones would take nearly as long
+// as listing all of them, because the system returns hundreds at a time. On file systems an entry takes from
+// 20 bytes (tmpfs) to twice its name and more (btrfs, ext4).
+bool isLarge(const std::string& path, int count) {
+  constexpr off_t usualEntry = 64;
+  struct stat status = {};
+  return uninterrupted([&] { return ::stat(path.c_str(), &status); }) == 0 &&
+         status.st_size > usualEntry * count;
 }
 
 bool isSafe(std::string_view id) {
@@ -107,10 +117,10 @@ std::optional<std::string> titleIn(const std::string& path, const struct stat& s
   return title == nullptr ? std::nullopt : shownTitle(*title);
 }
 
-// One look-up, which ends with the last title that is wanted.
+// One look-up. It ends when all titles are found.
 class Search {
  public:
-  explicit Search(const std::set<std::string>& sessionIds) {
+  Search(const std::set<std::string>& sessionIds, int limit) : limit_(limit) {
     for (const std::string& id : sessionIds) {
       if (isSafe(id)) wanted_.emplace("local_" + id + ".json", id);
     }
@@ -119,25 +129,29 @@ class Search {
 
   std::map<std::string, std::string> through(const std::string& directory) {
     if (!wanted_.empty()) enter(directory);
-    while (!folders_.empty() && !isOver()) {
-      const Folder& folder = folders_.back();
-      const dirent* const entry = folder.next();
-      if (entry == nullptr) {
-        folders_.pop_back();
-        continue;
-      }
-      const std::string_view name = entry->d_name;
-      if (name.starts_with('.')) continue;
-      ++examined_;
-      std::string path = Path::joined(folder.path, name);
-      if (!areAskedFor_) take(name, path);
-      if (isFolder(*entry, path) && !isPackage(name)) enter(std::move(path));
-    }
+    // The upper folders first, so that every folder in them is asked for the files before any of them is
+    // listed.
+    for (std::size_t i = 0; i < folders_.size() && !isOver(); ++i) list(Folder(folders_[i]));
     return std::move(titles_);
   }
 
  private:
-  bool isOver() const { return wanted_.empty() || examined_ >= mostEntries; }
+  bool isOver() const { return wanted_.empty() || examined_ >= limit_; }
+
+  void list(const Folder& folder) {
+    while (!isOver()) {
+      const dirent* const entry = folder.next();
+      if (entry == nullptr) return;
+      const std::string_view name = entry->d_name;
+      if (name.starts_with('.')) continue;
+      ++examined_;
+      const bool mayBeFolder = entry->d_type == DT_DIR || entry->d_type == DT_UNKNOWN;
+      if (areAskedFor_ && !mayBeFolder) continue;
+      std::string path = Path::joined(folder.path, name);
+      if (!areAskedFor_) take(name, path);
+      if (isFolder(*entry, path) && !isPackage(name)) enter(std::move(path));
+    }
+  }
 
   // Asks for the wanted files by their names, and lists the folder only if there may be others in it: an app
   // that is used every day leaves thousands of files in one.
@@ -148,8 +162,9 @@ class Search {
         if (take(name, Path::joined(path, name))) ++examined_;
       }
       if (wanted_.empty() || isLeaf(path)) return;
+      if (limit_ < mostEntries && isLarge(path, limit_)) return;
     }
-    folders_.emplace_back(std::move(path));
+    folders_.push_back(std::move(path));
   }
 
   // Takes the title of the file, if it is wanted and has one. Whether there is a file.
@@ -167,7 +182,8 @@ class Search {
 
   std::map<std::string, std::string, std::less<>> wanted_;  // file name to session id
   std::map<std::string, std::string> titles_;
-  std::vector<Folder> folders_;  // from the directory itself down to the one being listed
+  std::vector<std::string> folders_;  // those that are or will be listed
+  int limit_ = 0;
   int examined_ = 0;
   bool areAskedFor_ = false;
 };
@@ -180,11 +196,11 @@ std::string defaultDirectory(std::string_view home) {
 
 std::map<std::string, std::string> resolve(const std::set<std::string>& sessionIds,
                                            const std::string& directory) {
-  return Search(sessionIds).through(directory);
+  return Search(sessionIds, mostEntries).through(directory);
 }
 
-std::optional<std::string> resolve(const std::string& sessionId, const std::string& directory) {
-  auto titles = resolve(std::set{sessionId}, directory);
+std::optional<std::string> resolve(const std::string& sessionId, const std::string& directory, int limit) {
+  auto titles = Search({sessionId}, limit).through(directory);
   const auto found = titles.find(sessionId);
   return found == titles.end() ? std::nullopt : std::optional(std::move(found->second));
 }

@@ -22,6 +22,10 @@ inline constexpr std::string_view desktopBundleIdentifier = claudeDesktopBundleI
 /// The most directory entries that one look-up visits, in all folders together.
 inline constexpr int mostEntries = 20'000;
 
+/// The most that a run of tavrin-hook visits, because other runs wait for it. The app has one folder for each
+/// account, and in it one for each organisation, which holds the files. That is found with far fewer.
+inline constexpr int mostEntriesInHook = 200;
+
 /// The largest file that is read, in bytes.
 inline constexpr std::size_t largestFile = 1'000'000;
 
@@ -34,9 +38,12 @@ std::string defaultDirectory(std::string_view home = Home::directory());
 std::map<std::string, std::string> resolve(const std::set<std::string>& sessionIds,
                                            const std::string& directory = defaultDirectory());
 
-/// The title of one session, or nullopt.
+/// The title of one session, or nullopt. Visits at most `limit` entries, those of the upper folders first. A
+/// folder that is visited is asked for the session's file before it is listed. With less than `mostEntries`,
+/// folders that seem to have more entries than that are not listed.
 std::optional<std::string> resolve(const std::string& sessionId,
-                                   const std::string& directory = defaultDirectory());
+                                   const std::string& directory = defaultDirectory(),
+                                   int limit = mostEntries);
 
 /// `session` with its title from `titles`, if Claude Code runs it in the desktop app and `titles` has it. Any
 /// other session is returned as it is.

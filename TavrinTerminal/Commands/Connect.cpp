@@ -1,6 +1,7 @@
 #include "TavrinTerminal/Commands/Connect.hpp"
 
 #include <algorithm>
+#include <memory>
 #include <optional>
 #include <utility>
 
@@ -166,8 +167,10 @@ class Command {
   }
 
   Outcome apply(const std::vector<Plan>& plans) {
-    std::optional<Interruption> interruption;
-    interrupt_ = options_.interrupt ? *options_.interrupt : interruption.emplace().descriptor();
+    // A signal is not to end the command before its lines are written.
+    std::shared_ptr<const Interruption> interruption;
+    if (!options_.interrupt) interruption = std::make_shared<const Interruption>();
+    interrupt_ = options_.interrupt ? *options_.interrupt : interruption->descriptor();
     for (const Plan& plan : plans) {
       if (interruption && Interruption::signal()) {
         const std::string name(plan.agent.definition->name);
@@ -177,7 +180,9 @@ class Command {
       }
       connect(plan);
     }
-    return SettingsReport::outcomeOf(lines_, interruption ? Interruption::signal() : std::nullopt);
+    Outcome outcome = SettingsReport::outcomeOf(lines_, interruption ? Interruption::signal() : std::nullopt);
+    outcome.keptUntilWritten = interruption;
+    return outcome;
   }
 
   void connect(const Plan& plan) {

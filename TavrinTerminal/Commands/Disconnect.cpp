@@ -1,6 +1,7 @@
 #include "TavrinTerminal/Commands/Disconnect.hpp"
 
 #include <algorithm>
+#include <memory>
 #include <optional>
 #include <string>
 
@@ -36,10 +37,13 @@ class Command {
     const std::vector<Plan> plans = plansOf(files());
     if (options_.dryRun) return preview(plans);
     if (std::optional<Outcome> outcome = ask(plans)) return *std::move(outcome);
-    std::optional<Interruption> interruption;
-    if (options_.takesSignals) interruption.emplace();
+    // A signal is not to end the command before its lines are written.
+    std::shared_ptr<const Interruption> interruption;
+    if (options_.takesSignals) interruption = std::make_shared<const Interruption>();
     for (const Plan& plan : plans) disconnect(plan);
-    return SettingsReport::outcomeOf(lines_, options_.takesSignals ? Interruption::signal() : std::nullopt);
+    Outcome outcome = SettingsReport::outcomeOf(lines_, interruption ? Interruption::signal() : std::nullopt);
+    outcome.keptUntilWritten = interruption;
+    return outcome;
   }
 
  private:

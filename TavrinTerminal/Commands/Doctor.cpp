@@ -133,7 +133,7 @@ class Examination {
       report_.facts.push_back(fact + "not on this machine");
       return;
     }
-    if (const auto version = agent.version()) fact += version->text() + ", ";
+    fact += foundProgram(agent) + ", ";
     const AgentVersions::Fit fit = agent.fit();
     const SettingsFile file(agent.home, originals_);
     const SettingsFile::State state = file.state(hook_, fit.definition);
@@ -147,9 +147,39 @@ class Examination {
     isAnyConnected_ = isAnyConnected_ || isConnected;
     fact += isConnected ? "connected" : "not connected";
     if (isConnected) checkEntries(agent, fit, file, state);
-    if (const auto last = lastEvents_.find(which); last != lastEvents_.end())
+    if (const auto last = lastEvents_.find(which); last != lastEvents_.end()) {
       fact += ", last event " + ServerUptime::label(last->second, surroundings_.now()) + " ago";
+    } else if (isConnected) {
+      fact += ", no event yet";
+    }
     report_.facts.push_back(std::move(fact));
+  }
+
+  static std::string foundProgram(const SurveyedAgent& agent) {
+    if (const auto version = agent.version()) return version->text();
+    return agent.installations.empty() ? "program not found" : "version unknown";
+  }
+
+  bool hasReportedLately(Agent agent) const {
+    constexpr std::chrono::hours lately(7 * 24);
+    const auto last = lastEvents_.find(agent);
+    return last != lastEvents_.end() && last->second + lately > surroundings_.now();
+  }
+
+  // What the registered events should be but are not; "" when they are right.
+  static std::string differenceOf(const std::vector<SettingsText::Entry>& entries, const SurveyedAgent& agent,
+                                  const AgentVersions::Fit& fit) {
+    std::vector<std::string> missing;
+    for (const auto& event : fit.definition.events) {
+      if (std::ranges::find(entries, event.name, &SettingsText::Entry::event) == entries.end())
+        missing.emplace_back(event.name);
+    }
+    const std::string name(agent.definition->name);
+    const std::optional<AgentVersion> version = agent.oldestVersion();
+    if (missing.empty()) return "the hooks of " + name + " are not those that its version accepts";
+    return name + (version ? " " + version->text() : "") + " also reports " +
+           SettingsReport::listOf(missing) + ", for which there " +
+           (missing.size() == 1 ? "is no hook" : "are no hooks");
   }
 
   void checkEntries(const SurveyedAgent& agent, const AgentVersions::Fit& fit, const SettingsFile& file,
@@ -163,24 +193,32 @@ class Examination {
     if (missing != state.entries.end()) {
       find(name + " runs a tavrin-hook that is not there", missing->helperPath, connectCommand(which));
     } else if (!file.state(state.entries.front().helperPath, fit.definition).isConnected) {
-      find("the hooks of " + name + " are not those that its version accepts", file.path(),
-           connectCommand(which));
+      find(differenceOf(state.entries, agent, fit), file.path(), connectCommand(which));
+    }
+    // Some clients come with an editor and are in no folder that is looked at. Their events show that they
+    // work.
+    if (agent.installations.empty() && !hasReportedLately(which)) {
+      find(name + " is connected, but it has reported nothing for a week, and its program was not found", "",
+           "tavrin disconnect " + std::string(rawValue(which)));
     }
     if (const std::string deafness = agent.deafness(); !deafness.empty()) {
       find(deafness, agent.installations.front().executable, "update " + name);
     } else if (agent.needsTrust()) {
-      checkTrust(agent);
+      checkTrust(agent, file);
     }
   }
 
-  void checkTrust(const SurveyedAgent& agent) {
-    if (agent.installations.empty()) return;  // the desktop application has its own screen for trust
+  void checkTrust(const SurveyedAgent& agent, const SettingsFile& file) {
+    if (agent.installations.empty()) return;  // there is nobody to ask
     const std::string& executable = agent.installations.front().executable;
     const CodexAnswer answer =
         CodexServer{.executable = executable, .version = TAVRIN_VERSION, .directory = surroundings_.home}
             .list();
     if (!answer.hooks) {
       find(answer.sentence(), executable, connectCommand(Agent::codex));
+    } else if (CodexActivation::tavrinHooks(*answer.hooks).empty()) {
+      find("Codex does not list the hooks, so it does not run them", file.path(),
+           connectCommand(Agent::codex));
     } else if (!CodexActivation::needingTrust(*answer.hooks).empty()) {
       find("Codex does not trust the hooks, so it does not run them", executable,
            connectCommand(Agent::codex));

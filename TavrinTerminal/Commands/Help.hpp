@@ -1,5 +1,7 @@
 #pragma once
 
+// Part of TavrinTerminal, which is not installed. Needs nothing but the standard library.
+
 #include <string>
 
 #include "TavrinTerminal/CommandTable.hpp"

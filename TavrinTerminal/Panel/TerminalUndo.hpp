@@ -1,5 +1,7 @@
 #pragma once
 
+// Part of TavrinTerminal, which is not installed. Needs POSIX and the standard library.
+
 #include <termios.h>
 
 #include <string_view>

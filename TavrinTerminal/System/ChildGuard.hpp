@@ -1,5 +1,7 @@
 #pragma once
 
+// Part of TavrinTerminal, which is not installed. Needs POSIX and the standard library.
+
 #include <sys/types.h>
 
 /// Kills the children of this process should it be killed itself.

@@ -1,5 +1,7 @@
 #pragma once
 
+// Part of TavrinTerminal, which is not installed. Needs Boost.JSON and the standard library.
+
 #include <boost/json/object.hpp>
 #include <boost/json/value.hpp>
 #include <cstddef>

@@ -1,5 +1,7 @@
 #pragma once
 
+// Part of TavrinTerminal, which is not installed. Needs nothing but the standard library.
+
 /// Open descriptors that a process was started with, or that a library opened without O_CLOEXEC.
 namespace tavrin::InheritedDescriptors {
 

@@ -1,7 +1,5 @@
 #include <dirent.h>
-#include <unistd.h>
 
-#include <array>
 #include <memory>
 #include <string>
 
@@ -21,19 +19,13 @@ std::vector<std::string> namesIn(const std::string& directory) {
   return names;
 }
 
-std::string linkTarget(const std::string& path) {
-  std::array<char, 4096> target{};
-  const ssize_t length = ::readlink(path.c_str(), target.data(), target.size());
-  return length > 0 ? std::string(target.data(), static_cast<std::size_t>(length)) : std::string();
-}
-
 }  // namespace
 
 std::vector<PortScan::Listener> now() {
   const ListeningPorts::Probes probes = {
       .contents = [](const std::string& path) { return File::contents(path).value_or(""); },
       .names = namesIn,
-      .linkTarget = linkTarget};
+      .linkTarget = [](const std::string& path) { return File::readLink(path).value_or(""); }};
   return PortScan::parse(ListeningPorts::list(probes).lsofFields);
 }
 

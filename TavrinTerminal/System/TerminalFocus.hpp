@@ -1,5 +1,7 @@
 #pragma once
 
+// Part of TavrinTerminal, which is not installed. Needs libuv and the standard library.
+
 #include <cstdint>
 #include <functional>
 #include <optional>

@@ -1,7 +1,8 @@
 #!/bin/sh
 # What somebody does after installing the .deb, played by scripts/check-package.sh in a Debian with nothing else: connect
-# an agent, see its session wait in the status bar of tmux, go there, disconnect. The agent is a stand-in that runs the
-# command in its settings, as the real one does. The home directory is new. Prints what went wrong, and fails.
+# an agent, see its session wait in the status bar of tmux, go there, do the same in the panel, disconnect. The agent is a
+# stand-in that runs the command in its settings, as the real one does. The home directory is new. Prints what went
+# wrong, and fails.
 set -eu
 
 fail() {
@@ -67,6 +68,28 @@ case $shown in *"1 needs you"*) ;; *) fail "the status bar of tmux shows: $shown
 [ "$(tmux display-message -p -t work '#{window_index}')" = 1 ] || fail "the agent's window is in front already"
 tavrin focus first >"$HOME/said" 2>&1 || fail "focus: $(cat "$HOME/said")"
 [ "$(tmux display-message -p -t work '#{window_index}')" = 0 ] || fail "focus did not go to the agent's window"
+
+# The panel shows the session, goes to it at Enter, and ends at q.
+tmux new-window -t work: "tavrin; echo \$? >'$HOME/panel'"
+panel=$(tmux display-message -p -t work '#{window_index}')
+for _ in $(seq 100); do
+  shown=$(tmux capture-pane -p -t "work:$panel")
+  case $shown in *"1 needs you"*Claude*) break ;; esac
+  sleep 0.1
+done
+case $shown in *"1 needs you"*Claude*) ;; *) fail "the panel shows: $shown" ;; esac
+tmux send-keys -t "work:$panel" Enter
+for _ in $(seq 100); do
+  [ "$(tmux display-message -p -t work '#{window_index}')" = 0 ] && break
+  sleep 0.1
+done
+[ "$(tmux display-message -p -t work '#{window_index}')" = 0 ] || fail "Enter in the panel did not go to the agent"
+tmux send-keys -t "work:$panel" q
+for _ in $(seq 100); do
+  [ -s "$HOME/panel" ] && break
+  sleep 0.1
+done
+[ "$(cat "$HOME/panel")" = 0 ] || fail "the panel did not end at q"
 
 # Findings are status 1: the stand-in is not all that doctor knows of an agent.
 tavrin doctor >"$HOME/said" 2>&1 || [ $? -eq 1 ] || fail "doctor: $(cat "$HOME/said")"

@@ -36,7 +36,8 @@ class Tavrin < Formula
 
   test do
     assert_match version.to_s, shell_output("#{bin}/tavrin --version")
-    assert_match version.to_s, shell_output("#{bin}/tavrin-hook --version")
+    pipe_output("#{bin}/tavrin-hook", '{"session_id":"s","hook_event_name":"UserPromptSubmit","cwd":"/"}', 0)
+    assert_path_exists testpath/"Library/Application Support/Tavrin/sessions/s.json"
     assert_path_exists share/"bash-completion/completions/tavrin"
   end
 end

@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <cerrno>
 #include <set>
 
 #include "TavrinTerminal/Commands/Help.hpp"
@@ -97,6 +98,11 @@ TEST(Command, WrongUsageHas64AndNamesTheHelp) {
   }
 }
 
+TEST(Command, AMissingValueIsCalledAsInTheHelp) {
+  EXPECT_EQ(outcome({"status", "--format"}).error,
+            "nothing was done. --format: 1 required FORMAT missing. See \"tavrin help status\".");
+}
+
 TEST(Command, HostileWordsAreCleanedInErrors) {
   EXPECT_EQ(outcome({"\x1b[31m"}).error,
             "nothing was done. There is no command \"\uFFFD[31m\". See \"tavrin help\".");
@@ -121,6 +127,19 @@ TEST(Command, ReportWritesErrorsAfterTheProgramsName) {
   EXPECT_EQ(kept.error, "tavrin: nothing was done.\n  a\n  b\n");
   EXPECT_EQ(Command::report(tavrin::Outcome::done(), kept.console(false)), 0);
   EXPECT_EQ(Command::report(tavrin::Outcome::endedBy(15), kept.console(false)), 128 + 15);
+}
+
+TEST(Command, ReportSaysThatOutputIsLostButNotThatItsReaderIsGone) {
+  TestConsole kept;
+  Console console = kept.console(false);
+  int problem = EPIPE;
+  console.outProblem = [&problem] { return problem; };
+  EXPECT_EQ(Command::report(tavrin::Outcome::done("result"), console), 0);
+  EXPECT_EQ(kept.error, "");
+  problem = ENOSPC;
+  EXPECT_EQ(Command::report(tavrin::Outcome::done("result"), console), 1);
+  EXPECT_EQ(kept.error, "tavrin: the output is not complete: No space left on device.\n");
+  EXPECT_EQ(Command::report({.status = ExitStatus::timedOut}, console), 3);
 }
 
 TEST(CommandTable, IsWhole) {

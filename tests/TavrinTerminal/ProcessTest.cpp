@@ -115,6 +115,17 @@ TEST_F(Tavrin, AClosedPipeIsANormalEnd) {
   }
 }
 
+TEST_F(Tavrin, AFullDiskAndAClosedOutputAreErrors) {
+  save(session("a", SessionState::idle));
+  for (const char* command :
+       {"list", "list --json", "status", "help", "completions bash", "status --follow", "watch"}) {
+    const test::Outcome full = shell("\"$0\" " + std::string(command) + " >/dev/full");
+    EXPECT_EQ(full.exitStatus, 1) << command;
+    EXPECT_EQ(full.error, "tavrin: the output is not complete: No space left on device.\n") << command;
+  }
+  EXPECT_EQ(shell("\"$0\" status >&-").exitStatus, 1);
+}
+
 TEST_F(Tavrin, FollowingEndsWithItsReaderWhileNothingHappens) {
   // The reader is gone before there is a second line to print.
   EXPECT_EQ(

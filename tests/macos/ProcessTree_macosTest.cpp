@@ -1,8 +1,11 @@
 // The process table of macOS over a made-up kernel and runtime.
 #include "TavrinCore/Context/ProcessTree_macos.hpp"
 
+#include <fcntl.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <sys/resource.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <limits>
@@ -83,6 +86,24 @@ TEST_F(ProcessTableOfMacos, TheChainGoesFromTheShellToTheTerminalsApplication) {
   EXPECT_EQ(HostResolver::pickAgent(nodes, AgentDefinition::claude.processNames).value().pid, agent);
   EXPECT_EQ(HostResolver::pickHost(nodes).value().pid, terminal);
   EXPECT_EQ(ProcessTree::tty(agent, table()), "/dev/ttys004");
+}
+
+// The native installation starts a file named after its version, and the npm package one named "claude.exe".
+// The kernel reports these names, and no name that a process gives itself.
+TEST_F(ProcessTableOfMacos, ClaudeIsFoundByTheNameOfItsFileToo) {
+  for (const char* const name : {"2.1.112", "claude.exe"}) {
+    mac.processes[agent].name = name;
+    const auto& names = AgentDefinition::processNamesOf(Agent::claude);
+    for (const std::vector<ProcessNode>& nodes : {chain(), ProcessTree::ancestorsUpTo(names, shell, table()),
+                                                  ProcessTree::ancestorsWithAgent(names, shell, table()),
+                                                  ProcessTree::ancestorsUpTo(names, agent, table())}) {
+      const std::optional<ProcessNode> found = HostResolver::pickAgent(nodes, names);
+      ASSERT_TRUE(found.has_value()) << name;
+      EXPECT_EQ(found->pid, agent) << name;
+      EXPECT_EQ(found->name, name);
+    }
+    EXPECT_EQ(HostResolver::pickHost(chain()).value().pid, terminal);
+  }
 }
 
 TEST_F(ProcessTableOfMacos, TheFirstProcessAndTheKernelAreNotAskedFor) {
@@ -335,6 +356,49 @@ TEST_F(ProcessTableOfMacos, AppKitIsOpenedOnlyForApplications) {
   expectPoolsDrained(0);
   EXPECT_TRUE(processes.application(terminal).has_value());
   EXPECT_EQ(mac.countOf("dlopen"), 1U);
+}
+
+// Agents show what a hook prints, and AppKit and the frameworks below it may print warnings.
+TEST_F(ProcessTableOfMacos, WhatAppKitPrintsDoesNotReachStandardError) {
+  mac.before = [](const std::string& lookUp) {
+    ASSERT_EQ(::write(2, lookUp.data(), lookUp.size()), static_cast<ssize_t>(lookUp.size()));
+  };
+  testing::internal::CaptureStderr();
+  EXPECT_TRUE(application().has_value());
+  mac.hasAppKit = false;
+  EXPECT_FALSE(application().has_value());
+  EXPECT_EQ(::write(2, "after", 5), 5);
+  EXPECT_EQ(testing::internal::GetCapturedStderr(), "after");
+  EXPECT_EQ(mac.countOf("dlopen"), 2U);
+}
+
+TEST_F(ProcessTableOfMacos, AStandardErrorThatIsClosedIsClosedAfterwardsToo) {
+  const int saved = ::dup(2);
+  ::close(2);
+  const bool isFound = application().has_value();
+  const bool isClosed = ::fcntl(2, F_GETFD) == -1;
+  ::dup2(saved, 2);
+  ::close(saved);
+  EXPECT_TRUE(isFound);
+  EXPECT_TRUE(isClosed);
+}
+
+TEST_F(ProcessTableOfMacos, AppKitIsNotOpenedWhereItCouldPrint) {
+  struct rlimit all {};
+  ASSERT_EQ(::getrlimit(RLIMIT_NOFILE, &all), 0);
+  // Room for no further descriptor, and for /dev/null alone.
+  const int next = ::dup(0);
+  ::close(next);
+  for (const int room : {0, 1}) {
+    const struct rlimit few = {.rlim_cur = static_cast<rlim_t>(next + room), .rlim_max = all.rlim_max};
+    ASSERT_EQ(::setrlimit(RLIMIT_NOFILE, &few), 0);
+    EXPECT_FALSE(application().has_value()) << room;
+    ASSERT_EQ(::setrlimit(RLIMIT_NOFILE, &all), 0);
+    EXPECT_EQ(::dup(0), next) << "a descriptor is left open";
+    ::close(next);
+  }
+  EXPECT_EQ(mac.countOf("dlopen"), 0U);
+  EXPECT_NE(::fcntl(2, F_GETFD), -1);
 }
 
 #ifndef __APPLE__

@@ -168,8 +168,8 @@ TEST_F(Install, TakesAnotherDirectoryAndOneInFrontOfIt) {
   EXPECT_THAT(namesIn(home / "stage/opt"), ElementsAre());
 }
 
-TEST_F(Install, WarnsOfAPlaceByWhichItsEntriesAreNotRecognised) {
-  const std::string warning = "does not end in " + std::string(HookSettings::marker);
+TEST_F(Install, WarnsOfADirectoryThatEntriesAreNotRecognisedBy) {
+  const std::string warning = "should end in " + std::string(HookSettings::marker);
   EXPECT_THAT(make(home.path(), "install", {"BIN=" + (home / "bin").string()}).output, HasSubstr(warning));
   EXPECT_THAT(make(home.path(), "install").output, Not(HasSubstr(warning)));
 }
@@ -184,7 +184,7 @@ TEST_F(Install, UninstallRemovesOnlyTheExecutableAndNamesSettingsThatRunIt) {
                                              : HookSettings::merged({}, installed().string(), definition);
     const fs::path settings = home / definition.configPath;
     writeFile(settings, Json::print(document));
-    stillRunning += settings.string() + " still runs tavrin-hook: remove its entries there\n";
+    stillRunning += settings.string() + " still runs tavrin-hook. Remove its entries there.\n";
   }
   std::map<std::string, std::string> files = filesIn(home.path());
   EXPECT_EQ(files.erase("Library/Application Support/Tavrin/bin/tavrin-hook"), 1U);
@@ -237,7 +237,7 @@ TEST_F(Install, UninstallWithoutHomeGoesToItsEnd) {
   environment["BIN"] = place.string();
   EXPECT_EQ(run({scripts() / "uninstall.sh"}, "", environment),
             success("Removed " + (place / "tavrin-hook").string() +
-                    "\nHOME is not set: agents' settings were not looked at\n"));
+                    "\nHOME is not set, so agents' settings were not checked\n"));
   EXPECT_FALSE(fs::exists(home / "opt/Tavrin"));
 }
 
@@ -250,9 +250,9 @@ TEST_F(Install, UninstallWithoutAnythingToRemoveSaysSo) {
 TEST_F(Install, PutsTavrinBesideTheHookAndItsPagesAndCompletionsWithTheUsersData) {
   buildTavrin();
   const std::string expected = "Installed " + installed().string() + "\nInstalled " +
-                               (bin() / "tavrin").string() + "\nLinked " + link().string() + " to it\n" +
+                               (bin() / "tavrin").string() + "\nMade the link " + link().string() + " to it\n" +
                                link().parent_path().string() +
-                               " is not in PATH: add it in your shell's start-up file\n" +
+                               " is not in PATH. Add it in your shell's start-up file.\n" +
                                "Installed manual pages and completions below " + data().string() + "\n";
   EXPECT_EQ(make(home.path(), "install"), success(expected));
   EXPECT_EQ(fs::read_symlink(link()), bin() / "tavrin");

@@ -36,6 +36,7 @@ class Formula
   def opt_prefix = WORKSHOP/"opt/tavrin"
   def bin = prefix/"bin"
   def share = prefix/"share"
+  def testpath = WORKSHOP/"test"
 
   def std_cmake_args
     ["-DCMAKE_INSTALL_PREFIX=#{prefix}", "-DCMAKE_BUILD_TYPE=Release", "-Wno-dev"]
@@ -48,6 +49,12 @@ class Formula
   def shell_output(command)
     output, status = Open3.capture2(command)
     status.success? or abort "#{command} failed"
+    output
+  end
+
+  def pipe_output(command, input, expected)
+    output, status = Open3.capture2(command, stdin_data: input)
+    status.exitstatus == expected or abort "#{command} failed"
     output
   end
 
@@ -70,7 +77,10 @@ FileUtils.mkdir_p([source, formula.opt_prefix.parent])
 Kernel.system("tar", "xzf", ARCHIVE.to_s, "-C", source.to_s, "--strip-components=1") or abort
 FileUtils.ln_s(formula.prefix, formula.opt_prefix)
 Dir.chdir(source) { formula.install }
-Dir.chdir(WORKSHOP) { formula.instance_eval(&Tavrin.tested) }
+# "brew test" has a scratch home.
+formula.testpath.mkpath
+ENV["HOME"] = formula.testpath.to_s
+Dir.chdir(formula.testpath) { formula.instance_eval(&Tavrin.tested) }
 FileUtils.rm_r(source)
 
 # What Homebrew links into its own directories, and nothing else.

@@ -52,7 +52,7 @@ std::vector<BadInputCase> badInputs() {
   constexpr std::size_t deep = 100'000;
   return {
       {"nothing", "", ""},
-      {"blanks", " \t\r\n ", ""},
+      {"white space", " \t\r\n ", ""},
       {"every byte", allBytes, ""},
       {"one zero byte", std::string(1, '\0'), ""},
       {"zero bytes", std::string(1000, '\0'), ""},
@@ -81,7 +81,7 @@ std::vector<BadInputCase> badInputs() {
       {"an empty object", "{}", "missingSessionId"},
       {"an empty session id", R"({"session_id":"","sessionId":"s","hook_event_name":"Stop"})",
        "missingSessionId"},
-      {"a session id that is no text", R"({"session_id":7,"hook_event_name":"Stop"})", "missingSessionId"},
+      {"a session id that is not a text", R"({"session_id":7,"hook_event_name":"Stop"})", "missingSessionId"},
       {"an event in an object", "{\"event\":" + event + "}", "missingSessionId"},
       {"no event name", R"({"session_id":"s"})", "missingEventName"},
       {"an empty event name", R"({"session_id":"s","hook_event_name":""})", "missingEventName"},

@@ -74,5 +74,25 @@ TEST(Instructions, OneEventTakesAsManyInstructionsAsRecorded) {
   }
 }
 
+// How many instructions each further byte of a payload takes, from 100 KB to 1 MB.
+double instructionsPerByte(std::string (*payload)(std::size_t size)) {
+  const bench::BenchHome home(bench::recordedSession);
+  const Count few = instructions(home, hookExecutable(), payload(100'000));
+  const Count many = instructions(home, hookExecutable(), payload(1'000'000));
+  EXPECT_GT(many, few);
+  return static_cast<double>(many - few) / 900'000;
+}
+
+// The text that nobody asks for is looked at 64 bytes at a time, with escapes and characters beyond ASCII
+// too. One byte at a time it takes 17 instructions.
+TEST(Instructions, EachByteOfALargePayloadTakesFew) {
+  const double recorded = instructionsPerByte(bench::eventPayload);
+  const double escaped = instructionsPerByte(bench::escapedEventPayload);
+  std::cout << "For each byte: " << recorded << ", with many escapes: " << escaped << '\n';
+  EXPECT_LE(recorded, 5);
+  EXPECT_LE(escaped, 8);
+  EXPECT_GE(recorded, 1) << "the payload was not looked at";
+}
+
 }  // namespace
 }  // namespace tavrin::test

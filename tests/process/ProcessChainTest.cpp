@@ -1,5 +1,5 @@
-// The agent's process and terminal, told by the real executable among real processes. The chains are those
-// in which the agents were seen to run their hooks.
+// The real executable finds the agent's process and terminal among real processes. In such chains of
+// processes the agents were seen to run their hooks.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <sys/wait.h>
@@ -24,8 +24,8 @@ std::vector<Link> reported(const std::filesystem::path& file) {
   std::istringstream lines(readFile(file));
   std::vector<Link> links;
   for (std::string line; std::getline(lines, line);) {
-    const std::size_t blank = line.find(' ');
-    links.push_back({.pid = std::stoi(line.substr(0, blank)), .terminal = line.substr(blank + 1)});
+    const std::size_t space = line.find(' ');
+    links.push_back({.pid = std::stoi(line.substr(0, space)), .terminal = line.substr(space + 1)});
   }
   return links;
 }
@@ -85,7 +85,7 @@ const std::vector<Chain> chains = {
     {"an agent within an agent", "claude", {"claude+terminal", "zsh", "claude+terminal", "sh+session"}, 2, 2},
     {"names that only begin alike", "claude", {"claude+terminal", "claude-code", "claud", "Claude"}, 0, 0},
     {"a name like the rest of a line", "claude", {"claude+terminal", ") S 1 1 1 0", "a b) (c"}, 0, 0},
-    {"a name that is no text", "claude", {"claude+terminal", "\xff\xfe", "\n"}, 0, 0},
+    {"a name that is not UTF-8", "claude", {"claude+terminal", "\xff\xfe", "\n"}, 0, 0},
 };
 
 TEST(ProcessChain, EachAgentIsFoundWithItsTerminalWhereItRunsItsHooks) {
@@ -115,13 +115,13 @@ std::vector<std::string> chainOf32(std::vector<std::string> innermost) {
   return links;
 }
 
-TEST(ProcessChain, AnAgentUnderAnUnforeseenNameIsTheNearestProcessThatIsNoShell) {
+TEST(ProcessChain, AnAgentOfAnUnknownNameIsTheNearestProcessThatIsNotAShell) {
   const ChainRun chain = runInChain(chainOf32({"launcher", "claude-next", "bash", "sh"}), "claude");
   ASSERT_EQ(chain.links.size(), 32U);
   EXPECT_EQ(chain.session.agentPid, chain.links[29].pid);
 }
 
-TEST(ProcessChain, AmongShellsAloneTheParentIsTakenForTheAgent) {
+TEST(ProcessChain, AmongShellsAloneTheParentCountsAsTheAgent) {
   const ChainRun chain = runInChain(chainOf32({}), "claude");
   ASSERT_EQ(chain.links.size(), 32U);
   EXPECT_EQ(chain.session.agentPid, chain.links.back().pid);
@@ -150,7 +150,7 @@ TEST(ProcessChain, AProcessWithoutANameGoesByThatOfItsExecutable) {
   EXPECT_EQ(chain.session.agentPid, chain.links[1].pid);
   EXPECT_EQ(chain.session.tty, chain.links[1].terminal);
 
-  // By another name it is no shell, and is passed over for a process with the right one.
+  // Under another name it is not a shell. A process with the right name is preferred to it.
   std::filesystem::rename(program, directory / "other");
   const ChainRun named = runInChain({"claude+terminal", "", "sh+session"}, "claude", directory / "other");
   ASSERT_EQ(named.links.size(), 3U);

@@ -121,6 +121,49 @@ TEST(SystemCalls, AnEventWithoutAHostReadsEachProcessOnce) {
   EXPECT_THAT(pathsOf(calls, "readlink"), ElementsAre("/proc/self/exe"));
 }
 
+// The names of the calls that a program makes after those of the C library's start.
+std::vector<std::string> namesFromMain(const std::vector<std::string>& calls) {
+  std::vector<std::string> names;
+  for (const std::string& call : calls) {
+    if (!names.empty() || nameOf(call) == "rt_sigaction") names.push_back(nameOf(call));
+  }
+  return names;
+}
+
+// Otherwise the benchmark would compare with a program that does less, or more.
+TEST(SystemCalls, TheFloorOfTheBenchmarkMakesTheSameOnes) {
+  const bool mayHaveHost = ProcFormats::mayBeOfApplication(readFile("/proc/self/cgroup"));
+  for (const bool hasHost : {true, false}) {
+    if (!hasHost && mayHaveHost) GTEST_SKIP() << "a session without a host is left out below a desktop";
+    SCOPED_TRACE(hasHost);
+    std::vector<std::vector<std::string>> names;
+    for (const bool isFloor : {false, true}) {
+      SeededHome home;
+      storeKnownSession(home);
+      if (!hasHost) {
+        Session session = stored(home, "s").value();
+        session.hostPid.reset();
+        session.hostBundleId.reset();
+        writeFile(home.record(), session.encode());
+      }
+      std::vector<std::string> words = {chainLink(), home / "links", "claude", "sh", "--"};
+      if (isFloor) {
+        words.insert(words.end(), {TAVRIN_FLOOR_CALLS, "s"});
+        if (!hasHost) words.emplace_back("without-host");
+      } else {
+        words.push_back(hookExecutable());
+      }
+      EXPECT_EQ(
+          trace(home, {}, words, toolStart("s", "call-1", "/Users/dev/src/app"), {{"HOME", home.string()}}),
+          silentSuccess);
+      names.push_back(namesFromMain(
+          callsOf(home.path(), isFloor ? std::filesystem::path(TAVRIN_FLOOR_CALLS) : hookExecutable())));
+    }
+    EXPECT_GE(names[0].size(), 25U);
+    EXPECT_EQ(names[0], names[1]);
+  }
+}
+
 TEST(SystemCalls, AnEventWithoutASessionTouchesOnlyTheLog) {
   SeededHome home;
   EXPECT_EQ(trace(home, {}, {hookExecutable()}, "garbage", {{"HOME", home.string()}}), silentSuccess);
@@ -159,7 +202,7 @@ TEST(SystemCalls, WithoutAnAbsoluteHomeThePasswordDatabaseNamesTheHome) {
 
 // How many calls an event takes in the Claude desktop app, whose folders hold so many files of other
 // sessions.
-std::size_t callsInDesktopApp(int files, bool hasTitle) {
+std::size_t callsInDesktopApp(int files, bool hasTitle, bool hasFolder = false) {
   SeededHome home;
   storeKnownSession(home);
   Session session = stored(home, "s").value();
@@ -168,6 +211,7 @@ std::size_t callsInDesktopApp(int files, bool hasTitle) {
   const std::filesystem::path folder =
       ClaudeSessionTitles::defaultDirectory(home.string()) + "/account/project";
   for (int i = 0; i < files; ++i) writeFile(folder / ("local_" + std::to_string(i) + ".json"), "");
+  if (hasFolder) writeFile(folder / "folder/file", "");
   if (hasTitle) writeFile(folder / "local_s.json", R"({"sessionId":"local_s","title":"A title"})");
   EXPECT_EQ(trace(home, {}, {chainLink(), home / "links", "claude", "sh", "--", hookExecutable()},
                   toolStart("s", "call-1", "/Users/dev/src/app"), {{"HOME", home.string()}}),
@@ -184,6 +228,11 @@ TEST(SystemCalls, ATitleAmongThousandsOfFilesTakesAsManyAsAmongFew) {
   if (std::ranges::find(counting, static_cast<std::uint32_t>(system.f_type)) == counting.end())
     GTEST_SKIP() << "the rest is left out: this file system does not count a folder's links";
   EXPECT_EQ(callsInDesktopApp(3'000, false), callsInDesktopApp(1, false));
+}
+
+// With a folder among them, the files are listed, wherever the links are counted and wherever not.
+TEST(SystemCalls, FewOfThousandsOfFilesAreListedForATitle) {
+  EXPECT_LE(callsInDesktopApp(3'000, false, true), callsInDesktopApp(100, false, true));
 }
 
 // As sudo(8) runs an agent: the files would be root's, and every later event of the user would fail.

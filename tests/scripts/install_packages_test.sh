@@ -55,3 +55,22 @@ for target in run install; do
     exit 1
   fi
 done
+
+# On a Mac, Homebrew is asked only for what is missing, and for what the target needs.
+program uname 'echo Darwin'
+# shellcheck disable=SC2016
+program brew 'if [ "$1" = list ]; then exit 1; fi; echo "brew $@"'
+expect_of_brew() {
+  local expected=$1 found
+  shift
+  found=$(PATH=$programs bash scripts/install-packages.sh "$@" 2>&1 | grep '^brew ' || true)
+  [ "$found" = "$expected" ] || { echo "For $*, Homebrew is asked for: $found"; exit 1; }
+}
+expect_of_brew "brew install cmake boost utf8proc" build
+expect_of_brew "brew install cmake boost utf8proc python3" build run
+expect_of_brew "brew install cmake boost utf8proc libuv cli11" build terminal
+# shellcheck disable=SC2016
+program brew 'if [ "$1" = list ]; then [ "$3" != libuv ]; else echo "brew $@"; fi'
+expect_of_brew "brew install libuv" build terminal
+program brew 'exit 0'
+expect_of_brew "" build terminal test

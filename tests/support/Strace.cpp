@@ -42,7 +42,12 @@ std::vector<std::filesystem::path> tracesIn(const std::filesystem::path& directo
 }
 
 std::vector<std::string> callsOfHook(const std::filesystem::path& directory) {
-  const std::string start = "execve(\"" + hookExecutable().string() + "\"";
+  return callsOf(directory, hookExecutable());
+}
+
+std::vector<std::string> callsOf(const std::filesystem::path& directory,
+                                 const std::filesystem::path& program) {
+  const std::string start = "execve(\"" + program.string() + "\"";
   for (const std::filesystem::path& path : tracesIn(directory)) {
     std::istringstream lines(readFile(path));
     std::vector<std::string> calls;
@@ -53,7 +58,7 @@ std::vector<std::string> callsOfHook(const std::filesystem::path& directory) {
     }
     if (!calls.empty() && calls.front().starts_with(start)) return calls;
   }
-  ADD_FAILURE() << "tavrin-hook was not seen to run";
+  ADD_FAILURE() << program << " was not seen to run";
   return {};
 }
 

@@ -21,6 +21,10 @@ std::vector<std::string> underStrace(const std::filesystem::path& directory,
 /// files in `directory`. Fails the test if there are none.
 std::vector<std::string> callsOfHook(const std::filesystem::path& directory);
 
+/// The same of another program, which runs once at most.
+std::vector<std::string> callsOf(const std::filesystem::path& directory,
+                                 const std::filesystem::path& program);
+
 /// The files that strace has written into `directory`, one for each process.
 std::vector<std::filesystem::path> tracesIn(const std::filesystem::path& directory);
 

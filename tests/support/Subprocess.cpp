@@ -167,7 +167,8 @@ Outcome run(const std::vector<std::string>& words, std::string_view input,
 }
 
 std::filesystem::path hookExecutable() {
-  return TAVRIN_HOOK_EXECUTABLE;
+  const char* const other = std::getenv("TAVRIN_HOOK_EXECUTABLE");
+  return other != nullptr ? other : TAVRIN_HOOK_EXECUTABLE;
 }
 
 Outcome runHook(const std::filesystem::path& home, std::string_view input,

@@ -9,7 +9,10 @@
 #include "TavrinCore/Support/Json/JsonEscape.hpp"
 
 #if !defined(__cpp_lib_to_chars)
-#include <xlocale.h>
+#include <clocale>
+#if __has_include(<xlocale.h>)
+#include <xlocale.h>  // where macOS has strtod_l(3)
+#endif
 #endif
 
 namespace tavrin::JsonGrammar {
@@ -78,7 +81,12 @@ double nearestDouble(double parsed, std::string_view digits) {
   return std::copysign(magnitude, parsed);
 #else
   (void)parsed;
-  return strtod_l(std::string(digits).c_str(), nullptr, LC_C_LOCALE);
+#if defined(LC_C_LOCALE)
+  const locale_t locale = LC_C_LOCALE;
+#else
+  static const locale_t locale = ::newlocale(LC_ALL_MASK, "C", nullptr);
+#endif
+  return strtod_l(std::string(digits).c_str(), nullptr, locale);
 #endif
 }
 

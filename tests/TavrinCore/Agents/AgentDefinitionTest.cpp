@@ -43,6 +43,13 @@ TEST(AgentDefinition, AnAgentBeyondTheTableFallsBackToClaudeCode) {
   EXPECT_EQ(AgentDefinition::definition(static_cast<Agent>(200)), AgentDefinition::claude);
 }
 
+TEST(AgentDefinition, ProcessNamesAreThoseOfTheDefinition) {
+  for (const Agent agent : allAgents)
+    EXPECT_EQ(AgentDefinition::processNamesOf(agent), AgentDefinition::definition(agent).processNames);
+  EXPECT_NE(AgentDefinition::processNamesOf(Agent::codex), AgentDefinition::processNamesOf(Agent::claude));
+  EXPECT_EQ(AgentDefinition::processNamesOf(static_cast<Agent>(200)), AgentDefinition::claude.processNames);
+}
+
 TEST(AgentDefinition, OnlyCopilotOwnsItsFileAndCarriesEventFlags) {
   for (const AgentDefinition& definition : AgentDefinition::all) {
     const bool isCopilot = definition.agent == Agent::copilot;

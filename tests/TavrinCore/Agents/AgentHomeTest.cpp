@@ -106,6 +106,11 @@ TEST(AgentHome, NamesTheFilesOfGrok) {
             "/Users/dev/.grok/sessions/%2FUsers%2Fdev%2Fmy%20app/01a2/events.jsonl");
 }
 
+TEST(AgentHome, OfGrokEncodesEachByteOfTheFolderThatIsNotPlain) {
+  EXPECT_EQ(AgentHome::standard(Agent::grok, home).sessionDirectory("01a2", "/Src/09-z_(1)/[é]~{"),
+            "/Users/dev/.grok/sessions/%2FSrc%2F09-z_(1)%2F%5B%C3%A9%5D~%7B/01a2");
+}
+
 TEST(AgentHome, MakesNoPathOfAnIdThatIsNotAPlainName) {
   for (const std::string& id :
        {std::string(), std::string("."), std::string(".."), std::string("../a"), std::string("a/b"),

@@ -46,6 +46,11 @@ class SettingsOnDisk : public ::testing::Test {
   fs::path settings() const { return home_ / ".claude/settings.json"; }
   void write(std::string_view text) const { test::writeFile(settings(), text); }
   std::string text() const { return test::readFile(settings()); }
+  // As test::ReadOnly, for a user who may look into the home.
+  test::ReadOnly readOnly(const fs::path& folder) const {
+    fs::permissions(home_.path(), fs::perms(0755));
+    return test::ReadOnly(home_.path() / folder);
+  }
   std::size_t originalsKept() const { return SettingsFile::originalsIn(originals()).size(); }
 
   test::ScratchHome home_;
@@ -200,10 +205,24 @@ TEST_F(SettingsOnDisk, LinksThatLeadNowhereAreNotFollowedIntoNewFolders) {
   EXPECT_TRUE(fs::exists(home_ / "dotfiles/claude.json"));
 }
 
+TEST_F(SettingsOnDisk, LinksIntoFoldersOutsideAreNotFollowedEvenIfTheyAreAbsolute) {
+  fs::create_symlink(home_ / "dotfiles/claude.json", settings());
+  EXPECT_THAT(connect().sentence, HasSubstr("it is a link into a folder that does not exist, " +
+                                            (home_ / "dotfiles").string() + "."));
+  EXPECT_FALSE(fs::exists(home_ / "dotfiles"));
+  // A folder that is missing inside the agent's own is made.
+  fs::remove(settings());
+  fs::create_symlink(home_ / ".claude/mine/settings.json", settings());
+  EXPECT_EQ(connect().kind, Kind::changed);
+  EXPECT_TRUE(fs::exists(home_ / ".claude/mine/settings.json"));
+}
+
 TEST_F(SettingsOnDisk, LinksInACircleAreAFailure) {
   fs::create_symlink("settings.json", settings());
   EXPECT_EQ(connect().kind, Kind::failed);
   EXPECT_THAT(connect().sentence, HasSubstr("its link cannot be followed: Too many levels"));
+  EXPECT_THAT(file().state(helper, AgentDefinition::claude).trouble.value(),
+              HasSubstr("is a link that cannot be followed: Too many levels"));
 }
 
 TEST_F(SettingsOnDisk, OfAnAgentThatWasNeverStartedAreNotMade) {
@@ -245,9 +264,26 @@ TEST_F(SettingsOnDisk, ThatDoNotParseAreNotTouched) {
 TEST_F(SettingsOnDisk, AreNotTouchedIfTheyAreNotOrdinaryFiles) {
   fs::create_directory(settings());
   EXPECT_THAT(connect().sentence, HasSubstr("it is not an ordinary file."));
+  EXPECT_THAT(file().state(helper, AgentDefinition::claude).trouble.value(),
+              HasSubstr("it is not an ordinary file."));
   fs::remove(settings());
   ASSERT_EQ(::mkfifo(settings().c_str(), 0600), 0);
   EXPECT_EQ(connect().kind, Kind::refused);
+}
+
+TEST_F(SettingsOnDisk, AreNotTouchedIfNoClientReadsAsMuch) {
+  write("{}");
+  fs::resize_file(settings(), SettingsFile::largestFile + 1);
+  EXPECT_THAT(connect().sentence, HasSubstr("it is larger than 64000000 bytes."));
+  EXPECT_EQ(fs::file_size(settings()), SettingsFile::largestFile + 1);
+}
+
+TEST_F(SettingsOnDisk, ThatCannotBeReadAreNotTouched) {
+  write("{}");
+  fs::permissions(settings(), fs::perms::owner_write);
+  const test::ReadOnly denied = readOnly(".claude");
+  EXPECT_EQ(connect().kind, Kind::failed);
+  EXPECT_THAT(connect().sentence, HasSubstr("was not changed: it cannot be read: Permission denied."));
 }
 
 TEST_F(SettingsOnDisk, ThatAreReadOnlyAreNotTouched) {
@@ -255,19 +291,138 @@ TEST_F(SettingsOnDisk, ThatAreReadOnlyAreNotTouched) {
   fs::permissions(settings(), fs::perms::owner_read);
   EXPECT_THAT(connect().sentence, HasSubstr("it is read-only. Make it writable, then try again."));
   EXPECT_EQ(text(), "{}");
+  fs::permissions(settings(), fs::perms::owner_write, fs::perm_options::add);
+  ASSERT_EQ(connect().kind, Kind::changed);
+  const std::string connected = text();
+  fs::permissions(settings(), fs::perms::owner_read);
+  EXPECT_THAT(file().disconnect().sentence, HasSubstr("it is read-only. Make it writable"));
+  EXPECT_EQ(text(), connected);
 }
 
 TEST_F(SettingsOnDisk, InAFolderThatCannotBeWrittenStayAsTheyAre) {
   write("{}");
   SettingsFile::Outcome failed;
   {
-    const test::ReadOnly denied(home_ / ".claude");
+    const test::ReadOnly denied = readOnly(".claude");
     failed = connect();
   }
   EXPECT_EQ(failed.kind, Kind::failed);
   EXPECT_THAT(failed.sentence, HasSubstr("Permission denied."));
   EXPECT_EQ(text(), "{}");
   EXPECT_EQ(test::names(home_ / ".claude"), std::vector<std::string>{"settings.json"});
+}
+
+TEST_F(SettingsOnDisk, StayAsTheyAreIfTheirOriginalCannotBeKept) {
+  write("{}");
+  fs::create_directory(home_ / "closed");
+  const AgentHome claude = AgentHome::standard(Agent::claude, home_.string());
+  // The folder of originals cannot be made, its parent cannot, and a file is in the parent's place.
+  test::writeFile(home_ / "file", "");
+  for (const char* folder : {"closed/originals", "closed/Tavrin/originals", "file/originals"}) {
+    const SettingsFile settings(claude, home_ / folder);
+    const test::ReadOnly denied = readOnly("closed");
+    const SettingsFile::Outcome failed = settings.connect(helper, AgentDefinition::claude);
+    EXPECT_EQ(failed.kind, Kind::failed);
+    EXPECT_THAT(failed.sentence,
+                HasSubstr("its original cannot be kept in " + (home_ / folder).string() + ": "));
+  }
+  EXPECT_EQ(text(), "{}");
+}
+
+TEST_F(SettingsOnDisk, WhoseOriginalCannotBeReadStayConnected) {
+  write("{}");
+  ASSERT_EQ(connect().kind, Kind::changed);
+  fs::permissions(settings(), fs::perms(0644));
+  const std::string connected = text();
+  {
+    const test::ReadOnly denied = readOnly("Library");
+    const SettingsFile::Outcome failed = file().disconnect();
+    EXPECT_EQ(failed.kind, Kind::failed);
+    EXPECT_THAT(failed.sentence, HasSubstr("its original cannot be read in " + originals()));
+  }
+  EXPECT_EQ(text(), connected);
+}
+
+// Makes a folder and all in it readable by everybody.
+void open(const fs::path& folder) {
+  fs::permissions(folder, fs::perms(0777));
+  for (const auto& entry : fs::directory_iterator(folder)) fs::permissions(entry.path(), fs::perms(0644));
+}
+
+TEST_F(SettingsOnDisk, ThatCannotBeReplacedOrRemovedStayAsTheyAre) {
+  fs::create_directories(originals());
+  open(originals());
+  write("{}");
+  fs::permissions(settings(), fs::perms(0644));
+  {
+    const test::ReadOnly denied = readOnly(".claude");
+    EXPECT_THAT(connect().sentence, HasSubstr("it cannot be replaced: Permission denied."));
+  }
+  EXPECT_EQ(text(), "{}");
+  for (const char* before : {"{}", ""}) {
+    fs::remove(settings());
+    if (*before != '\0') write(before);
+    ASSERT_EQ(connect().kind, Kind::changed);
+    fs::permissions(settings(), fs::perms(0644));
+    open(originals());
+    const std::string connected = text();
+    {
+      const test::ReadOnly denied = readOnly(".claude");
+      EXPECT_THAT(file().disconnect().sentence,
+                  HasSubstr(*before == '\0' ? "it cannot be removed: Permission denied."
+                                            : "it cannot be replaced: Permission denied."));
+    }
+    EXPECT_EQ(text(), connected);
+    ASSERT_EQ(file().disconnect().kind, Kind::changed);
+  }
+}
+
+TEST_F(SettingsOnDisk, WhoseFolderCannotBeMadeAreNotMade) {
+  const test::ReadOnly denied = readOnly(".copilot");
+  EXPECT_THAT(connect(Agent::copilot).sentence, HasSubstr("its folder cannot be made: Permission denied."));
+}
+
+TEST_F(SettingsOnDisk, ConnectedByHandAreDisconnectedWithoutAnOriginal) {
+  ASSERT_EQ(connect().kind, Kind::changed);
+  fs::remove_all(originals());
+  // Nobody knows whether there was a file, so an empty one stays.
+  ASSERT_EQ(file().disconnect(SettingsFile::Mode::preview).kind, Kind::changed);
+  ASSERT_EQ(file().disconnect().kind, Kind::changed);
+  EXPECT_EQ(text(), "{}\n");
+  EXPECT_EQ(file().disconnect(SettingsFile::Mode::preview).kind, Kind::unchanged);
+}
+
+TEST_F(SettingsOnDisk, RestoredByHandKeepTheRecordOfTheirOriginal) {
+  write("{}");
+  ASSERT_EQ(connect().kind, Kind::changed);
+  const fs::path record = file().original().value().recordedIn;
+  struct stat before = {};
+  ASSERT_EQ(::stat(record.c_str(), &before), 0);
+  write("{}");
+  ASSERT_EQ(connect().kind, Kind::changed);
+  struct stat after = {};
+  ASSERT_EQ(::stat(record.c_str(), &after), 0);
+  EXPECT_EQ(after.st_ino, before.st_ino);
+}
+
+TEST_F(SettingsOnDisk, HaveNoOriginalBeforeTheyAreConnected) {
+  EXPECT_EQ(file().original(), std::nullopt);
+  ASSERT_EQ(connect().kind, Kind::changed);
+  const fs::path record = file().original().value().recordedIn;
+  // The name of a record is a hash. A record of another path is not this file's.
+  test::writeFile(record, R"({"agent":"claude","path":"/elsewhere","text":null})");
+  EXPECT_EQ(file().original(), std::nullopt);
+  EXPECT_EQ(originalsKept(), 1U);
+  fs::create_directory(fs::path(originals()) / "folder.json");
+  EXPECT_EQ(originalsKept(), 1U);
+}
+
+TEST_F(SettingsOnDisk, ThatMayNotBeWrittenAreNotConnected) {
+  write("{}");
+  EXPECT_FALSE(file().state("/bin/tavrin-hook", AgentDefinition::claude).isConnected);
+  const fs::path own = home_ / ".copilot/hooks/tavrin.json";
+  test::writeFile(own, R"({"hooks":{"agentStop":[{"bash":"say done"}]}})");
+  EXPECT_FALSE(file(Agent::copilot).state(helper, AgentDefinition::copilot).isConnected);
 }
 
 TEST_F(SettingsOnDisk, KeepTheirModeWhateverTheUmask) {

@@ -107,7 +107,8 @@ TEST(SettingsText, RefusesAPathThatCouldNotBeRecognisedOrRun) {
   for (const char* path :
        {"", "tavrin-hook", "/bin/tavrin-hook", "Tavrin/bin/tavrin-hook", "/Tavrin/bin/tavrin-hook/x",
         "/a\"/Tavrin/bin/tavrin-hook", "/$HOME/Tavrin/bin/tavrin-hook", "/`a`/Tavrin/bin/tavrin-hook",
-        "/a\\b/Tavrin/bin/tavrin-hook", "/a\n/Tavrin/bin/tavrin-hook", "/\xff/Tavrin/bin/tavrin-hook"}) {
+        "/a\\b/Tavrin/bin/tavrin-hook", "/a\n/Tavrin/bin/tavrin-hook", "/a\x7f/Tavrin/bin/tavrin-hook",
+        "/\xff/Tavrin/bin/tavrin-hook"}) {
     const Outcome outcome = connect("{}", path, oneEvent());
     EXPECT_EQ(outcome.kind, Outcome::Kind::refused) << path;
     EXPECT_EQ(outcome.refusal.line, 0U);
@@ -128,6 +129,39 @@ TEST(SettingsText, LeavesOneGroupOfOursWhereItIs) {
   EXPECT_EQ(connect(text, helper, oneEvent()).kind, Outcome::Kind::unchanged);
   const std::string twice = "{\"hooks\":{\"Stop\":[" + group + "," + group + "]}}";
   EXPECT_EQ(connect(twice, helper, oneEvent()).kind, Outcome::Kind::changed);
+}
+
+TEST(SettingsText, OfAnotherInstallationInAnOwnFileAreReplaced) {
+  const std::string old = connect("", "/old/Tavrin/bin/tavrin-hook", AgentDefinition::copilot).text;
+  const Outcome moved = connect(old, helper, AgentDefinition::copilot);
+  EXPECT_EQ(moved.kind, Outcome::Kind::changed);
+  EXPECT_EQ(moved.text, connect("", helper, AgentDefinition::copilot).text);
+}
+
+TEST(SettingsText, OfSomebodyElseInAnOwnFileStay) {
+  const std::string others = R"({"hooks":{"agentStop":[{"bash":"say done"}]}})";
+  EXPECT_THAT(refused(others, AgentDefinition::copilot), HasSubstr("it holds somebody else's hooks"));
+  const Outcome outcome = disconnect(others, AgentDefinition::copilot);
+  EXPECT_EQ(outcome.kind, Outcome::Kind::unchanged);
+  EXPECT_EQ(outcome.text, others);
+  EXPECT_FALSE(outcome.isEmpty);
+  EXPECT_TRUE(SettingsText::contents(others, AgentDefinition::copilot).entries.empty());
+}
+
+TEST(SettingsText, ThatDoNotParseAreNotDisconnected) {
+  const Outcome outcome = disconnect("{\n  \"a\": }", oneEvent());
+  EXPECT_EQ(outcome.kind, Outcome::Kind::refused);
+  EXPECT_EQ(outcome.text, "{\n  \"a\": }");
+  EXPECT_EQ(outcome.refusal.line, 2U);
+}
+
+TEST(SettingsText, ListsEntriesBesideWhatIsNotAList) {
+  const std::string text = R"({"hooks":{"Start":7,"Other":[{"matcher":"x"}],)"
+                           R"("Stop":[{"hooks":[{"command":"\"/a/Tavrin/bin/tavrin-hook"}]}]}})";
+  const SettingsText::Contents contents = SettingsText::contents(text, oneEvent());
+  ASSERT_EQ(contents.entries.size(), 1U);
+  EXPECT_EQ(contents.entries[0].event, "Stop");
+  EXPECT_EQ(contents.entries[0].helperPath, "");  // the quote is never closed
 }
 
 TEST(SettingsText, ListsOurEntries) {

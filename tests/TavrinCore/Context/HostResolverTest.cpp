@@ -4,6 +4,7 @@
 
 #include <map>
 #include <optional>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -129,7 +130,8 @@ struct AskedChain {
   Chain chain = chainOf({"sh", "claude", "Editor", "Terminal"});
   std::map<std::int32_t, ProcessTable::Application> applications;
   std::vector<std::int32_t> asked;
-  std::optional<bool> mayHaveApplications;
+  std::optional<std::set<std::int32_t>> inManager;  // below the user's manager; nullopt: nobody can say
+  std::vector<std::int32_t> askedForManager;
 
   std::optional<ProcessNode> host() {
     ProcessTable table;
@@ -138,11 +140,10 @@ struct AskedChain {
       const auto found = applications.find(pid);
       return found == applications.end() ? std::nullopt : std::optional(found->second);
     };
-    if (mayHaveApplications) {
-      table.mayHaveApplications = [this](std::int32_t innermost, std::int32_t outermost) {
-        EXPECT_EQ(innermost, 100);
-        EXPECT_EQ(outermost, 103);
-        return *mayHaveApplications;
+    if (inManager) {
+      table.mayBeOfApplication = [this](std::int32_t pid) {
+        askedForManager.push_back(pid);
+        return inManager->contains(pid);
       };
     }
     return HostResolver::findHost(chain, table);
@@ -157,8 +158,10 @@ TEST(HostResolver, ApplicationsAreAskedForFromTheRootUntilTheHostIsFound) {
   const ProcessNode expected = {.pid = 102, .name = "Editor", .bundleId = "editor", .isRegularApp = true};
   EXPECT_EQ(asked.host(), expected);
   EXPECT_EQ(asked.asked, (std::vector<std::int32_t>{103, 102}));
-  asked.mayHaveApplications = true;
-  EXPECT_EQ(asked.host(), expected);
+  for (const std::int32_t end : {100, 103}) {
+    asked.inManager = {end};
+    EXPECT_EQ(asked.host(), expected);
+  }
 }
 
 TEST(HostResolver, WithoutAnApplicationThereIsNoHost) {
@@ -171,9 +174,28 @@ TEST(HostResolver, WithoutAnApplicationThereIsNoHost) {
 TEST(HostResolver, NoProcessIsAskedAboutWhereThereCanBeNoApplication) {
   AskedChain asked;
   asked.applications = {{103, {.bundleId = "terminal", .isRegular = true}}};
-  asked.mayHaveApplications = false;
+  asked.inManager.emplace();
   EXPECT_EQ(asked.host(), std::nullopt);
   EXPECT_TRUE(asked.asked.empty());
+  EXPECT_EQ(asked.askedForManager, (std::vector<std::int32_t>{103, 100}));
+}
+
+// A terminal of a desktop that was started by hand, in which sudo(8) has opened a session: both ends of the
+// chain are outside the user's manager, and the host was missed.
+TEST(HostResolver, AHostIsFoundAboveAProgramThatChangesTheUser) {
+  for (const char* const program : {"sudo", "su", "doas", "pkexec", "login"}) {
+    AskedChain asked;
+    asked.chain = chainOf({"sh", "claude", "bash", program, "zsh", "foot", "sway"});
+    asked.applications = {{105, {.bundleId = "foot", .isRegular = true}}};
+    asked.inManager = {104, 105};
+    ASSERT_TRUE(asked.host().has_value()) << program;
+    EXPECT_EQ(asked.host()->pid, 105) << program;
+  }
+  AskedChain outside;
+  outside.chain = chainOf({"sh", "claude", "bash", "sudo", "zsh", "sshd"});
+  outside.inManager.emplace();
+  EXPECT_EQ(outside.host(), std::nullopt);
+  EXPECT_EQ(outside.askedForManager, (std::vector<std::int32_t>{105, 100, 104}));
 }
 
 TEST(HostResolver, TheAgentMayBeTheHost) {

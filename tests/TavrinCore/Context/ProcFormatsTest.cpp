@@ -101,13 +101,13 @@ TEST(ProcFormats, ArgumentsEndWithZeroBytes) {
   EXPECT_EQ(ProcFormats::arguments(""), Words{});
 }
 
-TEST(ProcFormats, ProcessIdsStandBetweenSpaces) {
+TEST(ProcFormats, ProcessIdsAreSeparatedBySpaces) {
   EXPECT_EQ(ProcFormats::processIds("12 345 "), (std::vector<std::int32_t>{12, 345}));
   EXPECT_EQ(ProcFormats::processIds("12 x 99999999999 7"), (std::vector<std::int32_t>{12, 7}));
   EXPECT_TRUE(ProcFormats::processIds("").empty());
 }
 
-TEST(ProcFormats, OfTheLocksThoseOfFlockThatAreHeldCount) {
+TEST(ProcFormats, OnlyHeldLocksOfFlockCount) {
   const auto locks = ProcFormats::fileLocks(
       "1: FLOCK  ADVISORY  WRITE 4242 fd:01:1311 0 EOF\n"
       "1: -> FLOCK  ADVISORY  WRITE 4243 fd:01:1311 0 EOF\n"

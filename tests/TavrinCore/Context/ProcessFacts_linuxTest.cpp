@@ -1,11 +1,13 @@
-// Facts about processes that the test starts itself.
-#include "TavrinCore/Context/ProcessFacts.hpp"
+// Facts about processes that the test starts itself, and about a directory that looks like /proc.
+#include "TavrinCore/Context/ProcessFacts_linux.hpp"
 
 #include <fcntl.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <pty.h>
 #include <sys/file.h>
+#include <sys/stat.h>
+#include <sys/sysmacros.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -18,6 +20,7 @@
 #include "TavrinCore/Support/File.hpp"
 #include "tests/support/Scratch.hpp"
 #include "tests/support/Terminals.hpp"
+#include "tests/support/TestData.hpp"
 
 namespace tavrin {
 namespace {
@@ -26,7 +29,7 @@ using testing::Contains;
 using testing::ElementsAre;
 using testing::Not;
 
-// A process that runs until it is told to end.
+// A process that runs until it is asked to end.
 class Child {
  public:
   // `prepare` runs in the child before it waits.
@@ -149,6 +152,90 @@ TEST(ProcessFacts, TheSystemStartedBeforeItsFirstProcess) {
   ASSERT_TRUE(first);
   EXPECT_LE(facts.bootedAt(), first->startedAt + std::chrono::duration<double>(0.03));
   EXPECT_GT(facts.bootedAt(), dateFromSeconds(0));
+}
+
+// A directory that looks like /proc.
+class MadeProc : public testing::Test {
+ protected:
+  void write(const std::string& file, const std::string& text) { test::writeFile(root_ / file, text); }
+
+  void addProcess(int pid, int parent, char state = 'S') {
+    write(std::to_string(pid) + "/stat", std::to_string(pid) + " (name) " + state + " " +
+                                             std::to_string(parent) +
+                                             " 1 1 0 0 0 0 0 0 0 0 0 0 0 0 0 20 0 1 500 0\n");
+  }
+
+  test::ScratchDirectory root_;
+  ProcessFacts facts_ = processFactsIn(root_.string());
+};
+
+TEST_F(MadeProc, AProcessThatIsAboutToVanishIsNone) {
+  addProcess(7, 1);
+  EXPECT_EQ(facts_.process(7).value().parent, 1);
+  EXPECT_EQ(facts_.process(7)->name, "name");
+  for (const char state : {'Z', 'X'}) {
+    addProcess(7, 1, state);
+    EXPECT_EQ(facts_.process(7), std::nullopt) << state;
+  }
+}
+
+TEST_F(MadeProc, AStatFileOfAnotherFormIsOfNoProcess) {
+  for (const char* text : {"", "7 name S 1", "7 (name) S", "7 (name) S 1 1 1 0 0 0 0"}) {
+    write("7/stat", text);
+    EXPECT_EQ(facts_.process(7), std::nullopt) << text;
+  }
+}
+
+TEST_F(MadeProc, WithoutListsOfChildrenEveryProcessIsAskedForItsParent) {
+  for (const int pid : {7, 8, 9}) addProcess(pid, pid == 8 ? 1 : 5);
+  addProcess(10, 5, 'Z');
+  write("self/stat", "");
+  write("5/task/5/comm", "");
+  EXPECT_THAT(facts_.all(), testing::UnorderedElementsAre(5, 7, 8, 9, 10));
+  EXPECT_THAT(facts_.children(5), testing::UnorderedElementsAre(7, 9));
+  // A list is believed, even if it is empty.
+  write("5/task/5/children", "8 10 ");
+  EXPECT_THAT(facts_.children(5), ElementsAre(8));
+  write("5/task/5/children", "");
+  EXPECT_THAT(facts_.children(5), ElementsAre());
+}
+
+TEST_F(MadeProc, OfManyArgumentsTheFirstAreRead) {
+  write("7/cmdline", std::string("a\0b\0", 4) + std::string(200'000, 'c'));
+  const std::vector<std::string> arguments = facts_.arguments(7);
+  ASSERT_EQ(arguments.size(), 3U);
+  EXPECT_EQ(arguments[1], "b");
+  EXPECT_EQ(arguments[2].size(), std::size_t{128} * 1024 - 4);
+}
+
+TEST_F(MadeProc, ALockIsItsHoldersIfDeviceOrOpenFilesSaySo) {
+  const std::string path = (root_ / "file").string();
+  write("file", "");
+  EXPECT_EQ(facts_.lockHolder(path), std::nullopt);  // there is no list of locks
+  struct stat status = {};
+  ASSERT_EQ(::stat(path.c_str(), &status), 0);
+  const auto lockOf = [&](int pid, unsigned majorNumber, unsigned minorNumber, unsigned long inode) {
+    std::array<char, 100> line{};
+    std::snprintf(line.data(), line.size(), "1: FLOCK  ADVISORY  WRITE %d %02x:%02x:%lu 0 EOF\n", pid,
+                  majorNumber, minorNumber, inode);
+    return std::string(line.data());
+  };
+  const unsigned majorNumber = major(status.st_dev);
+  const unsigned minorNumber = minor(status.st_dev);
+  write("locks", lockOf(6, majorNumber, minorNumber, status.st_ino + 1) +
+                     lockOf(7, majorNumber, minorNumber, status.st_ino));
+  EXPECT_EQ(facts_.lockHolder(path), 7);
+  for (const auto& other : {lockOf(8, majorNumber + 1, minorNumber, status.st_ino),
+                            lockOf(8, majorNumber, minorNumber + 1, status.st_ino)}) {
+    std::filesystem::remove_all(root_ / "8");
+    write("locks", other);
+    EXPECT_EQ(facts_.lockHolder(path), std::nullopt);
+    std::filesystem::create_directories(root_ / "8/fd");
+    std::filesystem::create_symlink("/dev/null", root_ / "8/fd/0");
+    EXPECT_EQ(facts_.lockHolder(path), std::nullopt);
+    std::filesystem::create_symlink(path, root_ / "8/fd/3");
+    EXPECT_EQ(facts_.lockHolder(path), 8);
+  }
 }
 
 }  // namespace

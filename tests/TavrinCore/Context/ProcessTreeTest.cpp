@@ -87,7 +87,7 @@ TEST(ProcessTree, TheSmallestAndTheLargestPidCount) {
   EXPECT_THAT(pidsOf(ProcessTree::ancestors(2, fake.table())), ElementsAre(2, largestInt32));
 }
 
-TEST(ProcessTree, ALimitOfNothingGivesNothing) {
+TEST(ProcessTree, WithALimitOfZeroTheChainIsEmpty) {
   FakeProcesses fake = chainOfLength(3);
   for (const int limit : {0, -1, std::numeric_limits<int>::min()}) {
     EXPECT_THAT(ProcessTree::ancestors(100, fake.table(), limit), IsEmpty()) << limit;
@@ -150,7 +150,7 @@ TEST(ProcessTree, AnEmptyNameGivesWayToTheLongOne) {
   EXPECT_EQ(fake.countOf("longName"), 2U);
 }
 
-TEST(ProcessTree, ApplicationsTellTheirBundleAndWhetherTheyAreRegular) {
+TEST(ProcessTree, AnApplicationHasItsBundleAndMayBeRegular) {
   FakeProcesses fake = chainOf({"a", "b", "c", "d"});
   fake.processes[101].application = Application{.bundleId = "com.example.editor", .isRegular = true};
   fake.processes[102].application = Application{.bundleId = "com.example.agent", .isRegular = false};
@@ -259,7 +259,7 @@ TEST(ProcessTree, BothWalksLeadToTheSameAgent) {
   EXPECT_EQ(count, 5 * (1 + 5 + 25 + 125 + 625));
 }
 
-TEST(ProcessTree, TheParentIsToldForAProcessThatCanBeLookedUp) {
+TEST(ProcessTree, AProcessThatCanBeLookedUpHasAParent) {
   FakeProcesses fake = chainOf({"a", "b"});
   EXPECT_EQ(ProcessTree::parent(100, fake.table()), 101);
   EXPECT_EQ(ProcessTree::parent(101, fake.table()), 1);

@@ -1,8 +1,9 @@
-// The table of the running system, asked about processes that the test knows.
+// The table of the running system, asked about processes that the test knows, and tables of written files.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <pty.h>
 #include <sys/prctl.h>
+#include <sys/sysmacros.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -14,7 +15,7 @@
 #include <string>
 
 #include "TavrinCore/Context/ProcFormats.hpp"
-#include "TavrinCore/Context/ProcessTree.hpp"
+#include "TavrinCore/Context/ProcessTree_linux.hpp"
 #include "TavrinCore/Support/File.hpp"
 #include "tests/support/Scratch.hpp"
 #include "tests/support/Terminals.hpp"
@@ -24,7 +25,7 @@ namespace {
 
 using ::testing::IsEmpty;
 
-// What `body` gives, run in a process of its own that `start` makes as fork(2) does.
+// What `body` returns, run in a process of its own that `start` makes as fork(2) does.
 std::string inChild(const std::function<std::string()>& body, const std::function<pid_t()>& start = ::fork) {
   std::array<int, 2> ends{};
   EXPECT_EQ(::pipe(ends.data()), 0);
@@ -72,7 +73,7 @@ TEST(ProcessTableOfLinux, TheChainStartsAtThisProcessAndFollowsParents) {
   }
 }
 
-TEST(ProcessTableOfLinux, ANameMayHoldParenthesesBlanksAndLineFeeds) {
+TEST(ProcessTableOfLinux, ANameMayHoldParenthesesSpacesAndLineFeeds) {
   for (const char* const name : {"a b", ") S 1 1 1 1", "(a)", "a\nb", "tmux: server", "\xff"}) {
     EXPECT_EQ(inChild([&] {
                 ::prctl(PR_SET_NAME, name);
@@ -120,7 +121,7 @@ TEST(ProcessTableOfLinux, EachProcessIsReadOnce) {
   EXPECT_EQ(ProcessTree::parent(child, ProcessTable::ofThisSystem()), std::nullopt);
 }
 
-TEST(ProcessTableOfLinux, AProcessWithATerminalTellsItsPath) {
+TEST(ProcessTableOfLinux, AProcessWithATerminalHasItsPath) {
   if (!test::canOpenTerminals()) GTEST_SKIP() << test::withoutTerminals;
   int controller = -1;
   const std::string answer = inChild([] { return ownTerminal() + " " + ::ttyname(STDIN_FILENO); },
@@ -145,6 +146,56 @@ TEST(ProcessTableOfLinux, TheApplicationIsWhatTheCgroupSays) {
   if (!application) return;
   EXPECT_EQ(application->bundleId, id);
   EXPECT_TRUE(application->isRegular);
+}
+
+// The table of a directory in which a test writes what /proc and /sys have.
+class WrittenProcessTable : public ::testing::Test {
+ protected:
+  void writeStat(std::int32_t pid, unsigned terminal) {
+    const std::string start = std::to_string(pid) + " (agent) S 1 " + std::to_string(pid) + " 1 ";
+    test::writeFile(root_.path() / ("proc/" + std::to_string(pid) + "/stat"),
+                    start + std::to_string(terminal) + " -1 0\n");
+  }
+  void writeUnit(std::int32_t pid, const std::string& unit) {
+    test::writeFile(root_.path() / ("proc/" + std::to_string(pid) + "/cgroup"),
+                    "0::/user.slice/user-1000.slice/user@1000.service/app.slice/" + unit + "\n");
+  }
+  ProcessTable table() const { return processTableBelow(root_.string()); }
+
+  test::ScratchDirectory root_;
+};
+
+TEST_F(WrittenProcessTable, EveryApplicationIsRegular) {
+  for (const char* const id : {"kitty", "org.gnome.Terminal"}) {
+    writeUnit(77, std::string("app-gnome-") + id + "-4242.scope");
+    const auto application = table().application(77);
+    ASSERT_TRUE(application.has_value()) << id;
+    EXPECT_EQ(application->bundleId, id);
+    EXPECT_TRUE(application->isRegular) << id;
+  }
+}
+
+TEST_F(WrittenProcessTable, AProcessThatNoApplicationStartedHasNone) {
+  writeUnit(77, "dbus.service");
+  EXPECT_FALSE(table().application(77).has_value());
+}
+
+TEST_F(WrittenProcessTable, SysfsNamesATerminalOfADriverWithoutFixedNames) {
+  const auto device = static_cast<unsigned>(makedev(188, 3));
+  writeStat(77, device);
+  EXPECT_EQ(ProcessTree::tty(77, table()), std::nullopt);
+  const std::filesystem::path links = root_ / "sys/dev/char";
+  std::filesystem::create_directories(links);
+  std::filesystem::create_symlink("../../devices/pci0000:00/usb1/1-2/ttyUSB3/tty/ttyUSB3", links / "188:3");
+  EXPECT_EQ(ProcessTree::tty(77, table()), "/dev/ttyUSB3");
+}
+
+TEST_F(WrittenProcessTable, ATerminalWithAFixedNameIsNotLookedUpInSysfs) {
+  writeStat(77, static_cast<unsigned>(makedev(136, 5)));
+  const std::filesystem::path links = root_ / "sys/dev/char";
+  std::filesystem::create_directories(links);
+  std::filesystem::create_symlink("../../devices/virtual/tty/elsewhere", links / "136:5");
+  EXPECT_EQ(ProcessTree::tty(77, table()), "/dev/pts/5");
 }
 
 }  // namespace

@@ -112,6 +112,25 @@ TEST(ClaudeTranscript, TheDurationOfATurnEndsIt) {
             (Facts{{Kind::turnEnded, ""}}));
 }
 
+TEST(ClaudeTranscript, WordsOfALineInAnotherPlaceAreNotEvidence) {
+  const auto none = [](const std::string& rest) {
+    return in(Agent::claude, R"({"timestamp":"TIME",)" + rest + "}").empty();
+  };
+  EXPECT_TRUE(none(R"("type":"assistant","message":{"content":"a tool_result, turn_duration"})"));
+  EXPECT_TRUE(none(R"("type":"assistant","isApiErrorMessage":false)"));
+  EXPECT_TRUE(none(R"("type":"assistant","isApiErrorMessage":"true")"));
+  EXPECT_TRUE(none(R"("type":"system","subtype":"note","content":"turn_duration")"));
+  EXPECT_TRUE(none(R"("type":"summary","summary":"[Request interrupted by user")"));
+}
+
+TEST(ClaudeTranscript, ARefusalAndAnInterruptionMayShareALine) {
+  EXPECT_EQ(in(Agent::claude, R"({"timestamp":"TIME","type":"user","message":{"content":[)"
+                              R"({"type":"tool_result","tool_use_id":"c","content":)"
+                              R"("The user doesn't want to proceed with this tool use."},)"
+                              R"({"type":"text","text":"[Request interrupted by user for tool use]"}]}})"),
+            (Facts{{Kind::withdrawn, "c"}, {Kind::interrupted, ""}}));
+}
+
 TEST(ClaudeTranscript, APromptStartsATurnButWhatTheClientWritesDoesNot) {
   const auto starts = [](const std::string& rest) {
     return evidenceInLine(timed(R"({"type":"user","promptId":"1","timestamp":"TIME",)" + rest + "}"),
@@ -123,6 +142,12 @@ TEST(ClaudeTranscript, APromptStartsATurnButWhatTheClientWritesDoesNot) {
   EXPECT_FALSE(starts(R"("message":{"content":"[Request interrupted by user]"})"));
   EXPECT_FALSE(starts(R"("isMeta":true,"message":{"content":"Do it"})"));
   EXPECT_FALSE(starts(R"("message":{"content":""})"));
+  EXPECT_TRUE(starts(R"("isMeta":false,"message":{"content":"Do it"})"));
+  EXPECT_TRUE(starts(R"("isMeta":"no","message":{"content":"Do it"})"));
+  const LineEvidence other = evidenceInLine(
+      timed(R"({"type":"attachment","promptId":"1","timestamp":"TIME","message":{"content":"x"}})"),
+      Agent::claude);
+  EXPECT_EQ(other, LineEvidence());
 }
 
 TEST(Transcripts, ALineWithoutATimeIsNotEvidence) {
@@ -163,6 +188,42 @@ TEST(CodexRollout, ACallInCodeModeAsksWithItsOwnCommand) {
       Agent::codex);
   EXPECT_EQ(factsOf(line), (Facts{{Kind::asked, "c1"}}));
   EXPECT_EQ(line.facts.front().command, "touch a");
+}
+
+// The command of a call with these arguments, whose quotes are written plainly.
+std::string commandOfCall(const std::string& arguments) {
+  std::string escaped;
+  for (const char letter : arguments) escaped += letter == '"' ? "\\\"" : std::string(1, letter);
+  const LineEvidence line = evidenceInLine(timed(codexCall("tool", escaped)), Agent::codex);
+  return line.facts.empty() ? "none" : line.facts.front().command;
+}
+
+TEST(CodexRollout, ACommandMayBeAListOfWords) {
+  const std::string end = R"(, "sandbox_permissions": "require_escalated"})";
+  EXPECT_EQ(commandOfCall(R"({"command": ["bash", "-lc", "touch a; sleep 9"])" + end), "touch a; sleep 9");
+  EXPECT_EQ(commandOfCall(R"({"command": ["git", "push", "origin"])" + end), "git push origin");
+  EXPECT_EQ(commandOfCall(R"({"command": ["ls", "-l", 7, "a"])" + end), "ls -l a");
+  EXPECT_EQ(commandOfCall(R"({"command": ["npm", "test"])" + end), "npm test");
+  EXPECT_EQ(commandOfCall(R"({"command": ["bash", "-lc", "make", "x"])" + end), "bash -lc make x");
+  EXPECT_EQ(commandOfCall(R"({"command": [])" + end), "");
+  EXPECT_EQ(commandOfCall(R"({"command": "make all")" + end), "make all");
+  EXPECT_EQ(commandOfCall(R"({"command": 7)" + end), "");
+  EXPECT_EQ(commandOfCall(R"({"patch": "x")" + end), "");
+}
+
+TEST(CodexRollout, AProgramThatIsNotPlainJsonStandsForItsCommand) {
+  const std::string program =
+      R"(const x = {cmd: "touch a; sleep 9", sandbox_permissions: "require_escalated"}; await run(x))";
+  EXPECT_EQ(commandOfCall(program), program);
+  EXPECT_EQ(commandOfCall("require_escalated"), "");
+  EXPECT_EQ(commandOfCall("} require_escalated {"), "");
+  EXPECT_EQ(commandOfCall("{ require_escalated"), "");
+}
+
+TEST(CodexRollout, ACallWithoutAnIdentifierCannotBeFollowed) {
+  EXPECT_EQ(in(Agent::codex, R"({"timestamp":"TIME","type":"response_item","payload":)"
+                             R"({"type":"function_call","name":"request_user_input"}})"),
+            Facts{});
 }
 
 TEST(CodexRollout, AQuestionAsksAndAnOrdinaryCallDoesNot) {
@@ -216,6 +277,14 @@ TEST(CodexNames, HoldAnIdAndTheTimeInIt) {
   EXPECT_NEAR(secondsOf(CodexEvidence::createdAt(id).value()), 1'795'301'866, 1);
   EXPECT_EQ(CodexEvidence::createdAt("01a20054-7c97-4890-932d-c7bd65f0f20a"), std::nullopt);
   EXPECT_EQ(CodexEvidence::createdAt("x"), std::nullopt);
+  for (const std::string_view other :
+       {"g1a20054-7c97-7890-932d-c7bd65f0f20a", "01a20054-gc97-7890-932d-c7bd65f0f20a"})
+    EXPECT_EQ(CodexEvidence::createdAt(other), std::nullopt) << other;
+  for (const std::size_t place : {0U, 8U, 13U, 18U, 23U, 35U}) {
+    std::string wrong(id);
+    wrong[place] = place == 0 || place == 35 ? 'x' : 'a';
+    EXPECT_EQ(CodexEvidence::idInName(wrong + ".lock"), "") << wrong;
+  }
 }
 
 TEST(GeminiChat, CancellationAndErrorsEndTheTurn) {
@@ -225,6 +294,25 @@ TEST(GeminiChat, CancellationAndErrorsEndTheTurn) {
             Facts{});
   EXPECT_EQ(in(Agent::gemini, R"({"timestamp":"TIME","type":"error","content":"[API Error: 400]"})"),
             (Facts{{Kind::failed, ""}}));
+}
+
+TEST(GeminiChat, ContentWithoutTextIsOfNoPrompt) {
+  const auto starts = [](const std::string& content) {
+    return evidenceInLine(timed(R"({"timestamp":"TIME","type":"user","content":)" + content + "}"),
+                          Agent::gemini)
+        .startsTurn;
+  };
+  EXPECT_TRUE(starts(R"("Do it")"));
+  EXPECT_TRUE(starts(R"([{"text":"Do it"}])"));
+  EXPECT_FALSE(starts("[]"));
+  EXPECT_FALSE(starts(R"([{"functionResponse":{}}])"));
+  EXPECT_FALSE(starts(R"("")"));
+}
+
+TEST(GeminiChat, LinesThatChangeEarlierOnesAreKnown) {
+  for (const char* line : {R"({"sessionId":"a"})", R"({"$set":{}})", R"({"$rewindTo":"b"})"})
+    EXPECT_TRUE(evidenceInLine(line, Agent::gemini).isKnown) << line;
+  EXPECT_FALSE(evidenceInLine(R"({"$other":1})", Agent::gemini).isKnown);
 }
 
 TEST(GeminiChat, EachCallHasItsOwnTime) {
@@ -293,6 +381,11 @@ TEST(CopilotEvents, NameTheSubagentsOfTheSession) {
                 .subagent,
             "child");
   EXPECT_FALSE(evidenceInLine(R"({"type":"weather.changed"})", Agent::copilot).isKnown);
+}
+
+TEST(CopilotEvents, OfAnotherKindAboutPermissionsAreNotAQuestion) {
+  EXPECT_EQ(in(Agent::copilot, R"({"timestamp":"TIME","type":"permission.shown","data":{"requestId":"r"}})"),
+            Facts{});
 }
 
 TEST(CopilotHold, NamesItsProcess) {

@@ -42,6 +42,19 @@ TEST(ChildProcess, ThatTheShellBecameRunsTheCommand) {
   EXPECT_TRUE(runs({"make"}, "make"));
 }
 
+TEST(ChildProcess, OfAScriptFromThePathRunsTheCommandThatNamesIt) {
+  EXPECT_TRUE(runs({"/usr/bin/python3", "/usr/bin/pip", "install", "x"}, "pip install x"));
+  EXPECT_TRUE(runs({"node", "/usr/lib/yarn.js", "build"}, "cd web && yarn build"));
+  EXPECT_TRUE(runs({"/opt/bin/make"}, "(make)"));
+  EXPECT_TRUE(runs({"node", "/usr/lib/yarn.js"}, "cd web && yarn"));
+  EXPECT_FALSE(runs({"node", "/usr/lib/yarn.js"}, "cd yarns"));
+  EXPECT_FALSE(runs({"node", "/usr/lib/hook.js"}, "node build.js"));
+  EXPECT_FALSE(runs({"node", "/usr/lib/ya.js", "build"}, "yarn build"));
+  EXPECT_FALSE(runs({"node", "/usr/lib/arn.js", "build"}, "yarn build"));
+  EXPECT_FALSE(runs({"node", "/usr/lib/", "build"}, "yarn build"));
+  EXPECT_FALSE(runs({"node", "", "build"}, "yarn build"));
+}
+
 TEST(ChildProcess, OfAnotherKindDoesNot) {
   EXPECT_FALSE(runs({"git", "status"}, "touch a"));
   EXPECT_FALSE(runs({"sleep", "10"}, "touch a; sleep 9"));
@@ -54,6 +67,7 @@ TEST(ChildProcess, OfAnotherKindDoesNot) {
 
 TEST(ChildProcess, InTheSandboxNeededNoAnswer) {
   EXPECT_FALSE(runs({"/x/codex-linux-sandbox", "--", "bash", "-c", "sleep 9"}, "sleep 9"));
+  EXPECT_FALSE(runs({"/x/helper", "--sandbox-policy-cwd", "/src", "bash", "-c", "sleep 9"}, "sleep 9"));
   EXPECT_FALSE(runs({"/usr/bin/sandbox-exec", "-p", "x", "sleep 9"}, "sleep 9"));
 }
 

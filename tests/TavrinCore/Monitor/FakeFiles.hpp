@@ -20,6 +20,8 @@ struct FakeFiles {
   };
   std::map<std::string, Content> files;
   std::set<std::string> directories;
+  std::set<std::string> vanished;    // listed, but gone when they are looked at
+  std::set<std::string> unreadable;  // of another user
   std::map<std::string, double> directoryTimes;
   std::uint64_t nextIdentity = 1;
   std::uint64_t bytesRead = 0;
@@ -47,6 +49,7 @@ struct FakeFiles {
   MonitorFiles access() {
     return {.status = [this](const std::string& path) -> std::optional<FileStatus> {
               ++statuses;
+              if (vanished.contains(path)) return std::nullopt;
               const auto at = files.find(path);
               if (at != files.end())
                 return FileStatus{.size = at->second.text.size(),
@@ -63,7 +66,7 @@ struct FakeFiles {
                            std::size_t most) -> std::optional<std::string> {
               largestRead = std::max(largestRead, most);
               const auto at = files.find(path);
-              if (at == files.end()) return std::nullopt;
+              if (at == files.end() || unreadable.contains(path)) return std::nullopt;
               const std::string& text = at->second.text;
               const std::string piece = offset < text.size() ? text.substr(offset, most) : std::string();
               bytesRead += piece.size();

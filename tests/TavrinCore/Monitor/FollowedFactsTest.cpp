@@ -73,6 +73,52 @@ TEST(FollowedFacts, AWithdrawnPromptInterruptsTheTurn) {
   EXPECT_EQ(followed.facts().front().at, dateFromSeconds(1'795'300'805));
 }
 
+TEST(FollowedFacts, AFileRewrittenBetweenTurnsInterruptsNothing) {
+  test::FakeFiles files;
+  files.write("/e", grok(1, started) + grok(2, ended));
+  FollowedFacts followed("/e", Agent::grok, false);
+  followed.look(files.access());
+  files.write("/e", grok(1, R"("type":"first_token")"), 9);
+  followed.look(files.access());
+  EXPECT_EQ(kinds(followed), std::vector{Kind::output});
+}
+
+TEST(FollowedFacts, AFileRewrittenWithTheEndOfItsTurnHasThatEnd) {
+  test::FakeFiles files;
+  files.write("/e", grok(1, started));
+  FollowedFacts followed("/e", Agent::grok, false);
+  followed.look(files.access());
+  files.write("/e", grok(1, started) + grok(2, ended), 9);
+  followed.look(files.access());
+  EXPECT_EQ(kinds(followed), (std::vector{Kind::turnStarted, Kind::turnEnded}));
+}
+
+TEST(FollowedFacts, OfALargeFileBeginWhereItsLastTurnStarts) {
+  const std::string filler = grok(1, R"("type":"first_token")");
+  std::string text = grok(1, started) + grok(2, asked);
+  while (text.size() < 300'000) text += filler;
+  test::FakeFiles files;
+  files.write("/e", text + grok(3, started) + grok(4, asked));
+  FollowedFacts followed("/e", Agent::grok, false);
+  followed.look(files.access());
+  EXPECT_EQ(kinds(followed), (std::vector{Kind::turnStarted, Kind::asked}));
+  EXPECT_LT(files.bytesRead, 600'000U);
+
+  // Claude's prompts start a turn, but are not facts.
+  const std::string prompt =
+      R"({"type":"user","promptId":"1","timestamp":"2026-11-21T22:40:03Z","message":{"content":"Go"}})"
+      "\n";
+  const std::string result = R"({"type":"user","timestamp":"2026-11-21T22:40:04Z","message":{"content":)"
+                             R"([{"type":"tool_result","tool_use_id":"c"}]}})"
+                             "\n";
+  files.write("/c", text + prompt + result);
+  files.bytesRead = 0;
+  FollowedFacts claude("/c", Agent::claude, false);
+  claude.look(files.access());
+  EXPECT_EQ(kinds(claude), std::vector{Kind::callEnded});
+  EXPECT_LT(files.bytesRead, 600'000U);
+}
+
 TEST(FollowedFacts, AFileRewrittenWithItsTurnGoesOn) {
   test::FakeFiles files;
   files.write("/e", grok(1, started));
@@ -110,6 +156,18 @@ TEST(FollowedFacts, OfALongTurnKeepTheOpenQuestion) {
   EXPECT_LE(followed.facts().size(), 512U);
   EXPECT_EQ(followed.facts()[0].kind, Kind::turnStarted);
   EXPECT_EQ(followed.facts()[1].call, "permission:old");
+}
+
+TEST(FollowedFacts, OfALongTurnForgetTheAnsweredQuestion) {
+  test::FakeFiles files;
+  std::string text = grok(1, started) + grok(2, R"("type":"permission_requested","tool_name":"old")") +
+                     grok(2, R"("type":"permission_resolved","tool_name":"old","decision":"allow")");
+  for (int i = 0; i < 5000; ++i) text += grok(3, R"("type":"first_token")");
+  files.write("/e", text);
+  FollowedFacts followed("/e", Agent::grok, false);
+  followed.look(files.access());
+  EXPECT_EQ(followed.facts()[0].kind, Kind::turnStarted);
+  EXPECT_EQ(followed.facts()[1].kind, Kind::output);
 }
 
 TEST(FollowedFacts, CountLinesThatNobodyKnows) {

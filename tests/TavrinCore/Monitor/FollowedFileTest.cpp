@@ -198,6 +198,28 @@ TEST_F(FollowedFileTest, AnOffsetBeyondTheEndIsOfAnotherFile) {
   EXPECT_THAT(lines, ElementsAre("one"));
 }
 
+TEST_F(FollowedFileTest, AFolderInItsPlaceIsNoFile) {
+  files.write("/t", "one\n");
+  EXPECT_EQ(look(), Change::started);
+  files.remove("/t");
+  files.write("/t/x", "");
+  EXPECT_EQ(look(), Change::vanished);
+  EXPECT_EQ(look(), Change::none);
+  EXPECT_EQ(file.modifiedAt(), Date());
+}
+
+TEST_F(FollowedFileTest, AFileThatCannotBeReadHasNoLinesYet) {
+  MonitorFiles access = files.access();
+  access.read = [](const std::string&, std::uint64_t, std::size_t) { return std::nullopt; };
+  files.write("/t", "one\n");
+  const auto none = [](std::string_view) { return false; };
+  EXPECT_EQ(file.look(access, {.startsTurn = none, .restart = [] {}, .take = [](std::string_view) {}}),
+            Change::started);
+  files.append("/t", "two\n");
+  look();
+  EXPECT_THAT(lines, ElementsAre("one", "two"));
+}
+
 TEST(MonitorFilesOnDisk, ReportStatusPiecesAndNames) {
   const test::ScratchDirectory scratch;
   const std::string path = scratch.string() + "/a";
@@ -215,6 +237,7 @@ TEST(MonitorFilesOnDisk, ReportStatusPiecesAndNames) {
   EXPECT_EQ(files.read(path + "x", 0, 10), std::nullopt);
   EXPECT_THAT(files.list(scratch.string()), ElementsAre("a"));
   EXPECT_TRUE(files.list(path).empty());
+  EXPECT_EQ(files.read(scratch.string(), 0, 10), std::nullopt);
   std::filesystem::rename(path, path + "b");
   std::ofstream(path) << "hello";
   EXPECT_NE(files.status(path)->identity, status->identity);

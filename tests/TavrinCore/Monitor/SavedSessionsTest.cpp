@@ -28,6 +28,31 @@ TEST(SavedSessions, AreTheRecordsWithTheirFilesTimes) {
   EXPECT_EQ(saved.all().begin()->second.savedAt, dateFromSeconds(5));
 }
 
+TEST(SavedSessions, FoldersAndFilesThatCannotBeReadAreLeftOut) {
+  test::FakeFiles files;
+  files.write("/s/a.json", record("a"), 5);
+  files.write("/s/folder.json/x", "", 5);
+  files.write("/s/.json", record(".json"), 5);
+  files.write("/s/broken.json", "{", 5);
+  files.write("/s/gone.json", record("gone"), 5);
+  files.write("/s/closed.json", record("closed"), 5);
+  MonitorFiles access = files.access();
+  access.status = [status = access.status](const std::string& path) {
+    return path == "/s/gone.json" ? std::nullopt : status(path);
+  };
+  access.read = [read = access.read](const std::string& path, std::uint64_t offset, std::size_t most) {
+    return path == "/s/closed.json" ? std::nullopt : read(path, offset, most);
+  };
+  SavedSessions saved("/s");
+  // The second look finds what is broken unchanged.
+  for (const double at : {5.5, 6.0}) {
+    EXPECT_TRUE(saved.look(access, dateFromSeconds(at)));
+    std::vector<std::string> names;
+    for (const auto& [name, session] : saved.all()) names.push_back(name);
+    EXPECT_EQ(names, (std::vector<std::string>{".json", "a.json"}));
+  }
+}
+
 TEST(SavedSessions, AnUnchangedDirectoryCostsOneCall) {
   test::FakeFiles files;
   for (int i = 0; i < 100; ++i)
@@ -76,6 +101,13 @@ TEST(SavedSessions, AMissingDirectoryHoldsNoSessions) {
   files.directories.clear();
   saved.look(files.access(), dateFromSeconds(101));
   EXPECT_TRUE(saved.all().empty());
+}
+
+TEST(DirectoryCache, AFileHasNoNames) {
+  test::FakeFiles files;
+  files.write("/d", "", 5);
+  DirectoryCache cache;
+  EXPECT_TRUE(cache.names("/d", files.access(), dateFromSeconds(100)).empty());
 }
 
 TEST(DirectoryCache, ListsAgainOnlyAfterAChange) {

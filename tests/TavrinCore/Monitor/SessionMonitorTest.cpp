@@ -113,6 +113,20 @@ TEST(Judge, OutputEndsAWaitOnlyIfNoCallIsWaitedFor) {
   EXPECT_EQ(judged(session)->state, needsYou);
 }
 
+TEST(Judge, OutputDoesNotEndAWaitWithAnOpenQuestion) {
+  MonitoredSession session = sessionIn(needsYou, Agent::copilot);
+  session.evidence.facts = {fact(Kind::asked, 999, "r"), fact(Kind::output, 1001)};
+  EXPECT_EQ(judged(session)->state, needsYou);
+}
+
+TEST(Judge, AnAnswerToEverythingAndAWithdrawalOfNothingDiffer) {
+  MonitoredSession session = sessionIn(working, Agent::copilot);
+  session.evidence.facts = {fact(Kind::asked, 1001, "r"), fact(Kind::withdrawn, 1002)};
+  EXPECT_EQ(judged(session)->state, needsYou);
+  session.evidence.facts = {fact(Kind::asked, 1001, "r"), fact(Kind::answered, 1002)};
+  EXPECT_EQ(judged(session)->state, working);
+}
+
 TEST(Judge, OnlyATurnWakesAnIdleSession) {
   MonitoredSession session = sessionIn(idle);
   for (const Kind kind : {Kind::output, Kind::answered, Kind::callEnded, Kind::withdrawn}) {
@@ -313,6 +327,22 @@ TEST(Open, AKilledSessionThatIsOpenAgainIsIdle) {
   EXPECT_EQ(seen->since, dateFromSeconds(saved + 4));
   EXPECT_EQ(seen->attentionId, std::nullopt);
   EXPECT_EQ(seen->reason, "opened again, according to the agent's files");
+}
+
+TEST(Open, ASessionOfAMissingFolderThatIsOpenHereIsHere) {
+  MonitoredSession session = sessionIn(idle, Agent::codex);
+  session.evidence.isFolderHere = session.evidence.wasSeen = false;
+  EXPECT_TRUE(judged(session)->isElsewhere);
+  session.evidence.open = openBy(18, 900);
+  EXPECT_FALSE(judged(session)->isElsewhere);
+}
+
+TEST(Open, AClosedSessionIsGoneEvenIfItsProcessIsOpenElsewhere) {
+  MonitoredSession session = sessionIn(idle, Agent::codex);
+  session.evidence.process.reset();
+  session.evidence.open = openBy(77, 900);
+  session.evidence.isClosed = true;
+  EXPECT_EQ(judged(session), std::nullopt);
 }
 
 TEST(Open, ASessionThatItsAgentClosedIsGone) {

@@ -3,108 +3,21 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <algorithm>
-
-#include "FakeFiles.hpp"
+#include "Watching.hpp"
 
 namespace tavrin {
 namespace {
 
 using enum SessionState;
+using test::claudeStatus;
+using test::day;
+using test::later;
+using test::lockOf;
+using test::sessions;
+using test::thread;
+using test::Watching;
 using testing::Contains;
 using testing::Not;
-
-constexpr std::string_view home = "/Users/dev";
-const std::string sessions = "/sessions";
-
-// A watcher over files and processes in memory.
-class Watching : public testing::Test {
- protected:
-  void SetUp() override {
-    files.write("/src/app/file", "", 1);
-    addProcess(18, "agent");
-    SessionWatcher::Surroundings surroundings{
-        .sessionsDirectory = sessions, .homes = {}, .files = files.access(), .processes = facts()};
-    for (const Agent agent : allAgents) surroundings.homes.push_back(AgentHome::standard(agent, home));
-    watcher.emplace(std::move(surroundings));
-  }
-
-  ProcessFacts facts() {
-    return {.process = [this](std::int32_t pid) -> std::optional<ProcessFact> {
-              ++lookUps;
-              const auto at = processes.find(pid);
-              return at == processes.end() ? std::nullopt : std::optional(at->second);
-            },
-            .executable = [](std::int32_t) -> std::optional<std::string> { return std::nullopt; },
-            .folder = [](std::int32_t) -> std::optional<std::string> { return "/src/app"; },
-            .arguments = [this](std::int32_t pid) { return arguments[pid]; },
-            .children =
-                [this](std::int32_t pid) {
-                  std::vector<std::int32_t> found;
-                  for (const auto& [child, fact] : processes)
-                    if (fact.parent == pid) found.push_back(child);
-                  return found;
-                },
-            .all =
-                [this] {
-                  std::vector<std::int32_t> found;
-                  for (const auto& [pid, fact] : processes) found.push_back(pid);
-                  return found;
-                },
-            .lockHolder = [this](const std::string& path) -> std::optional<std::int32_t> {
-              const auto at = locks.find(path);
-              return at == locks.end() ? std::nullopt : std::optional(at->second);
-            },
-            .bootedAt = [] { return dateFromSeconds(0); }};
-  }
-
-  void addProcess(std::int32_t pid, const std::string& name, std::int32_t parent = 1, double startedAt = 10,
-                  std::optional<std::string> terminal = "/dev/pts/3") {
-    processes[pid] = {.parent = parent,
-                      .name = name,
-                      .startedAt = dateFromSeconds(startedAt),
-                      .terminal = std::move(terminal)};
-  }
-
-  Session save(const std::string& id, Agent agent, SessionState state, double at, std::int32_t pid = 18) {
-    Session record;
-    record.sessionId = id;
-    record.agent = agent;
-    record.state = state;
-    record.cwd = "/src/app";
-    record.agentPid = pid;
-    record.tty = "/dev/pts/3";
-    record.updatedAt = record.stateSince = dateFromSeconds(at);
-    if (state == needsYou) record.attentionId = "ATTENTION";
-    save(record, at);
-    return record;
-  }
-
-  void save(const Session& record, double at) {
-    files.write(sessions + "/" + record.sessionId + ".json", record.encode(), at);
-  }
-
-  // The state of a session; nullopt if it is not shown.
-  std::optional<SessionState> stateOf(const std::string& id, double at) {
-    last = watcher->look(dateFromSeconds(at));
-    for (const ObservedSession& session : last.sessions)
-      if (session.record.sessionId == id) return session.state;
-    return std::nullopt;
-  }
-
-  test::FakeFiles files;
-  std::map<std::int32_t, ProcessFact> processes;
-  std::map<std::int32_t, std::vector<std::string>> arguments;
-  std::map<std::string, std::int32_t> locks;
-  int lookUps = 0;
-  std::optional<SessionWatcher> watcher;
-  SessionWatcher::Look last;
-};
-
-std::string claudeStatus(int pid, const std::string& id, const std::string& status, int second) {
-  return R"({"pid":)" + std::to_string(pid) + R"(,"sessionId":")" + id + R"(","cwd":"/src/app","status":")" +
-         status + R"(","statusUpdatedAt":)" + std::to_string(second) + "000}";
-}
 
 TEST_F(Watching, ClaudesStatusFileDecides) {
   save("a", Agent::claude, needsYou, 100);
@@ -115,30 +28,12 @@ TEST_F(Watching, ClaudesStatusFileDecides) {
   EXPECT_THAT(last.processes, Contains(18));
 }
 
-TEST_F(Watching, AStatusFileThatIsBeingWrittenKeepsItsLastMeaning) {
-  save("a", Agent::claude, needsYou, 100);
-  files.write("/Users/dev/.claude/sessions/18.json", claudeStatus(18, "a", "busy", 101), 101);
-  EXPECT_EQ(stateOf("a", 110), working);
-  files.write("/Users/dev/.claude/sessions/18.json", "{\"pid\":1", 111);
-  EXPECT_EQ(stateOf("a", 111), working);
-  files.write("/Users/dev/.claude/sessions/18.json", claudeStatus(18, "a", "idle", 112), 112);
-  EXPECT_EQ(stateOf("a", 113), idle);
-}
-
 TEST_F(Watching, AForkOfClaudeDoesNotKeepTheOldSessionAlive) {
   // The fork's first hook carries the old id with the fork's process.
   save("old", Agent::claude, idle, 100, 18);
   files.write("/Users/dev/.claude/sessions/18.json", claudeStatus(18, "new", "idle", 100), 100);
   EXPECT_EQ(stateOf("old", 110), std::nullopt);
   EXPECT_EQ(stateOf("new", 110), idle);
-}
-
-TEST_F(Watching, AStatusFileOfADeadProcessIsIgnored) {
-  files.write("/Users/dev/.claude/sessions/77.json", claudeStatus(77, "a", "busy", 100), 100);
-  EXPECT_EQ(stateOf("a", 110), std::nullopt);
-  // A record whose process id now belongs to a later process does not count either.
-  addProcess(77, "other", 1, 200);
-  EXPECT_EQ(stateOf("a", 210), std::nullopt);
 }
 
 TEST_F(Watching, GroksStopAfterItsEndMakesNoGhost) {
@@ -188,6 +83,52 @@ TEST_F(Watching, ASubagentOfGrokAsksForItsParent) {
   EXPECT_EQ(stateOf("parent", 105), working);
 }
 
+TEST_F(Watching, ASubagentOfASubagentOfGrokAsksForTheSession) {
+  const std::string folder = "/Users/dev/.grok/sessions/%2Fsrc%2Fapp/";
+  save("parent", Agent::grok, working, 100);
+  files.write(folder + "parent/events.jsonl", "", 100);
+  files.write(folder + "parent/subagents/child/meta.json", "{}", 101);
+  files.write(folder + "child/subagents/grandchild/meta.json", "{}", 101);
+  files.write(folder + "grandchild/subagents/child/meta.json", "{}", 101);
+  files.write(folder + "grandchild/subagents/../meta.json", "{}", 101);
+  files.write(folder + "grandchild/events.jsonl",
+              R"({"ts":"1970-01-01T00:01:42Z","type":"permission_requested","tool_name":"run"})"
+              "\n",
+              102);
+  EXPECT_EQ(stateOf("parent", 103), needsYou);
+}
+
+TEST_F(Watching, AnAnswerToASubagentOfClaudeIsInItsOwnTranscript) {
+  const std::string folder = "/Users/dev/.claude/projects/-src-app/";
+  Session record = save("a", Agent::claude, needsYou, 100);
+  record.transcriptPath = folder + "a.jsonl";
+  record.waitingOn = {"call"};
+  save(record, 100);
+  files.write(folder + "a.jsonl", "{}\n", 100);
+  files.write(folder + "a/subagents/agent-1.meta.json", "{}", 100);
+  files.write(folder + "a/subagents/agent-1.jsonl", "{}\n", 100);
+  EXPECT_EQ(stateOf("a", 101), needsYou);
+  EXPECT_THAT(last.files, Contains(folder + "a/subagents/agent-1.jsonl"));
+  EXPECT_THAT(last.files, Not(Contains(folder + "a/subagents/agent-1.meta.json")));
+  files.append(folder + "a/subagents/agent-1.jsonl",
+               R"({"timestamp":"1970-01-01T00:01:42Z","type":"user","message":{"content":)"
+               R"([{"type":"tool_result","tool_use_id":"call"}]}})"
+               "\n",
+               102);
+  EXPECT_EQ(stateOf("a", 103), working);
+}
+
+TEST_F(Watching, WhereTheStatusFileDecidesSubagentsAreNotRead) {
+  const std::string folder = "/Users/dev/.claude/projects/-src-app/";
+  save("a", Agent::claude, needsYou, 100);
+  files.write(folder + "a.jsonl", "{}\n", 100);
+  files.write(folder + "a/subagents/agent-1.jsonl", "{}\n", 100);
+  files.write("/Users/dev/.claude/sessions/18.json", claudeStatus(18, "a", "waiting", 101), 101);
+  EXPECT_EQ(stateOf("a", 102), needsYou);
+  EXPECT_THAT(last.files, Contains(folder + "a.jsonl"));
+  EXPECT_THAT(last.files, Not(Contains(folder + "a/subagents/agent-1.jsonl")));
+}
+
 TEST_F(Watching, ASubagentOfCopilotIsNotASession) {
   const std::string folder = "/Users/dev/.copilot/session-state/parent/";
   save("parent", Agent::copilot, working, 100);
@@ -199,51 +140,6 @@ TEST_F(Watching, ASubagentOfCopilotIsNotASession) {
   EXPECT_EQ(stateOf("child", 103), std::nullopt);
   EXPECT_EQ(stateOf("parent", 103), working);
 }
-
-TEST_F(Watching, CopilotsHoldFileOpensAndClosesASession) {
-  const std::string hold = "/Users/dev/.copilot/session-state/c/inuse.34.hold";
-  addProcess(34, "copilot", 18);
-  files.write(hold, "", 100);
-  EXPECT_EQ(stateOf("c", 101), idle);
-  EXPECT_EQ(last.sessions.front().record.cwd, "/src/app");
-  save("c", Agent::copilot, working, 102);
-  EXPECT_EQ(stateOf("c", 103), working);
-  files.remove(hold, 104);
-  EXPECT_EQ(stateOf("c", 105), std::nullopt);
-}
-
-constexpr std::string_view thread = "01a20054-7c97-7890-932d-c7bd65f0f20a";
-constexpr std::string_view later = "01a20055-7c97-7890-932d-c7bd65f0f20b";
-const std::string lockFolder = "/Users/dev/.codex/thread-writer-locks/";
-
-std::string lockOf(std::string_view id) {
-  return lockFolder + std::string(id) + ".lock";
-}
-
-TEST_F(Watching, CodexsLockOpensASession) {
-  const std::string lock = lockOf(thread);
-  files.write(lock, "", 100);
-  // The client makes the file before it locks it.
-  EXPECT_EQ(stateOf(std::string(thread), 100), std::nullopt);
-  ASSERT_TRUE(last.next);
-  locks[lock] = 18;
-  EXPECT_EQ(stateOf(std::string(thread), secondsOf(*last.next)), idle);
-  processes.erase(18);
-  watcher->processEnded(18);
-  EXPECT_EQ(stateOf(std::string(thread), 102), std::nullopt);
-}
-
-TEST_F(Watching, TheNewestLockOfAClientIsWhatItShows) {
-  save(std::string(thread), Agent::codex, idle, 100);
-  for (const auto& [id, at] : {std::pair(thread, 100.0), std::pair(later, 105.0)}) {
-    files.write(lockOf(id), "", at);
-    locks[lockOf(id)] = 18;
-  }
-  EXPECT_EQ(stateOf(std::string(thread), 110), std::nullopt);
-  EXPECT_EQ(stateOf(std::string(later), 110), idle);
-}
-
-const std::string day = "/Users/dev/.codex/sessions/2026/11/21/rollout-2026-11-21T22-57-45-";
 
 TEST_F(Watching, ALockOfASubagentShowsNothingAndItsQuestionIsTheParents) {
   save(std::string(thread), Agent::codex, working, 100);
@@ -262,6 +158,29 @@ TEST_F(Watching, ALockOfASubagentShowsNothingAndItsQuestionIsTheParents) {
               102);
   EXPECT_EQ(stateOf(std::string(later), 104), std::nullopt);
   EXPECT_EQ(stateOf(std::string(thread), 104), needsYou);
+}
+
+TEST_F(Watching, ASubagentOfASubagentOfCodexAsksForTheSession) {
+  const std::string third = "01a20056-7c97-7890-932d-c7bd65f0f20c";
+  save(std::string(thread), Agent::codex, working, 100);
+  std::string parent;
+  for (const std::string& id : {std::string(thread), std::string(later), third}) {
+    files.write(lockOf(id), "", 100);
+    locks[lockOf(id)] = 18;
+    files.write(
+        day + id + ".jsonl",
+        R"({"type":"session_meta","payload":{"id":")" + id + R"(","parent_thread_id":")" + parent + "\"}}\n",
+        100);
+    parent = id;
+  }
+  EXPECT_EQ(stateOf(std::string(thread), 101), working);
+  files.append(day + third + ".jsonl",
+               R"({"timestamp":"1970-01-01T00:01:42Z","type":"response_item","payload":)"
+               R"({"type":"function_call","call_id":"c","name":"request_user_input"}})"
+               "\n",
+               102);
+  EXPECT_EQ(stateOf(std::string(thread), 104), needsYou);
+  EXPECT_EQ(stateOf(third, 104), std::nullopt);
 }
 
 TEST_F(Watching, AnApprovedCommandOfCodexIsSeenInTheProcessTable) {
@@ -380,6 +299,136 @@ TEST_F(Watching, ARecordFromAnotherMachineIsElsewhere) {
   save(record, 100);
   EXPECT_EQ(stateOf("a", 100'000), working);
   EXPECT_TRUE(last.sessions.front().isElsewhere);
+}
+
+TEST_F(Watching, WithoutTheAgentsHomesTheRecordsAreShownAsTheHooksSay) {
+  watcher.emplace(SessionWatcher::Surroundings{
+      .sessionsDirectory = sessions, .homes = {}, .files = files.access(), .processes = facts()});
+  for (const Agent agent : allAgents) save(std::string(rawValue(agent)), agent, working, 100);
+  save(std::string(thread), Agent::codex, working, 100);
+  for (const Agent agent : allAgents) EXPECT_EQ(stateOf(std::string(rawValue(agent)), 101), working);
+}
+
+TEST_F(Watching, AnIdThatIsNotAPlainNameHasNoFiles) {
+  for (const Agent agent : allAgents) {
+    Session record = save("x", agent, working, 100);
+    files.remove(sessions + "/x.json", 100);
+    record.sessionId = "../" + std::string(rawValue(agent));
+    if (agent == Agent::gemini) record.transcriptPath = "/chats/session.jsonl";
+    files.write(sessions + "/" + std::string(rawValue(agent)) + ".json", record.encode(), 100);
+  }
+  files.write("/chats/../gemini/x.jsonl", "{}\n", 100);
+  EXPECT_EQ(stateOf("../gemini", 101), working);
+  EXPECT_EQ(last.sessions.size(), allAgents.size());
+  for (const std::string& file : last.files) EXPECT_THAT(file, Not(testing::HasSubstr("..")));
+}
+
+TEST_F(Watching, ARolloutOutsideItsFolderIsTheRecordsOwn) {
+  Session record = save(std::string(thread), Agent::codex, working, 100);
+  const std::string elsewhere = "/elsewhere/rollout-2026-11-21T22-57-45-";
+  record.transcriptPath = elsewhere + std::string(later) + ".jsonl";  // a sub-agent's
+  save(record, 100);
+  EXPECT_EQ(stateOf(std::string(thread), 101), working);
+  EXPECT_THAT(last.files, Not(Contains(*record.transcriptPath)));
+  record.transcriptPath = elsewhere + std::string(thread) + ".jsonl";
+  save(record, 102);
+  EXPECT_EQ(stateOf(std::string(thread), 103), working);
+  EXPECT_THAT(last.files, Contains(*record.transcriptPath));
+}
+
+TEST_F(Watching, ACommandOfASessionThatAnotherProcessOpenedIsThatProcesss) {
+  save(std::string(thread), Agent::codex, idle, 100);
+  addProcess(60, "codex", 1, 150);
+  files.write(lockOf(thread), "", 160);
+  locks[lockOf(thread)] = 60;
+  files.write(day + std::string(thread) + ".jsonl",
+              R"({"type":"session_meta","payload":{}})"
+              "\n",
+              160);
+  EXPECT_EQ(stateOf(std::string(thread), 165), idle);
+  files.append(
+      day + std::string(thread) + ".jsonl",
+      R"({"timestamp":"1970-01-01T00:02:50Z","type":"response_item","payload":{"type":"function_call",)"
+      R"("call_id":"c","name":"exec_command","arguments":"{\"cmd\": \"make\", )"
+      R"(\"sandbox_permissions\": \"require_escalated\"}"}})"
+      "\n",
+      170);
+  EXPECT_EQ(stateOf(std::string(thread), 172), needsYou);
+  addProcess(61, "make", 18, 173);
+  arguments[61] = {"make"};
+  EXPECT_EQ(stateOf(std::string(thread), 174), needsYou);
+  addProcess(62, "make", 60, 175);
+  arguments[62] = {"make"};
+  EXPECT_NE(stateOf(std::string(thread), 176), needsYou);
+}
+
+TEST_F(Watching, AChildOfGeminiWithoutATerminalIsNoAnswer) {
+  save("e", Agent::gemini, needsYou, 100);
+  addProcess(50, "node", 18, 102, std::nullopt);
+  EXPECT_EQ(stateOf("e", 103), needsYou);
+}
+
+TEST_F(Watching, AnotherQuestionOfGeminiIsNotAnsweredByTheFirst) {
+  Session record = save("e", Agent::gemini, needsYou, 100);
+  record.waitingOn = {"name:a", "name:b"};
+  save(record, 100);
+  addProcess(51, "bash", 18, 103, "/dev/pts/9");
+  EXPECT_EQ(stateOf("e", 103.2), working);
+  processes.erase(51);
+  record.waitingOn = {"name:c"};
+  save(record, 105);
+  EXPECT_EQ(stateOf("e", 105.2), needsYou);
+  record.waitingOn = {"name:a"};
+  record.attentionId = "ANOTHER";
+  save(record, 106);
+  EXPECT_EQ(stateOf("e", 106.2), needsYou);
+}
+
+TEST_F(Watching, ASessionOfALaterProcessWithItsIdIsGone) {
+  save("a", Agent::claude, working, 100);
+  addProcess(18, "other", 1, 200);
+  EXPECT_EQ(stateOf("a", 210), std::nullopt);
+}
+
+TEST_F(Watching, ASessionWhoseFolderWasNeverHereIsElsewhereThoughItsIdRuns) {
+  Session record = save("a", Agent::claude, working, 100);
+  record.cwd = "/workspaces/app";
+  save(record, 100);
+  EXPECT_EQ(stateOf("a", 101), working);
+  EXPECT_TRUE(last.sessions.front().isElsewhere);
+}
+
+TEST_F(Watching, AClosedSessionIsForgottenAfterAMinute) {
+  const std::string hold = "/Users/dev/.copilot/session-state/c/inuse.18.hold";
+  files.write(hold, "", 100);
+  EXPECT_EQ(stateOf("c", 101), idle);
+  files.remove(hold, 102);
+  EXPECT_EQ(stateOf("c", 103), std::nullopt);
+  save("c", Agent::copilot, idle, 104);
+  EXPECT_EQ(stateOf("c", 105), std::nullopt);
+  files.remove(sessions + "/c.json", 106);
+  EXPECT_EQ(stateOf("c", 107), std::nullopt);
+  EXPECT_EQ(stateOf("c", 170), std::nullopt);
+  save("c", Agent::copilot, idle, 171);
+  EXPECT_EQ(stateOf("c", 172), idle);
+}
+
+TEST_F(Watching, AtMostTwoHundredFoldersAreWatched) {
+  for (int i = 0; i < 300; ++i)
+    files.write("/Users/dev/.copilot/session-state/" + std::to_string(i) + "/inuse.18.hold", "", 100);
+  stateOf("0", 101);
+  EXPECT_EQ(last.sessions.size(), 300U);
+  EXPECT_EQ(last.files.size(), SessionWatcher::mostWatched);
+}
+
+TEST_F(Watching, TheNextLookIsTheEarliestThatAnythingNeeds) {
+  save("e", Agent::gemini, needsYou, 100);
+  EXPECT_EQ(stateOf("e", 100.5), needsYou);
+  EXPECT_NEAR(secondsOf(last.next.value()), 100.75, 0.001);
+  // A client is about to lock its file.
+  files.write(lockOf(thread), "", 101);
+  stateOf("e", 101);
+  EXPECT_NEAR(secondsOf(last.next.value()), 101.1, 0.001);
 }
 
 }  // namespace

@@ -155,7 +155,7 @@ TEST(FileDescriptor, TheLockKeepsOtherProcessesOutUntilItIsGivenBack) {
   EXPECT_EQ(othersGetIt(), 0);
   ASSERT_TRUE(file.lock());
   EXPECT_EQ(othersGetIt(), 1);
-  ASSERT_TRUE(file.lock()) << "locking what is locked already is no failure";
+  ASSERT_TRUE(file.lock()) << "locking a locked file succeeds";
   EXPECT_EQ(othersGetIt(), 1);
   file.unlock();
   EXPECT_EQ(othersGetIt(), 0);

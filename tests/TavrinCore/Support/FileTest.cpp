@@ -284,7 +284,24 @@ TEST(File, TheCurrentDirectoryIsRootWhenItHasNoName) {
             0);
 }
 
-TEST(File, OneReadGivesAShortFileWhole) {
+TEST(File, ALinkIsReadAsItIsWritten) {
+  const test::ScratchDirectory scratch;
+  for (const std::string target : {"../a b", "/no/such", std::string(3000, 'a').c_str()}) {
+    std::filesystem::remove(scratch / "link");
+    ASSERT_EQ(::symlink(target.c_str(), (scratch / "link").c_str()), 0);
+    EXPECT_EQ(File::readLink((scratch / "link").string()), target);
+  }
+}
+
+TEST(File, WhatIsNotALinkIsNulloptAndErrnoSaysWhy) {
+  const test::ScratchDirectory scratch;
+  EXPECT_EQ(File::readLink(scratch.string()), std::nullopt);
+  EXPECT_EQ(errno, EINVAL);
+  EXPECT_EQ(File::readLink((scratch / "missing").string()), std::nullopt);
+  EXPECT_EQ(errno, ENOENT);
+}
+
+TEST(File, OneReadReturnsAShortFileWhole) {
   const test::ScratchDirectory scratch;
   test::writeFile(scratch / "short", "612 (claude) S 1");
   EXPECT_EQ(File::oneRead((scratch / "short").string()), "612 (claude) S 1");
@@ -311,6 +328,8 @@ TEST(File, APathWithAZeroByteCountsAsMissing) {
   EXPECT_FALSE(File::isDirectory(scratch.string() + std::string("\0x", 2)));
   EXPECT_EQ(File::size(path), std::nullopt);
   EXPECT_EQ(File::contents(path), std::nullopt);
+  std::filesystem::create_symlink("file", scratch / "link");
+  EXPECT_EQ(File::readLink((scratch / "link").string() + std::string("\0x", 2)), std::nullopt);
   File::remove(path);
   EXPECT_TRUE(File::exists((scratch / "file").string()));
 }

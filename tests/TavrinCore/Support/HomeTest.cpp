@@ -49,20 +49,20 @@ std::string homeOf(uid_t user) {
   return home;
 }
 
-TEST(Home, IsTheVariableWhenThatIsAnAbsolutePath) {
+TEST(Home, TheVariableIsTakenIfItIsAnAbsolutePath) {
   EXPECT_EQ(homeWith("/Users/somebody"), "/Users/somebody");
   EXPECT_EQ(homeWith("/"), "/");
   EXPECT_EQ(homeWith("/no such/dïr"), "/no such/dïr");
 }
 
-TEST(Home, HasNoTrailingSlash) {
+TEST(Home, TrailingSlashesAreDropped) {
   EXPECT_EQ(homeWith("/Users/somebody/"), "/Users/somebody");
   EXPECT_EQ(homeWith("/Users/somebody///"), "/Users/somebody");
   EXPECT_EQ(homeWith("//"), "/");
   EXPECT_EQ(homeWith("////"), "/");
 }
 
-TEST(Home, ComesFromThePasswordDatabaseWhenTheVariableIsNoAbsolutePath) {
+TEST(Home, WithoutAnAbsolutePathThePasswordDatabaseDecides) {
   const std::string expected = fromPasswordDatabase(::getuid());
   EXPECT_EQ(homeWith(std::nullopt), expected);
   EXPECT_EQ(homeWith(""), expected);
@@ -72,8 +72,8 @@ TEST(Home, ComesFromThePasswordDatabaseWhenTheVariableIsNoAbsolutePath) {
   EXPECT_EQ(homeWith("."), expected);
 }
 
-TEST(Home, OfAnotherUserIsNotTakenByRoot) {
-  if (::geteuid() != 0) GTEST_SKIP() << "Left out: only root can give a directory to another user";
+TEST(Home, RootDoesNotTakeADirectoryOfAnotherUser) {
+  if (::geteuid() != 0) GTEST_SKIP() << "Left out: only root can give a directory to another user.";
   const test::ScratchDirectory scratch;
   const std::string home = scratch.string();
   EXPECT_EQ(homeWith(home), home) << "root's own";
@@ -83,7 +83,7 @@ TEST(Home, OfAnotherUserIsNotTakenByRoot) {
   EXPECT_EQ(homeWith(home + "/not there"), home + "/not there");
 }
 
-TEST(Home, OfAnotherUserIsThatOfItsOwnPasswordEntry) {
+TEST(Home, EachUserHasTheDirectoryOfItsOwnPasswordEntry) {
   if (::geteuid() != 0) GTEST_SKIP() << "Left out: only root can start a process of another user.";
   const passwd* nobody = ::getpwnam("nobody");
   if (nobody == nullptr) GTEST_SKIP() << "Left out: this system has no user nobody.";
@@ -92,7 +92,7 @@ TEST(Home, OfAnotherUserIsThatOfItsOwnPasswordEntry) {
   EXPECT_EQ(homeOf(user), fromPasswordDatabase(user));
 }
 
-TEST(Home, OfAUserWithoutAPasswordEntryIsVarEmpty) {
+TEST(Home, AUserWithoutAPasswordEntryHasVarEmpty) {
   if (::geteuid() != 0) GTEST_SKIP() << "Left out: only root can start a process of another user.";
   const uid_t unlisted = 1'987'654'321;
   ASSERT_EQ(::getpwuid(unlisted), nullptr);

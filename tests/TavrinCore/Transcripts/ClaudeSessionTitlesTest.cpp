@@ -63,7 +63,7 @@ class ClaudeTitles : public ::testing::Test {
   ScratchDirectory directory;
 };
 
-TEST_F(ClaudeTitles, LieUnderTheHomeDirectory) {
+TEST_F(ClaudeTitles, AreBelowTheHomeDirectory) {
   using ClaudeSessionTitles::defaultDirectory;
   EXPECT_EQ(defaultDirectory("/Users/dev"),
             "/Users/dev/Library/Application Support/Claude/claude-code-sessions");
@@ -89,7 +89,7 @@ TEST_F(ClaudeTitles, OnlyTheSessionsAskedForAreAnswered) {
   EXPECT_THAT(titlesOf({}), IsEmpty());
 }
 
-TEST_F(ClaudeTitles, ADirectoryThatIsMissingOrIsNoneHasNoTitles) {
+TEST_F(ClaudeTitles, AMissingDirectoryOrAFileInItsPlaceHasNoTitles) {
   EXPECT_EQ(ClaudeSessionTitles::resolve("s", (directory / "missing").string()), std::nullopt);
   EXPECT_EQ(ClaudeSessionTitles::resolve("s", ""), std::nullopt);
   writeFile(directory / "file", metadata("s", R"("A title")"));
@@ -122,7 +122,7 @@ TEST_F(ClaudeTitles, HiddenFilesAndFoldersAreSkipped) {
   EXPECT_EQ(titleOf("s"), "Seen");
 }
 
-TEST_F(ClaudeTitles, WhatLiesInPackagesIsSkipped) {
+TEST_F(ClaudeTitles, FilesInPackagesAreSkipped) {
   std::set<std::string> ids;
   for (const std::string extension :
        {"app", "appex", "bundle", "framework", "plugin", "rtfd", "workflow", "xpc"}) {
@@ -146,13 +146,13 @@ TEST_F(ClaudeTitles, SymbolicLinksAreNotFollowed) {
   EXPECT_EQ(titleOf("s"), std::nullopt);
 }
 
-TEST_F(ClaudeTitles, WhatIsNoRegularFileIsSkipped) {
+TEST_F(ClaudeTitles, OnlyRegularFilesAreRead) {
   ASSERT_EQ(::mkfifo((directory / "local_pipe.json").c_str(), 0600), 0);
   fs::create_directories(directory / "local_folder.json");
   EXPECT_THAT(titlesOf({"pipe", "folder"}), IsEmpty());
 }
 
-TEST_F(ClaudeTitles, OfFilesOfOneNameAUsableOneCounts) {
+TEST_F(ClaudeTitles, OfFilesWithOneNameAUsableOneCounts) {
   writeText("s", "no JSON", "a");
   write("s", "   ", "b");
   write("s", "Usable", "c/d");
@@ -161,7 +161,7 @@ TEST_F(ClaudeTitles, OfFilesOfOneNameAUsableOneCounts) {
   EXPECT_EQ(titleOf("s"), "Usable");
 }
 
-TEST_F(ClaudeTitles, OfUsableFilesOfOneNameTheFirstOnTheWayCounts) {
+TEST_F(ClaudeTitles, OfUsableFilesWithOneNameTheFirstThatIsFoundCounts) {
   for (const char* folder : {"a", "b", "c", "d"}) write("s", folder, folder);
   EXPECT_EQ(titleOf("s"), fs::directory_iterator(directory.path())->path().filename());
 }
@@ -196,7 +196,7 @@ TEST_F(ClaudeTitles, OtherKeysAreIgnored) {
   EXPECT_EQ(titleOf("s"), "A title");
 }
 
-TEST_F(ClaudeTitles, AFileThatIsNoSuchRecordIsSkipped) {
+TEST_F(ClaudeTitles, AFileOfAnotherFormIsSkipped) {
   for (const char* const text :
        {"", " ", "{", "[]", "null", R"("local_s")", R"([{"sessionId":"local_s","title":"A title"}])",
         R"({"sessionId":"local_s","title":"A title"} x)", R"({"sessionId":"local_s","title":"A title)",
@@ -231,7 +231,7 @@ TEST_F(ClaudeTitles, IdsOfDigitsLettersUnderscoresAndHyphensAreLookedUp) {
   }
 }
 
-TEST_F(ClaudeTitles, IdsWithAnyOtherByteAreNot) {
+TEST_F(ClaudeTitles, IdsWithAnyOtherByteAreNotLookedUp) {
   int count = 0;
   for (int byte = 0; byte < 256; ++byte) {
     const char c = static_cast<char>(byte);
@@ -250,7 +250,7 @@ TEST_F(ClaudeTitles, IdsWithAnyOtherByteAreNot) {
   EXPECT_EQ(count, 256 - 64);
 }
 
-TEST_F(ClaudeTitles, IdsThatAreNoPlainNamesAreNot) {
+TEST_F(ClaudeTitles, IdsThatAreNotPlainNamesHaveNoTitle) {
   write("s", "A title", "folder");
   write("", "A title");
   write("caf\u00e9", "A title");
@@ -271,25 +271,25 @@ TEST_F(ClaudeTitles, IdsHaveAtMost128Bytes) {
   EXPECT_THAT(titlesOf({longest, tooLong}), ElementsAre(Pair(longest, "A title")));
 }
 
-TEST_F(ClaudeTitles, WordsAreJoinedBySingleBlanks) {
+TEST_F(ClaudeTitles, WordsAreJoinedBySingleSpaces) {
   EXPECT_EQ(titleFrom(R"("  Fix   the\n build\t\t ")"), "Fix the build");
   EXPECT_EQ(titleFrom(R"("\r\nFix\r\nthe\u00a0build\u3000\u2028now\u2029")"), "Fix the build now");
   EXPECT_EQ(titleFrom(R"("a\u000bb\u000cc\u0085d\u1680e\u2000f\u200ag\u202fh\u205fi")"), "a b c d e f g h i");
   EXPECT_EQ(titleFrom(R"("Fix")"), "Fix");
 }
 
-TEST_F(ClaudeTitles, WhatIsNoWhiteSpaceStays) {
+TEST_F(ClaudeTitles, OtherCharactersThanWhiteSpaceStay) {
   EXPECT_EQ(titleFrom(R"("a\u200bb \u2014 \ud83d\ude00\u00b7\"\\")"), "a\u200bb \u2014 \U0001F600\u00b7\"\\");
   EXPECT_EQ(titleFrom(R"("\u001b[1m\u0007")"), "\x1b[1m\a");
 }
 
-TEST_F(ClaudeTitles, ATitleOfWhiteSpaceIsNone) {
+TEST_F(ClaudeTitles, ATitleOfWhiteSpaceDoesNotCount) {
   for (const char* const title : {R"("")", R"(" ")", R"("\n\t \r\n")", R"("\u00a0\u3000")"}) {
     EXPECT_EQ(titleFrom(title), std::nullopt) << title;
   }
 }
 
-TEST_F(ClaudeTitles, ATitleHasAtMost1024BytesOnceItsBlanksAreJoined) {
+TEST_F(ClaudeTitles, ATitleWithItsSpacesJoinedHasAtMost1024Bytes) {
   const std::string longest(1'024, 't');
   EXPECT_EQ(titleFrom(inQuotes(longest)), longest);
   EXPECT_EQ(titleFrom(inQuotes(longest + "t")), std::nullopt);
@@ -314,7 +314,7 @@ TEST_F(ClaudeTitles, TwentyThousandEntriesAreExaminedAndNotOneMore) {
     all.insert(id);
     if (i % 2 == 1) odd.insert(id);
   }
-  // What is hidden is no entry.
+  // Hidden entries do not count.
   for (int i = 0; i < 20; ++i) writeFile(folder / ("." + std::to_string(i)), "");
   EXPECT_EQ(ClaudeSessionTitles::resolve(all, folder.string()).size(), 20'000U);
 

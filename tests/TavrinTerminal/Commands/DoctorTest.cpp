@@ -30,6 +30,7 @@ class DoctorTest : public testing::Test {
     // Carries its version as the real one does.
     machine.program("Tavrin/bin/tavrin-hook", "exit 0 # tavrin-hook " TAVRIN_VERSION);
     machine.folder(".grok");
+    machine.program("bin/grok", "echo grok 1.0.41");
     machine.connect();
   }
 
@@ -78,7 +79,7 @@ TEST_F(DoctorTest, FindsNothingOnAHealthyMachine) {
                           "Codex: not on this machine\n"
                           "Gemini CLI: not on this machine\n"
                           "Copilot CLI: not on this machine\n"
-                          "Grok: connected, last event 2m ago\n"
+                          "Grok: 1.0.41, connected, last event 2m ago\n"
                           "\n"
                           "Everything is as it should be\n"),
             run({}));
@@ -110,7 +111,8 @@ TEST_F(DoctorTest, ExaminesSettings) {
   machine.client(Agent::claude, "2.0.45");
   machine.connect({.agents = {Agent::claude}});
   machine.client(Agent::claude, "2.1.197");
-  EXPECT_THAT(findings(), ElementsAre("the hooks of Claude Code are not those that its version accepts | "
+  EXPECT_THAT(findings(), ElementsAre("Claude Code 2.1.197 also reports PostToolUseFailure, PermissionDenied "
+                                      "and Elicitation, for which there are no hooks | "
                                       "~/.claude/settings.json | tavrin connect claude",
                                       AllOf(HasSubstr("settings.json"), HasSubstr("tavrin connect gemini"))));
   EXPECT_THAT(machine.connect({.agents = {Agent::claude}}).status, ExitStatus::done);
@@ -131,10 +133,36 @@ TEST_F(DoctorTest, ExaminesCodexsTrustWithoutGivingIt) {
   EXPECT_EQ(std::string::npos, test::readFile(machine.home / "codex-log").find("batchWrite", asked.size()));
   machine.codex("garbles");
   EXPECT_THAT(findings(), ElementsAre(HasSubstr("answered with something that is not an answer")));
+  machine.codex("forgets");
+  EXPECT_THAT(findings(), ElementsAre("Codex does not list the hooks, so it does not run them | "
+                                      "~/.codex/hooks.json | tavrin connect codex"));
   machine.codex("plays", "0.120.0");
   EXPECT_THAT(findings(),
               ElementsAre("Codex 0.120.0 does not run hooks. Install 0.124.0 or later. | ~/bin/codex | "
                           "update Codex"));
+}
+
+TEST_F(DoctorTest, FindsAnAgentWhoseProgramIsGoneUnlessItStillReports) {
+  std::filesystem::remove(machine.home / "bin/grok");
+  EXPECT_THAT(findings(),
+              ElementsAre("Grok is connected, but it has reported nothing for a week, and its program "
+                          "was not found |  | tavrin disconnect grok"));
+  EXPECT_THAT(run({}).output, HasSubstr("Grok: program not found, connected, no event yet\n"));
+  writeFile(machine.home.logFile(), "2025-12-26T03:04:04Z grok 01234567 Stop → idle\n");
+  EXPECT_THAT(findings(), ElementsAre(HasSubstr("has reported nothing for a week")));
+  writeFile(machine.home.logFile(), "2025-12-26T03:04:06Z grok 01234567 Stop → idle\n");
+  EXPECT_THAT(findings(), IsEmpty());
+  // Nobody can be asked whether Codex trusts the hooks.
+  machine.folder(".codex");
+  machine.codex("plays");
+  machine.connect({.agents = {Agent::codex}});
+  std::filesystem::remove(machine.home / "bin/codex");
+  EXPECT_THAT(findings(), ElementsAre(HasSubstr("Codex is connected, but it has reported nothing")));
+}
+
+TEST_F(DoctorTest, SaysWhenAVersionIsUnknown) {
+  machine.program("bin/grok", "exit 1");
+  EXPECT_THAT(run({}).output, HasSubstr("Grok: version unknown, connected, no event yet\n"));
 }
 
 TEST_F(DoctorTest, LooksAtFilesThatWereConnectedBefore) {

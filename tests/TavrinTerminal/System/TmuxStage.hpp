@@ -59,6 +59,7 @@ class Window {
   Window& operator=(const Window&) = delete;
 
   const std::string& tty() const { return tty_; }
+  pid_t pid() const { return pid_; }
 
   // What a terminal reports when it gets or loses the keyboard (xterm, "FocusIn/FocusOut").
   void type(std::string_view bytes) const { File::writeAll(master_.number(), bytes); }

@@ -31,6 +31,8 @@ for line in sys.stdin:
     answer = json.dumps(json.loads((answers / f"{number:02}-response.json").read_text()))
     if mode == "plays":
         write(answer + "\n")
+    elif mode == "forgets":
+        write(json.dumps(json.loads(answer, object_hook=lambda found: found | {"hooks": []} if "hooks" in found else found)) + "\n")
     elif mode == "notifies":
         notify()
         write(json.dumps({"id": 99, "result": {}}) + "\n\n")

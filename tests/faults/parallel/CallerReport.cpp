@@ -11,9 +11,9 @@ void CallerReport::add(const Outcome& outcome) {
   EXPECT_NE(outcome.output, "");
   std::istringstream lines(outcome.output);
   for (std::string line; std::getline(lines, line);) {
-    const std::size_t blank = std::min(line.find(' '), line.size() - 1);
-    const std::string verdict = line.substr(0, blank);
-    std::string rest = line.substr(blank + 1);
+    const std::size_t space = std::min(line.find(' '), line.size() - 1);
+    const std::string verdict = line.substr(0, space);
+    std::string rest = line.substr(space + 1);
     if (verdict == "open") {
       open.push_back(std::move(rest));
       continue;
