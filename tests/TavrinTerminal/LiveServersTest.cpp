@@ -64,7 +64,7 @@ class LiveServers : public testing::Test {
   }
 
   Subprocess start(std::vector<std::string> words) const {
-    words.insert(words.begin(), {"/usr/bin/env", "-C", home.string()});
+    words.insert(words.begin(), {"/bin/sh", "-c", "cd \"$0\" && exec \"$@\"", home.string()});
     return Subprocess(words, {{"PATH", "/usr/local/bin:/usr/bin:/bin"}, {"HOME", home.string()}});
   }
   Subprocess startPython(const std::string& how, const std::string& address = "127.0.0.1",

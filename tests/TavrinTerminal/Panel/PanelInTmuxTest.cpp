@@ -283,7 +283,7 @@ TEST_F(PanelInTmux, ConnectsAnAgentOnlyAfterShowingTheChange) {
   EXPECT_TRUE(pane->shows("0.169.0     not connected")) << pane->screen();
   EXPECT_FALSE(std::filesystem::exists(hooks));
   pane->press("Escape");
-  EXPECT_TRUE(pane->shows("c connect agents")) << pane->screen();
+  EXPECT_TRUE(pane->shows(" No Claude Code sessions\n")) << pane->screen();
 }
 
 TEST_F(PanelInTmux, ShowsWhyASessionIsInItsState) {
