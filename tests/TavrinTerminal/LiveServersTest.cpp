@@ -1,7 +1,6 @@
 // Real servers, as the commands list them, ask them and stop them.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -19,6 +18,7 @@
 
 #ifdef __linux__
 #include <linux/sched.h>
+#include <sys/syscall.h>
 #endif
 
 namespace tavrin::test {

@@ -77,9 +77,14 @@ class AgentMachine {
     for (const auto& entry : std::filesystem::recursive_directory_iterator(home.path())) {
       struct stat status {};
       ::lstat(entry.path().c_str(), &status);
+#ifdef __APPLE__
+      const timespec& modified = status.st_mtimespec;
+#else
+      const timespec& modified = status.st_mtim;
+#endif
       std::string& what = found[entry.path().lexically_relative(home.path()).string()];
-      what = std::to_string(status.st_mode) + " " + std::to_string(status.st_mtim.tv_sec) + "." +
-             std::to_string(status.st_mtim.tv_nsec) + " ";
+      what = std::to_string(status.st_mode) + " " + std::to_string(modified.tv_sec) + "." +
+             std::to_string(modified.tv_nsec) + " ";
       if (entry.is_symlink()) {
         what += std::filesystem::read_symlink(entry.path()).string();
       } else if (entry.is_regular_file()) {
