@@ -21,7 +21,8 @@ SessionWatch::SessionWatch(const Surroundings& surroundings, const Console& cons
     : surroundings_(surroundings),
       take_(std::move(take)),
       watcher_(sessionWatcher(surroundings)),
-      records_(loop_, surroundings.sessionsDirectory(), ".json", [this] { look(); }),
+      records_(loop_, surroundings.sessionsDirectory(), ".json",
+               [this](const DirectoryWatch::Names& names) { look(names); }),
       burst_(loop_, [this] { look(); }),
       next_(loop_, [this] { look(); }),
       slow_(loop_, [this] { look(); }),
@@ -51,11 +52,11 @@ void SessionWatch::stop(End end) {
   loop_.stop();
 }
 
-void SessionWatch::look() {
+void SessionWatch::look(const DirectoryWatch::Names& changedRecords) {
   // Several timers may be due in the turn of the loop that ends it.
   if (end_) return;
   const Date now = surroundings_.now();
-  SessionWatcher::Look look = watcher_.look(now);
+  SessionWatcher::Look look = changedRecords ? watcher_.look(now, *changedRecords) : watcher_.look(now);
   const bool filesAreWatched = watchFiles(std::move(look.files));
   const bool processesAreWatched = watchProcesses(look.processes);
   if (filesAreWatched && processesAreWatched) {

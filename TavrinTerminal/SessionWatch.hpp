@@ -51,7 +51,7 @@ class SessionWatch {
   void stop() { stop(End()); }
 
  private:
-  void look();
+  void look(const DirectoryWatch::Names& changedRecords = std::nullopt);
   void lookSoon();
   bool watchFiles(std::vector<std::string> paths);
   bool watchProcesses(const std::vector<std::int32_t>& pids);

@@ -3,6 +3,7 @@
 // Part of Tavrin::Core. Needs nothing but the standard library.
 
 #include <map>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -31,15 +32,26 @@ class SavedSessions {
   /// Returns whether anything may have changed.
   bool look(const MonitorFiles& files, Date now);
 
+  /// Reads again only the files of these names, without listing the directory. A name that no file has any
+  /// more loses its record, and names of other files are passed over. Because nobody says whether the names
+  /// are all that changed, the next `look` lists the directory. Returns false, and reads nothing, while no
+  /// `look` has found the directory.
+  bool lookAt(const std::vector<std::string>& names, const MonitorFiles& files);
+
   /// All records by their file's name.
   const std::map<std::string, Saved>& all() const { return saved_; }
 
  private:
+  static bool isRecordName(const std::string& name);
+  static std::optional<Saved> readRecord(const std::string& path, const FileStatus& status,
+                                         const MonitorFiles& files);
+
   std::string directory_;
   std::map<std::string, Saved> saved_;
-  std::map<std::string, FileStatus> statuses_;
+  std::map<std::string, FileStatus> statuses_;  // of all files of such a name
   Date modifiedAt_;
   bool isSettled_ = false;
+  bool isListed_ = false;
 };
 
 }  // namespace tavrin

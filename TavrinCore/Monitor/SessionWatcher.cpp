@@ -52,9 +52,24 @@ bool SessionWatcher::isRelated(std::int32_t pid, std::int32_t agentPid) {
 
 SessionWatcher::Look SessionWatcher::look(Date now) {
   now_ = now;
+  takeRecords(saved_.look(surroundings_.files, now));
+  return lookAround();
+}
+
+SessionWatcher::Look SessionWatcher::look(Date now, const std::vector<std::string>& changedRecords) {
+  if (!saved_.lookAt(changedRecords, surroundings_.files)) return look(now);
+  now_ = now;
+  const bool isEach =
+      std::ranges::all_of(changedRecords, [this](const std::string& name) { return takeRecord(name); });
+  takeRecords(!isEach);
+  return lookAround();
+}
+
+// Looks at everything but the records.
+SessionWatcher::Look SessionWatcher::lookAround() {
+  const Date now = now_;
   Look look;
   look.files.push_back(surroundings_.sessionsDirectory);
-  takeRecords(saved_.look(surroundings_.files, now));
   openSessions_.clear();
   const OpenSessions::Surroundings with{.files = surroundings_.files,
                                         .processes = surroundings_.processes,
@@ -106,14 +121,28 @@ void SessionWatcher::takeRecords(bool isChanged) {
     return;
   }
   for (auto& [key, trace] : traces_) trace.isUsed = trace.hasFile = false;
-  for (const auto& [name, saved] : saved_.all()) {
-    Trace& trace = traces_[keyOf(saved.record.agent, saved.record.sessionId)];
-    trace.isUsed = trace.hasFile = true;
-    if (trace.session.savedAt == saved.savedAt && trace.session.record == saved.record) continue;
-    if (trace.session.record.agentPid != saved.record.agentPid) trace.session.evidence.wasSeen = false;
-    trace.session.record = saved.record;
-    trace.session.savedAt = saved.savedAt;
-  }
+  for (const auto& [name, saved] : saved_.all())
+    put(traces_[keyOf(saved.record.agent, saved.record.sessionId)], name, saved);
+}
+
+void SessionWatcher::put(Trace& trace, const std::string& name, const SavedSessions::Saved& saved) {
+  trace.isUsed = trace.hasFile = true;
+  trace.file = name;
+  if (trace.session.savedAt == saved.savedAt && trace.session.record == saved.record) return;
+  if (trace.session.record.agentPid != saved.record.agentPid) trace.session.evidence.wasSeen = false;
+  trace.session.record = saved.record;
+  trace.session.savedAt = saved.savedAt;
+}
+
+// Takes the record of a file that its session had before. Returns false if the file is new, is gone, or holds
+// another session's record, so that all records must be taken.
+bool SessionWatcher::takeRecord(const std::string& name) {
+  const auto saved = saved_.all().find(name);
+  if (saved == saved_.all().end()) return false;
+  const auto trace = traces_.find(keyOf(saved->second.record.agent, saved->second.record.sessionId));
+  if (trace == traces_.end() || !trace->second.hasFile || trace->second.file != name) return false;
+  put(trace->second, name, saved->second);
+  return true;
 }
 
 void SessionWatcher::takeOpenSessions() {

@@ -50,6 +50,11 @@ class SessionWatcher {
   /// Looks at everything. `now` must not go back between two calls.
   Look look(Date now);
 
+  /// The same when a watch of `sessionsDirectory` reports that files of these names changed. Of the records
+  /// only theirs are read again, so one of many costs little. The next `look(now)` finds what the watch
+  /// missed.
+  Look look(Date now, const std::vector<std::string>& changedRecords);
+
   /// Says that a process has ended, so that the next look asks for it at once. Processes of idle sessions are
   /// otherwise asked for once a second.
   void processEnded(std::int32_t pid) { processes_.erase(pid); }
@@ -67,6 +72,7 @@ class SessionWatcher {
   struct Trace {
     MonitoredSession session;
     bool hasFile = false;
+    std::string file;  // the name of the record's file, if it has one
     bool isUsed = true;
     bool wasOpen = false;
     std::optional<Date> closedAt;
@@ -84,7 +90,10 @@ class SessionWatcher {
   const AgentHome* homeOf(Agent agent) const;
   std::optional<ProcessFact> process(std::int32_t pid);
   bool isRelated(std::int32_t pid, std::int32_t agentPid);
+  Look lookAround();
   void takeRecords(bool isChanged);
+  bool takeRecord(const std::string& name);
+  void put(Trace& trace, const std::string& name, const SavedSessions::Saved& saved);
   void takeOpenSessions();
   void judgeOpen(Trace& trace);
   bool isSubagent(Trace& trace);

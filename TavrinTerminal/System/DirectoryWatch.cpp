@@ -3,19 +3,22 @@
 #include <sys/stat.h>
 
 #include <string_view>
+#include <utility>
 
 #include "TavrinCore/Support/Path.hpp"
 
 namespace tavrin {
 
-DirectoryWatch::DirectoryWatch(EventLoop& loop, std::string directory, std::string suffix,
-                               EventLoop::Callback changed)
+DirectoryWatch::DirectoryWatch(EventLoop& loop, std::string directory, std::string suffix, Changed changed)
     : loop_(loop),
       directory_(std::move(directory)),
       suffix_(std::move(suffix)),
       changed_(std::move(changed)),
       burst_(loop, [this] { settled(); }),
-      slow_(loop, [this] { settled(); }) {
+      slow_(loop, [this] {
+        isWhole_ = false;
+        report();
+      }) {
   arm();
 }
 
@@ -62,15 +65,38 @@ void DirectoryWatch::arm() {
 }
 
 void DirectoryWatch::noticed(const char* name) {
+  ++events_;
   // Above the directory, and without a name, anything may have changed.
-  const bool counts = name == nullptr || !target_ || target_->path != directory_ ||
-                      std::string_view(name).ends_with(suffix_) || nearestTo(directory_) != target_;
-  if (counts && !burst_.isRunning()) burst_.start(settling);
+  const bool isAnything = name == nullptr || !target_ || target_->path != directory_;
+  if (!isAnything && std::string_view(name).ends_with(suffix_)) {
+    names_.emplace(name);
+  } else if (isAnything || nearestTo(directory_) != target_) {
+    isWhole_ = false;
+  } else if (events_ <= mostEvents) {
+    return;
+  }
+  isDue_ = true;
+  if (!burst_.isRunning()) burst_.start(std::chrono::milliseconds(0));
 }
 
+// When an event came after a rest, and 20 ms after each report.
 void DirectoryWatch::settled() {
-  if (nearestTo(directory_) != target_) arm();
-  changed_();
+  if (!isDue_) return;
+  report();
+  burst_.start(settling);
+}
+
+void DirectoryWatch::report() {
+  if (nearestTo(directory_) != target_) {
+    arm();
+    isWhole_ = false;
+  }
+  const std::set<std::string> names = std::exchange(names_, {});
+  const bool isKnown = namesAreReported && isWhole_ && events_ <= mostEvents;
+  isWhole_ = true;
+  isDue_ = false;
+  events_ = 0;
+  changed_(isKnown ? Names(std::in_place, names.begin(), names.end()) : std::nullopt);
 }
 
 PathWatch::PathWatch(EventLoop& loop, const std::string& path, EventLoop::Callback changed)

@@ -7,16 +7,17 @@
 #include <chrono>
 #include <functional>
 #include <optional>
+#include <set>
 #include <string>
 #include <utility>
+#include <vector>
 
 #include "TavrinTerminal/System/EventLoop.hpp"
 
 namespace tavrin {
 
-/// Calls back when a directory's files may have changed, which need not exist yet. It never says what
-/// changed, so no change can be lost. A burst is counted from its first event: the call comes 20 ms after
-/// that, however long the burst lasts.
+/// Calls back when a directory's files may have changed, which need not exist yet. The first event after a
+/// rest is reported at once. Events that follow within 20 ms are reported together at the end of these.
 ///
 /// It is woken by inotify(7) or kqueue(2). Where that fails, or the file system is on another machine, it
 /// calls back every 10 s.
@@ -25,8 +26,17 @@ class DirectoryWatch {
   static constexpr std::chrono::milliseconds settling{20};
   static constexpr std::chrono::milliseconds slowCheck{10'000};
 
+  /// After this many events at once, any file may have changed. inotify(7) drops events once 16,384 are
+  /// queued (/proc/sys/fs/inotify/max_queued_events), and libuv does not report that.
+  static constexpr std::size_t mostEvents = 4'096;
+
+  /// The names of the files that changed, each once; nullopt when any file may have changed, as always where
+  /// the system does not report names.
+  using Names = std::optional<std::vector<std::string>>;
+  using Changed = std::function<void(const Names& names)>;
+
   /// Only files whose names end in `suffix` count.
-  DirectoryWatch(EventLoop& loop, std::string directory, std::string suffix, EventLoop::Callback changed);
+  DirectoryWatch(EventLoop& loop, std::string directory, std::string suffix, Changed changed);
   DirectoryWatch(const DirectoryWatch&) = delete;
   DirectoryWatch& operator=(const DirectoryWatch&) = delete;
 
@@ -34,6 +44,12 @@ class DirectoryWatch {
   bool isSlow() const { return slow_.isRunning(); }
 
  private:
+#ifdef __linux__
+  static constexpr bool namesAreReported = true;
+#else
+  static constexpr bool namesAreReported = false;
+#endif
+
   // What is watched, and what tells it from another of that name.
   struct Target {
     std::string path;
@@ -46,11 +62,16 @@ class DirectoryWatch {
   void arm();
   void noticed(const char* name);
   void settled();
+  void report();
 
   EventLoop& loop_;
   std::string directory_;
   std::string suffix_;
-  EventLoop::Callback changed_;
+  Changed changed_;
+  std::set<std::string> names_;
+  std::size_t events_ = 0;
+  bool isWhole_ = true;  // whether `names_` are all that changed
+  bool isDue_ = false;   // whether there is something to report
   Timer burst_;
   Timer slow_;
   std::optional<Target> target_;

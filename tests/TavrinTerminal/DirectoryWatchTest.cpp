@@ -25,9 +25,10 @@ void expectNoticed(EventLoop& loop, DirectoryWatch&, const bool& changed, const 
 class Watched : public testing::Test {
  protected:
   void watch(const std::filesystem::path& path) {
-    watch_.emplace(loop, path.string(), ".json", [this] {
+    watch_.emplace(loop, path.string(), ".json", [this](const DirectoryWatch::Names& names) {
       changed = true;
       ++calls;
+      reported = names;
     });
   }
   void expect(const std::function<void()>& act) {
@@ -39,6 +40,7 @@ class Watched : public testing::Test {
   EventLoop loop;
   bool changed = false;
   int calls = 0;
+  DirectoryWatch::Names reported;
   std::optional<DirectoryWatch> watch_;
 };
 
@@ -83,7 +85,7 @@ TEST_F(Watched, OtherFilesDoNotCount) {
   // Events come in order. Once the second directory reports its file, the first has had the event of its own.
   const ScratchDirectory later;
   bool isOver = false;
-  DirectoryWatch other(loop, later.string(), ".json", [&] { isOver = true; });
+  DirectoryWatch other(loop, later.string(), ".json", [&](const auto&) { isOver = true; });
   writeFile(scratch / ".lock", "1");
   writeFile(later / "a.json", "1");
   while (!isOver) uv_run(&loop.native(), UV_RUN_ONCE);
