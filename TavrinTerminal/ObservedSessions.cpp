@@ -1,10 +1,11 @@
 #include "TavrinTerminal/ObservedSessions.hpp"
 
-#include <unordered_map>
 #include <unordered_set>
 #include <utility>
 
 #include "TavrinCore/Panel/PanelNavigation.hpp"
+#include "TavrinCore/Panel/PanelRows.hpp"
+#include "TavrinCore/Support/IndexTable.hpp"
 
 namespace tavrin {
 
@@ -46,17 +47,35 @@ std::vector<ObservedSession> withoutProbes(std::vector<ObservedSession> sessions
 std::vector<ObservedSession> inShownOrder(std::vector<ObservedSession> sessions, std::string_view home,
                                           bool withProbes) {
   // An id occurs twice only in records that somebody copied. The first is shown.
-  std::unordered_map<std::string, std::size_t> byId;
-  std::erase_if(sessions, [&](const ObservedSession& session) {
-    return !byId.try_emplace(session.record.sessionId, byId.size()).second;
-  });
+  std::vector<std::size_t> firsts;
+  firsts.reserve(sessions.size());
+  {
+    TextIndex ids(sessions.size());
+    for (std::size_t i = 0; i < sessions.size(); ++i) {
+      if (ids.add(sessions[i].record.sessionId) == firsts.size()) firsts.push_back(i);
+    }
+  }
+  // The records are ordered by the observed states. They are moved there and back, because copies would take
+  // most of the time.
+  std::vector<Session> records;
+  records.reserve(firsts.size());
+  std::vector<SessionState> stored;
+  stored.reserve(firsts.size());
+  for (const std::size_t i : firsts) {
+    stored.push_back(sessions[i].record.state);
+    records.push_back(std::move(sessions[i].record));
+    records.back().state = sessions[i].state;
+  }
   // No path lies in this home, so that nothing in it counts as a probe.
   constexpr std::string_view nowhere("\0", 1);
-  const std::vector<Session> order =
-      PanelNavigation::visible(asObserved(sessions), false, withProbes ? nowhere : home);
   std::vector<ObservedSession> shown;
-  shown.reserve(order.size());
-  for (const Session& record : order) shown.push_back(std::move(sessions[byId.at(record.sessionId)]));
+  shown.reserve(records.size());
+  for (const Session* const row : PanelRows::visible(records, false, withProbes ? nowhere : home)) {
+    const auto i = static_cast<std::size_t>(row - records.data());
+    shown.push_back(std::move(sessions[firsts[i]]));
+    shown.back().record = std::move(records[i]);
+    shown.back().record.state = stored[i];
+  }
   return shown;
 }
 

@@ -1,6 +1,5 @@
 #include "TavrinTerminal/SessionRows.hpp"
 
-#include <map>
 #include <utility>
 
 #include "TavrinCore/Servers/ServerUptime.hpp"
@@ -22,15 +21,22 @@ std::string shortTerminal(std::string_view tty) {
 }  // namespace
 
 std::vector<SessionRow> sessionRows(std::vector<ObservedSession> sessions, const Surroundings& surroundings) {
-  const std::vector<Session> records = asObserved(sessions);
-  const std::map<std::string, std::string> labels = SessionLabels::display(records, surroundings.home);
   std::vector<SessionPlace> places;
-  if (surroundings.places) places = surroundings.places(records);
-  places.resize(records.size());
+  if (surroundings.places) places = surroundings.places(asObserved(sessions));
+  return sessionRows(std::move(sessions), std::move(places), surroundings.home);
+}
+
+std::vector<SessionRow> sessionRows(std::vector<ObservedSession> sessions, std::vector<SessionPlace> places,
+                                    std::string_view home) {
+  std::vector<const Session*> records;
+  records.reserve(sessions.size());
+  for (const ObservedSession& session : sessions) records.push_back(&session.record);
+  const std::vector<std::string> labels = SessionLabels::ofEach(records, home);
+  places.resize(sessions.size());
   std::vector<SessionRow> rows;
-  rows.reserve(records.size());
-  for (std::size_t i = 0; i < records.size(); ++i) {
-    const Session& record = records[i];
+  rows.reserve(sessions.size());
+  for (std::size_t i = 0; i < sessions.size(); ++i) {
+    const Session& record = sessions[i].record;
     std::string terminal;
     if (places[i].terminal) {
       terminal = ShownText::clean(*places[i].terminal);
@@ -39,10 +45,12 @@ std::vector<SessionRow> sessionRows(std::vector<ObservedSession> sessions, const
     } else if (record.tty) {
       terminal = shortTerminal(*record.tty);
     }
+    std::string project = ShownText::clean(record.projectName(home));
+    std::string tool = ShownText::clean(record.needsYouTool.value_or(""));
     rows.push_back({.session = std::move(sessions[i]),
-                    .label = ShownText::clean(labels.at(record.sessionId)),
-                    .project = ShownText::clean(record.projectName(surroundings.home)),
-                    .tool = ShownText::clean(record.needsYouTool.value_or("")),
+                    .label = ShownText::clean(labels[i]),
+                    .project = std::move(project),
+                    .tool = std::move(tool),
                     .terminal = std::move(terminal),
                     .reachable = places[i].reachable});
   }
@@ -54,9 +62,10 @@ std::string ageOf(const ObservedSession& session, Date now) {
 }
 
 SessionSummary summaryOf(const std::vector<ObservedSession>& sessions) {
-  std::vector<Session> counted(sessions.size());
-  for (std::size_t i = 0; i < sessions.size(); ++i) counted[i].state = sessions[i].state;
-  return SessionAggregator::summary(counted);
+  std::vector<SessionState> states;
+  states.reserve(sessions.size());
+  for (const ObservedSession& session : sessions) states.push_back(session.state);
+  return SessionAggregator::summaryOfStates(states);
 }
 
 std::string jsonOf(const SessionRow& row) {

@@ -25,6 +25,10 @@ struct SessionRow {
 /// Rows for sessions, in their order. Labels are chosen among these sessions.
 std::vector<SessionRow> sessionRows(std::vector<ObservedSession> sessions, const Surroundings& surroundings);
 
+/// The same with places that are known, one for each session; those that are missing are not known.
+std::vector<SessionRow> sessionRows(std::vector<ObservedSession> sessions, std::vector<SessionPlace> places,
+                                    std::string_view home);
+
 /// How long a session has been in its state, as "2m".
 std::string ageOf(const ObservedSession& session, Date now);
 

@@ -89,6 +89,8 @@ SessionWatcher::Look SessionWatcher::lookAround() {
   const Date bootedAt = surroundings_.processes.bootedAt();
   // Sessions that do something are followed first.
   std::vector<Trace*> order;
+  order.reserve(traces_.size());
+  look.sessions.reserve(traces_.size());
   for (auto& [key, trace] : traces_) order.push_back(&trace);
   std::stable_partition(order.begin(), order.end(),
                         [](const Trace* trace) { return trace->session.record.state != SessionState::idle; });

@@ -41,10 +41,17 @@ std::string SessionSummary::statusLine() const {
 }
 
 SessionSummary SessionAggregator::summary(const std::vector<Session>& sessions) {
+  std::vector<SessionState> states;
+  states.reserve(sessions.size());
+  for (const Session& session : sessions) states.push_back(session.state);
+  return summaryOfStates(states);
+}
+
+SessionSummary SessionAggregator::summaryOfStates(const std::vector<SessionState>& states) {
   SessionSummary summary;
-  for (const Session& session : sessions) {
-    if (severity(session.state) > severity(summary.overall)) summary.overall = session.state;
-    switch (session.state) {
+  for (const SessionState state : states) {
+    if (severity(state) > severity(summary.overall)) summary.overall = state;
+    switch (state) {
       case SessionState::working:
         ++summary.working;
         break;

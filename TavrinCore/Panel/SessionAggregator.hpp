@@ -38,6 +38,9 @@ namespace SessionAggregator {
 /// Counts the sessions of each state.
 SessionSummary summary(const std::vector<Session>& sessions);
 
+/// The same for the states alone.
+SessionSummary summaryOfStates(const std::vector<SessionState>& states);
+
 /// The sessions sorted by state, the more urgent first, then by name (Session::projectName) in the order of
 /// the user's language. Otherwise they keep their input order.
 std::vector<Session> sorted(const std::vector<Session>& sessions, std::string_view home = Home::directory());

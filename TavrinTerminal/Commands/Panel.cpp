@@ -7,6 +7,7 @@
 #include <map>
 #include <memory>
 #include <optional>
+#include <unordered_map>
 #include <utility>
 
 #include "TavrinCore/Support/Text.hpp"
@@ -44,7 +45,6 @@ class Screen {
  public:
   Screen(const Surroundings& surroundings, const Console& console, const TerminalTraits& traits)
       : surroundings_(surroundings),
-        watched_(surroundings),
         traits_(traits),
         watch_(
             surroundings, withoutReader(console),
@@ -74,8 +74,6 @@ class Screen {
         terminal_(watch_.loop(), console.outDescriptor, traits, console.colour,
                   {.key = [this](const Key& key) { guarded([&] { press(key); }); },
                    .gone = [this] { watch_.stop({.why = SessionWatch::End::Why::readerGone}); }}) {
-    // Asking terminals where sessions are takes its time, so rows are made of what is known already.
-    watched_.places = [this](const std::vector<Session>& sessions) { return knownPlaces(sessions); };
     const auto onSignal = [this](int signal, std::function<void()> then) {
       return std::make_unique<SignalWatch>(watch_.loop(), signal,
                                            [this, then = std::move(then)] { guarded(then); });
@@ -129,7 +127,7 @@ class Screen {
   }
 
   void makeRows() {
-    model_.takeSessions(sessionRows(sessions_, watched_));
+    model_.takeSessions(sessionRows(sessions_, knownPlaces(), surroundings_.home));
     draw();
   }
 
@@ -149,11 +147,14 @@ class Screen {
     return session.sessionId + '\n' + std::to_string(session.agentPid) + '\n' + session.tty.value_or("");
   }
 
-  std::vector<SessionPlace> knownPlaces(const std::vector<Session>& sessions) const {
+  // Asking terminals where sessions are takes its time, so rows are made of what is known already.
+  std::vector<SessionPlace> knownPlaces() {
+    hasUnknownPlace_ = false;
     std::vector<SessionPlace> places;
-    places.reserve(sessions.size());
-    for (const Session& session : sessions) {
-      const auto known = places_.find(placeKey(session));
+    places.reserve(sessions_.size());
+    for (const ObservedSession& session : sessions_) {
+      const auto known = places_.find(placeKey(session.record));
+      hasUnknownPlace_ = hasUnknownPlace_ || known == places_.end();
       places.push_back(known == places_.end() ? SessionPlace() : known->second);
     }
     return places;
@@ -161,10 +162,7 @@ class Screen {
 
   // Asks for the places of sessions that are new. Those that are known are asked for again with them.
   void lookForPlaces() {
-    const bool isKnown = std::ranges::all_of(sessions_, [this](const ObservedSession& session) {
-      return places_.contains(placeKey(session.record));
-    });
-    if (isKnown || isLookingForPlaces_) return;
+    if (!hasUnknownPlace_ || isLookingForPlaces_) return;
     isLookingForPlaces_ = true;
     auto sessions = std::make_shared<std::vector<Session>>(asObserved(sessions_));
     auto found = std::make_shared<std::vector<SessionPlace>>();
@@ -464,14 +462,14 @@ class Screen {
   }
 
   const Surroundings& surroundings_;
-  Surroundings watched_;
   TerminalTraits traits_;
   std::exception_ptr thrown_;
   PanelModel model_;
   std::vector<ObservedSession> sessions_;
-  std::map<std::string, SessionPlace> places_;
+  std::unordered_map<std::string, SessionPlace> places_;
   std::map<std::string, ServerHealth> found_;
   bool hasNothing_ = false;
+  bool hasUnknownPlace_ = false;  // among the sessions whose rows were made last
   bool isLookingForPlaces_ = false;
   bool isLookingForServers_ = false;
   // What follows waits on the loop of the first, and is gone before it.

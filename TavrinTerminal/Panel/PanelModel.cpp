@@ -5,6 +5,7 @@
 #include <unordered_map>
 #include <utility>
 
+#include "TavrinCore/Panel/PanelRows.hpp"
 #include "TavrinCore/Panel/ServerPlacement.hpp"
 #include "TavrinCore/Support/Text.hpp"
 #include "TavrinTerminal/ShownText.hpp"
@@ -41,36 +42,29 @@ PanelFocus elementOf(const LocalServer& server) {
   return PanelFocus::server(server.pid, server.port());
 }
 
-// What the library's functions for order and placement look at.
-Session outline(const SessionRow& row) {
-  Session session;
-  session.sessionId = row.session.record.sessionId;
-  session.repoRoot = row.session.record.repoRoot;
-  return session;
-}
-
 }  // namespace
 
 void PanelModel::takeSessions(std::vector<SessionRow> sessions) {
   std::vector<std::string> order;
   order.reserve(sessions_.size());
   for (const SessionRow& row : sessions_) order.push_back(row.session.record.sessionId);
-  std::vector<Session> outlines;
-  outlines.reserve(sessions.size());
-  std::unordered_map<std::string_view, std::size_t> byId;
+  PanelRows::Rows rows;
+  rows.reserve(sessions.size());
+  std::unordered_map<const Session*, std::size_t> placeOf(sessions.size());
   sorted_.clear();
-  summary_ = {};
-  std::vector<Session> counted(sessions.size());
+  std::vector<SessionState> states;
+  states.reserve(sessions.size());
   for (std::size_t i = 0; i < sessions.size(); ++i) {
-    outlines.push_back(outline(sessions[i]));
-    byId.emplace(sessions[i].session.record.sessionId, i);
-    sorted_.push_back(sessions[i].session.record.sessionId);
-    counted[i].state = sessions[i].session.state;
+    const Session& record = sessions[i].session.record;
+    rows.push_back(&record);
+    placeOf.emplace(&record, i);
+    sorted_.push_back(record.sessionId);
+    states.push_back(sessions[i].session.state);
   }
-  summary_ = SessionAggregator::summary(counted);
+  summary_ = SessionAggregator::summaryOfStates(states);
   std::vector<std::size_t> places;
-  for (const Session& held : PanelNavigation::holding(outlines, order))
-    places.push_back(byId.at(held.sessionId));
+  places.reserve(sessions.size());
+  for (const Session* const held : PanelRows::holding(rows, order)) places.push_back(placeOf.at(held));
   std::vector<SessionRow> inOrder;
   inOrder.reserve(sessions.size());
   for (const std::size_t place : places) inOrder.push_back(std::move(sessions[place]));
@@ -109,16 +103,16 @@ void PanelModel::rebuild() {
   widths_ = {};
   hiddenIdle_ = 0;
   std::vector<std::size_t> shown;
-  std::vector<Session> outlines;
+  PanelRows::Rows rows;
   for (std::size_t i = 0; i < sessions_.size(); ++i) {
     const bool isHidden = hidesIdle_ && sessions_[i].session.state == SessionState::idle;
     hiddenIdle_ += isHidden ? 1 : 0;
     if (isHidden || !fits(sessions_[i], lowered)) continue;
     shown.push_back(i);
-    if (servers_ && !servers_->empty()) outlines.push_back(outline(sessions_[i]));
+    if (servers_ && !servers_->empty()) rows.push_back(&sessions_[i].session.record);
   }
   ServerPlacement::Placed placed;
-  if (servers_ && !servers_->empty()) placed = ServerPlacement::place(*servers_, outlines);
+  if (servers_ && !servers_->empty()) placed = PanelRows::place(*servers_, rows);
 
   const auto widen = [](int& width, std::string_view text) {
     width = std::max(width, static_cast<int>(ShownText::width(text)));

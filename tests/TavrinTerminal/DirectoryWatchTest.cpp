@@ -80,6 +80,43 @@ TEST_F(Watched, ABurstIsOneCallFromItsFirstEvent) {
   EXPECT_GE(written, 1);
 }
 
+TEST_F(Watched, TheNamesThatChangedAreReported) {
+#ifndef __linux__
+  GTEST_SKIP() << "names are not reported here";
+#endif
+  watch(scratch.path());
+  expect([&] {
+    writeFile(scratch / "a.json", "1");
+    writeFile(scratch / "b.json", "1");
+    writeFile(scratch / "b.json", "2");
+    writeFile(scratch / "other", "1");
+  });
+  EXPECT_EQ(reported, (std::vector<std::string>{"a.json", "b.json"}));
+  expect([&] { std::filesystem::rename(scratch / "a.json", scratch / "c.json"); });
+  EXPECT_EQ(reported, (std::vector<std::string>{"a.json", "c.json"}));
+  expect([&] { std::filesystem::remove(scratch / "c.json"); });
+  EXPECT_EQ(reported, std::vector<std::string>{"c.json"});
+}
+
+TEST_F(Watched, InADirectoryThatIsMadeLaterAnythingMayHaveChanged) {
+  watch(scratch / "d");
+  expect([&] {
+    std::filesystem::create_directories(scratch / "d");
+    writeFile(scratch / "d/a.json", "1");
+  });
+  EXPECT_EQ(reported, std::nullopt);
+}
+
+TEST_F(Watched, AfterMoreEventsThanFitAnythingMayHaveChanged) {
+  watch(scratch.path());
+  // Events of one name in a row are one event to inotify, so the names take turns.
+  expect([&] {
+    for (std::size_t i = 0; i <= DirectoryWatch::mostEvents; ++i)
+      writeFile(scratch / (i % 2 == 0 ? "a.json" : "b.json"), "1");
+  });
+  EXPECT_EQ(reported, std::nullopt);
+}
+
 TEST_F(Watched, OtherFilesDoNotCount) {
   watch(scratch.path());
   // Events come in order. Once the second directory reports its file, the first has had the event of its own.

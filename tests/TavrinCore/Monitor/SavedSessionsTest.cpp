@@ -103,6 +103,79 @@ TEST(SavedSessions, AMissingDirectoryHoldsNoSessions) {
   EXPECT_TRUE(saved.all().empty());
 }
 
+class NamedChanges : public testing::Test {
+ protected:
+  void SetUp() override {
+    for (const std::string id : {"a", "b", "c"}) files.write("/s/" + id + ".json", record(id), 5);
+    saved.look(files.access(), dateFromSeconds(100));
+    files.statuses = files.lists = 0;
+    files.bytesRead = 0;
+  }
+  std::vector<std::string> names() const {
+    std::vector<std::string> names;
+    for (const auto& [name, session] : saved.all()) names.push_back(name);
+    return names;
+  }
+
+  test::FakeFiles files;
+  SavedSessions saved{"/s"};
+};
+
+TEST_F(NamedChanges, OnlyTheNamedFileIsAskedForAndRead) {
+  files.write("/s/b.json", record("b"), 200);
+  files.write("/s/c.json", record("c"), 200);
+  EXPECT_TRUE(saved.lookAt({"b.json"}, files.access()));
+  EXPECT_EQ(files.statuses, 1);
+  EXPECT_EQ(files.lists, 0);
+  EXPECT_EQ(files.bytesRead, record("b").size());
+  EXPECT_EQ(saved.all().at("b.json").savedAt, dateFromSeconds(200));
+  EXPECT_EQ(saved.all().at("c.json").savedAt, dateFromSeconds(5));
+}
+
+TEST_F(NamedChanges, AnUnknownNameIsANewRecordOrNothing) {
+  files.write("/s/d.json", record("d"), 200);
+  files.write("/s/folder.json/x", "", 200);
+  files.write("/s/half.json", "{", 200);
+  files.write("/s/e.txt", record("e"), 200);
+  saved.lookAt({"d.json", "never.json", "folder.json", "half.json", "e.txt"}, files.access());
+  EXPECT_EQ(names(), (std::vector<std::string>{"a.json", "b.json", "c.json", "d.json"}));
+}
+
+TEST_F(NamedChanges, ARemovedOrBrokenFileLosesItsRecord) {
+  files.remove("/s/a.json", 200);
+  files.write("/s/b.json", "{", 200);
+  saved.lookAt({"a.json", "b.json"}, files.access());
+  EXPECT_EQ(names(), std::vector<std::string>{"c.json"});
+}
+
+TEST_F(NamedChanges, AFileThatIsAsItWasIsNotRead) {
+  saved.lookAt({"a.json"}, files.access());
+  EXPECT_EQ(files.bytesRead, 0U);
+  EXPECT_EQ(names().size(), 3U);
+}
+
+TEST_F(NamedChanges, TheNextLookFindsWhatNobodyNamed) {
+  files.write("/s/b.json", record("b"), 200);
+  files.write("/s/d.json", record("d"), 200);
+  saved.lookAt({"b.json"}, files.access());
+  EXPECT_TRUE(saved.look(files.access(), dateFromSeconds(300)));
+  EXPECT_EQ(names().size(), 4U);
+  // The time of the directory alone must not hide it: it may be that of the look before.
+  files.write("/s/e.json", record("e"), 200);
+  saved.lookAt({"b.json"}, files.access());
+  saved.look(files.access(), dateFromSeconds(301));
+  EXPECT_EQ(names().size(), 5U);
+}
+
+TEST(SavedSessions, NamesAreNotEnoughBeforeTheDirectoryWasListed) {
+  test::FakeFiles files;
+  SavedSessions saved("/s");
+  saved.look(files.access(), dateFromSeconds(1));
+  files.write("/s/a.json", record("a"), 5);
+  EXPECT_FALSE(saved.lookAt({"a.json"}, files.access()));
+  EXPECT_TRUE(saved.all().empty());
+}
+
 TEST(DirectoryCache, AFileHasNoNames) {
   test::FakeFiles files;
   files.write("/d", "", 5);

@@ -275,6 +275,40 @@ TEST_F(Watching, NothingIsReadWhenNothingChanged) {
   EXPECT_EQ(files.lists, 0);
 }
 
+TEST_F(Watching, ARecordWhoseNameIsReportedIsReadAlone) {
+  save("a", Agent::gemini, SessionState::idle, 100);
+  save("b", Agent::gemini, SessionState::idle, 100);
+  watcher->look(dateFromSeconds(200));
+  save("a", Agent::gemini, SessionState::working, 201);
+  save("b", Agent::gemini, SessionState::working, 201);
+  files.lists = 0;
+  EXPECT_EQ(stateAfter({"a.json"}, "a", 201), SessionState::working);
+  EXPECT_EQ(stateAfter({}, "b", 201), SessionState::idle);
+  EXPECT_EQ(files.lists, 0);
+  EXPECT_EQ(stateOf("b", 202), SessionState::working);
+}
+
+TEST_F(Watching, NewAndRemovedRecordsWhoseNamesAreReportedComeAndGo) {
+  save("a", Agent::gemini, SessionState::idle, 100);
+  // Without a look before it, everything is looked at.
+  EXPECT_EQ(stateAfter({}, "a", 200), SessionState::idle);
+  save("b", Agent::gemini, SessionState::working, 201);
+  EXPECT_EQ(stateAfter({"b.json"}, "b", 201), SessionState::working);
+  files.remove(sessions + "/a.json", 202);
+  EXPECT_EQ(stateAfter({"a.json"}, "a", 202), std::nullopt);
+  EXPECT_EQ(stateAfter({}, "b", 203), SessionState::working);
+}
+
+TEST_F(Watching, AFileThatNowHoldsAnotherSessionNoLongerShowsTheFirst) {
+  save("a", Agent::gemini, SessionState::idle, 100);
+  watcher->look(dateFromSeconds(200));
+  Session other = save("b", Agent::gemini, SessionState::idle, 201);
+  files.remove(sessions + "/b.json", 201);
+  files.write(sessions + "/a.json", other.encode(), 201);
+  EXPECT_EQ(stateAfter({"a.json"}, "a", 202), std::nullopt);
+  EXPECT_EQ(stateAfter({}, "b", 202), SessionState::idle);
+}
+
 TEST_F(Watching, AtMostTwoHundredFilesAreWatched) {
   for (int i = 0; i < 300; ++i) save("s" + std::to_string(i), Agent::claude, working, 100);
   stateOf("s0", 101);

@@ -86,7 +86,18 @@ class Watching : public testing::Test {
   // The state of a session; nullopt if it is not shown.
   std::optional<SessionState> stateOf(const std::string& id, double at) {
     last = watcher->look(dateFromSeconds(at));
-    for (const ObservedSession& session : last.sessions)
+    return stateIn(last, id);
+  }
+
+  // The same when these files are reported as changed.
+  std::optional<SessionState> stateAfter(const std::vector<std::string>& changed, const std::string& id,
+                                         double at) {
+    last = watcher->look(dateFromSeconds(at), changed);
+    return stateIn(last, id);
+  }
+
+  static std::optional<SessionState> stateIn(const SessionWatcher::Look& look, const std::string& id) {
+    for (const ObservedSession& session : look.sessions)
       if (session.record.sessionId == id) return session.state;
     return std::nullopt;
   }
