@@ -147,7 +147,7 @@ TEST(PanelModel, PortsOfInvisibleProcessesScrollInWithTheLastRow) {
   model.moveToEnd(Direction::down);
   EXPECT_THAT(textOf(model, low),
               testing::ContainsRegex("p7 .*\n Other servers\n"
-                                     "   40 ports belong to processes that you cannot see: \u2026\n"));
+                                     "   40 ports belong to processes that you cannot see: 1000, \u2026\n"));
   model.moveToEnd(Direction::up);
   EXPECT_THAT(textOf(model, low), HasSubstr("\u258Cp0"));
 }
