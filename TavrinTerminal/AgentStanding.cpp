@@ -14,6 +14,10 @@ namespace tavrin {
 
 namespace {
 
+constexpr std::string_view nobodyToAsk =
+    "Codex runs hooks only once it trusts them. Whether it does is not known, because there is no program "
+    "\"codex\" to ask.";
+
 AgentReadiness readinessOf(const SurveyedAgent& agent, const SettingsFile& file) {
   const AgentVersions::Fit fit = agent.fit();
   const SettingsFile::State found = file.state("", fit.definition);
@@ -31,9 +35,7 @@ AgentReadiness readinessOf(const SurveyedAgent& agent, const SettingsFile& file)
     return AgentReadiness::inactive("The hooks are not those that the installed version accepts.", true);
   if (std::string deafness = agent.deafness(); !deafness.empty())
     return AgentReadiness::inactive(std::move(deafness), false);
-  // The desktop application has a screen of its own for trust.
-  if (agent.needsTrust() && !agent.installations.empty()) return AgentReadiness::checking();
-  return AgentReadiness::active();
+  return agent.needsTrust() ? AgentReadiness::checking() : AgentReadiness::active();
 }
 
 }  // namespace
@@ -43,6 +45,7 @@ std::string_view AgentStanding::word() const {
   if (!isPresent) return "not on this machine";
   if (!wasStarted) return "never started";
   if (!isConnected) return "not connected";
+  if (isTrustUnknown) return "connected, trust unknown";
   return readiness.isActive() ? "connected" : "connected, but not active";
 }
 
@@ -70,6 +73,10 @@ std::vector<AgentStanding> standingsOf(const std::vector<SurveyedAgent>& survey,
     standing.isConnected = !file.state("", *agent.definition).entries.empty();
     if (const auto version = agent.version()) standing.version = version->text();
     if (!agent.installations.empty()) standing.executable = agent.installations.front().executable;
+    if (standing.readiness.kind() == AgentReadiness::Kind::checking && agent.installations.empty()) {
+      standing.isTrustUnknown = true;
+      standing.readiness = AgentReadiness::inactive(std::string(nobodyToAsk), false);
+    }
     standings.push_back(std::move(standing));
   }
   return standings;

@@ -25,6 +25,9 @@ struct AgentStanding {
   std::string executable = {};  ///< the client that a shell would start; ""
   /// `checking` until its client was asked whether it trusts the hooks.
   AgentReadiness readiness = AgentReadiness::checking();
+  /// There is no client to ask whether it trusts the hooks. The readiness is then `inactive`, with a reason
+  /// that says so, although the hooks may work: Codex can be started by other programs than `codex`.
+  bool isTrustUnknown = false;
 
   /// One or a few words for all of it, such as "not connected".
   std::string_view word() const;

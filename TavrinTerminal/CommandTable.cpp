@@ -374,8 +374,10 @@ constexpr std::array<CommandDescription, 14> table = {{
      .run = runFocus},
     {.name = "servers",
      .summary = "lists the local servers",
-     .details = "In a pipe it prints a line for each server, with tabs between name, ports, project, process "
-                "id and time since its start.\n",
+     .details =
+         "On a terminal a last line names the ports whose processes you cannot see. In a pipe it prints "
+         "a line for each server, with tabs between name, ports, project, process id and time since its "
+         "start.\n",
      .options = serversOptions,
      .run = runServers},
     {.name = "open", .summary = "opens a server in the browser", .argument = requiredServer, .run = runOpen},

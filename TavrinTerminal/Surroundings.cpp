@@ -12,7 +12,6 @@
 #include "TavrinCore/Support/Path.hpp"
 #include "TavrinTerminal/ShownText.hpp"
 #include "TavrinTerminal/System/Browser.hpp"
-#include "TavrinTerminal/System/ServerListing.hpp"
 
 namespace tavrin {
 

@@ -12,9 +12,9 @@
 
 #include "TavrinCore/Agents/AgentHome.hpp"
 #include "TavrinCore/Context/ProcessFacts.hpp"
-#include "TavrinCore/Servers/PortScan.hpp"
 #include "TavrinCore/Sessions/Session.hpp"
 #include "TavrinCore/Support/Date.hpp"
+#include "TavrinTerminal/System/ServerListing.hpp"
 
 namespace tavrin {
 
@@ -52,7 +52,7 @@ struct Surroundings {
   std::function<std::vector<SessionPlace>(const std::vector<Session>& sessions)> places = nullptr;
 
   /// The listening sockets of this machine.
-  std::function<std::vector<PortScan::Listener>()> listeners = nullptr;
+  std::function<ServerListing::Listing()> listeners = nullptr;
   /// Opens a URL in the browser; returns a sentence that says why it could not be opened.
   std::function<std::optional<std::string>(const std::string& url)> openInBrowser = nullptr;
   /// Makes what notifies the person of changes. Empty where nothing can.

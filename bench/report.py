@@ -176,14 +176,20 @@ def first_line(*words):
     return run.stdout.splitlines()[0]
 
 
+def wrapped(text):
+    """Prose at the width of the documents."""
+    return "\n".join(textwrap.wrap(text, 100))
+
+
 def machine():
     """The machine and the tools that were used."""
     system = platform.freedesktop_os_release()["PRETTY_NAME"]
     compiler = "clang++" if "clang" in first_line("c++", "--version") else "g++"
     versions = [f"{compiler} {first_line('c++', '-dumpfullversion', '-dumpversion')}", first_line("jq", "--version").replace("-", " "),
                 first_line("python3", "--version"), "Node " + first_line("node", "--version")[1:]]
-    return (f"Measured with {os.cpu_count()} processors ({platform.machine()}), a load of {os.getloadavg()[2]:.0f} by "
+    text = (f"Measured with {os.cpu_count()} processors ({platform.machine()}), a load of {os.getloadavg()[2]:.0f} by "
             f"all that went on, {system}; {', '.join(versions)}.")
+    return wrapped(text)
 
 
 def steps_table(files):
@@ -220,7 +226,7 @@ def summary(results):
     text = (f"An event of 3 KB takes {times['tavrin-hook']} of a processor, the start of the process included. A program "
             f"that does nothing but read it takes {times['floor']}; the same hook written by hand {python}, {node}, "
             f"and {jq}.")
-    return "\n".join(textwrap.wrap(text, 100))
+    return wrapped(text)
 
 
 def plot(cases):

@@ -130,6 +130,12 @@ std::vector<Socket> parse(std::string_view text) {
   return sockets;
 }
 
+std::vector<int> portsOf(const std::vector<Socket>& sockets) {
+  std::set<int> ports;
+  for (const Socket& socket : sockets) ports.insert(socket.port);
+  return {ports.begin(), ports.end()};
+}
+
 std::optional<std::uint64_t> socketInode(std::string_view linkTarget) {
   constexpr std::string_view start = "socket:[";
   if (!linkTarget.starts_with(start) || !linkTarget.ends_with(']')) return std::nullopt;

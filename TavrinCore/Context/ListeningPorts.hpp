@@ -31,6 +31,9 @@ std::vector<Socket> parse(std::string_view text);
 /// not a socket's.
 std::optional<std::uint64_t> socketInode(std::string_view linkTarget);
 
+/// The ports of sockets, ascending, each once.
+std::vector<int> portsOf(const std::vector<Socket>& sockets);
+
 /// How `list` reads files. For a file that cannot be read, each returns what it returns for an empty one.
 struct Probes {
   std::function<std::string(const std::string& path)> contents;

@@ -16,6 +16,7 @@
 #include "TavrinTerminal/Commands/Servers.hpp"
 #include "TavrinTerminal/Panel/BackgroundWork.hpp"
 #include "TavrinTerminal/Panel/ConnectWork.hpp"
+#include "TavrinTerminal/Panel/ListingSchedule.hpp"
 #include "TavrinTerminal/Panel/PanelKeys.hpp"
 #include "TavrinTerminal/Panel/PanelModel.hpp"
 #include "TavrinTerminal/Panel/StopWork.hpp"
@@ -70,7 +71,7 @@ class Screen {
                      });
                    },
                .failed = [this](const std::exception_ptr& thrown) { fail(thrown); }}),
-        lastKey_(std::chrono::steady_clock::now()),
+        listings_(std::chrono::steady_clock::now()),
         terminal_(watch_.loop(), console.outDescriptor, traits, console.colour,
                   {.key = [this](const Key& key) { guarded([&] { press(key); }); },
                    .gone = [this] { watch_.stop({.why = SessionWatch::End::Why::readerGone}); }}) {
@@ -187,21 +188,18 @@ class Screen {
   // Servers and agents.
 
   void lookForServers() {
-    constexpr milliseconds interval{30'000};
-    constexpr std::chrono::minutes longestWithoutKey{5};
     nextServers_.stop();
-    if (isLookingForServers_) return;
-    if (std::chrono::steady_clock::now() - lastKey_ > longestWithoutKey) return;
-    isLookingForServers_ = true;
-    auto found = std::make_shared<std::vector<LocalServer>>();
-    background_.add([this, found] { *found = Servers::running(surroundings_); },
-                    [this, found, interval](const std::exception_ptr& thrown) {
+    if (!listings_.begins(std::chrono::steady_clock::now())) return;
+    auto found = std::make_shared<Servers::Found>();
+    background_.add([this, found] { *found = Servers::found(surroundings_); },
+                    [this, found](const std::exception_ptr& thrown) {
                       guarded([&] {
-                        isLookingForServers_ = false;
-                        if (!thrown) checkHealth(*found);
-                        model_.takeServers(thrown ? std::nullopt : std::optional(std::move(*found)));
+                        listings_.ended();
+                        if (!thrown) checkHealth(found->servers);
+                        model_.takeServers(thrown ? std::nullopt : std::optional(std::move(found->servers)),
+                                           std::move(found->unseenPorts));
                         draw();
-                        nextServers_.start(interval);
+                        nextServers_.start(ListingSchedule::interval);
                       });
                     });
   }
@@ -287,13 +285,11 @@ class Screen {
   // Keys.
 
   void press(const Key& key) {
-    const bool wasIdle = !nextServers_.isRunning();
-    lastKey_ = std::chrono::steady_clock::now();
+    if (listings_.pressed(std::chrono::steady_clock::now())) lookForServers();
     const PanelAction action = PanelKeys::action(model_.mode(), key);
     if (action == PanelAction::nothing) return;
     model_.say("");
     perform(action, key);
-    if (wasIdle) lookForServers();
     draw();
   }
 
@@ -471,7 +467,6 @@ class Screen {
   bool hasNothing_ = false;
   bool hasUnknownPlace_ = false;  // among the sessions whose rows were made last
   bool isLookingForPlaces_ = false;
-  bool isLookingForServers_ = false;
   // What follows waits on the loop of the first, and is gone before it.
   SessionWatch watch_;
   BackgroundWork background_;
@@ -481,7 +476,7 @@ class Screen {
   HealthProbe health_;
   ConnectWork connect_;
   StopWork stop_;
-  std::chrono::steady_clock::time_point lastKey_;
+  ListingSchedule listings_;
   std::vector<std::unique_ptr<SignalWatch>> signals_;
   std::unique_ptr<SignalWatch> suspend_;
   Terminal terminal_;  // goes first, so that the terminal is back before anything is waited for

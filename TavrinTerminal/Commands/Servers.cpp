@@ -15,6 +15,7 @@
 #include "TavrinTerminal/ObservedSessions.hpp"
 #include "TavrinTerminal/ServerStop.hpp"
 #include "TavrinTerminal/ShownText.hpp"
+#include "TavrinTerminal/UnseenPorts.hpp"
 
 namespace tavrin::Servers {
 
@@ -73,12 +74,18 @@ Outcome kill(const ServerStop& stop, const std::string& still, const Console& co
 
 }  // namespace
 
-std::vector<LocalServer> running(const Surroundings& surroundings) {
-  std::vector<LocalServer> servers =
-      ServerScan::servers(surroundings.listeners(), surroundings.processes, surroundings.now());
-  std::ranges::sort(servers, {},
+Found found(const Surroundings& surroundings) {
+  ServerListing::Listing listing = surroundings.listeners();
+  Found found = {
+      .servers = ServerScan::servers(listing.listeners, surroundings.processes, surroundings.now()),
+      .unseenPorts = std::move(listing.unseenPorts)};
+  std::ranges::sort(found.servers, {},
                     [](const LocalServer& server) { return std::pair(server.port(), server.pid); });
-  return servers;
+  return found;
+}
+
+std::vector<LocalServer> running(const Surroundings& surroundings) {
+  return found(surroundings).servers;
 }
 
 std::variant<LocalServer, std::string> named(std::string_view word, const std::vector<LocalServer>& servers) {
@@ -103,7 +110,7 @@ std::variant<LocalServer, std::string> named(std::string_view word, const std::v
 }
 
 Outcome list(const Options& options, const Surroundings& surroundings, const Console& console) {
-  const std::vector<LocalServer> servers = running(surroundings);
+  const auto [servers, unseenPorts] = found(surroundings);
   if (options.json) {
     const std::map<std::string, std::string> sessions = sessionsOf(servers, surroundings);
     std::vector<std::string> objects;
@@ -114,8 +121,14 @@ Outcome list(const Options& options, const Surroundings& surroundings, const Con
     document.list("servers", objects);
     return Outcome::done(document.finish() + "\n");
   }
+  std::string unseen;
+  if (console.outputIsTerminal && !unseenPorts.empty()) {
+    const auto columns = static_cast<std::size_t>(std::max(console.width, 0));
+    const std::string sentence = ShownText::cut(UnseenPorts::sentence(unseenPorts, columns), columns);
+    unseen = console.painted(sentence, Colour::dim) + "\n";
+  }
   if (servers.empty())
-    return {.status = ExitStatus::done, .output = {}, .error = "there are no local servers."};
+    return {.status = ExitStatus::done, .output = unseen, .error = "there are no local servers."};
   const Date now = surroundings.now();
   std::vector<Columns::Row> rows;
   for (const LocalServer& server : servers) {
@@ -124,7 +137,8 @@ Outcome list(const Options& options, const Surroundings& surroundings, const Con
                     std::to_string(server.pid), server.uptimeLabel(now).value_or("")});
   }
   return Outcome::done(
-      Columns::text(headings, rows, console, [](std::size_t, std::size_t) { return Colour::plain; }));
+      Columns::text(headings, rows, console, [](std::size_t, std::size_t) { return Colour::plain; }) +
+      unseen);
 }
 
 Outcome open(std::string_view word, const Surroundings& surroundings, const Console&) {

@@ -20,10 +20,18 @@ struct Options {
   bool json = false;  ///< one document (docs/servers.schema.json)
 };
 
-/// The servers that run on this machine now, sorted by port, those of one port by process id.
+/// What listens on this machine.
+struct Found {
+  std::vector<LocalServer> servers;  ///< sorted by port, those of one port by process id
+  std::vector<int> unseenPorts;      ///< those whose processes are not visible, ascending
+};
+Found found(const Surroundings& surroundings);
+
+/// The servers that run on this machine now, as in `found`.
 std::vector<LocalServer> running(const Surroundings& surroundings);
 
-/// Lists them: on a terminal in columns under a headline, in a pipe with tabs between the fields.
+/// Lists them: on a terminal in columns under a headline, in a pipe with tabs between the fields. On a
+/// terminal a last line names the ports whose processes are not visible.
 Outcome list(const Options& options, const Surroundings& surroundings, const Console& console);
 
 /// Opens the server that `word` names in the browser. A failure prints its URL.

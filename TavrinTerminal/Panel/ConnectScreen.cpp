@@ -29,7 +29,7 @@ std::string_view verb(ConnectScreen::Deed deed) {
 
 PanelRole roleOf(const AgentStanding& agent) {
   if (agent.readiness.isActive()) return PanelRole::working;
-  if (agent.isConnected && agent.readiness.kind() == AgentReadiness::Kind::inactive)
+  if (agent.isConnected && agent.readiness.kind() == AgentReadiness::Kind::inactive && !agent.isTrustUnknown)
     return PanelRole::needsYou;
   return agent.wasStarted ? PanelRole::plain : PanelRole::faint;
 }

@@ -72,10 +72,11 @@ void PanelModel::takeSessions(std::vector<SessionRow> sessions) {
   rebuild();
 }
 
-void PanelModel::takeServers(std::optional<std::vector<LocalServer>> servers) {
+void PanelModel::takeServers(std::optional<std::vector<LocalServer>> servers, std::vector<int> unseenPorts) {
   localhost_ =
       servers ? ActivityEmptyContent::Localhost::quiet : ActivityEmptyContent::Localhost::unavailable;
   servers_ = std::move(servers);
+  unseenPorts_ = std::move(unseenPorts);
   rebuild();
 }
 
@@ -140,16 +141,20 @@ void PanelModel::rebuild() {
     for (LocalServer& server : servers->second) addServer(std::move(server), false);
   }
   std::erase_if(placed.orphans, [&](const LocalServer& server) { return !fits(server, lowered); });
-  if (!placed.orphans.empty())
-    items_.push_back({.kind = Item::Kind::heading, .index = 0, .element = std::nullopt, .isOther = true});
+  // On a panel without rows the ports are named by emptyLines().
+  const bool namesPorts =
+      !unseenPorts_.empty() && filter_.empty() && (!items_.empty() || !placed.orphans.empty());
+  const auto addLine = [this](Item::Kind kind) {
+    items_.push_back({.kind = kind, .index = 0, .element = std::nullopt, .isOther = true});
+  };
+  if (!placed.orphans.empty() || namesPorts) addLine(Item::Kind::heading);
   for (LocalServer& server : placed.orphans) addServer(std::move(server), true);
+  if (namesPorts) addLine(Item::Kind::unseenPorts);
 
   // A row that is gone leaves the selection where it was on the screen.
   if (selection_ && !itemOf(*selection_)) selection_.reset();
   if (!selection_ && !items_.empty()) {
-    std::size_t item = std::min(lastItem_, items_.size() - 1);
-    if (!items_[item].element) item = item + 1 < items_.size() ? item + 1 : item - 1;
-    select(item);
+    select(selectableFrom(std::min(lastItem_, items_.size() - 1), PanelNavigation::Direction::down));
   }
   const bool isWithoutRow =
       (mode_ == Mode::confirm && selectedServer() == nullptr) || (mode_ == Mode::details && !selection_);
@@ -161,6 +166,18 @@ std::optional<std::size_t> PanelModel::itemOf(const PanelFocus& element) const {
   const auto found = std::ranges::find(items_, std::optional(element), &Item::element);
   if (found == items_.end()) return std::nullopt;
   return static_cast<std::size_t>(found - items_.begin());
+}
+
+// The item itself, or the nearest in the direction that can be selected, or else the nearest in the other.
+// Where there are items, one of them can be.
+std::size_t PanelModel::selectableFrom(std::size_t item, PanelNavigation::Direction direction) const {
+  const auto isSelectable = [](const Item& each) { return each.element.has_value(); };
+  const auto at = items_.begin() + static_cast<std::ptrdiff_t>(item);
+  const auto below = std::find_if(at, items_.end(), isSelectable);
+  const auto above = std::find_if(std::make_reverse_iterator(at), items_.rend(), isSelectable);
+  const bool goesDown = below != items_.end() && (direction == PanelNavigation::Direction::down ||
+                                                  below == at || above == items_.rend());
+  return static_cast<std::size_t>((goesDown ? below : above.base() - 1) - items_.begin());
 }
 
 std::optional<std::size_t> PanelModel::selectedItem() const {
@@ -191,7 +208,12 @@ void PanelModel::reveal() {
     // The heading above the first of the other servers comes with it.
     const bool hasHeading = *item > 0 && !items_[*item - 1].element && height > 1;
     top_ = std::min(top_, hasHeading ? *item - 1 : *item);
-    if (*item >= top_ + height) top_ = *item + 1 - height;
+    // The lines below the last row come with it, too.
+    const auto isRow = [](const Item& each) { return each.element.has_value(); };
+    const auto next =
+        std::find_if(items_.begin() + static_cast<std::ptrdiff_t>(*item) + 1, items_.end(), isRow);
+    const std::size_t last = next == items_.end() ? std::min(items_.size() - 1, *item + height - 1) : *item;
+    if (last >= top_ + height) top_ = last + 1 - height;
   }
   top_ = std::min(top_, items_.size() - std::min(items_.size(), height));
 }
@@ -242,9 +264,9 @@ void PanelModel::movePage(PanelNavigation::Direction direction) {
   } else if (mode_ == Mode::agents) {
     connect_.moveToEnd(direction);
   } else if (item) {
-    std::size_t target = down ? std::min(*item + page, items_.size() - 1) : *item - std::min(*item, page);
-    if (!items_[target].element) target = down || target == 0 ? target + 1 : target - 1;
-    select(target);
+    const std::size_t target =
+        down ? std::min(*item + page, items_.size() - 1) : *item - std::min(*item, page);
+    select(selectableFrom(target, direction));
     reveal();
   }
 }
@@ -256,9 +278,8 @@ void PanelModel::moveToEnd(PanelNavigation::Direction direction) {
   } else if (mode_ == Mode::agents) {
     connect_.moveToEnd(direction);
   } else if (!items_.empty()) {
-    std::size_t target = down ? items_.size() - 1 : 0;
-    if (!items_[target].element) ++target;  // a heading is never the last
-    select(target);
+    select(down ? selectableFrom(items_.size() - 1, PanelNavigation::Direction::up)
+                : selectableFrom(0, PanelNavigation::Direction::down));
     reveal();
   }
 }

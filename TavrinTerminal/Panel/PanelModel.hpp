@@ -49,8 +49,9 @@ class PanelModel {
 
   /// The sessions as they are now, in the order of inShownOrder().
   void takeSessions(std::vector<SessionRow> sessions);
-  /// The servers as they are now; nullopt when they could not be listed.
-  void takeServers(std::optional<std::vector<LocalServer>> servers);
+  /// The servers as they are now; nullopt when they could not be listed. Ports whose processes are not
+  /// visible are named below the other servers, unless rows are filtered.
+  void takeServers(std::optional<std::vector<LocalServer>> servers, std::vector<int> unseenPorts = {});
   /// What is known of the health of servers, by their ids.
   void takeHealth(const std::map<std::string, ServerHealth>& health);
   /// How far the monitoring of agents is, for a panel without rows.
@@ -105,7 +106,7 @@ class PanelModel {
  private:
   // A row of the list.
   struct Item {
-    enum class Kind : std::uint8_t { session, server, heading };
+    enum class Kind : std::uint8_t { session, server, heading, unseenPorts };
     Kind kind = Kind::session;
     std::size_t index = 0;  // in sessions_ or shownServers_
     std::optional<PanelFocus> element;
@@ -131,6 +132,7 @@ class PanelModel {
   void select(std::size_t item);
   std::optional<std::size_t> selectedItem() const;
   std::optional<std::size_t> itemOf(const PanelFocus& element) const;
+  std::size_t selectableFrom(std::size_t item, PanelNavigation::Direction direction) const;
   int bodyHeight() const;
   std::vector<std::string> footerTexts() const;
   bool isPage() const { return mode_ == Mode::help || mode_ == Mode::details || mode_ == Mode::change; }
@@ -139,6 +141,7 @@ class PanelModel {
   PanelLine sessionLine(const SessionRow& row, Date now, bool& showsSeconds) const;
   PanelLine serverLine(const Item& item, Date now, bool& showsSeconds) const;
   PanelLine headerLine() const;
+  PanelLine unseenPortsLine() const;
   PanelLine keysLine() const;
   std::vector<PanelLine> emptyLines() const;
   std::vector<PanelLine> helpLines() const;
@@ -152,6 +155,7 @@ class PanelModel {
   std::vector<std::string> sorted_;   // their ids in the order of urgency
   std::optional<std::vector<LocalServer>> servers_;
   std::vector<LocalServer> shownServers_;
+  std::vector<int> unseenPorts_;
   ActivityEmptyContent::Agents agents_ = ActivityEmptyContent::Agents::checking();
   ActivityEmptyContent::Localhost localhost_ = ActivityEmptyContent::Localhost::checking;
   SessionSummary summary_;

@@ -7,6 +7,7 @@
 #include "TavrinTerminal/Panel/PanelModel.hpp"
 #include "TavrinTerminal/Panel/PanelTexts.hpp"
 #include "TavrinTerminal/ShownText.hpp"
+#include "TavrinTerminal/UnseenPorts.hpp"
 
 namespace tavrin {
 
@@ -159,6 +160,17 @@ PanelLine PanelModel::serverLine(const Item& item, Date now, bool& showsSeconds)
   return line;
 }
 
+PanelLine PanelModel::unseenPortsLine() const {
+  constexpr int indent = 3;
+  PanelLine line;
+  const int width = std::max(size_.columns - indent, 0);
+  line.texts.push_back({.column = indent,
+                        .width = width,
+                        .text = UnseenPorts::sentence(unseenPorts_, static_cast<std::size_t>(width)),
+                        .role = PanelRole::faint});
+  return line;
+}
+
 std::vector<PanelLine> PanelModel::emptyLines() const {
   if (!filter_.empty())
     return {PanelTexts::line("Nothing matches the filter.", PanelRole::plain, size_.columns)};
@@ -174,6 +186,11 @@ std::vector<PanelLine> PanelModel::emptyLines() const {
   }
   if (agents_.kind() == ActivityEmptyContent::Agents::Kind::off)
     lines.push_back(PanelTexts::line(std::string(connectHint), PanelRole::faint, size_.columns));
+  if (!unseenPorts_.empty()) {
+    lines.emplace_back();
+    lines.push_back(PanelTexts::line(std::string(otherServers), PanelRole::faint, size_.columns));
+    lines.push_back(unseenPortsLine());
+  }
   return lines;
 }
 
@@ -302,6 +319,9 @@ std::vector<PanelLine> PanelModel::rowLines(Date now, bool& showsSeconds) const 
         break;
       case Item::Kind::heading:
         lines.push_back(PanelTexts::line(std::string(otherServers), PanelRole::faint, size_.columns));
+        break;
+      case Item::Kind::unseenPorts:
+        lines.push_back(unseenPortsLine());
         break;
     }
     lines.back().isSelected = selected == i;

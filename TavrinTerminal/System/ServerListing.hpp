@@ -9,8 +9,14 @@
 /// The TCP ports that processes of this machine listen on.
 namespace tavrin::ServerListing {
 
-/// From /proc on Linux; from lsof(8), with a time-out of 5 s, on macOS. Sockets of processes that this user
-/// may not look at are left out. Empty when nothing can be found out.
-std::vector<PortScan::Listener> now();
+struct Listing {
+  std::vector<PortScan::Listener> listeners;
+  /// The ports whose processes this user may not look at, ascending, each once. Always empty on macOS, where
+  /// lsof(8) says nothing of them.
+  std::vector<int> unseenPorts;
+};
+
+/// From /proc on Linux; from lsof(8), with a time-out of 5 s, on macOS. Empty when nothing can be found out.
+Listing now();
 
 }  // namespace tavrin::ServerListing

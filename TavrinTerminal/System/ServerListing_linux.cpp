@@ -21,12 +21,14 @@ std::vector<std::string> namesIn(const std::string& directory) {
 
 }  // namespace
 
-std::vector<PortScan::Listener> now() {
+Listing now() {
   const ListeningPorts::Probes probes = {
       .contents = [](const std::string& path) { return File::contents(path).value_or(""); },
       .names = namesIn,
       .linkTarget = [](const std::string& path) { return File::readLink(path).value_or(""); }};
-  return PortScan::parse(ListeningPorts::list(probes).lsofFields);
+  const ListeningPorts::Listing found = ListeningPorts::list(probes);
+  return {.listeners = PortScan::parse(found.lsofFields),
+          .unseenPorts = ListeningPorts::portsOf(found.withoutProcess)};
 }
 
 }  // namespace tavrin::ServerListing

@@ -3,11 +3,11 @@
 
 namespace tavrin::ServerListing {
 
-std::vector<PortScan::Listener> now() {
+Listing now() {
   // Its status is 1 when some processes could not be looked at, too.
   ChildCommand command;
   command.words = {"/usr/sbin/lsof", "-nP", "-iTCP", "-sTCP:LISTEN", "-F", "pcn"};
-  return PortScan::parse(ChildProcess::run(command).output);
+  return {.listeners = PortScan::parse(ChildProcess::run(command).output), .unseenPorts = {}};
 }
 
 }  // namespace tavrin::ServerListing

@@ -181,7 +181,7 @@ TEST_F(LiveServers, WithManyPortsIsOneServerAndListedAsLsofListsIt) {
                                      "", {{"PATH", "/usr/bin:/bin:/usr/sbin"}})
                                .output;
   ASSERT_NE(lsof, "") << "lsof is needed";
-  std::vector<PortScan::Listener> ours = ServerListing::now();
+  std::vector<PortScan::Listener> ours = ServerListing::now().listeners;
   std::erase_if(ours, [&](const PortScan::Listener& listener) { return listener.pid != server.pid(); });
   std::vector<PortScan::Listener> its = PortScan::parse(lsof);
   std::ranges::sort(ours, {}, &PortScan::Listener::port);

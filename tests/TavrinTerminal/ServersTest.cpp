@@ -12,6 +12,7 @@
 #include <array>
 #include <csignal>
 
+#include "TavrinTerminal/ShownText.hpp"
 #include "TavrinTerminal/System/ServerListing.hpp"
 #include "tests/TavrinTerminal/TestTerminal.hpp"
 
@@ -72,6 +73,38 @@ TEST_F(ServerCommands, NoServersAreASentenceOnStandardError) {
                          .status = ExitStatus::done, .output = {}, .error = "there are no local servers."}));
   EXPECT_EQ(Servers::list({.json = true}, surroundings, kept.console(true)).output,
             "{\"version\":1,\"servers\":[]}\n");
+}
+
+TEST_F(ServerCommands, PortsOfInvisibleProcessesAreNamedOnATerminal) {
+  unseenPorts = {22, 631};
+  const std::string terminal = Servers::list({}, surroundings, kept.console(true)).output;
+  EXPECT_THAT(terminal, testing::EndsWith("manage.py  8000  shop     202  2h 0m\n"
+                                          "2 ports belong to processes that you cannot see: 22, 631\n"));
+  EXPECT_THAT(
+      Servers::list({}, surroundings, kept.console(true, true)).output,
+      testing::EndsWith("\n\033[2m2 ports belong to processes that you cannot see: 22, 631\033[0m\n"));
+  for (const bool json : {false, true})
+    EXPECT_THAT(Servers::list({.json = json}, surroundings, kept.console(false)).output,
+                testing::Not(HasSubstr("631")));
+  listeners.clear();
+  EXPECT_EQ(Servers::list({}, surroundings, kept.console(true)),
+            (tavrin::Outcome{.status = ExitStatus::done,
+                             .output = "2 ports belong to processes that you cannot see: 22, 631\n",
+                             .error = "there are no local servers."}));
+}
+
+TEST_F(ServerCommands, PortsOfInvisibleProcessesFitTheTerminal) {
+  for (int port = 1; port <= 60; ++port) unseenPorts.push_back(port * 1000);
+  for (const int width : {200, 80, 61, 20, 1}) {
+    Console console = kept.console(true);
+    console.width = width;
+    const std::string output = Servers::list({}, surroundings, console).output;
+    const std::string line =
+        output.substr(output.find("60 p") == std::string::npos ? output.rfind('\n', output.size() - 2) + 1
+                                                               : output.find("60 p"));
+    EXPECT_LE(ShownText::width(line.substr(0, line.size() - 1)), static_cast<std::size_t>(width)) << line;
+    EXPECT_THAT(line, testing::EndsWith("\u2026\n")) << width;
+  }
 }
 
 TEST_F(ServerCommands, AWordIsAPortOrAProcessAndAPort) {
@@ -213,7 +246,7 @@ TEST(ServerListing, FindsAPortOfThisProcess) {
   socklen_t size = sizeof address;
   ASSERT_EQ(::getsockname(listening, reinterpret_cast<sockaddr*>(&address), &size), 0);
   const int port = ntohs(address.sin_port);
-  const std::vector<PortScan::Listener> found = ServerListing::now();
+  const std::vector<PortScan::Listener> found = ServerListing::now().listeners;
   EXPECT_TRUE(std::ranges::any_of(found, [&](const PortScan::Listener& listener) {
     return listener.port == port && listener.pid == ::getpid();
   }));

@@ -93,7 +93,9 @@ class TestTerminal {
     surroundings.now = [] { return testTime; };
     surroundings.environment = [](std::string_view) { return std::nullopt; };
     surroundings.processes = processes.facts();
-    surroundings.listeners = [this] { return listeners; };
+    surroundings.listeners = [this] {
+      return ServerListing::Listing{.listeners = listeners, .unseenPorts = unseenPorts};
+    };
   }
 
   /// A session that has been in its state for 90 s, in a folder that exists.
@@ -127,6 +129,7 @@ class TestTerminal {
   ScratchHome home;
   FakeProcessFacts processes;
   std::vector<PortScan::Listener> listeners;
+  std::vector<int> unseenPorts;
   Surroundings surroundings;
 };
 

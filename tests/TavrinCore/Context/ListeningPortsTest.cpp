@@ -114,6 +114,12 @@ TEST(ListeningPorts, JoinsSocketsAndProcesses) {
   EXPECT_THAT(listing.withoutProcess, ElementsAre(Socket{"*", 80, 8}));
 }
 
+TEST(ListeningPorts, PortsAreAscendingAndEachOnce) {
+  const std::vector<Socket> sockets = {{"*", 631, 3}, {"127.0.0.1", 22, 1}, {"[::1]", 631, 2}, {"*", 22, 4}};
+  EXPECT_THAT(ListeningPorts::portsOf(sockets), ElementsAre(22, 631));
+  EXPECT_THAT(ListeningPorts::portsOf({}), ElementsAre());
+}
+
 TEST(ListeningPorts, WithoutTablesThereAreNoListeners) {
   FakeProc proc;
   proc.add(12, "worker", {"socket:[7]"});

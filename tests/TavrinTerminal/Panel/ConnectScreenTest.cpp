@@ -63,6 +63,18 @@ TEST(ConnectScreen, ShowsPresenceVersionAndReadiness) {
                                           "\n Its hooks are in ~/.claude/settings.json.\n"));
 }
 
+TEST(ConnectScreen, CodexWithNobodyToAskHasUnknownTrust) {
+  std::vector<AgentStanding> agents = standings();
+  agents[1].readiness = AgentReadiness::inactive("There is nobody to ask.", false);
+  agents[1].isTrustUnknown = true;
+  PanelModel model = opened();
+  model.takeStandings(agents);
+  model.move(Direction::down);
+  EXPECT_THAT(textOf(model), HasSubstr("Codex        2.1.112     connected, trust unknown\n"));
+  EXPECT_THAT(textOf(model), HasSubstr("\n There is nobody to ask.\n"));
+  EXPECT_EQ(model.connectScreen().deed(), Deed::disconnect);
+}
+
 TEST(ConnectScreen, SaysWhatItIsCheckingBeforeAnythingIsKnown) {
   PanelModel model(usual);
   model.toggleAgents();

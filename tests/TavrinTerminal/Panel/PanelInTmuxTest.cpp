@@ -41,8 +41,8 @@ class PanelInTmux : public testing::Test {
         "before-the-panel");
     EXPECT_TRUE(pane->waitFor([this] { return pane->screen().starts_with("before-the-panel\n"); }))
         << pane->screen();
-    type("sh -c 'echo $$ >\"$HOME/pid\"; exec " TAVRIN_EXECUTABLE
-         " panel'; echo status $?; s >\"$HOME/after\"; echo done");
+    type("sh -c 'echo $$ >\"$HOME/pid\"; exec " + program +
+         "'; echo status $?; s >\"$HOME/after\"; echo done");
   }
 
   void openAndWait(const TmuxPane::Options& options = {}) {
@@ -74,7 +74,38 @@ class PanelInTmux : public testing::Test {
               silentSuccess);
   }
 
+  // A session in a window of its own. An agent is what started the shell that runs the hook.
+  void openWithASessionInWindow7() {
+    openAndWait();
+    writeFile(home.path() / "agent",
+              R"(printf '{"session_id":"s1","hook_event_name":"UserPromptSubmit","cwd":"/tmp"}' | )" +
+                  hookExecutable().string() + "; cat");
+    pane->tell({"new-window", "-d", "-t", ":7", "exec timeout --foreground 600 sh \"$HOME/agent\""});
+    EXPECT_TRUE(pane->shows("tmux:7.0")) << pane->screen();
+    EXPECT_TRUE(isInWindow("0"));
+    selectTheFirstRow();
+  }
+  // A server of somebody else's may have been there first, and be selected.
+  void selectTheFirstRow() const {
+    pane->press("g");
+    EXPECT_TRUE(isAt(2)) << pane->screen();
+  }
+  bool isInWindow(const std::string& index) const {
+    return TmuxPane::waitFor([&] {
+      return pane->tell({"display-message", "-p", "#{window_index}"}) == index + "\n";
+    });
+  }
+  // Whether the person is at a line of the screen; 0 is the first.
+  bool isAt(int row) const {
+    return TmuxPane::waitFor([&] { return pane->value("#{cursor_y}") == std::to_string(row) + "\n"; });
+  }
+  void click(int row) const {
+    const std::string place = "\033[<0;5;" + std::to_string(row + 1);
+    pane->type(place + "M" + place + "m");
+  }
+
   ScratchHome home;
+  std::string program = TAVRIN_EXECUTABLE " panel";
   std::unique_ptr<TmuxPane> pane;
   std::string flagsBefore;
 };
@@ -111,25 +142,16 @@ TEST_F(PanelInTmux, RowsHoldStillAndKeysMove) {
   hook("c", "PermissionRequest", "gamma", R"(,"tool_name":"Bash")");
   EXPECT_TRUE(pane->shows("1 needs you"));
   EXPECT_EQ(rowOf("gamma"), 4);
-  const auto isAt = [this](const std::string& row) {
-    return TmuxPane::waitFor([&] { return pane->value("#{cursor_y}") == row + "\n"; });
-  };
-  EXPECT_TRUE(isAt("2"));
-  for (const auto& [key, row] : std::vector<std::pair<std::string, std::string>>{{"Down", "3"},
-                                                                                 {"j", "4"},
-                                                                                 {"j", "2"},
-                                                                                 {"Up", "4"},
-                                                                                 {"k", "3"},
-                                                                                 {"Home", "2"},
-                                                                                 {"G", "4"},
-                                                                                 {"g", "2"}}) {
+  EXPECT_TRUE(isAt(2));
+  for (const auto& [key, row] : std::vector<std::pair<std::string, int>>{
+           {"Down", 3}, {"j", 4}, {"j", 2}, {"Up", 4}, {"k", 3}, {"Home", 2}, {"G", 4}, {"g", 2}}) {
     pane->press(key);
     EXPECT_TRUE(isAt(row)) << key << "\n" << pane->screen();
   }
-  pane->type("\033[<0;5;4M\033[<0;5;4m");
-  EXPECT_TRUE(isAt("3"));
+  click(3);
+  EXPECT_TRUE(isAt(3));
   pane->type("\033[<65;1;1M");
-  EXPECT_TRUE(isAt("4"));
+  EXPECT_TRUE(isAt(4));
   pane->press("r");
   EXPECT_TRUE(TmuxPane::waitFor([&] { return rowOf("gamma") == 2; })) << pane->screen();
 }
@@ -154,18 +176,61 @@ TEST_F(PanelInTmux, TheFilterAndTheHelpComeAndGo) {
 }
 
 TEST_F(PanelInTmux, EnterGoesToTheWindowOfTheSession) {
-  openAndWait();
-  // An agent is what started the shell that runs the hook.
-  writeFile(home.path() / "agent",
-            R"(printf '{"session_id":"s1","hook_event_name":"UserPromptSubmit","cwd":"/tmp"}' | )" +
-                hookExecutable().string() + "; cat");
-  pane->tell({"new-window", "-d", "-t", ":7", "exec timeout --foreground 600 sh \"$HOME/agent\""});
-  EXPECT_TRUE(pane->shows("tmux:7.0")) << pane->screen();
-  EXPECT_EQ(pane->tell({"display-message", "-p", "#{window_index}"}), "0\n");
+  openWithASessionInWindow7();
   pane->press("Enter");
-  EXPECT_TRUE(TmuxPane::waitFor([this] {
-    return pane->tell({"display-message", "-p", "#{window_index}"}) == "7\n";
+  EXPECT_TRUE(isInWindow("7")) << pane->screen();
+}
+
+TEST_F(PanelInTmux, AClickOnTheSelectedSessionGoesToItsWindow) {
+  openWithASessionInWindow7();
+  click(2);
+  EXPECT_TRUE(isInWindow("7")) << pane->screen();
+}
+
+TEST_F(PanelInTmux, ASecondClickOpensAServer) {
+  const std::string python = "/usr/bin/python3";
+  if (!std::filesystem::exists(python)) GTEST_SKIP() << "python3 is not installed, so no server is opened.";
+  const std::filesystem::path opened = home.path() / "opened";
+  writeFile(home.path() / "bin/xdg-open", "#!/bin/sh\necho \"$1\" >>\"$HOME/opened\"\n");
+  std::filesystem::permissions(home.path() / "bin/xdg-open", std::filesystem::perms::owner_all);
+  writeFile(home.path() / "alpha/.git/HEAD", "ref: refs/heads/main\n");
+  hook("a", "UserPromptSubmit", "alpha");
+  const Subprocess server({python, "-uc",
+                           "import os, signal, socket; os.chdir('" + (home.path() / "alpha").string() +
+                               "'); s = socket.create_server(('127.0.0.1', 0)); print(s.getsockname()[1]); "
+                               "signal.pause()"});
+  const std::string port = server.readLine();
+  openAndWait({.variables = {"PATH=" + home.string() + "/bin:/usr/bin:/bin"}});
+  // It stands below its session.
+  EXPECT_TRUE(TmuxPane::waitFor([&] {
+    const std::string screen = pane->screen();
+    const std::size_t at = screen.find("  " + port);
+    return at != std::string::npos &&
+           std::count(screen.begin(), screen.begin() + static_cast<long>(at), '\n') == 3;
   })) << pane->screen();
+  selectTheFirstRow();
+  click(3);
+  EXPECT_TRUE(isAt(3)) << pane->screen();
+  EXPECT_FALSE(std::filesystem::exists(opened));
+  click(3);
+  const std::string url = "http://127.0.0.1:" + port + "\n";
+  EXPECT_TRUE(TmuxPane::waitFor([&] { return std::filesystem::exists(opened) && readFile(opened) == url; }))
+      << pane->screen();
+  pane->type("q");
+  expectAsBefore();
+  EXPECT_EQ(readFile(opened), url);
+}
+
+TEST_F(PanelInTmux, AnExceptionLeavesTheTerminalAsItWas) {
+  hook("a", "UserPromptSubmit", "alpha");
+  program = TAVRIN_THROWING_PANEL;
+  openAndWait();
+  EXPECT_TRUE(pane->shows("alpha")) << pane->screen();
+  EXPECT_THAT(pane->value(flags), testing::StartsWith("1 "));
+  // The age of the session is in seconds, so the panel asks for the time at least once a second.
+  writeFile(home.path() / "throw", "");
+  EXPECT_TRUE(pane->shows("\ntavrin: panel did not end: the clock is broken.\nstatus 1\n")) << pane->screen();
+  expectAsBefore();
 }
 
 TEST_F(PanelInTmux, StopsAServerAfterAsking) {

@@ -91,6 +91,67 @@ TEST(PanelModel, ServersStandBelowTheirSessionAndOthersAtTheEnd) {
                                      "   Postgres  5432    2h 5m\n"));
 }
 
+TEST(PanelModel, PortsOfInvisibleProcessesStandBelowTheOtherServers) {
+  PanelModel model(usual);
+  model.takeSessions({sceneRow("a", "api")});
+  model.takeServers(std::vector{sceneServer(8, 5432, "Postgres", "/other")}, {22, 631});
+  EXPECT_THAT(textOf(model), testing::ContainsRegex("api .*\n Other servers\n   Postgres  5432    2h 5m\n"
+                                                    "   2 ports belong to processes that you cannot see: "
+                                                    "22, 631\n\n"));
+  model.takeServers(std::vector<LocalServer>(), {22});
+  EXPECT_THAT(textOf(model),
+              testing::ContainsRegex("api .*\n Other servers\n"
+                                     "   1 port belongs to a process that you cannot see: 22\n"));
+  model.startFilter();
+  model.typeFilter("a");
+  EXPECT_THAT(textOf(model), Not(HasSubstr("Other servers")));
+  model.endFilter(false);
+  model.takeServers(std::vector<LocalServer>());
+  EXPECT_THAT(textOf(model), Not(HasSubstr("Other servers")));
+}
+
+TEST(PanelModel, AnEmptyPanelNamesPortsOfInvisibleProcesses) {
+  PanelModel model(usual);
+  model.takeAgents(ActivityEmptyContent::Agents::connected(1));
+  model.takeServers(std::vector<LocalServer>(), {22});
+  EXPECT_THAT(textOf(model), HasSubstr("\n\n Other servers\n"
+                                       "   1 port belongs to a process that you cannot see: 22\n"));
+  EXPECT_FALSE(model.selection().has_value());
+}
+
+TEST(PanelModel, PortsOfInvisibleProcessesCannotBeSelected) {
+  PanelModel model(usual);
+  model.takeSessions({sceneRow("a", "api"), sceneRow("b", "docs")});
+  model.takeServers(std::vector<LocalServer>(), {22});
+  for (const int row : {4, 5}) EXPECT_EQ(model.selectAt(row), std::nullopt) << row;
+  model.moveToEnd(Direction::down);
+  EXPECT_EQ(selectedId(model), "b");
+  model.movePage(Direction::down);
+  EXPECT_EQ(selectedId(model), "b");
+  model.move(Direction::down);
+  EXPECT_EQ(selectedId(model), "a");
+  model.movePage(Direction::down);
+  EXPECT_EQ(selectedId(model), "b");
+}
+
+TEST(PanelModel, PortsOfInvisibleProcessesScrollInWithTheLastRow) {
+  constexpr ScreenSize low = {.columns = 60, .rows = 9};
+  PanelModel model(low);
+  std::vector<SessionRow> rows;
+  for (int i = 0; i < 8; ++i) rows.push_back(sceneRow(std::to_string(i), "p" + std::to_string(i)));
+  model.takeSessions(rows);
+  std::vector<int> ports;
+  for (int port = 1000; port < 1040; ++port) ports.push_back(port);
+  model.takeServers(std::vector<LocalServer>(), ports);
+  EXPECT_THAT(textOf(model, low), Not(HasSubstr("cannot see")));
+  model.moveToEnd(Direction::down);
+  EXPECT_THAT(textOf(model, low),
+              testing::ContainsRegex("p7 .*\n Other servers\n"
+                                     "   40 ports belong to processes that you cannot see: 1000, \u2026\n"));
+  model.moveToEnd(Direction::up);
+  EXPECT_THAT(textOf(model, low), HasSubstr("\u258Cp0"));
+}
+
 TEST(PanelModel, TheFilterShowsWhatMatchesInAnyCase) {
   PanelModel model(usual);
   model.takeSessions({sceneRow("a", "Api"), sceneRow("b", "docs", SessionState::idle, Agent::codex)});
@@ -251,7 +312,7 @@ TEST(PanelModel, TheSelectedRowIsAlwaysOnTheScreen) {
     PanelModel model = scene(static_cast<std::size_t>(upTo(60)), size);
     for (int step = 0; step < 60; ++step) {
       const Direction direction = upTo(2) == 0 ? Direction::up : Direction::down;
-      switch (upTo(12)) {
+      switch (upTo(13)) {
         case 0:
           model.movePage(direction);
           break;
@@ -285,6 +346,10 @@ TEST(PanelModel, TheSelectedRowIsAlwaysOnTheScreen) {
           break;
         case 10:
           model.toggleAgents();
+          break;
+        case 11:
+          model.takeServers(std::vector(static_cast<std::size_t>(upTo(2)), sceneServer(7, 3000, "Vite")),
+                            std::vector<int>(static_cast<std::size_t>(upTo(2)), 22));
           break;
         default:
           model.move(direction);
