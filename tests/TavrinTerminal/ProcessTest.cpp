@@ -103,9 +103,24 @@ TEST_F(Tavrin, NotifyBellRingsTheTerminalOfTheSession) {
   const FileDescriptor master(::posix_openpt(O_RDWR | O_NOCTTY));
   ASSERT_EQ(::grantpt(master.number()), 0);
   ASSERT_EQ(::unlockpt(master.number()), 0);
+  const std::string tty = ::ptsname(master.number());
+  // An agent in that terminal.
+  std::array<int, 2> ready{};
+  ASSERT_EQ(::pipe(ready.data()), 0);
+  const FileDescriptor input(ready[0]);
+  const FileDescriptor output(ready[1]);
+  const pid_t agent = ::fork();
+  if (agent == 0) {
+    ::setsid();
+    const int terminal = ::open(tty.c_str(), O_RDWR);  // becomes its controlling terminal
+    if (terminal < 0 || ::write(output.number(), "r", 1) != 1) ::_exit(1);
+    for (;;) ::pause();
+  }
+  char byte = 0;
+  ASSERT_EQ(::read(input.number(), &byte, 1), 1);
   Session waiting = session("a", SessionState::working);
-  waiting.tty = ::ptsname(master.number());
-  const FileDescriptor slave = FileDescriptor::open(*waiting.tty, O_RDWR | O_NOCTTY);  // keeps the bytes
+  waiting.tty = tty;
+  waiting.agentPid = agent;
   save(waiting);
   Subprocess watching({TAVRIN_EXECUTABLE, "watch", "--notify=bell"}, environment());
   EXPECT_EQ(watching.readLine(), "shop, burning, Claude");
@@ -113,11 +128,12 @@ TEST_F(Tavrin, NotifyBellRingsTheTerminalOfTheSession) {
   waiting.attentionId = "A";
   save(waiting);
   EXPECT_EQ(watching.readLine(), "shop, needs you, Claude");
-  char byte = 0;
   ASSERT_EQ(File::read(master.number(), &byte, 1), 1);
   EXPECT_EQ(byte, '\a');
   ::kill(watching.pid(), SIGTERM);
   EXPECT_EQ(watching.wait().signal, SIGTERM);
+  ::kill(agent, SIGKILL);
+  ::waitpid(agent, nullptr, 0);
 }
 
 TEST_F(Tavrin, AUserWithoutAHomeReadsASentenceWithStatus1) {

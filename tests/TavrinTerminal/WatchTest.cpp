@@ -128,10 +128,10 @@ TEST_F(WatchCommand, ACommandThatFailsIsReported) {
     EXPECT_EQ(Watch::run({.exec = commandLine}, surroundings, console), tavrin::Outcome::done());
     return kept.error.substr(kept.error.find("tavrin: "));
   };
-  EXPECT_EQ(reportOf("exit 3"), "tavrin: the command ended with status 3.\n");
-  EXPECT_EQ(reportOf("kill -9 $$"), "tavrin: the command was ended by signal 9.\n");
-  EXPECT_EQ(reportOf("while :; do echo 0123456789012345678901234567890123456789; done"),
-            "tavrin: the command was ended, because it printed more than 1 MB.\n");
+  EXPECT_THAT(reportOf("exit 3"), testing::StartsWith("tavrin: the command ended with status 3.\n"));
+  EXPECT_THAT(reportOf("kill -9 $$"), testing::StartsWith("tavrin: the command was ended by signal 9.\n"));
+  EXPECT_THAT(reportOf("while :; do echo 0123456789012345678901234567890123456789; done"),
+              testing::StartsWith("tavrin: the command was ended, because it printed more than 1 MB.\n"));
 }
 
 TEST_F(WatchCommand, ChangesThatASlowCommandCannotTakeAreDropped) {
