@@ -98,8 +98,9 @@ class Examination {
            "install Tavrin again");
     }
     // An agent takes whatever it prints as an answer.
-    std::string scratch = std::filesystem::temp_directory_path() / "tavrin-doctor-XXXXXX";
-    if (::mkdtemp(scratch.data()) == nullptr) return;
+    std::error_code noPlace;
+    std::string scratch = std::filesystem::temp_directory_path(noPlace) / "tavrin-doctor-XXXXXX";
+    if (noPlace || ::mkdtemp(scratch.data()) == nullptr) return;
     const ChildOutcome outcome = ChildProcess::run(
         {.words = {hook_}, .input = "{}", .environment = std::vector<std::string>{"HOME=" + scratch}});
     std::error_code ignored;

@@ -115,6 +115,8 @@ TEST(Command, HelpAndVersionComeBeforeOtherRules) {
   EXPECT_EQ(outcome({"open", "--help"}).output, Help::ofCommand(*CommandTable::command("open")));
   EXPECT_EQ(outcome({"--version"}).output, Help::version());
   EXPECT_EQ(outcome({"list", "--version"}).output, Help::version());
+  EXPECT_EQ(outcome({"-V"}).output, Help::version());
+  EXPECT_EQ(outcome({"open", "-h"}).output, Help::ofCommand(*CommandTable::command("open")));
   EXPECT_EQ(outcome({"--help"}).status, ExitStatus::done);
 }
 

@@ -1,7 +1,13 @@
 #include "TavrinTerminal/Console.hpp"
 
+#include <fcntl.h>
 #include <gtest/gtest.h>
+#include <unistd.h>
 
+#include <array>
+#include <thread>
+
+#include "TavrinCore/Support/File.hpp"
 #include "tests/TavrinTerminal/TestTerminal.hpp"
 
 namespace tavrin::test {
@@ -75,6 +81,67 @@ TEST(Console, PaintsOnlyWithColour) {
   EXPECT_EQ(kept.console(true, true).painted("x", Colour::plain), "x");
   EXPECT_EQ(kept.console(true, true).painted("", Colour::red), "");
   EXPECT_EQ(kept.console(true, false).painted("x", Colour::red), "x");
+}
+
+// A descriptor of this process that is another one for a while.
+class Redirected {
+ public:
+  Redirected(int number, int other) : number_(number), before_(::dup(number)) { ::dup2(other, number); }
+  ~Redirected() { ::dup2(before_.number(), number_); }
+  Redirected(const Redirected&) = delete;
+  Redirected& operator=(const Redirected&) = delete;
+
+ private:
+  int number_;
+  FileDescriptor before_;
+};
+
+TEST(Console, ReadsLinesUntilTheInputEnds) {
+  std::array<int, 2> ends{};
+  ASSERT_EQ(::pipe(ends.data()), 0);
+  FileDescriptor input(ends[0]);
+  FileDescriptor output(ends[1]);
+  ASSERT_TRUE(File::writeAll(output.number(), "yes\n\nwithout an end"));
+  output.close();
+  const Redirected standardInput(STDIN_FILENO, input.number());
+  const Console console = Console::real(ColourChoice::never);
+  EXPECT_FALSE(console.canAsk()) << "a pipe is nobody to ask";
+  EXPECT_EQ(console.readLine(), "yes");
+  EXPECT_EQ(console.readLine(), "");
+  EXPECT_EQ(console.readLine(), "without an end");
+  EXPECT_EQ(console.readLine(), std::nullopt);
+}
+
+TEST(Console, WritesAllThroughAPipeThatDoesNotWait) {
+  std::array<int, 2> ends{};
+  ASSERT_EQ(::pipe(ends.data()), 0);
+  const FileDescriptor input(ends[0]);
+  FileDescriptor output(ends[1]);
+  ASSERT_EQ(::fcntl(output.number(), F_SETFL, O_NONBLOCK), 0);
+  const std::string text(1'000'000, 'x');
+  std::string read;
+  std::thread reader([&] {
+    std::array<char, 4096> bytes{};
+    for (ssize_t count = 0; (count = ::read(input.number(), bytes.data(), bytes.size())) > 0;)
+      read.append(bytes.data(), static_cast<std::size_t>(count));
+  });
+  bool isWritten = false;
+  {
+    const Redirected standardOutput(STDOUT_FILENO, output.number());
+    isWritten = Console::real(ColourChoice::never).out(text);
+    output.close();
+  }
+  reader.join();
+  EXPECT_TRUE(isWritten);
+  EXPECT_EQ(read, text);
+}
+
+TEST(Console, AsksOnlyWhereTheQuestionIsSeen) {
+  TestConsole kept;
+  Console console = kept.console(true);
+  EXPECT_TRUE(console.canAsk());
+  console.errorIsTerminal = false;
+  EXPECT_FALSE(console.canAsk());
 }
 
 TEST(Console, OnlyYesConfirms) {

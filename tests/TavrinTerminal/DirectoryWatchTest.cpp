@@ -5,6 +5,7 @@
 #include <unistd.h>
 
 #include <array>
+#include <cerrno>
 #include <csignal>
 #include <optional>
 
@@ -129,6 +130,39 @@ TEST_F(Watched, OtherFilesDoNotCount) {
   writeFile(later / "a.json", "1");
   while (!isOver) uv_run(&loop.native(), UV_RUN_ONCE);
   EXPECT_EQ(calls, 0);
+}
+
+TEST(PathWatch, AFileIsStaleOnceItIsReplacedButNotWhenItIsWritten) {
+  const ScratchDirectory scratch;
+  const std::filesystem::path path = scratch / "f";
+  writeFile(path, "1");
+  EventLoop loop;
+  int calls = 0;
+  const PathWatch watch(loop, path.string(), [&] { ++calls; });
+  ASSERT_EQ(watch.error(), 0);
+  writeFile(path, "2");
+  while (calls == 0) uv_run(&loop.native(), UV_RUN_ONCE);
+  EXPECT_FALSE(watch.isStale());
+  writeFile(scratch / "g", "3");
+  std::filesystem::rename(scratch / "g", path);
+  while (!watch.isStale()) uv_run(&loop.native(), UV_RUN_ONCE);
+}
+
+TEST(PathWatch, AFolderReportsItsFilesAndIsNotStaleForThem) {
+  const ScratchDirectory scratch;
+  EventLoop loop;
+  int calls = 0;
+  const PathWatch watch(loop, scratch.path().string(), [&] { ++calls; });
+  writeFile(scratch / "f", "1");
+  while (calls == 0) uv_run(&loop.native(), UV_RUN_ONCE);
+  EXPECT_FALSE(watch.isStale());
+}
+
+TEST(PathWatch, WhatDoesNotExistCannotBeWatched) {
+  const ScratchDirectory scratch;
+  EventLoop loop;
+  const PathWatch watch(loop, (scratch / "f").string(), [] { ADD_FAILURE() << "nothing is watched"; });
+  EXPECT_EQ(watch.error(), ENOENT);
 }
 
 TEST(EndDescriptors, TheEndOfAProcessIsReadable) {

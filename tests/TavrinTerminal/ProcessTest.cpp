@@ -7,8 +7,10 @@
 
 #include <array>
 #include <csignal>
+#include <cstdlib>
 #include <filesystem>
 
+#include "TavrinCore/Support/File.hpp"
 #include "TavrinTerminal/CommandTable.hpp"
 #include "TavrinTerminal/Commands/Help.hpp"
 #include "tests/TavrinTerminal/TestTerminal.hpp"
@@ -61,6 +63,77 @@ TEST_F(Tavrin, WrongUsageHasStatus64) {
       tavrin({"frob"}),
       (test::Outcome{64, 0, "",
                      "tavrin: nothing was done. There is no command \"frob\". See \"tavrin help\".\n"}));
+}
+
+TEST_F(Tavrin, WaitsForEachStateThatCanBeNamed) {
+  save(session("a", SessionState::needsYou));
+  EXPECT_EQ(tavrin({"wait", "a", "--for", "needsYou"}), (test::Outcome{0, 0, "needsYou\n", ""}));
+  EXPECT_EQ(tavrin({"wait", "a", "--for", "idle", "--timeout", "0"}).exitStatus, 3);
+  save(session("a", SessionState::idle));
+  EXPECT_EQ(tavrin({"wait", "a", "--for", "idle", "--timeout", "1m"}), (test::Outcome{0, 0, "idle\n", ""}));
+  EXPECT_EQ(tavrin({"wait", "a", "--for", "needsYou", "--timeout", "0"}).exitStatus, 3);
+  EXPECT_EQ(tavrin({"wait", "nobody", "--for", "gone"}), (test::Outcome{0, 0, "gone\n", ""}));
+  EXPECT_EQ(tavrin({"wait", "--timeout", "soon"}),
+            (test::Outcome{64, 0, "",
+                           "tavrin: nothing was waited for. \"soon\" is not a time such as 30, 30s, 5m or "
+                           "2h. See \"tavrin help wait\".\n"}));
+}
+
+TEST_F(Tavrin, AgentsAreNamedByWordsThatExistAndCountOnce) {
+  for (const char* command : {"connect", "disconnect"}) {
+    EXPECT_EQ(tavrin({command, "claude", "frob"}),
+              (test::Outcome{64, 0, "",
+                             "tavrin: nothing was changed. \"frob\" is not an agent. Name claude, codex, "
+                             "gemini, copilot or grok.\n"}));
+  }
+  writeFile(home.path() / ".claude/settings.json",
+            R"({"hooks":{"Stop":[{"hooks":[{"type":"command","command":"/x/Tavrin/bin/tavrin-hook"}]}]}})");
+  const test::Outcome once = tavrin({"disconnect", "--dry-run", "claude"});
+  EXPECT_THAT(once.output, HasSubstr("\n-"));
+  EXPECT_EQ(tavrin({"disconnect", "--dry-run", "claude", "claude"}), once);
+}
+
+TEST_F(Tavrin, CompletionsNeedAShell) {
+  const test::Outcome outcome = tavrin({"completions"});
+  EXPECT_EQ(outcome.exitStatus, 64);
+  EXPECT_THAT(outcome.error, HasSubstr("Name a shell: bash, zsh or fish."));
+}
+
+TEST_F(Tavrin, NotifyBellRingsTheTerminalOfTheSession) {
+  const FileDescriptor master(::posix_openpt(O_RDWR | O_NOCTTY));
+  ASSERT_EQ(::grantpt(master.number()), 0);
+  ASSERT_EQ(::unlockpt(master.number()), 0);
+  const std::string tty = ::ptsname(master.number());
+  // An agent in that terminal.
+  std::array<int, 2> ready{};
+  ASSERT_EQ(::pipe(ready.data()), 0);
+  const FileDescriptor input(ready[0]);
+  const FileDescriptor output(ready[1]);
+  const pid_t agent = ::fork();
+  if (agent == 0) {
+    ::setsid();
+    const int terminal = ::open(tty.c_str(), O_RDWR);  // becomes its controlling terminal
+    if (terminal < 0 || ::write(output.number(), "r", 1) != 1) ::_exit(1);
+    for (;;) ::pause();
+  }
+  char byte = 0;
+  ASSERT_EQ(::read(input.number(), &byte, 1), 1);
+  Session waiting = session("a", SessionState::working);
+  waiting.tty = tty;
+  waiting.agentPid = agent;
+  save(waiting);
+  Subprocess watching({TAVRIN_EXECUTABLE, "watch", "--notify=bell"}, environment());
+  EXPECT_EQ(watching.readLine(), "shop, burning, Claude");
+  waiting.state = SessionState::needsYou;
+  waiting.attentionId = "A";
+  save(waiting);
+  EXPECT_EQ(watching.readLine(), "shop, needs you, Claude");
+  ASSERT_EQ(File::read(master.number(), &byte, 1), 1);
+  EXPECT_EQ(byte, '\a');
+  ::kill(watching.pid(), SIGTERM);
+  EXPECT_EQ(watching.wait().signal, SIGTERM);
+  ::kill(agent, SIGKILL);
+  ::waitpid(agent, nullptr, 0);
 }
 
 TEST_F(Tavrin, AUserWithoutAHomeReadsASentenceWithStatus1) {

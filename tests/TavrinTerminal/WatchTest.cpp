@@ -104,6 +104,46 @@ TEST_F(WatchCommand, ACommandGetsTheChange) {
   EXPECT_THAT(kept.output, testing::EndsWith("api, idle, Claude\n"));
 }
 
+TEST_F(WatchCommand, ACommandThatFailsIsReported) {
+  const auto reportOf = [this](const std::string& commandLine) {
+    kept = TestConsole();
+    save(session("a", SessionState::working));
+    remove("b");
+    Console console = kept.console(false);
+    // The report causes the change that ends the watch.
+    console.error = [this](std::string_view bytes) {
+      kept.error += bytes;
+      if (bytes.starts_with("tavrin: ")) save(session("b", SessionState::idle, "api"));
+      return true;
+    };
+    console.out = [this](std::string_view bytes) {
+      kept.output += bytes;
+      return kept.output.find("api") == std::string::npos;
+    };
+    int looks = 0;
+    surroundings.now = [&] {
+      if (++looks == 2) save(session("a", SessionState::needsYou));
+      return testTime;
+    };
+    EXPECT_EQ(Watch::run({.exec = commandLine}, surroundings, console), tavrin::Outcome::done());
+    return kept.error.substr(kept.error.find("tavrin: "));
+  };
+  EXPECT_THAT(reportOf("exit 3"), testing::StartsWith("tavrin: the command ended with status 3.\n"));
+  EXPECT_THAT(reportOf("kill -9 $$"), testing::StartsWith("tavrin: the command was ended by signal 9.\n"));
+  EXPECT_THAT(reportOf("while :; do echo 0123456789012345678901234567890123456789; done"),
+              testing::StartsWith("tavrin: the command was ended, because it printed more than 1 MB.\n"));
+}
+
+TEST_F(WatchCommand, ChangesThatASlowCommandCannotTakeAreDropped) {
+  save(session("a", SessionState::working));
+  // One runs, a thousand wait, and two are dropped.
+  constexpr int many = 1003;
+  watch({.exec = "sleep 1000"}, 1 + many, [this](int look) {
+    for (int i = 0; look == 2 && i < many; ++i) save(session("s" + std::to_string(i), SessionState::working));
+  });
+  EXPECT_EQ(kept.error, "tavrin: the command is too slow. Changes are dropped.\n");
+}
+
 TEST(WatchVariables, HoldNoControls) {
   SessionChange change;
   change.row.session.record.sessionId = std::string("a\0b\nc", 5);

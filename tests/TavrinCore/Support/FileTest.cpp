@@ -286,7 +286,7 @@ TEST(File, TheCurrentDirectoryIsRootWhenItHasNoName) {
 
 TEST(File, ALinkIsReadAsItIsWritten) {
   const test::ScratchDirectory scratch;
-  for (const std::string target : {"../a b", "/no/such", std::string(3000, 'a').c_str()}) {
+  for (const std::string& target : {std::string("../a b"), std::string("/no/such"), std::string(3000, 'a')}) {
     std::filesystem::remove(scratch / "link");
     ASSERT_EQ(::symlink(target.c_str(), (scratch / "link").c_str()), 0);
     EXPECT_EQ(File::readLink((scratch / "link").string()), target);

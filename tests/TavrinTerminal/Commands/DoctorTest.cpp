@@ -7,6 +7,8 @@
 #include <array>
 #include <boost/json/parse.hpp>
 #include <boost/json/serialize.hpp>
+#include <cstdlib>
+#include <optional>
 
 #include "TavrinCore/Support/File.hpp"
 #include "TavrinTerminal/StaleFiles.hpp"
@@ -100,6 +102,48 @@ TEST_F(DoctorTest, ExaminesTheHook) {
                           "connect grok"));
 }
 
+TEST_F(DoctorTest, AHookMustCarryItsVersionEndWellAndBeSilent) {
+  machine.program("Tavrin/bin/tavrin-hook", "exit 0 # tavrin-hook (old), tavrin-hook or tavrin-hook 7");
+  EXPECT_THAT(findings(), ElementsAre(HasSubstr("tavrin-hook has the version unknown and tavrin has ")));
+  for (const char* script : {"exit 3", "echo hello >&2"}) {
+    machine.program("Tavrin/bin/tavrin-hook", std::string(script) + " # tavrin-hook " TAVRIN_VERSION);
+    EXPECT_THAT(findings(), ElementsAre(HasSubstr("tavrin-hook is not silent when it is tried"))) << script;
+  }
+}
+
+TEST_F(DoctorTest, WithoutAFolderForTemporaryFilesTheRestIsExamined) {
+  machine.program("Tavrin/bin/tavrin-hook", "echo hello # tavrin-hook " TAVRIN_VERSION);
+  stored("broken.json", "{", 1);
+  const char* const before = ::getenv("TMPDIR");
+  const std::optional<std::string> kept = before == nullptr ? std::nullopt : std::optional(before);
+  for (const char* folder : {"/does/not/exist", "/proc"}) {
+    ::setenv("TMPDIR", folder, 1);
+    EXPECT_THAT(findings(), ElementsAre(HasSubstr("this file holds no record of a session"))) << folder;
+  }
+  if (kept) {
+    ::setenv("TMPDIR", kept->c_str(), 1);
+  } else {
+    ::unsetenv("TMPDIR");
+  }
+}
+
+TEST_F(DoctorTest, NamesNoPlaceOfAHookThatIsLookedForNowhere) {
+  machine.machine.hookCandidates.clear();
+  EXPECT_THAT(findings(), ElementsAre(HasSubstr("cannot have |  | install Tavrin again")));
+  const Outcome outcome = run({.json = true});
+  EXPECT_THAT(outcome.output, HasSubstr("install Tavrin again"));
+  EXPECT_THAT(outcome.output, Not(HasSubstr("where")));
+}
+
+TEST_F(DoctorTest, PassesOverLinesOfTheLogThatItCannotRead) {
+  writeFile(machine.home.logFile(),
+            "2026-01-02T03:02:05Z grok 01234567 Stop\nnospace\nyesterday grok 01234567 Stop\n"
+            "2026-01-02T03:03:05Z nobody 01234567 Stop\n2026-01-02T03:03:05Z grok");
+  EXPECT_THAT(run({}).output, HasSubstr("Grok: 1.0.41, connected, last event 1m ago\n"));
+  writeFile(machine.home.logFile(), "nospace\nyesterday grok 01234567 Stop\n");
+  EXPECT_THAT(run({}).output, HasSubstr("Grok: 1.0.41, connected, no event yet\n"));
+}
+
 TEST_F(DoctorTest, TriesTheRealHook) {
   machine.machine.hookCandidates = {TAVRIN_BUILT_HOOK};
   for (const std::string& finding : findings()) EXPECT_THAT(finding, Not(HasSubstr("not silent"))) << finding;
@@ -178,6 +222,8 @@ TEST_F(DoctorTest, LooksAtFilesThatWereConnectedBefore) {
   std::filesystem::remove_all(machine.home / "other");
   EXPECT_THAT(findings(), ElementsAre("a file that was connected runs a tavrin-hook that is not there | "
                                       "~/moved/settings.json | tavrin disconnect claude"));
+  writeFile(machine.home / "moved/settings.json", "{ not JSON");
+  EXPECT_THAT(findings(), ElementsAre(HasSubstr(" | ~/moved/settings.json | tavrin disconnect claude")));
 }
 
 TEST_F(DoctorTest, NamesTheCommandWhenNothingIsConnected) {
@@ -220,6 +266,19 @@ TEST_F(DoctorTest, RemovesOnlyWhatIsOldAndUnchanged) {
   EXPECT_THAT(outcome.error, HasSubstr("locked.json was not removed: a hook is writing it."));
   for (const std::string& path : {broken, locked, recent, fresh}) EXPECT_TRUE(File::exists(path)) << path;
   for (const std::string& path : {dead, old}) EXPECT_FALSE(File::exists(path)) << path;
+}
+
+TEST_F(DoctorTest, ReportsEachFileThatCouldNotBeRemoved) {
+  for (const char* id : {"one", "two"}) {
+    stored(std::string(id) + ".json", deadRecord(id), 30);
+    // What a lock cannot be.
+    machine.folder("Library/Application Support/Tavrin/sessions/." + std::string(id) + ".lock");
+  }
+  const Outcome outcome = run({.fix = true});
+  const std::string folder = "~/Library/Application Support/Tavrin/sessions/";
+  const std::string reason = ".json was not removed: its lock cannot be opened: Is a directory.";
+  EXPECT_EQ(folder + "one" + reason + "\n" + folder + "two" + reason, outcome.error);
+  EXPECT_EQ(ExitStatus::failed, outcome.status);
 }
 
 TEST_F(DoctorTest, LeavesARecordThatChangedAfterItWasJudged) {

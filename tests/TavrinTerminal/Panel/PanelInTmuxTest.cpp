@@ -175,6 +175,85 @@ TEST_F(PanelInTmux, TheFilterAndTheHelpComeAndGo) {
   expectAsBefore();
 }
 
+TEST_F(PanelInTmux, PagesIdleSessionsAndARedrawHaveKeys) {
+  hook("a", "UserPromptSubmit", "alphazz");
+  hook("c", "Stop", "gammazz");
+  openAndWait();
+  EXPECT_TRUE(pane->shows("gammazz")) << pane->screen();
+  // The machine may have servers of its own.
+  pane->type("/zzx");
+  EXPECT_TRUE(pane->hides("gammazz")) << pane->screen();
+  pane->press("BSpace");
+  EXPECT_TRUE(pane->shows("gammazz")) << pane->screen();
+  pane->press("Enter");
+  const auto isAt = [this](const std::string& row) {
+    return TmuxPane::waitFor([&] { return pane->value("#{cursor_y}") == row + "\n"; });
+  };
+  EXPECT_TRUE(isAt("2"));
+  pane->press("PageDown");
+  EXPECT_TRUE(isAt("3")) << pane->screen();
+  pane->press("PageUp");
+  EXPECT_TRUE(isAt("2")) << pane->screen();
+  pane->press("i");
+  EXPECT_TRUE(pane->hides("gammazz")) << pane->screen();
+  pane->press("i");
+  EXPECT_TRUE(pane->shows("gammazz")) << pane->screen();
+  // Somebody else clears the terminal.
+  pane->tell({"send-keys", "-R", "-t", ":0"});
+  EXPECT_TRUE(pane->hides("gammazz")) << pane->screen();
+  pane->press("C-l");
+  EXPECT_TRUE(pane->shows("gammazz")) << pane->screen();
+}
+
+TEST_F(PanelInTmux, AClickOnTheSelectedSessionGoesThere) {
+  hook("a", "UserPromptSubmit", "alpha");
+  openAndWait();
+  EXPECT_TRUE(pane->shows("alpha")) << pane->screen();
+  pane->type("\033[<0;5;3M\033[<0;5;3m");
+  EXPECT_TRUE(pane->shows("alpha was not brought to the front.")) << pane->screen();
+}
+
+TEST_F(PanelInTmux, WithoutASelectionKeysDoNothing) {
+  hook("a", "UserPromptSubmit", "alpha");
+  openAndWait();
+  pane->type("/no such session");
+  pane->press("Enter");
+  EXPECT_TRUE(pane->shows("Nothing matches the filter.")) << pane->screen();
+  const std::string before = pane->screen();
+  pane->press("Enter");
+  pane->type("osdx");
+  pane->type("?");
+  EXPECT_TRUE(pane->shows("move up and down")) << pane->screen();
+  pane->press("Escape");
+  EXPECT_TRUE(TmuxPane::waitFor([&] { return pane->screen() == before; })) << before << pane->screen();
+}
+
+TEST_F(PanelInTmux, OpensAServerInTheBrowser) {
+  const std::string python = "/usr/bin/python3";
+  if (!std::filesystem::exists(python)) GTEST_SKIP() << "python3 is not installed, so no server is opened.";
+  const Subprocess server({python, "-uc",
+                           "import os, signal, socket; os.chdir('" + home.string() +
+                               "'); s = socket.create_server(('127.0.0.1', 0)); print(s.getsockname()[1]); "
+                               "signal.pause()"});
+  const std::string port = server.readLine();
+  const std::filesystem::path log = home.path() / "opened";
+  writeFile(home.path() / "bin/xdg-open", "#!/bin/sh\necho \"$1\" >>\"$HOME/opened\"\n");
+  std::filesystem::permissions(home.path() / "bin/xdg-open", std::filesystem::perms::owner_all);
+  openAndWait({.variables = {"PATH=" + home.string() + "/bin:/usr/bin:/bin"}});
+  EXPECT_TRUE(pane->shows("  " + port)) << pane->screen();
+  pane->type("/" + port);
+  pane->press("Enter");
+  EXPECT_TRUE(pane->shows("o open")) << pane->screen();
+  const std::string line = "http://127.0.0.1:" + port + "\n";
+  const auto isOpened = [&](const std::string& text) {
+    return TmuxPane::waitFor([&] { return std::filesystem::exists(log) && readFile(log) == text; });
+  };
+  pane->press("o");
+  EXPECT_TRUE(isOpened(line)) << pane->screen();
+  pane->press("Enter");
+  EXPECT_TRUE(isOpened(line + line)) << pane->screen();
+}
+
 TEST_F(PanelInTmux, EnterGoesToTheWindowOfTheSession) {
   openWithASessionInWindow7();
   pane->press("Enter");
