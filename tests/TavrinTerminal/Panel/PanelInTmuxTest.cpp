@@ -133,6 +133,11 @@ TEST_F(PanelInTmux, RowsHoldStillAndKeysMove) {
   hook("c", "Stop", "gamma");
   openAndWait();
   EXPECT_TRUE(pane->shows("gamma")) << pane->screen();
+  // Servers of somebody else's are no rows here.
+  pane->type("/claude");
+  pane->press("Enter");
+  EXPECT_TRUE(pane->shows("  /claude\n")) << pane->screen();
+  pane->press("g");
   const auto rowOf = [this](const std::string& label) {
     const std::string screen = pane->screen();
     return std::ranges::count(screen.substr(0, screen.find(label)), '\n');
