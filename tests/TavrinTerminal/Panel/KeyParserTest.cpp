@@ -60,8 +60,9 @@ TEST(KeyParser, ReadsTheMouse) {
   EXPECT_THAT(keysOf("\033[<0;3;5M"), ElementsAre(Key{.kind = Kind::press, .column = 2, .row = 4}));
   EXPECT_THAT(keysOf("\033[<64;1;1M"), ElementsAre(Key{.kind = Kind::wheelUp}));
   EXPECT_THAT(keysOf("\033[<65;1;1M"), ElementsAre(Key{.kind = Kind::wheelDown}));
-  for (const char* other : {"\033[<0;3;5m", "\033[<2;3;5M", "\033[<0;3M", "\033[<0;3;5;7M", "\033[<0;0;1M",
-                            "\033[<99999999999;1;1M", "\033[<;;M", "\033[<-1;2;3M"})
+  for (const char* other :
+       {"\033[<0;3;5m", "\033[<2;3;5M", "\033[<0;3M", "\033[<0;3;5;7M", "\033[<0;0;1M",
+        "\033[<99999999999;1;1M", "\033[<;;M", "\033[<-1;2;3M", "\033[<0:3;5M", "\033[<0;1;0M"})
     EXPECT_THAT(keysOf(other), IsEmpty()) << other;
 }
 
@@ -69,6 +70,12 @@ TEST(KeyParser, UnknownSequencesAreDroppedWhole) {
   EXPECT_THAT(keysOf("\033[?62;1;4c\033[200~x\033OPy\033[15~z\033[Iw"),
               ElementsAre(character("x"), character("y"), character("z"), character("w")));
   EXPECT_THAT(keysOf("\033[" + std::string(5000, '1') + "~x"), ElementsAre(character("x")));
+}
+
+TEST(KeyParser, AKeyAfterABrokenSequenceIsRead) {
+  for (const char* broken : {"\033[1;\r", "\033O\r", "\033[\r"})
+    EXPECT_THAT(keysOf(broken), ElementsAre(Key{.kind = Kind::enter})) << broken;
+  EXPECT_THAT(keysOf("\033[1;\033[A"), ElementsAre(Key{.kind = Kind::up}));
 }
 
 TEST(KeyParser, WhereTheBytesAreCutDoesNotMatter) {

@@ -184,12 +184,12 @@ TEST_F(PanelInTmux, PagesIdleSessionsAndARedrawHaveKeys) {
   hook("a", "UserPromptSubmit", "alphazz");
   hook("c", "Stop", "gammazz");
   openAndWait();
-  EXPECT_TRUE(pane->shows("gammazz")) << pane->screen();
+  EXPECT_TRUE(pane->shows("gamma")) << pane->screen();
   // The machine may have servers of its own.
   pane->type("/zzx");
-  EXPECT_TRUE(pane->hides("gammazz")) << pane->screen();
+  EXPECT_TRUE(pane->hides("gamma")) << pane->screen();
   pane->press("BSpace");
-  EXPECT_TRUE(pane->shows("gammazz")) << pane->screen();
+  EXPECT_TRUE(pane->shows("gamma")) << pane->screen();
   pane->press("Enter");
   const auto isAt = [this](const std::string& row) {
     return TmuxPane::waitFor([&] { return pane->value("#{cursor_y}") == row + "\n"; });
@@ -200,20 +200,21 @@ TEST_F(PanelInTmux, PagesIdleSessionsAndARedrawHaveKeys) {
   pane->press("PageUp");
   EXPECT_TRUE(isAt("2")) << pane->screen();
   pane->press("i");
-  EXPECT_TRUE(pane->hides("gammazz")) << pane->screen();
+  EXPECT_TRUE(pane->hides("gamma")) << pane->screen();
   pane->press("i");
-  EXPECT_TRUE(pane->shows("gammazz")) << pane->screen();
+  EXPECT_TRUE(pane->shows("gamma")) << pane->screen();
   // Somebody else clears the terminal.
   pane->tell({"send-keys", "-R", "-t", ":0"});
-  EXPECT_TRUE(pane->hides("gammazz")) << pane->screen();
+  EXPECT_TRUE(pane->hides("gamma")) << pane->screen();
   pane->press("C-l");
-  EXPECT_TRUE(pane->shows("gammazz")) << pane->screen();
+  EXPECT_TRUE(pane->shows("gamma")) << pane->screen();
 }
 
 TEST_F(PanelInTmux, AClickOnTheSelectedSessionGoesThere) {
   hook("a", "UserPromptSubmit", "alpha");
   openAndWait();
   EXPECT_TRUE(pane->shows("alpha")) << pane->screen();
+  pane->press("g");  // a server of the machine may have been there first
   pane->type("\033[<0;5;3M\033[<0;5;3m");
   EXPECT_TRUE(pane->shows("alpha was not brought to the front.")) << pane->screen();
 }

@@ -40,6 +40,40 @@ TEST(PanelKeys, OnlyAYesStops) {
     EXPECT_NE(of(mode, "y"), PanelAction::stop);
 }
 
+TEST(PanelKeys, OnlyARedrawIsPossibleWhileAQuestionWaitsForItsAnswer) {
+  for (const Mode mode : {Mode::confirm, Mode::confirmKill}) {
+    EXPECT_EQ(PanelKeys::action(mode, {.kind = Kind::redraw}), PanelAction::redraw);
+    for (const Kind kind : {Kind::press, Kind::wheelUp, Kind::wheelDown})
+      EXPECT_EQ(PanelKeys::action(mode, {.kind = kind}), PanelAction::nothing);
+  }
+}
+
+TEST(PanelKeys, EscapeLeavesWhatIsOpen) {
+  const auto leaves = [](Mode mode) { return PanelKeys::action(mode, {.kind = Kind::escape}); };
+  EXPECT_EQ(leaves(Mode::filter), PanelAction::dropFilter);
+  EXPECT_EQ(leaves(Mode::help), PanelAction::toggleHelp);
+  EXPECT_EQ(leaves(Mode::details), PanelAction::toggleDetails);
+  EXPECT_EQ(leaves(Mode::agents), PanelAction::toggleAgents);
+}
+
+TEST(PanelKeys, EnterAndAClickDoWhatTheModeIsFor) {
+  const auto enter = [](Mode mode) { return PanelKeys::action(mode, {.kind = Kind::enter}); };
+  EXPECT_EQ(enter(Mode::list), PanelAction::activate);
+  EXPECT_EQ(enter(Mode::details), PanelAction::activate);
+  EXPECT_EQ(enter(Mode::filter), PanelAction::keepFilter);
+  EXPECT_EQ(enter(Mode::help), PanelAction::toggleHelp);
+  EXPECT_EQ(enter(Mode::agents), PanelAction::askToConnect);
+  for (const Mode mode : {Mode::list, Mode::agents})
+    EXPECT_EQ(PanelKeys::action(mode, {.kind = Kind::press}), PanelAction::pick);
+}
+
+TEST(PanelKeys, TheWheelMovesWhereverThereAreRows) {
+  for (const Mode mode : {Mode::list, Mode::filter, Mode::help, Mode::details, Mode::agents}) {
+    EXPECT_EQ(PanelKeys::action(mode, {.kind = Kind::wheelUp}), PanelAction::up);
+    EXPECT_EQ(PanelKeys::action(mode, {.kind = Kind::wheelDown}), PanelAction::down);
+  }
+}
+
 // Each key that the screen names does something in that mode.
 TEST(PanelKeys, EveryKeyOnTheScreenDoesSomething) {
   constexpr ScreenSize size = {.columns = 80, .rows = 24};
