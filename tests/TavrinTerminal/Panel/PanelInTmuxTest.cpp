@@ -224,6 +224,7 @@ TEST_F(PanelInTmux, WithoutASelectionKeysDoNothing) {
   openAndWait();
   pane->type("/no such session");
   pane->press("Enter");
+  EXPECT_TRUE(pane->shows("1 burning  /no such session")) << pane->screen();
   EXPECT_TRUE(pane->shows("Nothing matches the filter.")) << pane->screen();
   const std::string before = pane->screen();
   pane->press("Enter");
