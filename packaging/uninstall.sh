@@ -24,7 +24,7 @@ if [ -z "$root" ] && [ -x "$bin/tavrin" ] && [ -t 0 ] && [ -t 1 ]; then
   case "$connected" in *"would be disconnected"*) "$bin/tavrin" disconnect || true ;; esac
 fi
 
-# Removes the file $1, and the temporary files of installations that were stopped. Fails if there was no file.
+# Removes the file $1 and the temporary files that interrupted installations left beside it. Fails if $1 does not exist.
 take() {
   rm -f "${1%/*}/.${1##*/}".????????
   if [ ! -e "$1" ] && [ ! -L "$1" ]; then return 1; fi

@@ -5,12 +5,12 @@
 #
 #   power-loss.sh HOOK WORK TYPE OPTIONS SIZE START OTHERS MOMENT...
 #
-# To be run as root in a mount namespace of its own. WORK is an empty directory but for the events of the session "s":
-# event-0, event-1, event-2, and the one of another session, event-other.
+# Run it as root in a mount namespace of its own. WORK must hold four files and nothing else: the events of the session
+# "s" (event-0, event-1, event-2) and an event of another session (event-other).
 #
 #   TYPE, OPTIONS, SIZE  of the file system, as mkfs(8), mount(8) and truncate(1) take them
-#   START                new: there is no record. replaced: there is one, and it is on the disk.
-#   OTHERS               quiet: no other program. sync: one syncs a file of its own after the run.
+#   START                "new" if there is no record before the run, "replaced" if the disk already has one
+#   OTHERS               "quiet" if no other program runs, "sync" if one syncs a file of its own after the run
 #   MOMENT               a system call, or how many seconds after the run
 #
 # For each moment, WORK/results/MOMENT holds the record as it was found ("found"; missing if there was none), the record
