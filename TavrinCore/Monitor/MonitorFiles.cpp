@@ -6,6 +6,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <array>
 #include <memory>
 #include <string_view>
 
@@ -38,20 +39,24 @@ std::optional<std::string> readPiece(const std::string& path, std::uint64_t offs
   // Without waiting, so that a pipe in the place of a file does not stop the process.
   const FileDescriptor file = FileDescriptor::open(path, O_RDONLY | O_NONBLOCK);
   if (!file.isOpen()) return std::nullopt;
-  // Most files are far smaller than `most`, so the buffer grows with what is read.
-  constexpr std::size_t firstPiece = 8192;
-  std::string bytes;
-  std::size_t size = 0;
-  while (size < most) {
-    if (size == bytes.size()) bytes.resize(std::min(most, std::max(firstPiece, 2 * size)));
-    const auto at = static_cast<off_t>(offset + size);
-    const ssize_t count =
-        uninterrupted([&] { return ::pread(file.number(), bytes.data() + size, bytes.size() - size, at); });
-    if (count < 0) return std::nullopt;
-    if (count == 0) break;
-    size += static_cast<std::size_t>(count);
+  const auto readAt = [&](char* place, std::size_t room, std::uint64_t at) {
+    return uninterrupted([&] { return ::pread(file.number(), place, room, static_cast<off_t>(at)); });
+  };
+  // Most files are far smaller than `most`. A regular file gives less than there is room for only at its end
+  // (read(2)), so one call reads such a file. The buffer for a longer one grows with what is read.
+  std::array<char, 8192> first;
+  const ssize_t begun = readAt(first.data(), std::min(most, first.size()), offset);
+  if (begun < 0) return std::nullopt;
+  std::string bytes(first.data(), static_cast<std::size_t>(begun));
+  bool isWhole = bytes.size() < first.size();
+  while (!isWhole && bytes.size() < most) {
+    const std::size_t size = bytes.size();
+    bytes.resize(std::min(most, 2 * size));
+    const ssize_t more = readAt(bytes.data() + size, bytes.size() - size, offset + size);
+    if (more < 0) return std::nullopt;
+    isWhole = static_cast<std::size_t>(more) < bytes.size() - size;
+    bytes.resize(size + static_cast<std::size_t>(more));
   }
-  bytes.resize(size);
   return bytes;
 }
 

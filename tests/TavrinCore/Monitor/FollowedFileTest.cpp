@@ -220,6 +220,22 @@ TEST_F(FollowedFileTest, AFileThatCannotBeReadHasNoLinesYet) {
   EXPECT_THAT(lines, ElementsAre("one", "two"));
 }
 
+TEST(MonitorFilesOnDisk, ReadFilesOfEveryLengthAroundTheirBuffer) {
+  const test::ScratchDirectory scratch;
+  const std::string path = scratch.string() + "/a";
+  const MonitorFiles files = MonitorFiles::ofThisSystem();
+  for (const std::size_t size : {0U, 1U, 8191U, 8192U, 8193U, 16383U, 16384U, 16385U, 100'000U}) {
+    std::string text;
+    while (text.size() < size) text += std::to_string(text.size()) + " ";
+    text.resize(size);
+    std::ofstream(path) << text;
+    EXPECT_EQ(files.read(path, 0, 1'000'000), text) << size;
+    EXPECT_EQ(files.read(path, 0, size), text) << size;
+    EXPECT_EQ(files.read(path, 3, 9'000), size < 3 ? "" : text.substr(3, 9'000)) << size;
+    EXPECT_EQ(files.read(path, 0, 0), "") << size;
+  }
+}
+
 TEST(MonitorFilesOnDisk, ReportStatusPiecesAndNames) {
   const test::ScratchDirectory scratch;
   const std::string path = scratch.string() + "/a";
