@@ -46,36 +46,23 @@ std::vector<ObservedSession> withoutProbes(std::vector<ObservedSession> sessions
 
 std::vector<ObservedSession> inShownOrder(std::vector<ObservedSession> sessions, std::string_view home,
                                           bool withProbes) {
-  // An id occurs twice only in records that somebody copied. The first is shown.
-  std::vector<std::size_t> firsts;
-  firsts.reserve(sessions.size());
-  {
-    TextIndex ids(sessions.size());
-    for (std::size_t i = 0; i < sessions.size(); ++i) {
-      if (ids.add(sessions[i].record.sessionId) == firsts.size()) firsts.push_back(i);
-    }
+  // Pointers are sorted, because moving the sessions more than once would take most of the time.
+  std::vector<ObservedSession*> kept;
+  std::vector<PanelRows::Shown> rows;
+  kept.reserve(sessions.size());
+  rows.reserve(sessions.size());
+  TextIndex ids(sessions.size());
+  for (ObservedSession& session : sessions) {
+    // An id occurs twice only in records that somebody copied. The first is shown.
+    const std::size_t differentIds = ids.texts().size();
+    const bool isFirst = ids.add(session.record.sessionId) == differentIds;
+    if (!isFirst || (!withProbes && PanelNavigation::isProbe(session.record, home))) continue;
+    kept.push_back(&session);
+    rows.push_back({.session = &session.record, .state = session.state});
   }
-  // The records are ordered by the observed states. They are moved there and back, because copies would take
-  // most of the time.
-  std::vector<Session> records;
-  records.reserve(firsts.size());
-  std::vector<SessionState> stored;
-  stored.reserve(firsts.size());
-  for (const std::size_t i : firsts) {
-    stored.push_back(sessions[i].record.state);
-    records.push_back(std::move(sessions[i].record));
-    records.back().state = sessions[i].state;
-  }
-  // No path lies in this home, so that nothing in it counts as a probe.
-  constexpr std::string_view nowhere("\0", 1);
   std::vector<ObservedSession> shown;
-  shown.reserve(records.size());
-  for (const Session* const row : PanelRows::visible(records, false, withProbes ? nowhere : home)) {
-    const auto i = static_cast<std::size_t>(row - records.data());
-    shown.push_back(std::move(sessions[firsts[i]]));
-    shown.back().record = std::move(records[i]);
-    shown.back().record.state = stored[i];
-  }
+  shown.reserve(kept.size());
+  for (const std::size_t i : PanelRows::shownOrder(rows)) shown.push_back(std::move(*kept[i]));
   return shown;
 }
 

@@ -2,8 +2,10 @@
 
 #include <utility>
 
+#include "TavrinCore/Panel/PanelNavigation.hpp"
 #include "TavrinCore/Servers/ServerUptime.hpp"
 #include "TavrinCore/Sessions/SessionLabels.hpp"
+#include "TavrinCore/Support/IndexTable.hpp"
 #include "TavrinTerminal/JsonObject.hpp"
 #include "TavrinTerminal/ShownText.hpp"
 
@@ -16,6 +18,18 @@ std::string shortTerminal(std::string_view tty) {
   constexpr std::string_view devices = "/dev/";
   if (tty.starts_with(devices)) tty.remove_prefix(devices.size());
   return ShownText::clean(tty);
+}
+
+std::string toolOf(const Session& record) {
+  return ShownText::clean(record.needsYouTool.value_or(""));
+}
+
+// Whether a session has the texts, and leaves others those, that do not come from its state.
+bool sharesTexts(const ObservedSession& now, const ObservedSession& before, std::string_view home) {
+  const Session& a = now.record;
+  const Session& b = before.record;
+  return a.agent == b.agent && a.agentPid == b.agentPid && a.tty == b.tty &&
+         now.isElsewhere == before.isElsewhere && a.projectName(home) == b.projectName(home);
 }
 
 }  // namespace
@@ -46,7 +60,7 @@ std::vector<SessionRow> sessionRows(std::vector<ObservedSession> sessions, std::
       terminal = shortTerminal(*record.tty);
     }
     std::string project = ShownText::clean(record.projectName(home));
-    std::string tool = ShownText::clean(record.needsYouTool.value_or(""));
+    std::string tool = toolOf(record);
     rows.push_back({.session = std::move(sessions[i]),
                     .label = ShownText::clean(labels[i]),
                     .project = std::move(project),
@@ -55,6 +69,33 @@ std::vector<SessionRow> sessionRows(std::vector<ObservedSession> sessions, std::
                     .reachable = places[i].reachable});
   }
   return rows;
+}
+
+std::optional<std::vector<SessionRow>> changedRows(const std::vector<SessionRow>& rows,
+                                                   std::vector<ObservedSession> changed,
+                                                   std::string_view home) {
+  TextIndex ids(changed.size());
+  for (const ObservedSession& session : changed) ids.add(session.record.sessionId);
+  if (ids.texts().size() < changed.size()) return std::nullopt;
+  std::vector<const SessionRow*> before(changed.size());
+  for (const SessionRow& row : rows) {
+    if (const auto place = ids.find(row.session.record.sessionId)) before[*place] = &row;
+  }
+  std::vector<SessionRow> made;
+  made.reserve(changed.size());
+  for (std::size_t i = 0; i < changed.size(); ++i) {
+    ObservedSession& session = changed[i];
+    const bool isProbe = PanelNavigation::isProbe(session.record, home);
+    const bool isShown = before[i] != nullptr;
+    if (isShown == isProbe || (isShown && !sharesTexts(session, before[i]->session, home)))
+      return std::nullopt;
+    if (!isShown) continue;
+    SessionRow row = *before[i];
+    row.tool = toolOf(session.record);
+    row.session = std::move(session);
+    made.push_back(std::move(row));
+  }
+  return made;
 }
 
 std::string ageOf(const ObservedSession& session, Date now) {

@@ -2,6 +2,7 @@
 
 // Part of TavrinTerminal, which is not installed. Needs nothing but the standard library.
 
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -28,6 +29,13 @@ std::vector<SessionRow> sessionRows(std::vector<ObservedSession> sessions, const
 /// The same with places that are known, one for each session; those that are missing are not known.
 std::vector<SessionRow> sessionRows(std::vector<ObservedSession> sessions, std::vector<SessionPlace> places,
                                     std::string_view home);
+
+/// The rows of sessions that changed, made of those that they had among `rows`. Returns nullopt if more
+/// changes than that, so that all rows must be made anew: a session's name, agent, terminal, process or
+/// machine, or which sessions are shown. A session that is not shown, as it is not meant to be, gets no row.
+std::optional<std::vector<SessionRow>> changedRows(const std::vector<SessionRow>& rows,
+                                                   std::vector<ObservedSession> changed,
+                                                   std::string_view home);
 
 /// How long a session has been in its state, as "2m".
 std::string ageOf(const ObservedSession& session, Date now);

@@ -17,6 +17,11 @@ constexpr std::size_t mostProcesses = 200;
 
 }  // namespace
 
+SessionWatch::SessionWatch(const Surroundings& surroundings, const Console& console, TakeChanges take)
+    : SessionWatch(surroundings, console, Take()) {
+  takeChanges_ = std::move(take);
+}
+
 SessionWatch::SessionWatch(const Surroundings& surroundings, const Console& console, Take take)
     : surroundings_(surroundings),
       take_(std::move(take)),
@@ -56,7 +61,7 @@ void SessionWatch::look(const DirectoryWatch::Names& changedRecords) {
   // Several timers may be due in the turn of the loop that ends it.
   if (end_) return;
   const Date now = surroundings_.now();
-  SessionWatcher::Look look = changedRecords ? watcher_.look(now, *changedRecords) : watcher_.look(now);
+  SessionWatcher::Look look = found(now, changedRecords);
   const bool filesAreWatched = watchFiles(std::move(look.files));
   const bool processesAreWatched = watchProcesses(look.processes);
   if (filesAreWatched && processesAreWatched) {
@@ -70,7 +75,16 @@ void SessionWatch::look(const DirectoryWatch::Names& changedRecords) {
     const auto wait = std::min<std::chrono::duration<double>>(*look.next - now, longest);
     next_.start(std::chrono::ceil<std::chrono::milliseconds>(wait));
   }
-  take_(std::move(look.sessions));
+  if (takeChanges_) {
+    takeChanges_(std::move(look));
+  } else {
+    take_(std::move(look.sessions));
+  }
+}
+
+SessionWatcher::Look SessionWatch::found(Date now, const DirectoryWatch::Names& changedRecords) {
+  if (takeChanges_) return watcher_.lookForChanges(now, changedRecords);
+  return changedRecords ? watcher_.look(now, *changedRecords) : watcher_.look(now);
 }
 
 void SessionWatch::lookSoon() {

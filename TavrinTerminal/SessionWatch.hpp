@@ -34,13 +34,20 @@ class SessionWatch {
 
   /// Takes what one look finds. The first look comes at once.
   using Take = std::function<void(std::vector<ObservedSession> sessions)>;
+  /// Takes what SessionWatcher::lookForChanges finds: all sessions at first, and then mostly those that
+  /// changed.
+  using TakeChanges = std::function<void(SessionWatcher::Look look)>;
 
   /// `console` is watched for the end of its reader.
   SessionWatch(const Surroundings& surroundings, const Console& console, Take take);
+  SessionWatch(const Surroundings& surroundings, const Console& console, TakeChanges take);
   SessionWatch(const SessionWatch&) = delete;
   SessionWatch& operator=(const SessionWatch&) = delete;
 
   EventLoop& loop() { return loop_; }
+
+  /// All sessions as the last look found them.
+  std::vector<ObservedSession> sessions() const { return watcher_.sessions(); }
 
   /// Looks until `stop`, a signal that ends programs (INT, TERM, HUP), the end of the reader, or the end of
   /// `timeout`.
@@ -52,12 +59,14 @@ class SessionWatch {
 
  private:
   void look(const DirectoryWatch::Names& changedRecords = std::nullopt);
+  SessionWatcher::Look found(Date now, const DirectoryWatch::Names& changedRecords);
   void lookSoon();
   bool watchFiles(std::vector<std::string> paths);
   bool watchProcesses(const std::vector<std::int32_t>& pids);
 
   const Surroundings& surroundings_;
   Take take_;
+  TakeChanges takeChanges_;  // in place of `take_`
   SessionWatcher watcher_;
   EventLoop loop_;
   std::optional<End> end_;

@@ -4,6 +4,7 @@
 #include <array>
 #include <chrono>
 #include <cmath>
+#include <utility>
 
 #include "TavrinCore/Hook/HookTransitions.hpp"
 
@@ -197,7 +198,7 @@ Session opened(const OpenSession& open) {
   return record;
 }
 
-std::optional<ObservedSession> judge(const MonitoredSession& session, Date now, Date bootedAt) {
+std::optional<SessionVerdict> verdict(const MonitoredSession& session, Date now, Date bootedAt) {
   const SessionEvidence& evidence = session.evidence;
   if (evidence.isSubagent) return std::nullopt;
   const bool isElsewhere = !evidence.isFolderHere && !evidence.wasSeen && !evidence.open;
@@ -210,12 +211,11 @@ std::optional<ObservedSession> judge(const MonitoredSession& session, Date now, 
 
   const bool isPlain = evidence.facts.empty() && !isReopened && (!evidence.open || !evidence.open->state);
   if (isPlain)
-    return ObservedSession{.record = session.record,
-                           .state = session.record.state,
-                           .since = session.record.stateSince,
-                           .reason = {},
-                           .attentionId = session.record.attentionId,
-                           .isElsewhere = isElsewhere};
+    return SessionVerdict{.state = session.record.state,
+                          .since = session.record.stateSince,
+                          .reason = {},
+                          .attentionId = session.record.attentionId,
+                          .isElsewhere = isElsewhere};
 
   const Date base = isReopened ? std::max(evidence.open->since, session.savedAt) : session.savedAt;
   Play play(isReopened ? opened(*evidence.open) : session.record, base);
@@ -223,24 +223,37 @@ std::optional<ObservedSession> judge(const MonitoredSession& session, Date now, 
   play.settle(now);
   if (play.isEnded()) return std::nullopt;
 
-  ObservedSession observed{.record = session.record,
-                           .state = play.state(),
-                           .since = play.since(),
-                           .reason = play.reason(),
-                           .attentionId = play.attentionId(),
-                           .isElsewhere = isElsewhere};
-  if (isReopened && observed.reason.empty()) observed.reason = Reason::reopened;
-  if (evidence.open && evidence.open->state && *evidence.open->state != observed.state &&
+  SessionVerdict found{.state = play.state(),
+                       .since = play.since(),
+                       .reason = play.reason(),
+                       .attentionId = play.attentionId(),
+                       .isElsewhere = isElsewhere};
+  if (isReopened && found.reason.empty()) found.reason = Reason::reopened;
+  if (evidence.open && evidence.open->state && *evidence.open->state != found.state &&
       !isAhead(session, *evidence.open->state, now)) {
-    observed.state = *evidence.open->state;
-    observed.since = evidence.open->stateSince;
-    observed.reason = observed.state == session.record.state ? std::string_view() : Reason::status;
-    observed.attentionId = session.record.state == needsYou
-                               ? session.record.attentionId
-                               : std::optional(derivedAttentionId(session.record.sessionId, observed.since));
+    found.state = *evidence.open->state;
+    found.since = evidence.open->stateSince;
+    found.reason = found.state == session.record.state ? std::string_view() : Reason::status;
+    found.attentionId = session.record.state == needsYou
+                            ? session.record.attentionId
+                            : std::optional(derivedAttentionId(session.record.sessionId, found.since));
   }
-  if (observed.state != needsYou) observed.attentionId.reset();
-  return observed;
+  if (found.state != needsYou) found.attentionId.reset();
+  return found;
+}
+
+ObservedSession observed(const Session& record, SessionVerdict verdict) {
+  return {.record = record,
+          .state = verdict.state,
+          .since = verdict.since,
+          .reason = verdict.reason,
+          .attentionId = std::move(verdict.attentionId),
+          .isElsewhere = verdict.isElsewhere};
+}
+
+std::optional<ObservedSession> judge(const MonitoredSession& session, Date now, Date bootedAt) {
+  std::optional<SessionVerdict> found = verdict(session, now, bootedAt);
+  return found ? std::optional(observed(session.record, *std::move(found))) : std::nullopt;
 }
 
 std::vector<ObservedSession> observe(std::span<const MonitoredSession> sessions, Date now, Date bootedAt) {

@@ -33,6 +33,17 @@ struct ObservedSession {
   bool operator==(const ObservedSession&) const = default;
 };
 
+/// What is true of a session, beside its record: the members of ObservedSession.
+struct SessionVerdict {
+  SessionState state = SessionState::idle;
+  Date since;
+  std::string_view reason;
+  std::optional<std::string> attentionId;
+  bool isElsewhere = false;
+
+  bool operator==(const SessionVerdict&) const = default;
+};
+
 /// Judges sessions from records, evidence and the time. It reads nothing and writes nothing. Facts become
 /// events of the one state machine (HookTransitions); docs/agents.md says what decides what.
 namespace SessionMonitor {
@@ -51,8 +62,14 @@ inline constexpr double unseenLimit = 60;
 /// The record that stands for a session that has no file yet: it is idle since it was opened.
 Session opened(const OpenSession& open);
 
-/// The session as it is; nullopt for one that is gone and for a sub-agent's. `bootedAt` is when the system
-/// was started.
+/// What is true of a session; nullopt for one that is gone and for a sub-agent's. `bootedAt` is when the
+/// system was started.
+std::optional<SessionVerdict> verdict(const MonitoredSession& session, Date now, Date bootedAt);
+
+/// A record with what is true of its session.
+ObservedSession observed(const Session& record, SessionVerdict verdict);
+
+/// The session as it is; nullopt as `verdict` returns it.
 std::optional<ObservedSession> judge(const MonitoredSession& session, Date now, Date bootedAt);
 
 /// The same for all of them, in their order.

@@ -51,22 +51,43 @@ bool SessionWatcher::isRelated(std::int32_t pid, std::int32_t agentPid) {
 }
 
 SessionWatcher::Look SessionWatcher::look(Date now) {
-  now_ = now;
-  takeRecords(saved_.look(surroundings_.files, now));
-  return lookAround();
+  readRecords(now);
+  return lookAround(Report::all);
 }
 
 SessionWatcher::Look SessionWatcher::look(Date now, const std::vector<std::string>& changedRecords) {
-  if (!saved_.lookAt(changedRecords, surroundings_.files)) return look(now);
+  readRecords(now, changedRecords);
+  return lookAround(Report::all);
+}
+
+SessionWatcher::Look SessionWatcher::lookForChanges(
+    Date now, const std::optional<std::vector<std::string>>& changedRecords) {
+  if (changedRecords) {
+    readRecords(now, *changedRecords);
+  } else {
+    readRecords(now);
+  }
+  return lookAround(Report::changes);
+}
+
+void SessionWatcher::readRecords(Date now) {
+  now_ = now;
+  takeRecords(saved_.look(surroundings_.files, now));
+}
+
+void SessionWatcher::readRecords(Date now, const std::vector<std::string>& changed) {
+  if (!saved_.lookAt(changed, surroundings_.files)) {
+    readRecords(now);
+    return;
+  }
   now_ = now;
   const bool isEach =
-      std::ranges::all_of(changedRecords, [this](const std::string& name) { return takeRecord(name); });
+      std::ranges::all_of(changed, [this](const std::string& name) { return takeRecord(name); });
   takeRecords(!isEach);
-  return lookAround();
 }
 
 // Looks at everything but the records.
-SessionWatcher::Look SessionWatcher::lookAround() {
+SessionWatcher::Look SessionWatcher::lookAround(Report report) {
   const Date now = now_;
   Look look;
   look.files.push_back(surroundings_.sessionsDirectory);
@@ -78,19 +99,10 @@ SessionWatcher::Look SessionWatcher::lookAround() {
                                         .now = now};
   for (const AgentHome& home : surroundings_.homes) openSessions_.look(home, with, look.files);
   takeOpenSessions();
-  // A session that was closed is remembered for a while: a hook that comes after its end must not bring it
-  // back.
-  std::erase_if(traces_, [&](const auto& entry) {
-    const Trace& trace = entry.second;
-    const bool isFresh = trace.wasOpen || (trace.closedAt && now - *trace.closedAt < closedInterval);
-    return !trace.isUsed && !isFresh;
-  });
-
-  const Date bootedAt = surroundings_.processes.bootedAt();
+  dropClosed();
   // Sessions that do something are followed first.
   std::vector<Trace*> order;
   order.reserve(traces_.size());
-  look.sessions.reserve(traces_.size());
   for (auto& [key, trace] : traces_) order.push_back(&trace);
   std::stable_partition(order.begin(), order.end(),
                         [](const Trace* trace) { return trace->session.record.state != SessionState::idle; });
@@ -98,13 +110,7 @@ SessionWatcher::Look SessionWatcher::lookAround() {
     judgeOpen(*trace);
     follow(*trace, look);
   }
-  for (Trace* const trace : order) {
-    trace->session.evidence.isSubagent = isSubagent(*trace);
-    askChildren(*trace);
-    std::optional<ObservedSession> observed = SessionMonitor::judge(trace->session, now, bootedAt);
-    plan(*trace, observed, look);
-    if (observed) look.sessions.push_back(*std::move(observed));
-  }
+  judge(order, report, look);
   const std::vector<std::int32_t> clients = openSessions_.clients();
   look.processes.insert(look.processes.end(), clients.begin(), clients.end());
   look.next = look.next && openSessions_.next() ? std::min(look.next, openSessions_.next())
@@ -115,6 +121,51 @@ SessionWatcher::Look SessionWatcher::lookAround() {
   if (look.files.size() > mostWatched) look.files.resize(mostWatched);
   directories_.dropUnused();
   return look;
+}
+
+// A session that was closed is remembered for a while: a hook that comes after its end must not bring it
+// back.
+void SessionWatcher::dropClosed() {
+  std::erase_if(traces_, [this](const auto& entry) {
+    const Trace& trace = entry.second;
+    const bool isFresh = trace.wasOpen || (trace.closedAt && now_ - *trace.closedAt < closedInterval);
+    const bool isDropped = !trace.isUsed && !isFresh;
+    isAnyGone_ = isAnyGone_ || (isDropped && trace.verdict);
+    return isDropped;
+  });
+}
+
+// Judges all sessions, and reports all of them or those that are judged differently than at the last look.
+void SessionWatcher::judge(const std::vector<Trace*>& traces, Report report, Look& look) {
+  const Date bootedAt = surroundings_.processes.bootedAt();
+  look.isWhole = report == Report::all || isAnyGone_;
+  isAnyGone_ = false;
+  std::vector<const Trace*> changed;
+  for (Trace* const trace : traces) {
+    trace->session.evidence.isSubagent = isSubagent(*trace);
+    askChildren(*trace);
+    std::optional<SessionVerdict> verdict = SessionMonitor::verdict(trace->session, now_, bootedAt);
+    look.isWhole = look.isWhole || verdict.has_value() != trace->verdict.has_value();
+    if (verdict && (trace->isRecordNew || verdict != trace->verdict)) changed.push_back(trace);
+    trace->isRecordNew = false;
+    trace->verdict = std::move(verdict);
+    plan(*trace, look);
+  }
+  if (look.isWhole) {
+    look.sessions = sessions();
+    return;
+  }
+  for (const Trace* const trace : changed)
+    look.sessions.push_back(SessionMonitor::observed(trace->session.record, *trace->verdict));
+}
+
+std::vector<ObservedSession> SessionWatcher::sessions() const {
+  std::vector<ObservedSession> sessions;
+  sessions.reserve(traces_.size());
+  for (const auto& [key, trace] : traces_) {
+    if (trace.verdict) sessions.push_back(SessionMonitor::observed(trace.session.record, *trace.verdict));
+  }
+  return sessions;
 }
 
 void SessionWatcher::takeRecords(bool isChanged) {
@@ -134,6 +185,7 @@ void SessionWatcher::put(Trace& trace, const std::string& name, const SavedSessi
   if (trace.session.record.agentPid != saved.record.agentPid) trace.session.evidence.wasSeen = false;
   trace.session.record = saved.record;
   trace.session.savedAt = saved.savedAt;
+  trace.isRecordNew = true;
 }
 
 // Takes the record of a file that its session had before. Returns false if the file is new, is gone, or holds
@@ -160,6 +212,7 @@ void SessionWatcher::takeOpenSessions() {
         trace.session.savedAt != open.since) {
       trace.session.record = SessionMonitor::opened(open);
       trace.session.savedAt = open.since;
+      trace.isRecordNew = true;
     }
   }
 }
@@ -392,21 +445,20 @@ void SessionWatcher::askGeminiChildren(Trace& trace, std::int32_t pid) {
   }
 }
 
-void SessionWatcher::plan(const Trace& trace, const std::optional<ObservedSession>& observed,
-                          Look& look) const {
+void SessionWatcher::plan(const Trace& trace, Look& look) const {
   const auto at = [&](Date date) {
     if (date > now_ && (!look.next || date < *look.next)) look.next = date;
   };
   const SessionEvidence& evidence = trace.session.evidence;
   const Session& record = trace.session.record;
-  if (!observed) return;
+  if (!trace.verdict) return;
   if (evidence.process) look.processes.push_back(record.agentPid);
   if (evidence.open) look.processes.push_back(evidence.open->pid);
   if (!evidence.process && !evidence.wasSeen)
     at(trace.session.savedAt + Seconds(SessionMonitor::unseenLimit));
   if (evidence.open && evidence.open->state) at(trace.session.savedAt + Seconds(SessionMonitor::statusLag));
   if (record.agent != Agent::codex && record.agent != Agent::gemini) return;
-  if (observed->state == SessionState::needsYou) at(now_ + Seconds(childInterval));
+  if (trace.verdict->state == SessionState::needsYou) at(now_ + Seconds(childInterval));
   for (const SessionFact* const question : ChildEvidence::openQuestions(evidence.facts))
     at(question->at + Seconds(SessionMonitor::settling(record.agent)));
 }

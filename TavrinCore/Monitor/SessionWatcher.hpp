@@ -37,7 +37,8 @@ class SessionWatcher {
 
   /// What one look found.
   struct Look {
-    std::vector<ObservedSession> sessions;  ///< in no particular order
+    std::vector<ObservedSession> sessions;  ///< in the order of `SessionWatcher::sessions`
+    bool isWhole = true;                    ///< whether these are all; see `lookForChanges`
     std::vector<std::string> files;         ///< files and directories to watch, at most `mostWatched`
     std::vector<std::int32_t> processes;    ///< processes whose end changes the answer
     std::optional<Date> next;               ///< when to look again at the latest, if anything is due
@@ -54,6 +55,14 @@ class SessionWatcher {
   /// only theirs are read again, so one of many costs little. The next `look(now)` finds what the watch
   /// missed.
   Look look(Date now, const std::vector<std::string>& changedRecords);
+
+  /// Looks as these do, at everything where `changedRecords` is nullopt. If the same sessions are there
+  /// as at the last look of any kind, `Look::sessions` has only those that changed since then, and
+  /// `Look::isWhole` is false. It has all sessions otherwise, as at the first look.
+  Look lookForChanges(Date now, const std::optional<std::vector<std::string>>& changedRecords);
+
+  /// All sessions as the last look judged them, in the order of their agents' names and their ids.
+  std::vector<ObservedSession> sessions() const;
 
   /// Says that a process has ended, so that the next look asks for it at once. Processes of idle sessions are
   /// otherwise asked for once a second.
@@ -81,7 +90,10 @@ class SessionWatcher {
     std::vector<SessionFact> fromProcesses;
     std::map<std::int32_t, std::string> children;  // a child, and the call that it answered
     std::optional<Answered> answered;
+    bool isRecordNew = true;                // whether the record changed since the last look
+    std::optional<SessionVerdict> verdict;  // of the last look
   };
+  enum class Report : std::uint8_t { all, changes };
   struct KnownProcess {
     std::optional<ProcessFact> fact;
     Date askedAt;
@@ -90,7 +102,11 @@ class SessionWatcher {
   const AgentHome* homeOf(Agent agent) const;
   std::optional<ProcessFact> process(std::int32_t pid);
   bool isRelated(std::int32_t pid, std::int32_t agentPid);
-  Look lookAround();
+  void readRecords(Date now);
+  void readRecords(Date now, const std::vector<std::string>& changed);
+  Look lookAround(Report report);
+  void dropClosed();
+  void judge(const std::vector<Trace*>& traces, Report report, Look& look);
   void takeRecords(bool isChanged);
   bool takeRecord(const std::string& name);
   void put(Trace& trace, const std::string& name, const SavedSessions::Saved& saved);
@@ -103,7 +119,7 @@ class SessionWatcher {
   void askChildren(Trace& trace);
   void askCodexChildren(Trace& trace, std::int32_t pid);
   void askGeminiChildren(Trace& trace, std::int32_t pid);
-  void plan(const Trace& trace, const std::optional<ObservedSession>& observed, Look& look) const;
+  void plan(const Trace& trace, Look& look) const;
 
   Surroundings surroundings_;
   SavedSessions saved_;
@@ -112,6 +128,7 @@ class SessionWatcher {
   std::map<std::string, Trace> traces_;  // by agent and id
   std::map<std::int32_t, KnownProcess> processes_;
   std::set<std::string> subagents_;  // ids that Copilot's files name
+  bool isAnyGone_ = true;            // whether a session of the last look was dropped since
   Date now_;
 };
 

@@ -12,14 +12,14 @@ namespace tavrin::PanelRows {
 namespace {
 
 // The more urgent state has the lower number.
-std::size_t calm(const Session& session) {
-  return static_cast<std::size_t>(severity(SessionState::needsYou) - severity(session.state));
+std::size_t calm(SessionState state) {
+  return static_cast<std::size_t>(severity(SessionState::needsYou) - severity(state));
 }
 
 // By state, the most urgent first, then by agent. An agent that is not in `allAgents` comes last.
-std::size_t group(const Session& session) {
-  const auto position = std::ranges::find(allAgents, session.agent) - allAgents.begin();
-  return calm(session) * (allAgents.size() + 1) + static_cast<std::size_t>(position);
+std::size_t group(const Shown& shown) {
+  const auto position = std::ranges::find(allAgents, shown.session->agent) - allAgents.begin();
+  return calm(shown.state) * (allAgents.size() + 1) + static_cast<std::size_t>(position);
 }
 
 Rows arranged(const Rows& rows, const std::vector<std::size_t>& order) {
@@ -44,28 +44,35 @@ Rows sorted(const std::vector<Session>& sessions, std::string_view home) {
   std::vector<NameOrder::Key> keys;
   keys.reserve(sessions.size());
   for (const Session& session : sessions) {
-    keys.push_back({.group = calm(session), .name = session.projectName(home)});
+    keys.push_back({.group = calm(session.state), .name = session.projectName(home)});
   }
   return arranged(rowsOf(sessions), NameOrder::order(keys));
 }
 
 Rows visible(const std::vector<Session>& sessions, bool hideIdle, std::string_view home) {
-  Rows shown;
+  std::vector<Shown> shown;
   shown.reserve(sessions.size());
   for (const Session& session : sessions) {
     const bool isHidden =
         PanelNavigation::isProbe(session, home) || (hideIdle && session.state == SessionState::idle);
-    if (!isHidden) shown.push_back(&session);
+    if (!isHidden) shown.push_back({.session = &session, .state = session.state});
   }
+  Rows rows;
+  rows.reserve(shown.size());
+  for (const std::size_t i : shownOrder(shown)) rows.push_back(shown[i].session);
+  return rows;
+}
+
+std::vector<std::size_t> shownOrder(const std::vector<Shown>& sessions) {
   const std::string userHome = Home::directory();
   std::vector<NameOrder::Key> keys;
-  keys.reserve(shown.size());
-  for (const Session* const session : shown) {
-    keys.push_back({.group = group(*session), .name = session->projectName(userHome)});
+  keys.reserve(sessions.size());
+  for (const Shown& shown : sessions) {
+    keys.push_back({.group = group(shown), .name = shown.session->projectName(userHome)});
   }
-  return arranged(shown, NameOrder::order(keys, [&](std::size_t a, std::size_t b) {
-                    return shown[a]->sessionId < shown[b]->sessionId;
-                  }));
+  return NameOrder::order(keys, [&](std::size_t a, std::size_t b) {
+    return sessions[a].session->sessionId < sessions[b].session->sessionId;
+  });
 }
 
 Rows holding(const Rows& rows, const std::vector<std::string>& sessionIds) {

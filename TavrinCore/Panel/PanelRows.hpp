@@ -2,6 +2,7 @@
 
 // Part of Tavrin::Panel. Needs nothing but the standard library.
 
+#include <cstddef>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -25,6 +26,16 @@ Rows sorted(const std::vector<Session>& sessions, std::string_view home = Home::
 
 /// The sessions to show, in the order of PanelNavigation::visible.
 Rows visible(const std::vector<Session>& sessions, bool hideIdle, std::string_view home = Home::directory());
+
+/// A session and the state in which it is shown, which may differ from the stored one.
+struct Shown {
+  const Session* session = nullptr;
+  SessionState state = SessionState::idle;
+};
+
+/// The indices of `sessions` in the order in which PanelNavigation::visible would show them. None is left
+/// out.
+std::vector<std::size_t> shownOrder(const std::vector<Shown>& sessions);
 
 /// The rows in the order of `sessionIds`, as PanelNavigation::holding puts them.
 Rows holding(const Rows& rows, const std::vector<std::string>& sessionIds);

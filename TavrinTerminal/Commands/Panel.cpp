@@ -7,7 +7,6 @@
 #include <map>
 #include <memory>
 #include <optional>
-#include <unordered_map>
 #include <utility>
 
 #include "TavrinCore/Support/Text.hpp"
@@ -19,12 +18,12 @@
 #include "TavrinTerminal/Panel/ListingSchedule.hpp"
 #include "TavrinTerminal/Panel/PanelKeys.hpp"
 #include "TavrinTerminal/Panel/PanelModel.hpp"
+#include "TavrinTerminal/Panel/PanelSessions.hpp"
 #include "TavrinTerminal/Panel/StopWork.hpp"
 #include "TavrinTerminal/Panel/Terminal.hpp"
 #include "TavrinTerminal/SessionWatch.hpp"
 #include "TavrinTerminal/ShownText.hpp"
 #include "TavrinTerminal/System/HealthProbe.hpp"
-#include "TavrinTerminal/System/TerminalFocus.hpp"
 
 namespace tavrin::Panel {
 
@@ -47,10 +46,13 @@ class Screen {
   Screen(const Surroundings& surroundings, const Console& console, const TerminalTraits& traits)
       : surroundings_(surroundings),
         traits_(traits),
-        watch_(
-            surroundings, withoutReader(console),
-            [this](std::vector<ObservedSession> sessions) { guarded([&] { take(std::move(sessions)); }); }),
+        watch_(surroundings, withoutReader(console),
+               [this](SessionWatcher::Look look) { guarded([&] { sessions_.take(std::move(look)); }); }),
         background_(watch_.loop()),
+        sessions_(surroundings, model_, background_,
+                  {.all = [this] { return watch_.sessions(); },
+                   .changed = [this] { showSessions(); },
+                   .failed = [this](const std::exception_ptr& thrown) { fail(thrown); }}),
         clock_(watch_.loop(), [this] { guarded([this] { draw(); }); }),
         nextServers_(watch_.loop(), [this] { guarded([this] { lookForServers(); }); }),
         health_(watch_.loop(), [this](const std::string& id,
@@ -92,7 +94,6 @@ class Screen {
     model_.takeAgents(isConnected ? ActivityEmptyContent::Agents::connected(1)
                                   : ActivityEmptyContent::Agents::off());
     hasNothing_ = !isConnected;
-    lookForServers();
     const SessionWatch::End end = watch_.run();
     if (thrown_) std::rethrow_exception(thrown_);
     return Outcome::endedBy(end.signal);
@@ -119,17 +120,12 @@ class Screen {
     guarded([&] { std::rethrow_exception(thrown); });
   }
 
-  void take(std::vector<ObservedSession> sessions) {
-    sessions_ = inShownOrder(std::move(sessions), surroundings_.home, false);
+  void showSessions() {
     // Whoever has connected nothing yet is asked to, at first.
-    if (std::exchange(hasNothing_, false) && sessions_.empty()) showAgents();
-    makeRows();
-    lookForPlaces();
-  }
-
-  void makeRows() {
-    model_.takeSessions(sessionRows(sessions_, knownPlaces(), surroundings_.home));
+    if (std::exchange(hasNothing_, false) && model_.sessions().empty()) showAgents();
     draw();
+    // Listing servers would only slow the first screen down.
+    if (std::exchange(isFirst_, false)) lookForServers();
   }
 
   void draw() {
@@ -140,49 +136,6 @@ class Screen {
     const milliseconds interval = screen.showsSeconds ? second : minute;
     if (interval != interval_) clock_.startRepeating(interval);
     interval_ = interval;
-  }
-
-  // Places.
-
-  static std::string placeKey(const Session& session) {
-    return session.sessionId + '\n' + std::to_string(session.agentPid) + '\n' + session.tty.value_or("");
-  }
-
-  // Asking terminals where sessions are takes its time, so rows are made of what is known already.
-  std::vector<SessionPlace> knownPlaces() {
-    hasUnknownPlace_ = false;
-    std::vector<SessionPlace> places;
-    places.reserve(sessions_.size());
-    for (const ObservedSession& session : sessions_) {
-      const auto known = places_.find(placeKey(session.record));
-      hasUnknownPlace_ = hasUnknownPlace_ || known == places_.end();
-      places.push_back(known == places_.end() ? SessionPlace() : known->second);
-    }
-    return places;
-  }
-
-  // Asks for the places of sessions that are new. Those that are known are asked for again with them.
-  void lookForPlaces() {
-    if (!hasUnknownPlace_ || isLookingForPlaces_) return;
-    isLookingForPlaces_ = true;
-    auto sessions = std::make_shared<std::vector<Session>>(asObserved(sessions_));
-    auto found = std::make_shared<std::vector<SessionPlace>>();
-    background_.add(
-        [this, sessions, found] {
-          *found = surroundings_.places ? surroundings_.places(*sessions)
-                                        : TerminalFocus::ofThisSystem(surroundings_).places(*sessions);
-        },
-        [this, sessions, found](const std::exception_ptr&) {
-          guarded([&] {
-            isLookingForPlaces_ = false;
-            found->resize(sessions->size());
-            places_.clear();
-            for (std::size_t i = 0; i < sessions->size(); ++i)
-              places_.emplace(placeKey((*sessions)[i]), (*found)[i]);
-            makeRows();
-            lookForPlaces();
-          });
-        });
   }
 
   // Servers and agents.
@@ -461,15 +414,13 @@ class Screen {
   TerminalTraits traits_;
   std::exception_ptr thrown_;
   PanelModel model_;
-  std::vector<ObservedSession> sessions_;
-  std::unordered_map<std::string, SessionPlace> places_;
   std::map<std::string, ServerHealth> found_;
   bool hasNothing_ = false;
-  bool hasUnknownPlace_ = false;  // among the sessions whose rows were made last
-  bool isLookingForPlaces_ = false;
+  bool isFirst_ = true;  // whether no sessions were shown yet
   // What follows waits on the loop of the first, and is gone before it.
   SessionWatch watch_;
   BackgroundWork background_;
+  PanelSessions sessions_;
   Timer clock_;
   milliseconds interval_{0};
   Timer nextServers_;

@@ -1,12 +1,14 @@
 #include "TavrinTerminal/Panel/PanelModel.hpp"
 
 #include <algorithm>
+#include <functional>
 #include <iterator>
-#include <unordered_map>
 #include <utility>
 
+#include "TavrinCore/Panel/NameOrder.hpp"
 #include "TavrinCore/Panel/PanelRows.hpp"
 #include "TavrinCore/Panel/ServerPlacement.hpp"
+#include "TavrinCore/Support/IndexTable.hpp"
 #include "TavrinCore/Support/Text.hpp"
 #include "TavrinTerminal/ShownText.hpp"
 
@@ -38,38 +40,47 @@ bool fits(const LocalServer& server, const std::string& lowered) {
                   lowered);
 }
 
-PanelFocus elementOf(const LocalServer& server) {
-  return PanelFocus::server(server.pid, server.port());
-}
-
 }  // namespace
 
 void PanelModel::takeSessions(std::vector<SessionRow> sessions) {
-  std::vector<std::string> order;
-  order.reserve(sessions_.size());
-  for (const SessionRow& row : sessions_) order.push_back(row.session.record.sessionId);
-  PanelRows::Rows rows;
-  rows.reserve(sessions.size());
-  std::unordered_map<const Session*, std::size_t> placeOf(sessions.size());
-  sorted_.clear();
-  std::vector<SessionState> states;
-  states.reserve(sessions.size());
-  for (std::size_t i = 0; i < sessions.size(); ++i) {
-    const Session& record = sessions[i].session.record;
-    rows.push_back(&record);
-    placeOf.emplace(&record, i);
-    sorted_.push_back(record.sessionId);
-    states.push_back(sessions[i].session.state);
+  // Each row goes to the place of its session, and the new ones go to the bottom.
+  TextIndex ids(sessions_.size());
+  for (const SessionRow& row : sessions_) ids.add(row.session.record.sessionId);
+  std::vector<SessionRow*> held(ids.texts().size());
+  std::vector<SessionRow*> added;
+  for (SessionRow& row : sessions) {
+    if (const auto place = ids.find(row.session.record.sessionId)) {
+      held[*place] = &row;
+    } else {
+      added.push_back(&row);
+    }
   }
-  summary_ = SessionAggregator::summaryOfStates(states);
-  std::vector<std::size_t> places;
-  places.reserve(sessions.size());
-  for (const Session* const held : PanelRows::holding(rows, order)) places.push_back(placeOf.at(held));
   std::vector<SessionRow> inOrder;
   inOrder.reserve(sessions.size());
-  for (const std::size_t place : places) inOrder.push_back(std::move(sessions[place]));
+  for (SessionRow* const row : held) {
+    if (row != nullptr) inOrder.push_back(std::move(*row));
+  }
+  for (SessionRow* const row : added) inOrder.push_back(std::move(*row));
   sessions_ = std::move(inOrder);
+  count();
   rebuild();
+}
+
+void PanelModel::updateSessions(const std::vector<SessionRow>& changed) {
+  TextIndex ids(changed.size());
+  for (const SessionRow& row : changed) ids.add(row.session.record.sessionId);
+  for (SessionRow& row : sessions_) {
+    if (const auto place = ids.find(row.session.record.sessionId)) row = changed[*place];
+  }
+  count();
+  rebuild();
+}
+
+void PanelModel::count() {
+  std::vector<SessionState> states;
+  states.reserve(sessions_.size());
+  for (const SessionRow& row : sessions_) states.push_back(row.session.state);
+  summary_ = SessionAggregator::summaryOfStates(states);
 }
 
 void PanelModel::takeServers(std::optional<std::vector<LocalServer>> servers, std::vector<int> unseenPorts) {
@@ -90,10 +101,11 @@ void PanelModel::resize(ScreenSize size) {
 }
 
 void PanelModel::sortAnew() {
-  std::unordered_map<std::string_view, std::size_t> rank;
-  for (const std::string& id : sorted_) rank.emplace(id, rank.size());
-  std::ranges::stable_sort(sessions_, {},
-                           [&](const SessionRow& row) { return rank.at(row.session.record.sessionId); });
+  std::vector<PanelRows::Shown> rows;
+  rows.reserve(sessions_.size());
+  for (const SessionRow& row : sessions_)
+    rows.push_back({.session = &row.session.record, .state = row.session.state});
+  sessions_ = NameOrder::arranged(std::move(sessions_), PanelRows::shownOrder(rows));
   rebuild();
 }
 
@@ -122,10 +134,7 @@ void PanelModel::rebuild() {
     ServerWidths& widths = isOther ? widths_.others : widths_.placed;
     widen(widths.name, ShownText::clean(server.displayName()));
     widen(widths.port, server.portLabel(false));
-    items_.push_back({.kind = Item::Kind::server,
-                      .index = shownServers_.size(),
-                      .element = elementOf(server),
-                      .isOther = isOther});
+    items_.push_back({.kind = Item::Kind::server, .index = shownServers_.size(), .isOther = isOther});
     shownServers_.push_back(std::move(server));
   };
   for (const std::size_t i : shown) {
@@ -134,8 +143,7 @@ void PanelModel::rebuild() {
     widen(widths_.tool, row.tool);
     widen(widths_.place, row.terminal);
     const std::string& id = row.session.record.sessionId;
-    items_.push_back(
-        {.kind = Item::Kind::session, .index = i, .element = PanelFocus::session(id), .isOther = false});
+    items_.push_back({.kind = Item::Kind::session, .index = i, .isOther = false});
     const auto servers = placed.bySession.find(id);
     if (servers == placed.bySession.end()) continue;
     for (LocalServer& server : servers->second) addServer(std::move(server), false);
@@ -145,7 +153,7 @@ void PanelModel::rebuild() {
   const bool namesPorts =
       !unseenPorts_.empty() && filter_.empty() && (!items_.empty() || !placed.orphans.empty());
   const auto addLine = [this](Item::Kind kind) {
-    items_.push_back({.kind = kind, .index = 0, .element = std::nullopt, .isOther = true});
+    items_.push_back({.kind = kind, .index = 0, .isOther = true});
   };
   if (!placed.orphans.empty() || namesPorts) addLine(Item::Kind::heading);
   for (LocalServer& server : placed.orphans) addServer(std::move(server), true);
@@ -163,18 +171,33 @@ void PanelModel::rebuild() {
 }
 
 std::optional<std::size_t> PanelModel::itemOf(const PanelFocus& element) const {
-  const auto found = std::ranges::find(items_, std::optional(element), &Item::element);
+  const auto found = std::ranges::find_if(items_, [&](const Item& item) { return isAt(item, element); });
   if (found == items_.end()) return std::nullopt;
   return static_cast<std::size_t>(found - items_.begin());
+}
+
+std::optional<PanelFocus> PanelModel::elementOf(const Item& item) const {
+  if (item.kind == Item::Kind::session)
+    return PanelFocus::session(sessions_[item.index].session.record.sessionId);
+  if (item.kind != Item::Kind::server) return std::nullopt;
+  const LocalServer& server = shownServers_[item.index];
+  return PanelFocus::server(server.pid, server.port());
+}
+
+bool PanelModel::isAt(const Item& item, const PanelFocus& element) const {
+  if (item.kind == Item::Kind::session) {
+    const std::string* const id = element.sessionId();
+    return id != nullptr && *id == sessions_[item.index].session.record.sessionId;
+  }
+  return item.kind == Item::Kind::server && element.server() != nullptr && elementOf(item) == element;
 }
 
 // The item itself, or the nearest in the direction that can be selected, or else the nearest in the other.
 // Where there are items, one of them can be.
 std::size_t PanelModel::selectableFrom(std::size_t item, PanelNavigation::Direction direction) const {
-  const auto isSelectable = [](const Item& each) { return each.element.has_value(); };
   const auto at = items_.begin() + static_cast<std::ptrdiff_t>(item);
-  const auto below = std::find_if(at, items_.end(), isSelectable);
-  const auto above = std::find_if(std::make_reverse_iterator(at), items_.rend(), isSelectable);
+  const auto below = std::find_if(at, items_.end(), std::mem_fn(&Item::isRow));
+  const auto above = std::find_if(std::make_reverse_iterator(at), items_.rend(), std::mem_fn(&Item::isRow));
   const bool goesDown = below != items_.end() && (direction == PanelNavigation::Direction::down ||
                                                   below == at || above == items_.rend());
   return static_cast<std::size_t>((goesDown ? below : above.base() - 1) - items_.begin());
@@ -185,7 +208,7 @@ std::optional<std::size_t> PanelModel::selectedItem() const {
 }
 
 void PanelModel::select(std::size_t item) {
-  selection_ = items_[item].element;
+  selection_ = elementOf(items_[item]);
   lastItem_ = item;
 }
 
@@ -206,12 +229,11 @@ void PanelModel::reveal() {
   if (item) {
     lastItem_ = *item;
     // The heading above the first of the other servers comes with it.
-    const bool hasHeading = *item > 0 && !items_[*item - 1].element && height > 1;
+    const bool hasHeading = *item > 0 && !items_[*item - 1].isRow() && height > 1;
     top_ = std::min(top_, hasHeading ? *item - 1 : *item);
     // The lines below the last row come with it, too.
-    const auto isRow = [](const Item& each) { return each.element.has_value(); };
-    const auto next =
-        std::find_if(items_.begin() + static_cast<std::ptrdiff_t>(*item) + 1, items_.end(), isRow);
+    const auto next = std::find_if(items_.begin() + static_cast<std::ptrdiff_t>(*item) + 1, items_.end(),
+                                   std::mem_fn(&Item::isRow));
     const std::size_t last = next == items_.end() ? std::min(items_.size() - 1, *item + height - 1) : *item;
     if (last >= top_ + height) top_ = last + 1 - height;
   }
@@ -249,7 +271,7 @@ void PanelModel::move(PanelNavigation::Direction direction) {
   }
   std::vector<PanelFocus> elements;
   for (const Item& item : items_) {
-    if (item.element) elements.push_back(*item.element);
+    if (auto element = elementOf(item)) elements.push_back(*std::move(element));
   }
   selection_ = PanelNavigation::next(selection_, elements, direction);
   reveal();
@@ -294,8 +316,8 @@ std::optional<bool> PanelModel::selectAt(int screenRow) {
     return connect_.select(top + static_cast<std::size_t>(screenRow - above));
   }
   const std::size_t item = top_ + static_cast<std::size_t>(screenRow - above);
-  if (item >= items_.size() || !items_[item].element) return std::nullopt;
-  const bool wasSelected = selection_ == items_[item].element;
+  if (item >= items_.size() || !items_[item].isRow()) return std::nullopt;
+  const bool wasSelected = selection_ == elementOf(items_[item]);
   select(item);
   return wasSelected;
 }

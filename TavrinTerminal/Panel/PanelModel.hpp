@@ -49,6 +49,9 @@ class PanelModel {
 
   /// The sessions as they are now, in the order of inShownOrder().
   void takeSessions(std::vector<SessionRow> sessions);
+  /// Rows that have changed, of sessions that the panel has; the others are as they were. An id that the
+  /// panel does not have is passed over.
+  void updateSessions(const std::vector<SessionRow>& changed);
   /// The servers as they are now; nullopt when they could not be listed. Ports whose processes are not
   /// visible are named below the other servers, unless rows are filtered.
   void takeServers(std::optional<std::vector<LocalServer>> servers, std::vector<int> unseenPorts = {});
@@ -66,6 +69,8 @@ class PanelModel {
   const SessionRow* selectedSession() const;
   const LocalServer* selectedServer() const;
   const ConnectScreen& connectScreen() const { return connect_; }
+  /// All sessions that the panel has, those that it hides included, in held order.
+  const std::vector<SessionRow>& sessions() const { return sessions_; }
 
   void move(PanelNavigation::Direction direction);
   void movePage(PanelNavigation::Direction direction);
@@ -109,8 +114,10 @@ class PanelModel {
     enum class Kind : std::uint8_t { session, server, heading, unseenPorts };
     Kind kind = Kind::session;
     std::size_t index = 0;  // in sessions_ or shownServers_
-    std::optional<PanelFocus> element;
-    bool isOther = false;  // a server that belongs to no shown session
+    bool isOther = false;   // a server that belongs to no shown session
+
+    // Whether the person can go there.
+    bool isRow() const { return kind == Kind::session || kind == Kind::server; }
   };
   // The columns that the servers of a group take.
   struct ServerWidths {
@@ -127,11 +134,14 @@ class PanelModel {
   };
 
   void setMode(Mode mode);
+  void count();
   void rebuild();
   void reveal();
   void select(std::size_t item);
   std::optional<std::size_t> selectedItem() const;
   std::optional<std::size_t> itemOf(const PanelFocus& element) const;
+  std::optional<PanelFocus> elementOf(const Item& item) const;
+  bool isAt(const Item& item, const PanelFocus& element) const;
   std::size_t selectableFrom(std::size_t item, PanelNavigation::Direction direction) const;
   int bodyHeight() const;
   std::vector<std::string> footerTexts() const;
@@ -152,7 +162,6 @@ class PanelModel {
 
   ScreenSize size_;
   std::vector<SessionRow> sessions_;  // in held order
-  std::vector<std::string> sorted_;   // their ids in the order of urgency
   std::optional<std::vector<LocalServer>> servers_;
   std::vector<LocalServer> shownServers_;
   std::vector<int> unseenPorts_;
