@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include "Watching.hpp"
+#include "tests/support/Random.hpp"
 
 namespace tavrin {
 namespace {
@@ -17,6 +18,8 @@ using test::sessions;
 using test::thread;
 using test::Watching;
 using testing::Contains;
+using testing::ElementsAre;
+using testing::IsEmpty;
 using testing::Not;
 
 TEST_F(Watching, ClaudesStatusFileDecides) {
@@ -463,6 +466,100 @@ TEST_F(Watching, TheNextLookIsTheEarliestThatAnythingNeeds) {
   files.write(lockOf(thread), "", 101);
   stateOf("e", 101);
   EXPECT_NEAR(secondsOf(last.next.value()), 101.1, 0.001);
+}
+
+TEST_F(Watching, ALookForChangesReportsOnlyThese) {
+  save("a", Agent::claude, working, 100);
+  save("b", Agent::claude, idle, 100);
+  const auto lookAt = [this](double at, std::optional<std::vector<std::string>> changed) {
+    return watcher->lookForChanges(dateFromSeconds(at), changed);
+  };
+  const auto ids = [](const SessionWatcher::Look& look) {
+    std::vector<std::string> found;
+    for (const ObservedSession& session : look.sessions) found.push_back(session.record.sessionId);
+    return found;
+  };
+  last = lookAt(110, std::nullopt);
+  EXPECT_TRUE(last.isWhole);
+  EXPECT_THAT(ids(last), ElementsAre("a", "b"));
+  last = lookAt(111, std::nullopt);
+  EXPECT_FALSE(last.isWhole);
+  EXPECT_THAT(ids(last), IsEmpty());
+
+  save("b", Agent::claude, needsYou, 112);
+  last = lookAt(112, std::vector<std::string>{"b.json"});
+  EXPECT_FALSE(last.isWhole);
+  EXPECT_THAT(ids(last), ElementsAre("b"));
+  EXPECT_EQ(stateIn(last, "b"), needsYou);
+  // A status file changes what is true without a new record.
+  files.write("/Users/dev/.claude/sessions/18.json", claudeStatus(18, "b", "idle", 113), 113);
+  last = lookAt(114, std::nullopt);
+  EXPECT_EQ(stateIn(last, "b"), idle);
+
+  save("c", Agent::codex, working, 115);
+  last = lookAt(115, std::vector<std::string>{"c.json"});
+  EXPECT_TRUE(last.isWhole);
+  EXPECT_THAT(ids(last), Contains("c"));
+  files.remove(sessions + "/c.json", 116);
+  last = lookAt(116, std::vector<std::string>{"c.json"});
+  EXPECT_TRUE(last.isWhole);
+  EXPECT_THAT(ids(last), Not(Contains("c")));
+}
+
+// What the reported changes make of the first look is what a watcher sees that reports everything.
+TEST_F(Watching, ReportedChangesAddUpToAllSessions) {
+  const unsigned seed = test::randomSeed();
+  SCOPED_TRACE("seed " + std::to_string(seed));
+  test::Random random(seed);
+  SessionWatcher::Surroundings surroundings{
+      .sessionsDirectory = sessions, .homes = {}, .files = files.access(), .processes = facts()};
+  for (const Agent agent : allAgents) surroundings.homes.push_back(AgentHome::standard(agent, test::home));
+  SessionWatcher other(std::move(surroundings));
+  std::map<std::string, ObservedSession> known;
+  int partial = 0;
+  for (int step = 0; step < test::generatedCases(500); ++step) {
+    const double at = 200 + 2 * step;
+    std::vector<std::string> changed;
+    for (std::size_t changes = random.below(3); changes > 0; --changes) {
+      const std::string id(1, static_cast<char>('a' + random.below(6)));
+      const auto pid = static_cast<std::int32_t>(18 + random.below(3));
+      switch (random.below(8)) {
+        case 0:
+          files.remove(sessions + "/" + id + ".json", at);
+          changed.push_back(id + ".json");
+          break;
+        case 1:
+          if (processes.erase(pid) == 0) addProcess(pid, "agent");
+          watcher->processEnded(pid);
+          other.processEnded(pid);
+          break;
+        case 2:
+          files.write("/Users/dev/.claude/sessions/" + std::to_string(pid) + ".json",
+                      claudeStatus(pid, id, random.flip() ? "busy" : "idle", static_cast<int>(at)), at);
+          break;
+        default:
+          save(id, random.flip() ? Agent::claude : Agent::codex, allSessionStates[random.below(3)], at, pid);
+          changed.push_back(id + ".json");
+      }
+    }
+    const bool isNamed = random.flip();
+    const Date now = dateFromSeconds(at + 1);
+    const SessionWatcher::Look look =
+        other.lookForChanges(now, isNamed ? std::optional(changed) : std::nullopt);
+    last = isNamed ? watcher->look(now, changed) : watcher->look(now);
+    if (look.isWhole) known.clear();
+    partial += look.isWhole ? 0 : 1;
+    const auto keyOf = [](const ObservedSession& session) {
+      return std::string(rawValue(session.record.agent)) + "/" + session.record.sessionId;
+    };
+    for (const ObservedSession& session : look.sessions) known.insert_or_assign(keyOf(session), session);
+    std::map<std::string, ObservedSession> all;
+    for (const ObservedSession& session : last.sessions) all.emplace(keyOf(session), session);
+    ASSERT_EQ(known, all) << "step " << step;
+    ASSERT_EQ(other.sessions(), last.sessions) << "step " << step;
+    ASSERT_EQ(look.next, last.next) << "step " << step;
+  }
+  EXPECT_GT(partial, 0);
 }
 
 }  // namespace
