@@ -101,6 +101,8 @@ void BackgroundWork::start() {
 
 void BackgroundWork::ended(const Piece& piece) {
   running_ = nullptr;
+  // The loop may hear of the end before it hears of the news that came first.
+  mailbox_->read();
   piece.done(piece.thrown);
   start();
 }
