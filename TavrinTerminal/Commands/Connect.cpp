@@ -172,7 +172,7 @@ class Command {
     if (!options_.interrupt) interruption = std::make_shared<const Interruption>();
     interrupt_ = options_.interrupt ? *options_.interrupt : interruption->descriptor();
     for (const Plan& plan : plans) {
-      if (interruption && Interruption::signal()) {
+      if (interruption ? Interruption::signal().has_value() : Interruption::isReadable(interrupt_)) {
         const std::string name(plan.agent.definition->name);
         say(plan.agent, plan.wasConnected ? "as it was" : "not connected",
             "You interrupted the command before " + name + " was connected.");

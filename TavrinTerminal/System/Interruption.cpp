@@ -1,11 +1,14 @@
 #include "TavrinTerminal/System/Interruption.hpp"
 
 #include <fcntl.h>
+#include <poll.h>
 #include <unistd.h>
 
 #include <array>
 #include <cerrno>
 #include <csignal>
+
+#include "TavrinCore/Support/Uninterrupted.hpp"
 
 namespace tavrin {
 
@@ -58,6 +61,12 @@ Interruption::~Interruption() {
 
 std::optional<int> Interruption::signal() {
   return firstSignal == 0 ? std::nullopt : std::optional<int>(firstSignal);
+}
+
+bool Interruption::isReadable(int descriptor) {
+  // poll(2) passes over -1.
+  pollfd asked = {.fd = descriptor, .events = POLLIN, .revents = 0};
+  return uninterrupted([&] { return ::poll(&asked, 1, 0); }) > 0;
 }
 
 }  // namespace tavrin

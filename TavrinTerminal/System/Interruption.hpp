@@ -24,6 +24,9 @@ class Interruption {
   /// The first signal that came.
   static std::optional<int> signal();
 
+  /// Whether a descriptor is readable, such as the one of `descriptor`; false for -1.
+  static bool isReadable(int descriptor);
+
  private:
   FileDescriptor readEnd_;
   FileDescriptor writeEnd_;
