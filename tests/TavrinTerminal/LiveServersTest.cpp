@@ -165,6 +165,28 @@ TEST_F(LiveServers, OnIPv6AloneIsListedAndAsked) {
   EXPECT_EQ(healthOf(*found), ServerHealth::responding);
 }
 
+// The real executable runs what stands in for the system's opener, which records the words that it gets.
+TEST_F(LiveServers, AreOpenedByTheSystemsOpenerAtTheirAddress) {
+#ifdef __APPLE__
+  const std::filesystem::path opener = home / "bin/open";
+#else
+  const std::filesystem::path opener = home / "bin/xdg-open";
+#endif
+  writeFile(opener, "#!/bin/sh\nprintf '%s|' \"$@\" >\"$HOME/opened\"\n");
+  std::filesystem::permissions(opener, std::filesystem::perms::owner_all);
+  const std::vector<std::pair<std::string, std::string>> hostsOfAddresses = {
+      {"127.0.0.1", "127.0.0.1"}, {"0.0.0.0", "localhost"}, {"::1", "[::1]"}, {"::", "localhost"}};
+  for (const auto& [address, host] : hostsOfAddresses) {
+    const Subprocess server = startPython("silent", address);
+    const std::string port = server.readLine();
+    ASSERT_NE(port, "") << "python3 and IPv6 are needed";
+    const Outcome outcome = run({TAVRIN_EXECUTABLE, "open", std::to_string(server.pid()) + ":" + port}, "",
+                                {{"HOME", home.string()}, {"PATH", home.string() + "/bin:/usr/bin:/bin"}});
+    EXPECT_EQ(outcome.exitStatus, 0) << outcome.error;
+    EXPECT_EQ(readFile(home / "opened"), "http://" + host + ":" + port + "|") << address;
+  }
+}
+
 TEST_F(LiveServers, WithManyPortsIsOneServerAndListedAsLsofListsIt) {
   constexpr int count = 60;
   const Subprocess server = startPython("silent", "127.0.0.1", count);
