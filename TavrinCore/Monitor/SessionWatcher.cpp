@@ -169,11 +169,12 @@ std::vector<ObservedSession> SessionWatcher::sessions() const {
 }
 
 void SessionWatcher::takeRecords(bool isChanged) {
-  if (!isChanged) {
-    for (auto& [key, trace] : traces_) trace.isUsed = trace.hasFile;
-    return;
+  for (auto& [key, trace] : traces_) {
+    trace.hasFile = trace.hasFile && !isChanged;
+    trace.isUsed = trace.hasFile;
+    trace.session.evidence.open.reset();
   }
-  for (auto& [key, trace] : traces_) trace.isUsed = trace.hasFile = false;
+  if (!isChanged) return;
   for (const auto& [name, saved] : saved_.all())
     put(traces_[keyOf(saved.record.agent, saved.record.sessionId)], name, saved);
 }
@@ -200,7 +201,6 @@ bool SessionWatcher::takeRecord(const std::string& name) {
 }
 
 void SessionWatcher::takeOpenSessions() {
-  for (auto& [key, trace] : traces_) trace.session.evidence.open.reset();
   for (const OpenSession& open : openSessions_.all()) {
     Trace& trace = traces_[keyOf(open.agent, open.sessionId)];
     trace.isUsed = true;
