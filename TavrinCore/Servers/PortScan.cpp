@@ -143,9 +143,12 @@ std::vector<Listener> dedupe(std::vector<Listener> listeners) {
   std::vector<std::size_t> start(ranks.count + 1);
   for (const std::uint32_t i : best) ++start[ranks.ofListener[i] + 1];
   std::partial_sum(start.begin(), start.end(), start.begin());
-  std::ranges::sort(best);
+  std::vector<bool> isBest(listeners.size());
+  for (const std::uint32_t i : best) isBest[i] = true;
   std::vector<std::uint32_t> order(best.size());
-  for (const std::uint32_t i : best) order[start[ranks.ofListener[i]]++] = i;
+  for (std::uint32_t i = 0; i < listeners.size(); ++i) {
+    if (isBest[i]) order[start[ranks.ofListener[i]]++] = i;
+  }
   std::vector<Listener> first;
   first.reserve(order.size());
   for (const std::uint32_t i : order) first.push_back(std::move(listeners[i]));
@@ -154,27 +157,30 @@ std::vector<Listener> dedupe(std::vector<Listener> listeners) {
 
 std::vector<ProcessListener> byProcess(const std::vector<Listener>& listeners) {
   std::vector<ProcessListener> processes;
-  std::vector<const Listener*> lowest;  // of each process
+  std::vector<int> lowest;  // the lowest port of each process
   IndexTable known(listeners.size());
+  std::size_t index = 0;
   for (const Listener& listener : listeners) {
     if (listener.pid < 1 || !Integer::isPort(listener.port)) continue;
-    const std::size_t index =
-        known.findOrAdd(spreadHash(static_cast<std::uint32_t>(listener.pid)), processes.size(),
-                        [&](std::size_t other) { return processes[other].pid == listener.pid; });
+    // Endpoints of one process mostly follow each other.
+    if (processes.empty() || processes[index].pid != listener.pid) {
+      index = known.findOrAdd(spreadHash(static_cast<std::uint32_t>(listener.pid)), processes.size(),
+                              [&](std::size_t other) { return processes[other].pid == listener.pid; });
+    }
     if (index == processes.size()) {
-      ProcessListener& process = processes.emplace_back();
-      process.pid = listener.pid;
-      process.command = listener.command;
-      lowest.push_back(&listener);
+      processes.push_back(
+          {.pid = listener.pid, .command = listener.command, .ports = {}, .host = listener.host});
+      lowest.push_back(listener.port);
+    } else if (listener.port < lowest[index]) {
+      processes[index].host = listener.host;
+      lowest[index] = listener.port;
     }
     processes[index].ports.push_back(listener.port);
-    if (listener.port < lowest[index]->port) lowest[index] = &listener;
   }
-  for (std::size_t i = 0; i < processes.size(); ++i) {
-    std::vector<int>& ports = processes[i].ports;
+  for (ProcessListener& process : processes) {
+    std::vector<int>& ports = process.ports;
     std::ranges::sort(ports);
     ports.erase(std::unique(ports.begin(), ports.end()), ports.end());
-    processes[i].host = lowest[i]->host;
   }
   return processes;
 }
