@@ -93,7 +93,7 @@ TEST_F(PanelSessionsTest, RowsAreThoseOfAPanelThatMakesAllAnew) {
   std::map<std::string, ObservedSession> known;
   constexpr std::array<std::string_view, 4> projects = {"shop", "Shop", "api", "\u00e4rger"};
   int looks = 0;
-  for (int step = 0; step < generatedCases(1'000); ++step) {
+  for (int step = 0; step < generatedCases(500); ++step) {
     SessionWatcher::Look look{.sessions = {}, .isWhole = step == 0, .files = {}, .processes = {}, .next = {}};
     std::set<std::string> changed;
     for (std::size_t count = random.below(4); count > 0; --count) {
