@@ -17,6 +17,7 @@
 #include "TavrinCore/Agents/CodexActivation.hpp"
 #include "TavrinCore/Agents/SettingsFile.hpp"
 #include "TavrinCore/Hook/HookLog.hpp"
+#include "TavrinCore/Monitor/MonitorFiles.hpp"
 #include "TavrinCore/Servers/ServerUptime.hpp"
 #include "TavrinCore/Support/Path.hpp"
 #include "TavrinTerminal/AgentSurvey.hpp"
@@ -209,8 +210,24 @@ class Examination {
     }
   }
 
+  // Whether a hook of this agent has run since its settings were last written.
+  bool hasReportedSince(Agent agent, const std::string& settings) const {
+    const auto last = lastEvents_.find(agent);
+    const auto status = MonitorFiles::ofThisSystem().status(settings);
+    return last != lastEvents_.end() && status && last->second > status->modifiedAt;
+  }
+
   void checkTrust(const SurveyedAgent& agent, const SettingsFile& file) {
-    if (agent.installations.empty()) return;  // there is nobody to ask
+    if (agent.installations.empty()) {
+      // Codex may be started by another program than "codex". It runs only hooks that it trusts.
+      if (hasReportedSince(Agent::codex, file.path())) return;
+      find("it is not known whether Codex trusts the hooks, because there is no program \"codex\" to ask",
+           file.path(),
+           "start Codex and trust the hooks on its screen \"Hooks need review\", or install \"codex\" and "
+           "run \"" +
+               connectCommand(Agent::codex) + "\"");
+      return;
+    }
     const std::string& executable = agent.installations.front().executable;
     const CodexAnswer answer =
         CodexServer{.executable = executable, .version = TAVRIN_VERSION, .directory = surroundings_.home}
