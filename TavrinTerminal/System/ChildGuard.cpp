@@ -7,10 +7,10 @@
 
 #include <algorithm>
 #include <array>
-#include <atomic>
 #include <cerrno>
 #include <csignal>
 #include <string_view>
+#include <utility>
 
 #include "TavrinCore/Support/File.hpp"
 #include "TavrinTerminal/System/InheritedDescriptors.hpp"
@@ -28,10 +28,10 @@ struct Message {
 struct Lifeline {
   pid_t owner = 0;  // the process that started the guard: a fork of it needs one of its own
   FileDescriptor writeEnd;
+  std::mutex starting;
+  Place expected = 0;  // the place of the child that is being started
+  Place last = 0;
 };
-
-// The place of the child that this thread is starting, or 0.
-thread_local Place expected = 0;
 
 Lifeline& lifeline() {
   static Lifeline line;
@@ -71,6 +71,7 @@ void write(const Message& message) {
 
 // Runs in each process that fork(2) makes. Only async-signal-safe calls are allowed.
 void announceThisChild() {
+  const Place expected = lifeline().expected;
   if (expected != 0) write({.place = expected, .group = ::getpid()});
 }
 
@@ -78,9 +79,7 @@ void send(const Message& message) {
   if (lifeline().owner == ::getpid()) write(message);
 }
 
-}  // namespace
-
-void start() {
+void startGuard() {
   Lifeline& line = lifeline();
   if (line.owner == ::getpid()) return;
   line.owner = ::getpid();
@@ -96,15 +95,23 @@ void start() {
   if (pid > 0) line.writeEnd = std::move(writeEnd);
 }
 
-Place expect() {
-  static std::atomic<Place> last = 0;
-  expected = ++last;
-  return expected;
+}  // namespace
+
+Starting::Starting() : alone_(lifeline().starting) {
+  startGuard();
+  place_ = ++lifeline().last;
+  lifeline().expected = place_;
 }
 
-void started(Place place, pid_t group) {
-  expected = 0;
-  send({.place = place, .group = group});
+Starting::~Starting() {
+  lifeline().expected = 0;
+  if (place_ != 0) remove(place_);
+}
+
+Place Starting::started(pid_t group) {
+  // The child has said so itself, unless libuv starts children by another call than fork(2) one day.
+  send({.place = place_, .group = group});
+  return std::exchange(place_, 0);
 }
 
 void remove(Place place) {

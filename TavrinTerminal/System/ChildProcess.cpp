@@ -139,7 +139,6 @@ void ChildProcess::State::start(uv_loop_t& loop, const ChildCommand& command) {
 
 int ChildProcess::State::spawn(uv_loop_t& loop, const ChildCommand& command) {
   std::signal(SIGPIPE, SIG_IGN);
-  ChildGuard::start();
   InheritedDescriptors::closeOnExecFrom(STDERR_FILENO + 1);
 
   Pipe toInput;
@@ -167,6 +166,12 @@ int ChildProcess::State::spawn(uv_loop_t& loop, const ChildCommand& command) {
   options.env = command.environment ? environment.data() : nullptr;
   options.cwd = command.directory.empty() ? nullptr : command.directory.c_str();
   options.flags = UV_PROCESS_DETACHED;  // a session and a group of its own (setsid(2))
+#ifdef __APPLE__
+  // ChildGuard needs fork(2). libuv would use posix_spawn(2), which cannot change the group. It stays the
+  // same.
+  options.flags |= UV_PROCESS_SETGID;
+  options.gid = ::getgid();
+#endif
   options.stdio = streams.data();
   options.stdio_count = static_cast<int>(streams.size());
   options.exit_cb = [](uv_process_t* handle, std::int64_t status, int signal) {
@@ -176,9 +181,9 @@ int ChildProcess::State::spawn(uv_loop_t& loop, const ChildCommand& command) {
   if (code == 0 && (command.words.empty() || !command.words.front().starts_with('/'))) code = UV_ENOENT;
   if (code != 0) return code;
   ++openHandles;  // uv_spawn initialises the handle also when it fails
-  place = ChildGuard::expect();
+  ChildGuard::Starting starting;
   code = uv_spawn(&loop, &process, &options);
-  ChildGuard::started(place, code == 0 ? process.pid : 0);
+  if (code == 0) place = starting.started(process.pid);
   return code;
 }
 

@@ -26,14 +26,14 @@ class Orphans {
   Orphans(const Orphans&) = delete;
   Orphans& operator=(const Orphans&) = delete;
 
-  // Waits for the end of all of them. Returns how many a signal ended, or nullopt if one still lives after a
-  // minute.
+  // Waits for the end of all of them. Returns how many a signal ended, or nullopt if one still lives after
+  // 20 seconds.
   static std::optional<int> killed() {
-    constexpr unsigned minute = 60;
+    constexpr unsigned patience = 20;
     struct sigaction wake {};
     wake.sa_handler = [](int) {};  // without SA_RESTART the alarm ends the wait
     ::sigaction(SIGALRM, &wake, nullptr);
-    ::alarm(minute);
+    ::alarm(patience);
     int killed = 0;
     for (int status = 0; ::waitpid(-1, &status, 0) > 0;) killed += WIFSIGNALED(status) ? 1 : 0;
     const bool isEmpty = errno == ECHILD;
