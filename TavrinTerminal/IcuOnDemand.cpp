@@ -1,9 +1,9 @@
 // The functions of ICU that Collation_icu.cpp calls, each of which finds ICU's own and calls that. The linker
 // then leaves ICU's libraries out, and nothing is loaded until names are ordered.
 //
-// Loading them takes half of the time in which `tavrin --version` runs, more than 1 ms. `tavrin status`
-// orders no names, and status bars and prompts run it again and again. Only the executable tavrin is linked
-// with this file. Other programs that use TavrinPanel link ICU as usual.
+// Loading them takes more than 1 ms, half of what `tavrin --version` takes with them. `tavrin status` orders
+// no names, and status bars and prompts run it again and again. Only the executable tavrin is linked with
+// this file. Other programs that use TavrinPanel link ICU as usual.
 
 #include <dlfcn.h>
 #include <unicode/ucol.h>
@@ -34,8 +34,7 @@ struct Icu {
 };
 
 std::optional<Icu> openIcu() {
-  // The loader would choose this name too. Those of libicuuc are found with it, because libicui18n needs
-  // that.
+  // The name by which linked programs load it. It needs libicuuc, so dlsym(3) finds the functions of both.
   void* const library = ::dlopen("libicui18n.so." U_ICU_VERSION_SHORT, RTLD_LAZY | RTLD_LOCAL);
   if (library == nullptr) return std::nullopt;
   const auto find = [&]<class Function>(const char* name, Function& function) {
