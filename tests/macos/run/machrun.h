@@ -14,6 +14,7 @@
 //   MACHRUN_NAMES=NAME=OTHER,.. gives processes other names than Linux has for their threads, such as longer ones
 //   MACHRUN_APPKIT=missing      AppKit cannot be loaded
 //   MACHRUN_APPKIT=loud         AppKit prints on standard error when it is loaded, and at each message
+//   MACHRUN_INPUT=late          standard input has nothing to read the first time
 //   MACHRUN_HOME=DIRECTORY      is every user's home directory in the user database
 //   MACHRUN_PTS=1               terminals have the names that they have on Linux
 //
