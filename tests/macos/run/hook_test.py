@@ -50,7 +50,7 @@ class Home:
     def run(self, words, payload, **environment):
         """Runs a program, which must be silent and end with status 0."""
         variables = {**os.environ, "HOME": str(self.path), "MACHRUN_HOME": str(self.path), **environment}
-        run = subprocess.run(words, input=payload, capture_output=True, env=variables, timeout=60)
+        run = subprocess.run(words, input=payload, capture_output=True, env=variables, cwd=self.path, timeout=60)
         self.case.assertEqual((run.returncode, run.stdout, run.stderr), (0, b"", b""), (words, environment))
 
     def run_in_chain(self, links, payload=PROMPT, **environment):
@@ -221,8 +221,10 @@ def fill_the_log_and_add_a_title(home):
     (titles / "local_s.json").write_text('{"sessionId": "local_s", "title": "Mend the lock"}')
 
 
-def damage_the_record(home):
+def damage_the_record_and_add_a_worktree(home):
     (home.path / SESSIONS / "s.json").write_text('{"sessionId": "s", "state": ')
+    (home.path / "app").mkdir()
+    (home.path / "app/.git").write_text(f"gitdir: {home.path}/main/.git/worktrees/app\n")
 
 
 DESKTOP = {"MACHRUN_APPS": "Claude=com.anthropic.claudefordesktop"}
@@ -239,12 +241,12 @@ SITUATIONS = {
         environment={**DESKTOP, "MACHRUN_INPUT": "late"},
         prepare=fill_the_log_and_add_a_title,
     ),
-    "a damaged record, no host, no name, and a relative working directory": Situation(
+    "a damaged record, no host, no name, and a relative path to a worktree": Situation(
         event("PreToolUse", tool_name="Bash", cwd="app"),
         TOOL,
         links=("tmux+session", "", "sh"),
         environment={"MACHRUN_APPS": ""},
-        prepare=damage_the_record,
+        prepare=damage_the_record_and_add_a_worktree,
     ),
     "an id that is too long for the name of a file": Situation(event("PreToolUse", session_id="s" * 300)),
 }
