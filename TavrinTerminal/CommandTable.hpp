@@ -14,11 +14,11 @@
 #include "TavrinTerminal/Outcome.hpp"
 #include "TavrinTerminal/Surroundings.hpp"
 
-/// The one description of the commands. The parser, the help, the manual page and the completions are made of
-/// it.
+/// The one description of the commands. The parser, the help, the manual page and the completions are made
+/// from it.
 namespace tavrin::CommandTable {
 
-/// What kind of word an argument or the value of an option is, which is what a shell completes it with.
+/// The kind of an argument or of an option's value. It decides what a shell offers as completions.
 enum class WordKind : std::uint8_t {
   text,      ///< anything
   choice,    ///< one of `choices`

@@ -32,8 +32,8 @@ class ServerStop {
     std::string sentence;  ///< what has happened, for a person
   };
 
-  /// Holds the process of a server. Else a sentence says why it is not to be stopped. `processes` must
-  /// outlive it.
+  /// Holds the process of a server. If it must not be stopped, returns a sentence that says why. `processes`
+  /// must outlive it.
   static std::variant<std::shared_ptr<ServerStop>, std::string> of(const LocalServer& server,
                                                                    const ProcessFacts& processes);
 

@@ -167,7 +167,7 @@ class Examination {
     return last != lastEvents_.end() && last->second + lately > surroundings_.now();
   }
 
-  // What the registered events should be but are not; "" when they are right.
+  // How the registered events differ from what they should be; "" if they are right.
   static std::string differenceOf(const std::vector<SettingsText::Entry>& entries, const SurveyedAgent& agent,
                                   const AgentVersions::Fit& fit) {
     std::vector<std::string> missing;
@@ -196,8 +196,7 @@ class Examination {
     } else if (!file.state(state.entries.front().helperPath, fit.definition).isConnected) {
       find(differenceOf(state.entries, agent, fit), file.path(), connectCommand(which));
     }
-    // Some clients come with an editor and are in no folder that is looked at. Their events show that they
-    // work.
+    // Some clients come with an editor, in a folder that is not searched. Their events show that they work.
     if (agent.installations.empty() && !hasReportedLately(which)) {
       find(name + " is connected, but it has reported nothing for a week, and its program was not found", "",
            "tavrin disconnect " + std::string(rawValue(which)));
@@ -210,7 +209,7 @@ class Examination {
   }
 
   void checkTrust(const SurveyedAgent& agent, const SettingsFile& file) {
-    if (agent.installations.empty()) return;  // there is nobody to ask
+    if (agent.installations.empty()) return;  // there is no client to ask
     const std::string& executable = agent.installations.front().executable;
     const CodexAnswer answer =
         CodexServer{.executable = executable, .version = TAVRIN_VERSION, .directory = surroundings_.home}

@@ -6,7 +6,7 @@
 
 #include "TavrinTerminal/CommandTable.hpp"
 
-/// Texts made of the command table.
+/// Texts made from the command table.
 namespace tavrin::Help {
 
 /// "tavrin 0.2.0" and a line feed.
