@@ -15,8 +15,7 @@ namespace tavrin::Columns {
 
 struct Heading {
   std::string_view text;
-  bool mayBeCut = false;  ///< whether this column's texts are cut on a narrow terminal; the first such column
-                          ///< is cut first
+  bool mayBeCut = false;  ///< whether a narrow terminal may cut its texts; earlier columns are cut first
 };
 
 using Row = std::vector<std::string>;

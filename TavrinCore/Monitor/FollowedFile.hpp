@@ -31,7 +31,7 @@ class FollowedFile {
     none,      ///< it is as it was, or not there yet
     grew,      ///< it has new bytes
     started,   ///< it is read for the first time
-    replaced,  ///< another file is in its place, or it was cut or rewritten: it is read from the start
+    replaced,  ///< another file is in its place, or it was cut or rewritten: it is read anew
     vanished,  ///< it is gone
   };
 
