@@ -16,7 +16,7 @@ namespace tavrin {
 /// Where an agent stands: whether it is there, and whether its hooks work.
 struct AgentStanding {
   Agent agent = Agent::claude;
-  std::string name = {};        ///< as "Claude Code"
+  std::string name = {};        ///< such as "Claude Code"
   std::string version = {};     ///< of the client that a shell would start; "" when it is not known
   bool isPresent = false;       ///< there is a client, or a folder of its own
   bool wasStarted = false;      ///< there is a folder of its own

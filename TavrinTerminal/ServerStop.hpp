@@ -14,7 +14,7 @@
 
 namespace tavrin {
 
-/// The name of a server in a sentence, as "Vite on port 5173", cleaned.
+/// The name of a server in a sentence, such as "Vite on port 5173", cleaned.
 std::string nameAndPort(const LocalServer& server);
 
 /// Stops one server: first politely, then, once the person was asked again, by force. Its process is held in

@@ -29,7 +29,7 @@ std::vector<SessionRow> sessionRows(std::vector<ObservedSession> sessions, const
 std::vector<SessionRow> sessionRows(std::vector<ObservedSession> sessions, std::vector<SessionPlace> places,
                                     std::string_view home);
 
-/// How long a session has been in its state, as "2m".
+/// How long a session has been in its state, such as "2m".
 std::string ageOf(const ObservedSession& session, Date now);
 
 /// The counts of sessions by the state that is observed.

@@ -34,7 +34,7 @@ class SessionChangeObserver {
 
 /// Where a session can be seen.
 struct SessionPlace {
-  std::optional<std::string> terminal;  ///< as "tmux:3.1"; nullopt when only the tty is known
+  std::optional<std::string> terminal;  ///< such as "tmux:3.1"; nullopt when only the tty is known
   bool reachable = false;               ///< whether its terminal can be brought to the front
 };
 

@@ -39,7 +39,7 @@ class FollowedFile {
   struct Reader {
     /// Whether the line starts a turn; asked while the place to start from is looked for.
     std::function<bool(std::string_view line)> startsTurn;
-    /// Forgets all lines given before, because the file starts anew.
+    /// Forgets all lines given before, because the file is read anew.
     std::function<void()> restart;
     /// Takes the next whole line.
     std::function<void(std::string_view line)> take;

@@ -25,7 +25,7 @@ struct ObservedSession {
   Session record;  ///< as the hook saved it
   SessionState state = SessionState::idle;
   Date since;               ///< when that state began
-  std::string_view reason;  ///< why the state differs from the record's, as "refused, according to its
+  std::string_view reason;  ///< why the state differs from the record's, such as "refused, according to its
                             ///< transcript"; "" when the hooks said it. Constant text
   std::optional<std::string> attentionId;  ///< while it needs the person: the record's, or a derived one
   bool isElsewhere = false;  ///< its folder is not on this machine, so its process cannot be asked

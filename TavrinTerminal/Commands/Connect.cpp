@@ -27,7 +27,7 @@ constexpr std::string_view trustScreen =
     " The hooks are written, but Codex does not run them until it trusts them. Start Codex and trust them on "
     "its screen \"Hooks need review\", or run \"tavrin connect codex\" again.";
 
-// What is to be done for one agent.
+// What will be done for one agent.
 struct Plan {
   SurveyedAgent agent;
   AgentVersions::Fit fit;

@@ -18,7 +18,7 @@ std::string overview();
 /// What `tavrin help NAME` prints.
 std::string ofCommand(const CommandTable::CommandDescription& command);
 
-/// The line that shows how a command is called, as "tavrin wait [OPTION...] [SESSION]".
+/// The line that shows how a command is called, such as "tavrin wait [OPTION...] [SESSION]".
 std::string usageLine(const CommandTable::CommandDescription& command);
 
 /// The source of the manual page tavrin(1), in the mdoc language (mdoc(7)).

@@ -17,7 +17,7 @@ namespace tavrin::SettingsReport {
 
 /// The state of an agent after the command.
 struct Line {
-  std::string agent;       ///< its name, as "Claude Code"
+  std::string agent;       ///< its name, such as "Claude Code"
   std::string state;       ///< such as "connected"
   std::string error = {};  ///< what was not done and what to do; "" when all is well
 };

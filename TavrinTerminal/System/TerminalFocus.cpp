@@ -74,7 +74,7 @@ std::optional<std::int64_t> wezTermPane(std::string_view output, std::string_vie
   return std::nullopt;
 }
 
-// The pane of a terminal. A linked window's pane is in several sessions: one that somebody looks at is best.
+// The pane of a terminal. A linked window's pane is in several sessions. One that a client shows is best.
 const TmuxServer::Pane* paneOf(const std::vector<TmuxServer::Pane>& panes, std::string_view tty) {
   const TmuxServer::Pane* best = nullptr;
   for (const TmuxServer::Pane& pane : panes) {
@@ -163,7 +163,7 @@ std::optional<TerminalFocus::Result> TerminalFocus::focusInTmux(const Target& ta
   const std::vector<TmuxServer::Client> clients = server->clients();
   const TmuxServer::Client* const client = clientFor(clients, pane->session);
   if (client == nullptr) {
-    // It is at least the pane that shows when somebody attaches.
+    // Nothing shows the session, but this makes it the pane that shows at the next attach.
     server->select(pane->id, "");
     return Result{.kind = Kind::unreachable,
                   .place = tmuxPlace(*pane),
