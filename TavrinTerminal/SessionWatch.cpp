@@ -88,7 +88,7 @@ bool SessionWatch::watchFiles(std::vector<std::string> paths) {
   for (const std::string& path : wanted) {
     if (path == surroundings_.sessionsDirectory() || evidence_.contains(path)) continue;
     auto watch = std::make_unique<PathWatch>(loop_, path, [this] { lookSoon(); });
-    // A file that does not exist yet cannot be watched. Some later look, for another reason, finds it.
+    // A file that does not exist yet cannot be watched. A later look, which has another cause, finds it.
     const bool works = watch->error() == 0 ? !isOnRemoteFileSystem(path) : watch->error() == ENOENT;
     isWhole = isWhole && works;
     if (watch->error() != 0) continue;

@@ -56,7 +56,7 @@ class HealthProbe::Request {
     drop();
     answer_.clear();
     if (next_ == addresses_.size()) {
-      // Not now, because the caller of `ask` is still using this request.
+      // Not now, because a caller may still be using this request.
       timeout_.start(std::chrono::milliseconds(0));
       return;
     }

@@ -146,7 +146,8 @@ void Notifier::showWithNotifySend(Wait& wait, const std::string& program) {
   const std::string id = outcome.output.substr(0, outcome.output.find('\n'));
   const bool isNumber = !id.empty() && id.find_first_not_of("0123456789") == std::string::npos;
   if (!outcome.succeeded() || !isNumber) {
-    // Either notify-send is old, or nothing shows notifications. If old options fail too, the bell rings.
+    // Either notify-send is old, or nothing shows notifications. If the options that old versions know fail
+    // too, the bell rings.
     const bool isShown = ChildProcess::run(commandOf(program, plainNotifySend(wait.texts))).succeeded();
     if (!isShown) ring(wait.session.tty.value_or(""));
     return;
