@@ -101,11 +101,11 @@ class Screen {
 
  private:
   static Console withoutReader(Console console) {
-    console.outDescriptor = -1;  // the terminal itself says when nobody is there
+    console.outDescriptor = -1;  // the terminal itself reports that nobody is there
     return console;
   }
 
-  // libuv's functions in C have no place for exceptions to pass.
+  // Exceptions must not pass through libuv's functions, which are written in C.
   template <class Body>
   void guarded(Body&& body) {
     try {
@@ -121,7 +121,7 @@ class Screen {
   }
 
   void showSessions() {
-    // Whoever has connected nothing yet is asked to, at first.
+    // People who have connected nothing yet see the agents first.
     if (std::exchange(hasNothing_, false) && model_.sessions().empty()) showAgents();
     draw();
     // Listing servers would only slow the first screen down.
@@ -157,7 +157,7 @@ class Screen {
                     });
   }
 
-  // What is known of the health of servers that are gone goes with them. Those that are new are asked.
+  // Forgets the health of servers that are gone, and asks servers that are new.
   void checkHealth(const std::vector<LocalServer>& servers) {
     std::map<std::string, ServerHealth> known;
     for (const LocalServer& server : servers) {
@@ -342,7 +342,7 @@ class Screen {
     }
   }
 
-  // Does it beside the loop, and shows what comes of it.
+  // Runs `work` beside the loop, and shows its outcome.
   void report(std::function<Outcome()> work, std::function<void()> then = nullptr) {
     auto outcome = std::make_shared<Outcome>();
     background_.add([outcome, work = std::move(work)] { *outcome = work(); },
@@ -368,7 +368,7 @@ class Screen {
     return std::to_string(server.pid) + ":" + std::to_string(server.port());
   }
 
-  // Nobody is asked, because the person was asked on the screen.
+  // A console that asks nothing, because the screen has asked the person already.
   static Console silent() {
     Console console;
     console.out = [](std::string_view) { return true; };
@@ -417,7 +417,7 @@ class Screen {
   std::map<std::string, ServerHealth> found_;
   bool hasNothing_ = false;
   bool isFirst_ = true;  // whether no sessions were shown yet
-  // What follows waits on the loop of the first, and is gone before it.
+  // The members below wait on the loop of `watch_`, and are destroyed before it.
   SessionWatch watch_;
   BackgroundWork background_;
   PanelSessions sessions_;
@@ -430,7 +430,7 @@ class Screen {
   ListingSchedule listings_;
   std::vector<std::unique_ptr<SignalWatch>> signals_;
   std::unique_ptr<SignalWatch> suspend_;
-  Terminal terminal_;  // goes first, so that the terminal is back before anything is waited for
+  Terminal terminal_;  // destroyed first, so the terminal is restored before other destructors wait
 };
 
 }  // namespace

@@ -34,7 +34,7 @@ void PanelSessions::makeRows(std::vector<ObservedSession> sessions) {
   model_.takeSessions(sessionRows(std::move(sessions), std::move(places), surroundings_.home));
 }
 
-// Asking terminals where sessions are takes its time, so rows are made of what is known already.
+// Asking terminals where sessions are takes time, so rows are made with the places that are known already.
 std::vector<SessionPlace> PanelSessions::knownPlaces(const std::vector<ObservedSession>& sessions) {
   hasUnknownPlace_ = places_.empty() && !sessions.empty();
   std::vector<SessionPlace> places;
@@ -48,7 +48,7 @@ std::vector<SessionPlace> PanelSessions::knownPlaces(const std::vector<ObservedS
   return places;
 }
 
-// Asks for the places of sessions that are new. Those that are known are asked for again with them.
+// If any place is not known, asks for the places of all sessions again.
 void PanelSessions::lookForPlaces() {
   if (!hasUnknownPlace_ || isLookingForPlaces_) return;
   isLookingForPlaces_ = true;
