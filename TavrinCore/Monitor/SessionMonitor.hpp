@@ -62,8 +62,8 @@ inline constexpr double unseenLimit = 60;
 /// The record that stands for a session that has no file yet: it is idle since it was opened.
 Session opened(const OpenSession& open);
 
-/// What is true of a session; nullopt for a session that is gone and for a sub-agent's. `bootedAt` is when the
-/// system was started.
+/// What is true of a session; nullopt for a session that is gone and for a sub-agent's. `bootedAt` is when
+/// the system was started.
 std::optional<SessionVerdict> verdict(const MonitoredSession& session, Date now, Date bootedAt);
 
 /// A record with what is true of its session.
