@@ -168,7 +168,7 @@ class Examination {
     return last != lastEvents_.end() && last->second + lately > surroundings_.now();
   }
 
-  // What the registered events should be but are not; "" when they are right.
+  // How the registered events differ from what they should be; "" if they are right.
   static std::string differenceOf(const std::vector<SettingsText::Entry>& entries, const SurveyedAgent& agent,
                                   const AgentVersions::Fit& fit) {
     std::vector<std::string> missing;
@@ -197,8 +197,7 @@ class Examination {
     } else if (!file.state(state.entries.front().helperPath, fit.definition).isConnected) {
       find(differenceOf(state.entries, agent, fit), file.path(), connectCommand(which));
     }
-    // Some clients come with an editor and are in no folder that is looked at. Their events show that they
-    // work.
+    // Some clients come with an editor, in a folder that is not searched. Their events show that they work.
     if (agent.installations.empty() && !hasReportedLately(which)) {
       find(name + " is connected, but it has reported nothing for a week, and its program was not found", "",
            "tavrin disconnect " + std::string(rawValue(which)));

@@ -1,6 +1,8 @@
 #include "TavrinTerminal/Commands/Doctor.hpp"
 
 #include <fcntl.h>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
 #include <sys/file.h>
 #include <unistd.h>
 
