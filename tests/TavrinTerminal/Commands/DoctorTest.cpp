@@ -131,7 +131,7 @@ TEST_F(DoctorTest, WithoutAFolderForTemporaryFilesTheRestIsExamined) {
 
 TEST_F(DoctorTest, NamesNoPlaceOfAHookThatIsLookedForNowhere) {
   machine.machine.hookCandidates.clear();
-  EXPECT_THAT(findings(), ElementsAre(HasSubstr("cannot have |  | install Tavrin again")));
+  EXPECT_THAT(findings(), ElementsAre(HasSubstr("cannot name |  | install Tavrin again")));
   const Outcome outcome = run({.json = true});
   EXPECT_THAT(outcome.output, HasSubstr("install Tavrin again"));
   EXPECT_THAT(outcome.output, Not(HasSubstr("where")));
