@@ -20,6 +20,7 @@
 #include "TavrinCore/Support/Text.hpp"
 #include "TavrinHook/HookCommand.hpp"
 #include "TavrinHook/JsonSkimmer.hpp"
+#include "TavrinHook/JsonText.hpp"
 #include "fuzz/Laws.hpp"
 #include "fuzz/PlainJson.hpp"
 #include "tests/TavrinCore/Hook/TransitionTable.hpp"
@@ -112,6 +113,10 @@ std::optional<std::pair<bool, std::vector<JsonField>>> fieldsOf(std::string_view
 }
 
 void checkSkimmer(std::string_view bytes) {
+  for (JsonText::BlockReader* const reader : JsonText::blockReaders()) {
+    require(JsonText::soundLength(bytes, reader) == JsonText::soundLength(bytes),
+            "vectors of every size find the same");
+  }
   const std::string left = skimmed(bytes, bytes.size());
   require(fieldsOf(left) == fieldsOf(bytes), "what is left of a payload has the same fields");
   for (const std::size_t size : {0U, 1U}) {
