@@ -5,6 +5,8 @@
 #include "TavrinCore/Support/Json/JsonEscape.hpp"
 #include "TavrinHook/StringBlocks.hpp"
 #if TAVRIN_AVX2
+// The header is written for C, and clang knows the type only there.
+#define _Bool bool  // NOLINT(bugprone-reserved-identifier,cert-dcl37-c,cert-dcl51-cpp)
 #include <sys/platform/x86.h>
 
 #include "TavrinHook/StringBlocksAvx2.hpp"
