@@ -119,8 +119,8 @@ bool isCommonOption(const std::string& word) {
 
 }  // namespace
 
-std::variant<Invocation, Outcome> parse(std::span<const std::string> words, bool outputIsTerminal) {
-  std::vector<std::string> rest(words.begin(), words.end());
+std::variant<Invocation, Outcome> parse(const std::vector<std::string>& words, bool outputIsTerminal) {
+  std::vector<std::string> rest = words;
   // Common options before the command go behind it, where the command's parser reads them.
   std::vector<std::string> front;
   while (!rest.empty() && rest.front().starts_with('-') && isCommonOption(rest.front())) {

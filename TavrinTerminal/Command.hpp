@@ -2,7 +2,6 @@
 
 // Part of TavrinTerminal, which is not installed. Needs nothing but the standard library.
 
-#include <span>
 #include <string>
 #include <string_view>
 #include <variant>
@@ -24,7 +23,7 @@ struct Invocation {
 /// What the words after the program's name ask for: a command, or an outcome that is known at once (the help,
 /// the version, or wrong usage with status 64). No file is opened. Without words it is "panel" on a terminal,
 /// where there is such a command, and else "list".
-std::variant<Invocation, Outcome> parse(std::span<const std::string> words, bool outputIsTerminal);
+std::variant<Invocation, Outcome> parse(const std::vector<std::string>& words, bool outputIsTerminal);
 
 /// Runs a command, writes its output and its error to the console, and returns the status of the process. An
 /// output that nobody reads any more is a normal end.

@@ -13,7 +13,7 @@
 #include <string_view>
 
 #include "TavrinCore/Context/ProcFormats.hpp"
-#include "TavrinCore/Context/ProcessTree.hpp"
+#include "TavrinCore/Context/ProcessTree_linux.hpp"
 #include "TavrinCore/Support/File.hpp"
 #include "TavrinCore/Support/Integer.hpp"
 
@@ -43,19 +43,13 @@ Date bootTime() {
   return Date(std::chrono::system_clock::now()) - up;
 }
 
-std::optional<std::string> terminalOf(std::int32_t pid, std::uint32_t device) {
-  if (device == 0) return std::nullopt;
-  std::optional<std::string> path = ProcFormats::terminalPath(device);
-  return path ? path : ProcessTable::ofThisSystem().terminal(pid);
-}
-
-// The files below /proc, or below a directory like it.
+// The files of /proc below a root directory.
 class Proc {
  public:
   explicit Proc(std::string root) : root_(std::move(root)) {}
 
   std::string path(std::int32_t pid, std::string_view file) const {
-    return root_ + "/" + std::to_string(pid) + "/" + std::string(file);
+    return ProcFormats::procPath(pid, file, root_);
   }
 
   std::optional<ProcessFact> process(std::int32_t pid) const {
@@ -105,12 +99,12 @@ class Proc {
     return found;
   }
 
-  Pids all() const { return numbersIn(root_); }
+  Pids all() const { return numbersIn(root_ + "/proc"); }
 
   std::optional<std::int32_t> lockHolder(const std::string& path) const {
     struct ::stat file {};
     if (::stat(path.c_str(), &file) != 0) return std::nullopt;
-    const std::optional<std::string> locks = File::contents(root_ + "/locks");
+    const std::optional<std::string> locks = File::contents(root_ + "/proc/locks");
     if (!locks) return std::nullopt;
     for (const ProcFormats::FileLock& lock : ProcFormats::fileLocks(*locks)) {
       if (lock.inode != file.st_ino) continue;
@@ -137,6 +131,12 @@ class Proc {
     return Status{.stat = *stat, .lifetime = *lifetime};
   }
 
+  std::optional<std::string> terminalOf(std::int32_t pid, std::uint32_t device) const {
+    if (device == 0) return std::nullopt;
+    std::optional<std::string> path = ProcFormats::terminalPath(device);
+    return path ? path : processTableBelow(root_).terminal(pid);
+  }
+
   bool hasOpen(std::int32_t pid, const std::string& path) const {
     return std::ranges::any_of(numbersIn(this->path(pid, "fd")), [&](std::int32_t number) {
       return File::readLink(this->path(pid, "fd/" + std::to_string(number))) == path;
@@ -148,7 +148,7 @@ class Proc {
 
 }  // namespace
 
-ProcessFacts processFactsIn(const std::string& root) {
+ProcessFacts processFactsBelow(const std::string& root) {
   const Proc proc(root);
   return {.process = [proc](std::int32_t pid) { return proc.process(pid); },
           .executable = [proc](std::int32_t pid) { return File::readLink(proc.path(pid, "exe")); },
@@ -161,7 +161,7 @@ ProcessFacts processFactsIn(const std::string& root) {
 }
 
 ProcessFacts ProcessFacts::ofThisSystem() {
-  return processFactsIn("/proc");
+  return processFactsBelow("");
 }
 
 }  // namespace tavrin

@@ -8,8 +8,8 @@
 
 namespace tavrin {
 
-/// The look-ups of a system whose /proc (proc(5)) is at `root`, a path without a slash at its end. Tests hand
-/// in a directory of their own.
-ProcessFacts processFactsIn(const std::string& root);
+/// The look-ups that read the directories `root`/proc (proc(5)) and `root`/sys (sysfs(5)). The running
+/// system's own are below "".
+ProcessFacts processFactsBelow(const std::string& root);
 
 }  // namespace tavrin

@@ -10,6 +10,7 @@
 #include "TavrinTerminal/CommandTable.hpp"
 #include "TavrinTerminal/Commands/Servers.hpp"
 #include "TavrinTerminal/SessionRows.hpp"
+#include "TavrinTerminal/ShellWord.hpp"
 #include "TavrinTerminal/ShownText.hpp"
 
 namespace tavrin::Completions {
@@ -54,19 +55,6 @@ std::string_view liveWordsOf(WordKind kind) {
     default:
       return "";
   }
-}
-
-// A text within single quotes of a POSIX shell.
-std::string quoted(std::string_view text) {
-  std::string out = "'";
-  for (const char c : text) {
-    if (c == '\'') {
-      out += "'\\''";
-    } else {
-      out += c;
-    }
-  }
-  return out + "'";
 }
 
 // The words of bash that reply with the words of a kind.
@@ -162,7 +150,7 @@ std::string zshOption(const OptionDescription& option) {
   if (!option.value.empty())
     spec += (option.isValueOptional ? "::" : ":") + zshText(option.value) + ":" +
             zshAction(option.kind, option.choices);
-  return quoted(spec);
+  return shellWord(spec);
 }
 
 std::string zshScript() {
@@ -189,7 +177,7 @@ _tavrin() {
       "    '1:command:->command' '*::argument:->argument'\n  case $state in\n    command)\n"
       "      local -a commands=(\n";
   for (const CommandDescription& command : CommandTable::commands())
-    script += "        " + quoted(std::string(command.name) + ":" + std::string(command.summary)) + "\n";
+    script += "        " + shellWord(std::string(command.name) + ":" + std::string(command.summary)) + "\n";
   script += "      )\n      _describe command commands ;;\n    argument)\n      case $line[1] in\n";
   for (const CommandDescription& command : CommandTable::commands()) {
     script += "        " + std::string(command.name) + ") _arguments";
@@ -197,8 +185,8 @@ _tavrin() {
       script += " \\\n          " + zshOption(option);
     if (!command.argument.name.empty()) {
       const std::string position = command.argument.isRepeated ? "*" : "1";
-      script += " \\\n          " + quoted(position + ":" + std::string(command.argument.name) + ":" +
-                                           zshAction(command.argument.kind, command.argument.choices));
+      script += " \\\n          " + shellWord(position + ":" + std::string(command.argument.name) + ":" +
+                                              zshAction(command.argument.kind, command.argument.choices));
     }
     script += " ;;\n";
   }
@@ -229,7 +217,7 @@ std::string fishOption(const OptionDescription& option, const std::string& condi
   // "-x" requires the value.
   if (!option.value.empty())
     line += (option.isValueOptional ? " -f" : " -x") + fishWords(option.kind, option.choices);
-  return line + " -d " + quoted(option.help) + "\n";
+  return line + " -d " + shellWord(option.help) + "\n";
 }
 
 std::string fishScript() {
@@ -238,7 +226,7 @@ std::string fishScript() {
   for (const OptionDescription& option : CommandTable::commonOptions()) script += fishOption(option, "");
   for (const CommandDescription& command : CommandTable::commands()) {
     script += "complete -c tavrin -n __fish_use_subcommand -a " + std::string(command.name) + " -d " +
-              quoted(command.summary) + "\n";
+              shellWord(command.summary) + "\n";
   }
   for (const CommandDescription& command : CommandTable::commands()) {
     const std::string condition = " -n '__fish_seen_subcommand_from " + std::string(command.name) + "'";

@@ -6,8 +6,7 @@ namespace tavrin::AppleScripts {
 namespace {
 
 // osascript takes what follows the scripts as arguments, but what starts with "-" as options.
-std::vector<std::string> withArguments(std::string_view script,
-                                       const std::vector<std::string_view>& arguments) {
+std::vector<std::string> withArguments(std::string_view script, const std::vector<std::string>& arguments) {
   std::vector<std::string> words = {"-e", std::string(script), "--"};
   words.insert(words.end(), arguments.begin(), arguments.end());
   return words;
@@ -35,7 +34,7 @@ std::vector<std::string> selectInITerm(std::string_view tty) {
   end tell
   return "missing"
 end run)",
-                       {tty});
+                       {std::string(tty)});
 }
 
 std::vector<std::string> selectInTerminal(std::string_view tty) {
@@ -55,14 +54,14 @@ std::vector<std::string> selectInTerminal(std::string_view tty) {
   end tell
   return "missing"
 end run)",
-                       {tty});
+                       {std::string(tty)});
 }
 
 std::vector<std::string> notify(std::string_view title, std::string_view text) {
   return withArguments(R"(on run argv
   display notification (item 2 of argv) with title (item 1 of argv)
 end run)",
-                       {title, text});
+                       {std::string(title), std::string(text)});
 }
 
 }  // namespace tavrin::AppleScripts

@@ -157,7 +157,7 @@ TEST(ProcessFacts, TheSystemStartedBeforeItsFirstProcess) {
 // A directory that looks like /proc.
 class MadeProc : public testing::Test {
  protected:
-  void write(const std::string& file, const std::string& text) { test::writeFile(root_ / file, text); }
+  void write(const std::string& file, const std::string& text) { test::writeFile(proc_ / file, text); }
 
   void addProcess(int pid, int parent, char state = 'S') {
     write(std::to_string(pid) + "/stat", std::to_string(pid) + " (name) " + state + " " +
@@ -166,7 +166,8 @@ class MadeProc : public testing::Test {
   }
 
   test::ScratchDirectory root_;
-  ProcessFacts facts_ = processFactsIn(root_.string());
+  const std::filesystem::path proc_ = root_ / "proc";
+  ProcessFacts facts_ = processFactsBelow(root_.string());
 };
 
 TEST_F(MadeProc, AProcessThatIsAboutToVanishIsNone) {
@@ -209,7 +210,7 @@ TEST_F(MadeProc, OfManyArgumentsTheFirstAreRead) {
 }
 
 TEST_F(MadeProc, ALockIsItsHoldersIfDeviceOrOpenFilesSaySo) {
-  const std::string path = (root_ / "file").string();
+  const std::string path = (proc_ / "file").string();
   write("file", "");
   EXPECT_EQ(facts_.lockHolder(path), std::nullopt);  // there is no list of locks
   struct stat status = {};
@@ -227,13 +228,13 @@ TEST_F(MadeProc, ALockIsItsHoldersIfDeviceOrOpenFilesSaySo) {
   EXPECT_EQ(facts_.lockHolder(path), 7);
   for (const auto& other : {lockOf(8, majorNumber + 1, minorNumber, status.st_ino),
                             lockOf(8, majorNumber, minorNumber + 1, status.st_ino)}) {
-    std::filesystem::remove_all(root_ / "8");
+    std::filesystem::remove_all(proc_ / "8");
     write("locks", other);
     EXPECT_EQ(facts_.lockHolder(path), std::nullopt);
-    std::filesystem::create_directories(root_ / "8/fd");
-    std::filesystem::create_symlink("/dev/null", root_ / "8/fd/0");
+    std::filesystem::create_directories(proc_ / "8/fd");
+    std::filesystem::create_symlink("/dev/null", proc_ / "8/fd/0");
     EXPECT_EQ(facts_.lockHolder(path), std::nullopt);
-    std::filesystem::create_symlink(path, root_ / "8/fd/3");
+    std::filesystem::create_symlink(path, proc_ / "8/fd/3");
     EXPECT_EQ(facts_.lockHolder(path), 8);
   }
 }

@@ -73,24 +73,25 @@ TEST(FollowedFacts, AWithdrawnPromptInterruptsTheTurn) {
   EXPECT_EQ(followed.facts().front().at, dateFromSeconds(1'795'300'805));
 }
 
-TEST(FollowedFacts, AFileRewrittenBetweenTurnsInterruptsNothing) {
+// The kinds of facts after two looks, between which the file was rewritten.
+std::vector<Kind> kindsOfRewritten(const std::string& before, const std::string& after) {
   test::FakeFiles files;
-  files.write("/e", grok(1, started) + grok(2, ended));
+  files.write("/e", before);
   FollowedFacts followed("/e", Agent::grok, false);
   followed.look(files.access());
-  files.write("/e", grok(1, R"("type":"first_token")"), 9);
+  files.write("/e", after, 9);
   followed.look(files.access());
-  EXPECT_EQ(kinds(followed), std::vector{Kind::output});
+  return kinds(followed);
+}
+
+TEST(FollowedFacts, AFileRewrittenBetweenTurnsInterruptsNothing) {
+  EXPECT_EQ(kindsOfRewritten(grok(1, started) + grok(2, ended), grok(1, R"("type":"first_token")")),
+            std::vector{Kind::output});
 }
 
 TEST(FollowedFacts, AFileRewrittenWithTheEndOfItsTurnHasThatEnd) {
-  test::FakeFiles files;
-  files.write("/e", grok(1, started));
-  FollowedFacts followed("/e", Agent::grok, false);
-  followed.look(files.access());
-  files.write("/e", grok(1, started) + grok(2, ended), 9);
-  followed.look(files.access());
-  EXPECT_EQ(kinds(followed), (std::vector{Kind::turnStarted, Kind::turnEnded}));
+  EXPECT_EQ(kindsOfRewritten(grok(1, started), grok(1, started) + grok(2, ended)),
+            (std::vector{Kind::turnStarted, Kind::turnEnded}));
 }
 
 TEST(FollowedFacts, OfALargeFileBeginWhereItsLastTurnStarts) {
@@ -120,13 +121,8 @@ TEST(FollowedFacts, OfALargeFileBeginWhereItsLastTurnStarts) {
 }
 
 TEST(FollowedFacts, AFileRewrittenWithItsTurnGoesOn) {
-  test::FakeFiles files;
-  files.write("/e", grok(1, started));
-  FollowedFacts followed("/e", Agent::grok, false);
-  followed.look(files.access());
-  files.write("/e", grok(1, started) + grok(2, asked), 9);
-  followed.look(files.access());
-  EXPECT_EQ(kinds(followed), (std::vector{Kind::turnStarted, Kind::asked}));
+  EXPECT_EQ(kindsOfRewritten(grok(1, started), grok(1, started) + grok(2, asked)),
+            (std::vector{Kind::turnStarted, Kind::asked}));
 }
 
 TEST(FollowedFacts, LeaveOutWhatASubagentsRolloutCopiesFromItsParent) {

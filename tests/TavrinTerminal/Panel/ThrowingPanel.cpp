@@ -9,8 +9,7 @@
 
 int main() {
   using namespace tavrin;
-  const auto invocation =
-      std::get<Command::Invocation>(Command::parse(std::vector<std::string>{"panel"}, true));
+  const auto invocation = std::get<Command::Invocation>(Command::parse({"panel"}, true));
   Surroundings surroundings = Surroundings::real();
   surroundings.now = [clock = surroundings.now, sign = surroundings.home + "/throw"] {
     if (std::filesystem::exists(sign)) throw std::runtime_error("the clock is broken");
