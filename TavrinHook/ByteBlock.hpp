@@ -1,6 +1,7 @@
 #pragma once
 
-// Part of TavrinHook, which is not installed. Uses no function of the C++ library: StringBlocks.hpp says why.
+// Part of TavrinHook, which is not installed. Needs nothing but the standard library, and calls no inline
+// function of it: StringBlocks.hpp says why.
 
 #include <cstddef>
 #include <cstdint>

@@ -1,8 +1,9 @@
 #pragma once
 
-// Part of TavrinHook, which is not installed. StringBlocksAvx2.cpp is compiled for processors that have more
-// instructions than others. An inline function of a library, compiled there, could become the one that the
-// whole program uses. So nothing here calls one, and all that is defined is a template by the vectors' size.
+// Part of TavrinHook, which is not installed. Needs nothing but the standard library, and calls no inline
+// function of it. StringBlocksAvx2.cpp is compiled for processors that have more instructions than others. An
+// inline function that is compiled there could become the one that the whole program uses. So every
+// function here belongs to a template by the vectors' size.
 
 #include <cstddef>
 

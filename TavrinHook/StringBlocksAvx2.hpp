@@ -1,6 +1,6 @@
 #pragma once
 
-// Part of TavrinHook, which is not installed.
+// Part of TavrinHook, which is not installed. Needs nothing but the standard library.
 
 #include "TavrinHook/StringBlocks.hpp"
 
