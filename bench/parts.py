@@ -113,10 +113,10 @@ def table(times, faults):
     for function, what in PARTS:
         now = {program: times[program, function] for program in before}
         calls, hook = (now[program] - before[program] for program in before)
-        lines.append(f"| {what} | {calls:.0f} µs | {hook:.0f} µs | {hook - calls:.0f} µs |")
+        lines.append(f"| {what} | {round(calls)} µs | {round(hook)} µs | {round(hook - calls)} µs |")
         before = now
     calls, hook = before.values()
-    lines.append(f"| together | {calls:.0f} µs | {hook:.0f} µs | {hook - calls:.0f} µs |")
+    lines.append(f"| together | {round(calls)} µs | {round(hook)} µs | {round(hook - calls)} µs |")
     calls, hook = (faults[program, None] for program in before)
     lines.append(f"| page faults | {calls} | {hook} | {hook - calls} |")
     return "\n".join(lines)
