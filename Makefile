@@ -160,7 +160,7 @@ format:
 	@scripts/install-packages.sh lint
 	@git ls-files '*.cpp' '*.hpp' | xargs clang-format -i
 
-# The tests that other builds' programs are put to.
+# The tests that programs of other builds are run with.
 release-programs: packages
 	@$(MAKE) --no-print-directory build/release/build.ninja PRESET=release
 	@cmake --build --preset release --target process_tests tavrin

@@ -31,7 +31,7 @@ struct Surroundings {
   RepoLabel::Probes files;
   std::function<Date()> now;
   UuidSource makeId;
-  AfterUse afterUse = AfterUse::close;  ///< of the lock and of the log, with which a run ends
+  AfterUse afterUse = AfterUse::close;  ///< what happens to the lock and the log at the end of the run
 
   /// The surroundings of this process.
   static Surroundings real();

@@ -16,7 +16,7 @@ struct HookInput {
   std::uint64_t size = 0;  ///< the length of the whole input in bytes
 
   /// Reads `descriptor` to its end, without a time-out. Keeps at most `limit` bytes, and of the texts in them
-  /// only the values of `keys`. Uses little more memory than for what it keeps. A read error counts as the
+  /// only the values of `keys`. Uses little more memory than what it keeps takes. A read error counts as the
   /// end of the input.
   static HookInput read(int descriptor, std::size_t limit, std::span<const std::string_view> keys);
 };

@@ -65,7 +65,7 @@ class StringBlocks {
 
   static constexpr std::size_t undecided = static_cast<std::size_t>(-1);
 
-  // What a block leaves to the next one: bytes of that one, in which an escape or a character goes on.
+  // What a block passes on: bytes of the next block, in which an escape or a character goes on.
   struct Carry {
     Mask escaped = 0;     // the byte after a backslash
     Mask firstDigit = 0;  // the first digit of a code unit
@@ -103,9 +103,9 @@ class StringBlocks {
     return (inEvenRuns & even) | (backslashes & ~inEvenRuns & ~even);
   }
 
-  // The bytes that are not what an escape needs, as far as this can be seen without taking two code units
-  // together: halves of surrogate pairs are among them. `escaped` are the bytes after a backslash that are
-  // not of the common escapes.
+  // The bytes at which escapes are wrong, as far as one code unit alone shows it. Halves of surrogate pairs,
+  // even of valid ones, are among them. `escaped` are the bytes after a backslash, except those of the common
+  // escapes.
   [[gnu::always_inline]] static Mask unsoundEscapes(const Block& block, Mask escaped, Carry& carry) {
     const Mask units = escaped & places(block, 'u');
     Mask unsound = escaped & ~units;
@@ -122,8 +122,8 @@ class StringBlocks {
     return unsound | (digits & ~hexadecimal) | (firstDigit & d);
   }
 
-  // The bytes at which characters are malformed. A character that could be so only in the next block counts
-  // as malformed. `beyondAscii` are the bytes from 0x80 on.
+  // The bytes at which characters are malformed. A character that can be checked only with the next block
+  // counts as malformed. `beyondAscii` are the bytes from 0x80 on.
   [[gnu::always_inline]] static Mask unsoundCharacters(const Block& block, Mask beyondAscii, Carry& carry) {
     // As signed numbers, the bytes from 0x80 to 0xbf are the lowest.
     const Mask trailing = block.where([](Vector bytes) { return (SignedVector)bytes < -0x40; });
@@ -175,7 +175,7 @@ class StringBlocks {
     return firstOf(stops);
   }
 
-  // Where the escape or the character starts that goes on at `i`. Returns `i` if none does.
+  // The start of the escape or character that goes on at `i`, or `i` if none does.
   static std::size_t startOfPiece(const char* text, std::size_t i, const Carry& carry) {
     if ((carry.escaped | carry.digits) != 0) {
       do {

@@ -25,7 +25,7 @@ constexpr char version[] = "tavrin-hook " TAVRIN_VERSION;  // NOLINT(modernize-a
 int main(int argc, char** argv) {
   // An exception that is thrown while another one is handled must not end in abort(3).
   std::set_terminate([] { _exit(0); });
-  // Then a write beyond the size limit of setrlimit(2), or to a closed pipe, is only a failed write.
+  // Without these signals, a write beyond the size limit of setrlimit(2), or to a closed pipe, only fails.
   std::signal(SIGXFSZ, SIG_IGN);
   std::signal(SIGPIPE, SIG_IGN);
   try {

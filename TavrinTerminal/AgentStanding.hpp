@@ -16,29 +16,29 @@ namespace tavrin {
 /// Where an agent stands: whether it is there, and whether its hooks work.
 struct AgentStanding {
   Agent agent = Agent::claude;
-  std::string name = {};        ///< as "Claude Code"
+  std::string name = {};        ///< such as "Claude Code"
   std::string version = {};     ///< of the client that a shell would start; "" when it is not known
   bool isPresent = false;       ///< there is a client, or a folder of its own
   bool wasStarted = false;      ///< there is a folder of its own
-  bool isConnected = false;     ///< its settings hold hooks of this system
+  bool isConnected = false;     ///< its settings hold Tavrin's hooks
   std::string settings = {};    ///< the path of its settings, with the home directory as "~"
-  std::string executable = {};  ///< the client that a shell would start; ""
+  std::string executable = {};  ///< the client that a shell would start; "" for none
   /// `checking` until its client was asked whether it trusts the hooks.
   AgentReadiness readiness = AgentReadiness::checking();
   /// There is no client to ask whether it trusts the hooks. The readiness is then `inactive`, with a reason
   /// that says so, although the hooks may work: Codex can be started by other programs than `codex`.
   bool isTrustUnknown = false;
 
-  /// One or a few words for all of it, such as "not connected".
+  /// A few words that sum this up, such as "not connected".
   std::string_view word() const;
 
   bool operator==(const AgentStanding&) const = default;
 };
 
-/// All agents before anything is known of them.
+/// All agents, before anything is known about them.
 std::vector<AgentStanding> unknownStandings();
 
-/// What settings and installed clients say, without asking any client.
+/// What the settings and the survey show, without starting any client.
 std::vector<AgentStanding> standingsOf(const std::vector<SurveyedAgent>& survey,
                                        const Surroundings& surroundings);
 

@@ -22,7 +22,7 @@ struct SurveyedAgent {
   std::vector<AgentInstallation> installations;
   bool wasStarted = false;  ///< its own folder exists
 
-  /// Whether there is anything of it at all.
+  /// Whether a client or the agent's own folder is there.
   bool isPresent() const { return wasStarted || !installations.empty(); }
 
   /// What may be registered with the installed versions.
@@ -39,19 +39,19 @@ struct SurveyedAgent {
   /// Install 0.124.0 or later."; "" when it does, or its version is not known.
   std::string deafness() const;
 
-  /// Whether Codex asks for trust before it runs a hook. So it does when its version is not known.
+  /// Whether Codex asks for trust before it runs a hook. True if its version is not known.
   bool needsTrust() const;
 };
 
-/// Whether some agent's settings hold hooks of this system: where these surroundings have them, or where they
-/// were when an agent was connected. Only settings are read, and no client is looked for.
+/// Whether any agent's settings hold Tavrin's hooks: the settings that these surroundings name, and those
+/// that were connected before. Reads only settings, and looks for no client.
 bool isAnyConnected(const Surroundings& surroundings);
 
 /// Where to look for agents' clients: with these surroundings, and with programs below `prefixes`.
 AgentInstallations::Places placesFor(const Surroundings& surroundings, std::vector<std::string> prefixes);
 
-/// Looks at each of `agents`. A version that no file shows is asked of the client, but only of one whose
-/// folder exists: a client that is asked makes its folder. `interrupt` as in ChildProcess::runAll.
+/// Looks at each of `agents`. If no file shows a client's version, the client is asked, but only if the
+/// agent's folder exists: a client that is asked makes its folder. `interrupt` as in ChildProcess::runAll.
 std::vector<SurveyedAgent> surveyed(const std::vector<Agent>& agents, const Surroundings& surroundings,
                                     const AgentInstallations::Places& places, int interrupt = -1);
 

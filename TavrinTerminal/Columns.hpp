@@ -15,7 +15,7 @@ namespace tavrin::Columns {
 
 struct Heading {
   std::string_view text;
-  bool mayBeCut = false;  ///< whether a narrow terminal cuts this column's texts, those first that come first
+  bool mayBeCut = false;  ///< whether a narrow terminal may cut its texts; earlier columns are cut first
 };
 
 using Row = std::vector<std::string>;
@@ -23,8 +23,9 @@ using Row = std::vector<std::string>;
 /// The colour of a cell.
 using Paint = std::function<Colour(std::size_t row, std::size_t column)>;
 
-/// On a terminal: a headline and aligned columns, which fit the terminal as far as cutting helps, no line
-/// with spaces at its end. In a pipe: the cells of each row between tabs, without a headline, uncut.
+/// On a terminal: a headline and aligned columns. Columns that may be cut are cut to fit the terminal. No
+/// line ends with spaces. In a pipe: the cells of each row with tabs between them, uncut and without a
+/// headline.
 std::string text(std::span<const Heading> headings, const std::vector<Row>& rows, const Console& console,
                  const Paint& paint);
 

@@ -46,7 +46,7 @@ class Parser {
 
   // Throws CLI::ParseError.
   Invocation parse(std::vector<std::string> words) {
-    std::ranges::reverse(words);  // as CLI11 wants a vector
+    std::ranges::reverse(words);  // because CLI11 takes a vector from its end
     app_.parse(std::move(words));
     Invocation invocation = {.command = &command_};
     for (const Slot& slot : slots_) {
@@ -64,7 +64,7 @@ class Parser {
     if (option.value.empty()) {
       app_.add_flag(name, slot.given, help);
     } else {
-      // Of an option that is given twice the last value counts.
+      // If an option is given twice, the last value counts.
       CLI::Option* const added =
           app_.add_option(name, slot.value, help)->take_last()->type_name(std::string(option.value));
       if (option.isValueOptional) added->expected(0, 1)->default_str(std::string(option.choices.front()));
@@ -121,7 +121,7 @@ bool isCommonOption(const std::string& word) {
 
 std::variant<Invocation, Outcome> parse(const std::vector<std::string>& words, bool outputIsTerminal) {
   std::vector<std::string> rest = words;
-  // Common options before the command go behind it, where the command's parser reads them.
+  // Moves common options from before the command to behind it, where the command's parser reads them.
   std::vector<std::string> front;
   while (!rest.empty() && rest.front().starts_with('-') && isCommonOption(rest.front())) {
     const bool takesNext = rest.front() == "--color" && rest.size() > 1;
@@ -148,7 +148,7 @@ std::variant<Invocation, Outcome> parse(const std::vector<std::string>& words, b
     rest.erase(rest.begin());
   }
   rest.insert(rest.begin(), front.begin(), front.end());
-  // Asked for help, a command is not held to its other rules.
+  // A request for help is answered even if the other words break the command's rules.
   for (const std::string& word : rest) {
     if (word == "--") break;
     if (word == "--help" || word == "-h") return Outcome::done(Help::ofCommand(*command));
@@ -169,7 +169,8 @@ int report(const Outcome& outcome, const Console& console) {
   if (!outcome.error.empty()) console.error("tavrin: " + outcome.error + "\n");
   constexpr int firstSignal = 128;
   if (outcome.signal != 0) return firstSignal + outcome.signal;
-  // A reader that is gone wants no more. Anything else, such as a full disk, loses what somebody wants.
+  // If the reader is gone, nobody misses the output. With any other problem, such as a full disk, output is
+  // lost.
   const int problem = console.outProblem ? console.outProblem() : 0;
   if (problem == 0 || problem == EPIPE) return static_cast<int>(outcome.status);
   console.error("tavrin: the output is not complete: " + std::generic_category().message(problem) + ".\n");
@@ -180,7 +181,7 @@ int run(const Invocation& invocation, const Surroundings& surroundings, const Co
   try {
     return report(invocation.command->run(invocation.words, surroundings, console), console);
   } catch (const std::exception& error) {
-    // Commands report what goes wrong as outcomes; this is want of memory, or a fault of ours.
+    // Commands report problems as outcomes. An exception means that memory ran out, or a bug.
     std::string sentence(invocation.command->name);
     sentence += " did not end: ";
     sentence += ShownText::clean(error.what());

@@ -25,12 +25,12 @@ struct Invocation {
 /// where there is such a command, and else "list".
 std::variant<Invocation, Outcome> parse(const std::vector<std::string>& words, bool outputIsTerminal);
 
-/// Runs a command, writes its output and its error to the console, and returns the status of the process. An
-/// output that nobody reads any more is a normal end.
+/// Runs a command, writes its output and its error to the console, and returns the status of the process. It
+/// is a normal end if nobody reads the output any more.
 int run(const Invocation& invocation, const Surroundings& surroundings, const Console& console);
 
-/// Writes what an outcome holds, its error behind "tavrin: ", and returns its status; after a
-/// signal, 128 and the signal's number.
+/// Writes what an outcome holds, its error after "tavrin: ". Returns its status or, after a signal, 128 plus
+/// the signal's number.
 int report(const Outcome& outcome, const Console& console);
 
 }  // namespace tavrin::Command

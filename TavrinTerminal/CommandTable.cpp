@@ -97,9 +97,10 @@ constexpr std::string_view statusDetails =
   set -g status-right '#(tavrin status --format tmux)'
   set -g status-interval 5
 
-With a tmux that keeps the command running, changes show at once:
+With --follow each change shows at once, after a first line that takes tmux up to one interval:
 
   set -g status-right '#(tavrin status --format tmux --follow)'
+  set -g status-interval 5
 
 For waybar, put this into its configuration, and "custom/tavrin" into one of its lists of modules:
 

@@ -14,11 +14,11 @@
 #include "TavrinTerminal/Outcome.hpp"
 #include "TavrinTerminal/Surroundings.hpp"
 
-/// The one description of the commands. The parser, the help, the manual page and the completions are made of
-/// it.
+/// The one description of the commands. The parser, the help, the manual page and the completions are made
+/// from it.
 namespace tavrin::CommandTable {
 
-/// What kind of word an argument or the value of an option is, which is what a shell completes it with.
+/// The kind of an argument or of an option's value. It decides what a shell offers as completions.
 enum class WordKind : std::uint8_t {
   text,      ///< anything
   choice,    ///< one of `choices`
@@ -31,8 +31,8 @@ enum class WordKind : std::uint8_t {
 };
 
 struct OptionDescription {
-  std::string_view name = {};   ///< with its dashes, as "--json"
-  std::string_view value = {};  ///< what its value is called, as "COMMAND"; "" for an option without a value
+  std::string_view name = {};   ///< with its dashes, such as "--json"
+  std::string_view value = {};  ///< the name of its value, such as "COMMAND"; "" for an option without one
   std::string_view help = {};
   WordKind kind = WordKind::text;
   std::span<const std::string_view> choices = {};
@@ -40,7 +40,7 @@ struct OptionDescription {
 };
 
 struct ArgumentDescription {
-  std::string_view name = {};  ///< as "SESSION"; "" for a command without arguments
+  std::string_view name = {};  ///< such as "SESSION"; "" for a command without arguments
   std::string_view help = {};
   WordKind kind = WordKind::text;
   bool isRequired = false;

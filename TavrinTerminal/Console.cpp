@@ -29,7 +29,7 @@ constexpr std::array<std::string_view, 6> sequences = {"",         "\033[31m", "
                                                        "\033[33m", "\033[2m",  "\033[1m"};
 constexpr std::string_view reset = "\033[0m";
 
-// The descriptor may be non-blocking, because it is shared with whoever started us.
+// The descriptor may be non-blocking, because it is shared with the program that started us.
 bool writeAll(int descriptor, std::string_view bytes) {
   while (!bytes.empty()) {
     const ssize_t count = ::write(descriptor, bytes.data(), bytes.size());

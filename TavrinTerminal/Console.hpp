@@ -13,7 +13,7 @@ namespace tavrin {
 /// Whether output is coloured, as the option --color has it.
 enum class ColourChoice : std::uint8_t { automatic, always, never };
 
-/// All that decides about colour. A variable that is not set is nullopt.
+/// Everything that decides whether output is coloured. A variable that is not set is nullopt.
 struct ColourFacts {
   ColourChoice choice = ColourChoice::automatic;
   std::optional<std::string> noColor;        ///< NO_COLOR (no-color.org)
@@ -24,8 +24,7 @@ struct ColourFacts {
 };
 
 /// Whether to colour. The first that decides wins: the option, NO_COLOR, CLICOLOR_FORCE unless it is "0",
-/// then a terminal that is not dumb and no build service. A variable that is set to nothing counts as not
-/// set.
+/// then a terminal that is not dumb and no build service. An empty variable counts as not set.
 bool usesColour(const ColourFacts& facts);
 
 /// The colours that output uses. Colour never carries meaning alone.
@@ -33,7 +32,7 @@ enum class Colour : std::uint8_t { plain, red, green, yellow, dim, bold };
 
 /// Where a command writes and whom it can ask. `main` builds the real one; tests build their own.
 struct Console {
-  /// Writes bytes. False when nobody reads them any more, which ends a command quietly.
+  /// Writes bytes. Returns false if nobody reads them any more, which ends a command quietly.
   using Writer = std::function<bool(std::string_view bytes)>;
 
   Writer out;
@@ -45,7 +44,7 @@ struct Console {
   bool inputIsTerminal = false;
   bool outputIsTerminal = false;
   bool errorIsTerminal = false;
-  int width = 80;          ///< columns of the terminal that `out` is
+  int width = 80;          ///< columns of the terminal behind `out`
   bool colour = false;     ///< whether `out` is coloured
   int outDescriptor = -1;  ///< the descriptor behind `out`, or -1, to learn when its reader is gone
 

@@ -21,7 +21,7 @@ std::string_view installedPath();
 /// "" for a path that it may have.
 std::string objection(std::string_view path);
 
-/// The first candidate that can be executed and to which there is no objection.
+/// The first candidate that can be executed and that `objection` accepts.
 struct Choice {
   std::string path;   ///< "" when there is none
   std::string error;  ///< why there is none: a sentence, and what to do

@@ -10,7 +10,7 @@
 
 namespace tavrin {
 
-/// Writes one JSON object (RFC 8259) in one line, its members in the order in which they come.
+/// Writes one JSON object (RFC 8259) in one line, its members in the order in which they are added.
 class JsonObject {
  public:
   void text(std::string_view key, std::string_view value);

@@ -58,7 +58,7 @@ std::vector<Change> script(const Lines& before, const Lines& after) {
     for (const std::string_view line : after) changes.push_back({'+', line});
     return changes;
   }
-  // Back from the end, by the rows that led there.
+  // Goes back from the end, through the rows that led there.
   std::int64_t x = n;
   std::int64_t y = m;
   for (auto d = static_cast<std::int64_t>(rounds.size()) - 1; d >= 0; --d) {
@@ -90,7 +90,7 @@ std::string unifiedDiff(std::string_view oldText, std::string_view newText, std:
   if (oldText == newText) return "";
   Lines before = linesOf(oldText);
   Lines after = linesOf(newText);
-  // Most of a file stays as it is.
+  // Most of a file stays as it is, so the equal lines at its start and its end are left out first.
   const auto [endBefore, endAfter] = std::ranges::mismatch(before, after);
   const auto shared = static_cast<std::size_t>(endBefore - before.begin());
   std::size_t tail = 0;

@@ -66,7 +66,7 @@ std::vector<ObservedSession> inShownOrder(std::vector<ObservedSession> sessions,
     records.push_back(std::move(sessions[i].record));
     records.back().state = sessions[i].state;
   }
-  // No path lies in this home, so that nothing in it counts as a probe.
+  // No path is below this home directory, so no session counts as a probe.
   constexpr std::string_view nowhere("\0", 1);
   std::vector<ObservedSession> shown;
   shown.reserve(records.size());

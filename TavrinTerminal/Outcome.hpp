@@ -14,10 +14,10 @@ enum class ExitStatus : int {
   failed = 1,    ///< something was not done, or there are findings
   declined = 2,  ///< the person said no
   timedOut = 3,  ///< `wait` reached its time-out
-  usage = 64,    ///< the words of the command line make no command (EX_USAGE of sysexits.h)
+  usage = 64,    ///< the command line is not valid (EX_USAGE of sysexits.h)
 };
 
-/// What a command comes to. `output` holds the results that were not yet written to the console. `error`
+/// The result of a command. `output` holds the results that were not yet written to the console. `error`
 /// holds sentences for standard error: what was not done, and what to do. It has no "tavrin: " in front and
 /// no line feed at the end.
 struct Outcome {
@@ -25,7 +25,7 @@ struct Outcome {
   std::string output = {};
   std::string error = {};
   int signal = 0;  ///< the signal that ended the command, which then ends the process; else 0
-  /// Lives until the outcome is written. It is no part of what the command comes to.
+  /// Is kept alive until the outcome is written. It is not part of the result.
   std::shared_ptr<const void> keptUntilWritten = nullptr;
 
   bool operator==(const Outcome& other) const {

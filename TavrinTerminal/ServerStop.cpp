@@ -11,7 +11,7 @@ namespace tavrin {
 namespace {
 
 bool isSameProcess(const ServerStopTarget::Process& target, const ProcessFacts& processes) {
-  constexpr double clockTolerance = 2;  // seconds: the time of the boot moves with the clock
+  constexpr double clockTolerance = 2;  // seconds: the boot time moves when the clock is set
   const std::optional<ProcessFact> process = processes.process(target.pid);
   return process && std::abs(secondsOf(process->startedAt) - secondsOf(target.startedAt)) <= clockTolerance &&
          processes.folder(target.pid) == target.cwd;

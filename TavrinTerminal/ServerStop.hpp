@@ -14,7 +14,7 @@
 
 namespace tavrin {
 
-/// The name of a server in a sentence, as "Vite on port 5173", cleaned.
+/// The name of a server in a sentence, such as "Vite on port 5173", cleaned.
 std::string nameAndPort(const LocalServer& server);
 
 /// Stops one server: first politely, then, once the person was asked again, by force. Its process is held in
@@ -32,8 +32,8 @@ class ServerStop {
     std::string sentence;  ///< what has happened, for a person
   };
 
-  /// Holds the process of a server. Else a sentence says why it is not to be stopped. `processes` must
-  /// outlive it.
+  /// Holds the process of a server. If it must not be stopped, returns a sentence that says why. `processes`
+  /// must outlive it.
   static std::variant<std::shared_ptr<ServerStop>, std::string> of(const LocalServer& server,
                                                                    const ProcessFacts& processes);
 

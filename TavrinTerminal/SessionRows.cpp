@@ -11,7 +11,7 @@ namespace tavrin {
 
 namespace {
 
-// A terminal's path without the folder of devices, as "pts/3" or "ttys004".
+// A terminal's path without the folder of devices, such as "pts/3" or "ttys004".
 std::string shortTerminal(std::string_view tty) {
   constexpr std::string_view devices = "/dev/";
   if (tty.starts_with(devices)) tty.remove_prefix(devices.size());

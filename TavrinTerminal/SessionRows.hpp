@@ -25,11 +25,11 @@ struct SessionRow {
 /// Rows for sessions, in their order. Labels are chosen among these sessions.
 std::vector<SessionRow> sessionRows(std::vector<ObservedSession> sessions, const Surroundings& surroundings);
 
-/// The same with places that are known, one for each session; those that are missing are not known.
+/// The same with known places, one for each session. A missing place is unknown.
 std::vector<SessionRow> sessionRows(std::vector<ObservedSession> sessions, std::vector<SessionPlace> places,
                                     std::string_view home);
 
-/// How long a session has been in its state, as "2m".
+/// How long a session has been in its state, such as "2m".
 std::string ageOf(const ObservedSession& session, Date now);
 
 /// The counts of sessions by the state that is observed.

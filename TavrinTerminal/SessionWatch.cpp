@@ -53,7 +53,7 @@ void SessionWatch::stop(End end) {
 }
 
 void SessionWatch::look(const DirectoryWatch::Names& changedRecords) {
-  // Several timers may be due in the turn of the loop that ends it.
+  // Other timers may be due in the same turn of the loop that stopped it.
   if (end_) return;
   const Date now = surroundings_.now();
   SessionWatcher::Look look = changedRecords ? watcher_.look(now, *changedRecords) : watcher_.look(now);
@@ -88,7 +88,7 @@ bool SessionWatch::watchFiles(std::vector<std::string> paths) {
   for (const std::string& path : wanted) {
     if (path == surroundings_.sessionsDirectory() || evidence_.contains(path)) continue;
     auto watch = std::make_unique<PathWatch>(loop_, path, [this] { lookSoon(); });
-    // What is not there yet is found by a look that something else causes.
+    // A file that does not exist yet cannot be watched. A later look, which has another cause, finds it.
     const bool works = watch->error() == 0 ? !isOnRemoteFileSystem(path) : watch->error() == ENOENT;
     isWhole = isWhole && works;
     if (watch->error() != 0) continue;
@@ -113,7 +113,7 @@ bool SessionWatch::watchProcesses(const std::vector<std::int32_t>& pids) {
     if (processes_.contains(pid)) continue;
     FileDescriptor end = EndDescriptors::ofProcess(pid);
     if (!end.isOpen()) {
-      // One that is gone by now is asked for again, once.
+      // A process that is gone by now is looked up again, but only once.
       if (errno == ESRCH && missing_.insert(pid).second) {
         watcher_.processEnded(pid);
         lookSoon();

@@ -27,7 +27,7 @@ class SessionWatch {
   struct End {
     enum class Why : std::uint8_t { stopped, readerGone, signalled, timedOut };
     Why why = Why::stopped;
-    int signal = 0;  ///< the signal, when it was one
+    int signal = 0;  ///< the signal, if one was the reason
 
     bool operator==(const End&) const = default;
   };

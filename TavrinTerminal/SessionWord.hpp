@@ -14,7 +14,7 @@ namespace tavrin {
 /// Why a word names no session.
 struct NoSession {
   bool isAmbiguous = false;
-  std::string error;  ///< a sentence, and the candidates a line each when there are several
+  std::string error;  ///< a sentence; if there are several candidates, they follow, one per line
 };
 
 /// The row that a SESSION word means: the one with that id; else the only one whose id begins with it or

@@ -25,19 +25,19 @@ enum class Piece : std::uint8_t {
 void forEachPiece(std::string_view text,
                   const std::function<void(std::string_view bytes, Piece kind, char32_t c)>& take);
 
-/// `text` with nothing in it that controls a terminal or turns a line round. A run of tabs and line ends
-/// becomes one space. Other controls (C0, DEL, C1), bidirectional controls, other invisible format characters
-/// and bytes that are not UTF-8 become U+FFFD. Joiners within emoji and words stay.
+/// `text` without anything that controls a terminal or changes the direction of its line. A run of tabs and
+/// line ends becomes one space. Other controls (C0, DEL, C1), bidirectional controls, other invisible format
+/// characters and bytes that are not UTF-8 become U+FFFD. Joiners within emoji and words stay.
 std::string clean(std::string_view text);
 
 /// The columns that a cleaned text takes on a terminal: 2 for a wide character or an emoji, else 1 for each
 /// character (extended grapheme cluster).
 std::size_t width(std::string_view text);
 
-/// A cleaned text in at most `columns` columns; one that is longer ends in "…".
+/// A cleaned text in at most `columns` columns. A longer text is cut and ends in "…".
 std::string cut(std::string_view text, std::size_t columns);
 
-/// The text of `cut`, filled up with spaces to exactly `columns` columns.
+/// The text of `cut`, padded with spaces to exactly `columns` columns.
 std::string padded(std::string_view text, std::size_t columns);
 
 }  // namespace tavrin::ShownText

@@ -25,7 +25,7 @@ using Kind = StaleFile::Kind;
 
 constexpr std::size_t largestRecord = 16'000'000;
 
-// Of a regular file of this user's that is not a link; nullopt for any other.
+// The status of a regular file that belongs to this user and is not a link; nullopt for any other.
 std::optional<struct stat> ownFile(const std::string& path) {
   struct stat status {};
   if (::lstat(path.c_str(), &status) != 0 || !S_ISREG(status.st_mode) || status.st_uid != ::geteuid())
@@ -102,7 +102,7 @@ std::string remove(const StaleFile& file, const Surroundings& surroundings) {
   if (file.kind == Kind::deadRecord) {
     lock = FileDescriptor::open(lockOf(file.path), O_RDWR | O_CREAT, 0600);
     if (!lock.isOpen()) return "its lock cannot be opened: " + systemReason();
-    // Whoever has it is about to write the record.
+    // The process that has the lock is about to write the record.
     if (::flock(lock.number(), LOCK_EX | LOCK_NB) != 0) return "a hook is writing it";
   }
   const std::optional<struct stat> status = ownFile(file.path);

@@ -27,21 +27,22 @@ class SessionChangeObserver {
   SessionChangeObserver() = default;
   SessionChangeObserver(const SessionChangeObserver&) = delete;
   SessionChangeObserver& operator=(const SessionChangeObserver&) = delete;
-  virtual ~SessionChangeObserver() = default;  ///< takes back what must not outlast the command
+  virtual ~SessionChangeObserver() = default;  ///< removes what must not outlast the command
 
   virtual void changed(const SessionChange& change) = 0;
 };
 
-/// Where a session is to be seen.
+/// Where a session can be seen.
 struct SessionPlace {
-  std::optional<std::string> terminal;  ///< as "tmux:3.1"; nullopt when only the tty is known
+  std::optional<std::string> terminal;  ///< such as "tmux:3.1"; nullopt when only the tty is known
   bool reachable = false;               ///< whether its terminal can be brought to the front
 };
 
 /// What a command takes from outside, beside its options and its console. Tests fill in their own.
 struct Surroundings {
   std::string home;  ///< the user's home directory; "" for a user without one
-  /// Whether this is root with another user's home. Then nothing is changed: files would become root's.
+  /// Whether this is root with another user's home. Then nothing is written, because the files would belong
+  /// to root.
   bool isForeignHome = false;
   std::function<Date()> now;
   AgentHome::Environment environment;

@@ -9,8 +9,8 @@
 #include "TavrinTerminal/Command.hpp"
 
 int main(int argc, char** argv) {
-  // A reader that goes away is then a failed write, which ends a command quietly. A child starts with its
-  // own.
+  // If the reader of the output goes away, a write then fails, which ends a command quietly. Child processes
+  // get the default action back.
   std::signal(SIGPIPE, SIG_IGN);
   const std::vector<std::string> words(argv + (argc > 0 ? 1 : 0), argv + argc);
   const auto parsed = tavrin::Command::parse(words, ::isatty(STDOUT_FILENO) == 1);
@@ -19,7 +19,7 @@ int main(int argc, char** argv) {
   const auto& invocation = std::get<tavrin::Command::Invocation>(parsed);
   const int status = tavrin::Command::run(invocation, tavrin::Surroundings::real(),
                                           tavrin::Console::real(invocation.colour));
-  // The shell is to see that a signal ended the command.
+  // The shell must see that a signal ended the command.
   constexpr int firstSignal = 128;
   if (status > firstSignal) {
     std::signal(status - firstSignal, SIG_DFL);

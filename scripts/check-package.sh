@@ -76,8 +76,8 @@ try() {
 
 version=$(sed -n 's/^project(tavrin-hook VERSION \([^ ]*\) .*/\1/p' CMakeLists.txt)
 
-# Runs tavrin, by the words after the first, in the home directory where `try` left a session. `share` is where its
-# completions were installed.
+# Checks tavrin, which the words after the first run, in the home directory where `try` left a session.
+# `share` is where its completions were installed.
 look() {
   local share=$1 said shell
   shift

@@ -36,7 +36,7 @@ class Stage:
                 "TERM": os.environ.get("TERM", "xterm")}
 
     def tmux(self, *words):
-        """What tmux prints when it is told something."""
+        """Runs a tmux command and returns what it prints."""
         run = subprocess.run(["tmux", "-S", self.socket, "-f", "/dev/null", *words], env=self.environment(),
                              capture_output=True, text=True)
         if run.returncode != 0:
@@ -44,7 +44,7 @@ class Stage:
         return run.stdout
 
     def start_agent(self, window, agent, *player):
-        """Has the recordings of an agent played in a window; `player` are more options of this script."""
+        """Plays the recordings of an agent in a window. `player` are further options of this script."""
         words = [sys.executable, __file__, str(self.hook), str(self.tavrin), "--play", agent, *player]
         self.tmux("new-window", "-d", "-t", f":{window}", "-n", PROJECTS[agent], *words)
 
@@ -83,7 +83,7 @@ class Player:
         print(f"{self.agent}: {event.stem.partition('-')[2]}", flush=True)
 
     def play_part(self, scenario, count):
-        """The first events of one recording, at once. Then waits to be killed."""
+        """Plays the first events of one recording, at once. Then waits to be killed."""
         for directory, rows in replay.scenarios(self.agent):
             if directory.name == scenario:
                 for row in rows[:count]:
@@ -91,7 +91,7 @@ class Player:
         sys.stdin.read()
 
     def play_all(self, speed):
-        """Every recording, as fast as it was recorded within reason, again and again."""
+        """Plays every recording again and again, at the recorded speed, but with no very short or long pauses."""
         while True:
             for directory, rows in replay.scenarios(self.agent):
                 before = 0.0
@@ -110,7 +110,7 @@ def show(options):
         for window, agent in enumerate(PROJECTS, 1):
             stage.start_agent(window, agent, "--speed", str(options.speed))
         stage.wait_for(stage.sessions, "the first session")
-        # The server goes when the panel is quit.
+        # The tmux server ends when the panel is quit.
         stage.open_panel()
         stage.tmux("set", "-g", "status", "on", ";", "set", "-g", "status-left", "", ";", "set", "-g", "status-right-length",
                    "60", ";", "set", "-g", "status-right", "Ctrl-B 0: back to the panel   q: quit it", ";",

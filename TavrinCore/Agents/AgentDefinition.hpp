@@ -56,7 +56,8 @@ struct AgentDefinition {
   /// The definition of `agent`, or of Claude Code if `all` does not have it.
   static const AgentDefinition& definition(Agent agent);
 
-  /// The process names in that definition. A program that needs no more does not contain the definitions.
+  /// The process names in that definition. A program that calls only this function does not contain the
+  /// definitions.
   static const Names& processNamesOf(Agent agent);
 };
 

@@ -49,7 +49,7 @@ class AgentHome {
   /// The agent's own folder, absolute, such as "/Users/dev/.claude". It exists once the agent was started.
   const std::string& directory() const { return directory_; }
 
-  /// Whether the variable decided, and not the home directory.
+  /// Whether the variable, and not the home directory, names the folder.
   bool isMoved() const { return isMoved_; }
 
   /// The file that hooks are written to: AgentDefinition::configPath in this folder.
@@ -59,9 +59,9 @@ class AgentHome {
   /// Copilot "session-state", Grok "sessions".
   std::string sessionsDirectory() const;
 
-  /// The folder of the files that state what live sessions do, one small file each, to be watched: Claude
-  /// "sessions", Codex "thread-writer-locks". nullopt for the others: Gemini has none, Copilot's lie in each
-  /// session's folder, Grok has one file (`activeSessionsFile`).
+  /// The folder that holds a small status or lock file for each live session, to be watched: Claude
+  /// "sessions", Codex "thread-writer-locks". nullopt for the others: Gemini has no such files, Copilot has
+  /// them in each session's folder, Grok has one file for all (`activeSessionsFile`).
   std::optional<std::string> statusDirectory() const;
 
   /// Claude's status file of the process `pid`: "sessions/PID.json". nullopt for other agents.
@@ -74,15 +74,15 @@ class AgentHome {
   /// Grok's list of open sessions, "active_sessions.json". nullopt for other agents.
   std::optional<std::string> activeSessionsFile() const;
 
-  /// The folder of one session's own files, where agent, id and working directory name it: Copilot
-  /// "session-state/ID", Grok "sessions/FOLDER/ID" with the working directory in percent-encoding. nullopt
-  /// for other agents, and for an id that is not a plain file name.
+  /// The folder of one session's own files: Copilot "session-state/ID", Grok "sessions/FOLDER/ID", where
+  /// FOLDER is the working directory in percent-encoding. nullopt for other agents, and for an id that is not
+  /// a plain file name.
   std::optional<std::string> sessionDirectory(std::string_view sessionId, std::string_view cwd) const;
 
-  /// The session's transcript: Claude "projects/FOLDER/ID.jsonl", with each character of the working
-  /// directory that is not an ASCII letter or digit as "-"; Copilot and Grok "events.jsonl" in the session's
-  /// folder. nullopt for Codex and Gemini, which put the time into the name, and for an id that is not a
-  /// plain file name.
+  /// The session's transcript: Claude "projects/FOLDER/ID.jsonl", where FOLDER is the working directory with
+  /// "-" in place of each character that is not an ASCII letter or digit; Copilot and Grok "events.jsonl" in
+  /// the session's folder. nullopt for Codex and Gemini, which put the time into the name, and for an id that
+  /// is not a plain file name.
   std::optional<std::string> transcript(std::string_view sessionId, std::string_view cwd) const;
 
   /// The folder of the transcripts of a Claude session's sub-agents ("projects/FOLDER/ID/subagents"). nullopt

@@ -74,9 +74,9 @@ struct Fit {
   bool operator==(const Fit&) const = default;
 };
 
-/// Fits `definition` to all installations that read the same settings file; the oldest decides. An
-/// installation whose version is not known (nullopt) accepts only what every version from `claudeSafeFrom` on
-/// does, and so it is when none is known.
+/// Fits `definition` to all installations that read the same settings file; the oldest decides. If any
+/// version is not known (nullopt), or `installed` is empty, only events are left that every version from
+/// `claudeSafeFrom` on accepts.
 Fit fitted(const AgentDefinition& definition, const std::vector<std::optional<AgentVersion>>& installed);
 
 }  // namespace AgentVersions

@@ -84,14 +84,14 @@ std::optional<std::vector<Hook>> hooksIn(std::string_view line);
 /// has none. nullopt when `line` is not such an answer, or is an error.
 std::optional<std::map<std::string, std::string>> threadNamesIn(std::string_view line);
 
-/// This system's hooks among `hooks`, in order.
+/// Tavrin's hooks among `hooks`, in order.
 std::vector<Hook> tavrinHooks(const std::vector<Hook>& hooks);
 
-/// What to trust: this system's hooks that are not trusted yet, in order, and never anybody else's.
+/// What to trust: Tavrin's hooks that are not trusted yet, in order, and never anybody else's.
 std::vector<TrustUpdate> needingTrust(const std::vector<Hook>& hooks);
 
-/// What to show for Codex. `installed`: this system's hooks are in the hooks file; `binaryFound`: there is a
-/// Codex to start the app server from; `hooks`: what it listed, nullopt when it could not be asked.
+/// What to show for Codex. `installed`: Tavrin's hooks are in the hooks file. `binaryFound`: there is a Codex
+/// that can run the app server. `hooks`: what the app server listed, or nullopt if it could not be asked.
 AgentReadiness readiness(bool installed, bool binaryFound, const std::optional<std::vector<Hook>>& hooks);
 
 }  // namespace tavrin::CodexActivation

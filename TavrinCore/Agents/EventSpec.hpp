@@ -11,8 +11,8 @@
 /// Which hooks belong to Tavrin, and how they are written into an agent's settings.
 namespace tavrin::HookSettings {
 
-/// An entry whose command holds this text is this system's, wherever tavrin-hook is installed. A path of
-/// tavrin-hook that is written into settings ends in it.
+/// An entry whose command contains this text is Tavrin's, wherever tavrin-hook is installed. Each path of
+/// tavrin-hook that is written into settings ends with it.
 inline constexpr std::string_view marker = "/Tavrin/bin/tavrin-hook";
 
 /// One hook event to register in an agent's settings.

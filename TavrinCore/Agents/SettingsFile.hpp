@@ -24,9 +24,9 @@ namespace tavrin {
 /// the bytes that were read. If another program wrote in between, everything starts again, at most
 /// `mostTries` times. A process that dies at any point leaves the old file or the new one, and perhaps a
 /// temporary. If the file system can exchange two names (renameat2(2), renamex_np(2)), a write by another
-/// process that replaces the file is never lost. On other file systems it is lost if it falls between the
-/// last comparison and the rename. A process that writes into the file without replacing it can lose what it
-/// writes at that moment.
+/// process that replaces the file is never lost. On other file systems such a write is lost if it falls
+/// between the last comparison and the rename. A process that writes into the file without replacing it can
+/// lose what it writes at that moment.
 ///
 /// Before the first change to a file without Tavrin's hooks, the original file is copied to the originals
 /// folder (mode 0600, because settings may hold keys). A clean disconnect deletes the copy.
@@ -74,7 +74,7 @@ class SettingsFile {
                   Mode mode = Mode::write) const;
 
   /// Takes Tavrin's hooks out (see SettingsText::disconnect). A file without any is not written. A file that
-  /// `connect` created is removed if it holds nothing else. So is an own file.
+  /// `connect` created is removed if it holds nothing else. So is an own file of Tavrin's.
   Outcome disconnect(Mode mode = Mode::write) const;
 
   /// What the file holds of Tavrin.

@@ -7,17 +7,17 @@ namespace tavrin::HostResolver {
 
 namespace {
 
-// Programs that start a shell or a command for another user, and for that may leave the application's cgroup
+// Programs that start a shell or a command for another user. They may leave the application's cgroup to do so
 // (pam_systemd(8)).
 bool changesUser(const ProcessNode& node) {
   constexpr std::array<std::string_view, 5> names = {"sudo", "su", "doas", "pkexec", "login"};
   return node.name && std::ranges::find(names, *node.name) != names.end();
 }
 
-// Whether there may be an application in the chain. A chain enters the user's manager below a desktop that
-// the manager has not started. It leaves it below a program that changes the user. So it is asked for both
-// ends, and for each process right above such a program. With all of them outside, the chain is of ssh(1), of
-// a container or of a text console.
+// Whether there may be an application in the chain. Processes enter the user's manager below a desktop that
+// the manager did not start, and leave it below a program that changes the user. So this asks about both ends
+// of the chain, and about each process right above such a program. If all of these are outside, the chain
+// belongs to ssh(1), a container or a text console.
 bool mayHaveHost(std::span<const ProcessNode> ancestors, const ProcessTable& table) {
   if (!table.mayBeOfApplication) return true;
   if (table.mayBeOfApplication(ancestors.back().pid)) return true;

@@ -7,7 +7,8 @@ namespace tavrin::ProcessTree {
 
 namespace {
 
-// The first process that a person or an agent can have started; below it are the kernel and the system's own.
+// The lowest id of a process that a person or an agent can have started. Lower ids belong to the kernel and
+// to the system's first process.
 constexpr std::int32_t firstPid = 2;
 
 std::optional<std::string> nameOf(const ProcessTable::Record& record, std::int32_t pid,
@@ -15,7 +16,7 @@ std::optional<std::string> nameOf(const ProcessTable::Record& record, std::int32
   return record.name.empty() ? table.longName(pid) : std::optional(record.name);
 }
 
-// Follows the chain of parents, making each node whole with `finish`, which says whether to go on.
+// Follows the chain of parents. `finish` completes each node and returns whether to go on.
 template <class Finish>
 std::vector<ProcessNode> walk(std::int32_t pid, const ProcessTable& table, int limit, Finish finish) {
   std::vector<ProcessNode> nodes;

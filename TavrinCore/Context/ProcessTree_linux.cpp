@@ -37,7 +37,7 @@ std::optional<std::string> executableOf(const std::string& root, std::int32_t pi
 }
 
 // Reads each file of a process once and remembers it. The files stay open until the table is destroyed, which
-// in tavrin-hook is the end of the process. A third of its calls for these files would be to close them.
+// in tavrin-hook is the end of the process. Otherwise a third of the calls for these files would close them.
 class ProcFiles {
  public:
   explicit ProcFiles(std::string root) : root_(std::move(root)) {}
@@ -58,7 +58,7 @@ class ProcFiles {
   }
 
  private:
-  // All of the longest chain, and far below any limit that programs live with.
+  // About as many as the longest chain needs, and far below any usual limit on open files.
   static constexpr std::size_t mostOpen = ProcessTree::defaultLimit + 2;
 
   std::optional<std::string> read(const std::string& path) {

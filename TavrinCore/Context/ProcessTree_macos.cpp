@@ -18,7 +18,7 @@
 #include <string>
 #include <type_traits>
 
-// The runtime's own autorelease pools; exported for compilers, and declared in no header.
+// The runtime's own autorelease pools. They are exported for compilers, and no header declares them.
 extern "C" void* objc_autoreleasePoolPush();
 extern "C" void objc_autoreleasePoolPop(void* pool);
 
@@ -78,8 +78,8 @@ class AutoreleasePool {
   void* pool_;
 };
 
-// Points standard error to /dev/null as long as it lives. AppKit and the frameworks below it may print
-// warnings when they are loaded or asked, and agents show what a hook prints.
+// Points standard error to /dev/null while it exists. AppKit and the frameworks below it may print warnings
+// when they are loaded or asked, and agents show what a hook prints.
 class SilentStandardError {
  public:
   SilentStandardError() : saved_(::fcntl(STDERR_FILENO, F_DUPFD_CLOEXEC, firstOfOurs)) {
@@ -109,8 +109,8 @@ class SilentStandardError {
   bool isSilent_ = false;
 };
 
-// The answer to a message; nothing without a receiver, or from one that has no such method: sending it all
-// the same would end the process.
+// The answer to a message. Returns nullopt if there is no receiver or it has no such method, because sending
+// the message would then end the process.
 template <class Result, class... Arguments>
 std::optional<Result> ask(const MacCalls& calls,
                           const std::function<Result(id, SEL, Arguments...)>& sendMessage, id receiver,
@@ -141,7 +141,7 @@ std::optional<ProcessTable::Application> applicationOf(const MacCalls& calls, st
   return found;
 }
 
-// objc_msgSend, which must be called as the method that it calls is.
+// objc_msgSend, with the type of the method that it calls.
 template <class Result, class... Arguments>
 auto message() {
   return reinterpret_cast<Result (*)(id, SEL, Arguments...)>(objc_msgSend);

@@ -13,7 +13,7 @@
 
 namespace tavrin {
 
-/// The calls to macOS that its process table needs, each as the system declares it.
+/// The calls to macOS that its process table needs, each as macOS declares it.
 struct MacCalls {
   // The kernel: sysctl(3), <libproc.h>, devname(3).
   std::function<int(int* name, unsigned nameLength, void* value, std::size_t* size, void* newValue,
@@ -37,7 +37,7 @@ struct MacCalls {
   std::function<long(id receiver, SEL selector)> integer;
   std::function<const char*(id receiver, SEL selector)> text;
 
-  /// The system's own.
+  /// The real calls.
   static MacCalls ofThisSystem();
 };
 

@@ -19,7 +19,7 @@ struct RepoLabel {
   /// The name to show: the root's last component. If there is a work tree, " · " and its name follow.
   std::string displayName() const { return displayNameOf(root, worktree); }
 
-  /// The same of a root and a work tree that are kept elsewhere.
+  /// The same for a root and a work tree that the caller keeps elsewhere.
   static std::string displayNameOf(std::string_view root, const std::optional<std::string>& worktree);
 
   /// What `find` asks the file system. Tests answer from a table.

@@ -20,9 +20,9 @@ struct Parsed {
   bool operator==(const Parsed&) const = default;
 };
 
-/// Reads `words`, the program's name first. The last of each option counts. Without a known agent, it is
-/// Claude Code. An empty event counts as missing. Bytes of the event that are not valid UTF-8 become U+FFFD.
-/// All other words are ignored.
+/// Reads `words`, the program's name first. The last of each option counts. If no known agent is named, the
+/// agent is Claude Code. An empty event counts as missing. Bytes of the event that are not valid UTF-8 become
+/// U+FFFD. All other words are ignored.
 Parsed parseAll(std::span<const std::string_view> words);
 
 /// The agent of `parseAll`.

@@ -15,7 +15,7 @@ namespace {
 
 constexpr off_t largestLog = 1'000'000;
 
-// With O_NONBLOCK a pipe in the place of the log loses the line. Without, the agent would have to wait.
+// If a pipe is in the log's place, O_NONBLOCK loses the line. Without it, the agent would have to wait.
 FileDescriptor openToAppend(const std::string& path) {
   return FileDescriptor::open(path, O_WRONLY | O_APPEND | O_CREAT | O_NONBLOCK, 0600);
 }

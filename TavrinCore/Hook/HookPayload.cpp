@@ -29,7 +29,7 @@ constexpr std::array<Row, 9> rows = {{
 
 constexpr std::array<std::string_view, 2> marks = {"cursor_version", "workspaceRoot"};
 
-// No field has two rows, and the fields of all rows together are as large as an event: so none is missing.
+// No field has two rows, and the fields of all rows together are as large as an event, so none is missing.
 constexpr bool eachFieldHasOneRow() {
   std::size_t size = 0;
   for (std::size_t i = 0; i < rows.size(); ++i) {

@@ -29,8 +29,8 @@ void placeInRepository(Session& session, const HookEvent& event, const SessionSu
   session.worktreeName = label ? label->worktree : std::nullopt;
 }
 
-// Every event renews the agent's process. Finding the host costs more, so only a record without one and the
-// start of a session or a prompt do that.
+// Every event renews the agent's process. Finding the host costs more, so it happens only if the record has
+// none, and at the start of a session or a prompt.
 void placeInProcesses(Session& session, const HookEvent& event, const SessionSurroundings& around) {
   const auto& names = AgentDefinition::processNamesOf(session.agent);
   const bool wantsHost =

@@ -41,7 +41,7 @@ std::optional<Status> status(std::string_view text) {
   if (status == "busy") found.state = SessionState::working;
   if (status == "waiting") found.state = SessionState::needsYou;
   if (status == "idle") found.state = SessionState::idle;
-  // "shell" stands for a moment after a command was stopped, before "idle".
+  // The status is "shell" for a moment after a command was stopped, and then "idle".
   found.isKnown = found.state || status.empty() || status == "shell";
   if (const auto since = millisecondsAt(object, "statusUpdatedAt")) found.since = *since;
   return found;
@@ -66,7 +66,8 @@ LineEvidence line(std::string_view line) {
   } else if (type == "system") {
     if (textAt(object, "subtype") == "turn_duration") add(Kind::turnEnded);
   } else if (isPrompt(object)) {
-    // Its hook reports each prompt. Some lines that look like one, as after /compact, start no turn.
+    // This is not a fact, because the hook reports each prompt, and some lines that look like one start no
+    // turn, as after /compact.
     found.startsTurn = true;
   } else if (type == "user") {
     for (const TranscriptSignal& signal : TranscriptParser::claudeSignals(line)) {
@@ -75,7 +76,7 @@ LineEvidence line(std::string_view line) {
       else
         add(Kind::interrupted);
     }
-    // The refusal is the tool's result; the line that stops the turn follows.
+    // A refusal is written as the tool's result. The line that stops the turn follows it.
     if (holds(line, refusal)) {
       for (SessionFact& fact : found.facts)
         if (fact.kind == Kind::callEnded) fact.kind = Kind::withdrawn;

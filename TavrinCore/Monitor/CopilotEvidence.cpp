@@ -22,8 +22,8 @@ bool isKnownType(std::string_view type) {
   return std::ranges::any_of(families, [&](std::string_view family) { return type.starts_with(family); });
 }
 
-// Lines of a sub-agent stand in its parent's file and carry an "agentId". Its questions are the parent's; its
-// turns are not.
+// Lines of a sub-agent are in its parent's file and have an "agentId". Its questions count for the parent,
+// but its turns do not.
 bool isFromSubagent(const json::object& object) {
   return !textAt(object, "agentId").empty();
 }
@@ -43,7 +43,7 @@ void readPermission(std::string_view type, const json::object& data, Date at, Li
       .kind = Kind::asked, .at = at, .call = std::string(textAt(data, "requestId")), .command = {}};
   if (type == "permission.completed") {
     const std::string_view result = textAt(objectAt(data, "result"), "kind");
-    // A question that was cancelled says nothing about the turn; "abort" follows if that ends.
+    // A cancelled question does not show whether the turn goes on. If the turn ends, "abort" follows.
     fact.kind = result == "cancelled" ? Kind::withdrawn : Kind::answered;
   } else if (type != "permission.requested") {
     return;

@@ -15,8 +15,8 @@ const std::vector<std::string>& DirectoryCache::names(const std::string& path, c
   Listing& listing = listings_[path];
   listing.isUsed = true;
   if (!listing.isSettled || listing.modifiedAt != status->modifiedAt) {
-    // Two changes within one tick of the clock have the same time (inode(7)); a tick is at most 10 ms, on
-    // network file systems a second.
+    // Two changes within one tick of the clock have the same time (inode(7)). A tick is at most 10 ms, or a
+    // second on network file systems.
     constexpr std::chrono::duration<double> tick(1);
     listing.names = files.list(path);
     listing.modifiedAt = status->modifiedAt;

@@ -10,7 +10,7 @@
 
 namespace tavrin {
 
-/// Names in directories, listed anew only when the directory's modification time says that it changed.
+/// Names in directories. A directory is listed again only when its modification time shows that it changed.
 class DirectoryCache {
  public:
   /// The names in the directory at `path`; none when it is not there.
@@ -22,7 +22,7 @@ class DirectoryCache {
  private:
   struct Listing {
     Date modifiedAt;
-    bool isSettled = false;  // whether it was listed long enough after the change to hold all of it
+    bool isSettled = false;  // whether it was listed long enough after its last change to be complete
     bool isUsed = true;
     std::vector<std::string> names;
   };

@@ -18,7 +18,7 @@ namespace tavrin::EvidenceJson {
 /// out.
 bool holds(std::string_view line, std::string_view word);
 
-/// The object that a text is, or an empty one.
+/// The JSON object in `text`, or an empty one if there is none.
 inline boost::json::object objectIn(std::string_view text) {
   std::optional<boost::json::value> document = Json::parse(text);
   boost::json::object* const object = document ? document->if_object() : nullptr;
@@ -30,7 +30,7 @@ inline std::string_view textAt(const boost::json::object& object, std::string_vi
   return Json::textAt(object, key).value_or(std::string_view());
 }
 
-/// The object under `key`, or an empty one that lives for ever.
+/// The object under `key`, or a constant empty one.
 const boost::json::object& objectAt(const boost::json::object& object, std::string_view key);
 
 /// The whole number under `key`; nullopt when there is none.

@@ -79,7 +79,7 @@ void FollowedFacts::add(SessionFact fact) {
   if (facts_.size() > mostFacts) shorten();
 }
 
-// The sub-agent's turn may end with questions open; they end with it.
+// A sub-agent's turn may end while its questions are open. They end with it.
 void FollowedFacts::addOfSubagent(SessionFact fact) {
   if (fact.kind == Kind::turnStarted || fact.kind == Kind::output) return;
   if (!endsTurn(fact.kind)) {
@@ -97,7 +97,7 @@ void FollowedFacts::addOfSubagent(SessionFact fact) {
     add({.kind = Kind::withdrawn, .at = fact.at, .call = std::move(call), .command = {}});
 }
 
-// Drops the older half of what no longer decides anything: everything but questions and the turn's start.
+// Drops the older half of the facts, except open questions and starts of turns.
 void FollowedFacts::shorten() {
   const std::size_t half = facts_.size() / 2;
   std::vector<SessionFact> kept;

@@ -17,7 +17,7 @@ namespace tavrin {
 /// The facts of the present turn in one of an agent's files, read as it grows.
 class FollowedFacts {
  public:
-  /// `isSubagents` says that the file is a sub-agent's: its questions and results count for the session, its
+  /// `isSubagents` is true for a sub-agent's file: its questions and results count for the session, but its
   /// turns do not. `start` is the offset to start from, if one is known.
   FollowedFacts(std::string path, Agent agent, bool isSubagents,
                 std::optional<std::uint64_t> start = std::nullopt)

@@ -27,7 +27,7 @@ FollowedFile::Change FollowedFile::look(const MonitorFiles& files, const Reader&
   }
   status_ = now;
   if (change != Change::grew) {
-    // Only the file that the offset was taken from can be entered there.
+    // The offset is valid only in the file that it was taken from.
     const bool mayEnter = change == Change::started && start_ && *start_ <= now->size;
     begin(mayEnter ? *start_ : startOf(files, now->size, reader));
     start_.reset();
@@ -55,7 +55,7 @@ void FollowedFile::begin(std::uint64_t offset) {
   half_.clear();
   end_.clear();
   passesOver_ = offset > 0;
-  // The byte before says whether a line starts here.
+  // Starts one byte earlier, because that byte shows whether a line starts at `offset`.
   if (passesOver_) --offset_;
 }
 

@@ -14,8 +14,8 @@
 namespace tavrin {
 
 /// A file of lines that another program appends to, read as it grows. Each look reads only what is new, a
-/// piece at a time, and keeps no more than half a line of at most `longestLine` bytes. A longer line is
-/// passed over.
+/// piece at a time. It keeps at most one incomplete line, of at most `longestLine` bytes. A longer line is
+/// skipped.
 class FollowedFile {
  public:
   /// The most bytes that one read asks for.
@@ -31,7 +31,7 @@ class FollowedFile {
     none,      ///< it is as it was, or not there yet
     grew,      ///< it has new bytes
     started,   ///< it is read for the first time
-    replaced,  ///< another file is in its place, or it was cut or rewritten: its lines start anew
+    replaced,  ///< another file is in its place, or it was cut or rewritten: it is read anew
     vanished,  ///< it is gone
   };
 
@@ -39,7 +39,7 @@ class FollowedFile {
   struct Reader {
     /// Whether the line starts a turn; asked while the place to start from is looked for.
     std::function<bool(std::string_view line)> startsTurn;
-    /// Forgets all lines given before, because the file starts anew.
+    /// Forgets all lines given before, because the file is read anew.
     std::function<void()> restart;
     /// Takes the next whole line.
     std::function<void(std::string_view line)> take;
@@ -53,7 +53,7 @@ class FollowedFile {
 
   const std::string& path() const { return path_; }
 
-  /// When the file was last changed, as of the last look; the start of 1970 before there is one.
+  /// When the file was last changed, as of the last look; the start of 1970 if no look has found it.
   Date modifiedAt() const { return status_ ? status_->modifiedAt : Date(); }
 
   /// Reads what is new. `restart` is called before the lines of a file that started or was replaced.

@@ -24,7 +24,7 @@ std::string_view contentText(const json::object& object) {
                                             : textAt(parts->front().get_object(), "text");
 }
 
-// Each call has a time of its own; the line's is that of the answer that made the calls.
+// Each call has a time of its own. The line's time is that of the answer that made the calls.
 void readCalls(const json::array& calls, Date lineAt, LineEvidence& found) {
   for (const json::value& value : calls) {
     const json::object& call = value.get_object();
@@ -56,7 +56,7 @@ LineEvidence line(std::string_view line) {
     found.facts.push_back({.kind = kind, .at = *at, .call = {}, .command = {}});
   };
   // After a cancelled turn the client writes its history again, prompts included, so a prompt in the file
-  // does not say that a turn starts now. The hook does.
+  // does not mean that a turn starts now. The hook reports that.
   found.startsTurn = type == "user" && !contentText(object).empty();
   if (type == "error") add(Kind::failed);
   if (type == "info" && contentText(object) == "Request cancelled.") add(Kind::interrupted);

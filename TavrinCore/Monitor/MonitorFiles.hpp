@@ -26,7 +26,7 @@ struct FileStatus {
 /// The file access of the monitor, which only reads. Tests and recordings fill in functions of their own; all
 /// of them must be set.
 struct MonitorFiles {
-  /// The status of what `path` names, links followed; nullopt when it is not there or cannot be asked.
+  /// The status of what `path` names, links followed; nullopt when it is not there or stat(2) fails.
   std::function<std::optional<FileStatus>(const std::string& path)> status;
   /// At most `most` bytes of the file from `offset` on, fewer only at its end; nullopt when it cannot be
   /// read.

@@ -19,7 +19,7 @@ constexpr std::size_t largestStatus = std::size_t{1024} * 1024;
 // A process that started after its file was written is another one with the same id.
 constexpr Seconds startMargin(5);
 
-// When to look again, in seconds, at what an agent is about to finish.
+// After how long to look again at something that an agent is about to finish.
 constexpr Seconds soon(0.1);
 
 bool wrote(const ProcessFact& process, Date written) {
@@ -184,7 +184,7 @@ std::optional<OpenSessions::Holding> OpenSessions::holding(const std::string& di
     locks_.erase(path);
     return std::nullopt;
   }
-  // The holder is asked for anew when the file changes, when the holder ends, and now and then.
+  // The holder is looked up again when the file changes, when the holder ends, and now and then.
   constexpr Seconds recheck(5);
   Lock& lock = locks_[path];
   auto process = lock.holder ? with.process(*lock.holder) : std::nullopt;
@@ -192,7 +192,7 @@ std::optional<OpenSessions::Holding> OpenSessions::holding(const std::string& di
   if (!isHeld && (lock.status != status || lock.holder || with.now - lock.askedAt >= recheck)) {
     lock.holder = with.processes.lockHolder(path);
     lock.askedAt = with.now;
-    // A client makes the file and then locks it, so one that is new may be free for a moment.
+    // A client makes the file and then locks it, so a new file may be free for a moment.
     const bool isSettled = lock.holder || with.now - status->modifiedAt > Seconds(1);
     lock.status = isSettled ? status : std::nullopt;
     if (!isSettled) next_ = with.now + soon;
@@ -205,8 +205,8 @@ std::optional<OpenSessions::Holding> OpenSessions::holding(const std::string& di
                  .process = *process};
 }
 
-// Whether the thread may be one that a terminal shows: not a sub-agent's, and not one whose rollout exists
-// but does not say yet whose it is.
+// Whether a terminal may show the thread. It never shows a sub-agent's thread. A rollout without its first
+// line may be a sub-agent's, so its thread counts as not shown yet.
 bool OpenSessions::mayShow(const AgentHome& home, const std::string& id, const Surroundings& with) {
   const std::optional<std::string> rollout = codexRollout(home, id, with);
   if (!rollout) return true;
@@ -229,7 +229,7 @@ std::optional<std::string> OpenSessions::codexRollout(const AgentHome& home, con
                                                       const Surroundings& with) {
   Thread& thread = threads_[id];
   if (!thread.rollout.empty()) return thread.rollout;
-  // "sessions/Y/M/D" by the local day on which the thread was made.
+  // "sessions/Y/M/D" is the local day on which the thread was made. In UTC it may be the day before or after.
   const auto made = CodexEvidence::createdAt(id);
   if (!made) return std::nullopt;
   for (const int offset : {0, -1, 1}) {
@@ -277,8 +277,8 @@ void OpenSessions::lookClients(const Surroundings& with) {
 }
 
 // The daemon holds the locks of all its clients, and lives on without them. A client opens its session when
-// it starts, so a lock belongs to the client that started last before it and shows nothing yet. Where that
-// does not decide, a session counts as open while any client runs that started before it.
+// it starts, so a lock belongs to the last client that started before the lock was taken and shows nothing
+// yet. If no client fits, the session counts as open while any client runs that started before.
 void OpenSessions::lookDaemon(const std::vector<Holding>& held, const Surroundings& with) {
   lookClients(with);
   std::map<std::string, std::int32_t> ownerOf;

@@ -36,11 +36,11 @@ class OpenSessions {
   /// change the answer.
   void look(const AgentHome& home, const Surroundings& with, std::vector<std::string>& watched);
 
-  /// The sessions that live processes have open, of all agents. Of one process of Codex only the newest: that
-  /// is the one its terminal shows.
+  /// The sessions that live processes have open, of all agents. If one process of Codex has several open,
+  /// only the newest is here, because its terminal shows that one.
   const std::vector<OpenSession>& all() const { return open_; }
 
-  /// When to look again at the latest: a lock is taken without any change of its file.
+  /// When to look again at the latest, because a process can take a lock without changing the file.
   const std::optional<Date>& next() const { return next_; }
 
   /// Forgets what the last looks found, before the looks of a new round.

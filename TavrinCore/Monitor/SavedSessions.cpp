@@ -34,7 +34,7 @@ bool SavedSessions::look(const MonitorFiles& files, Date now) {
   std::map<std::string, Saved> old = std::exchange(saved_, {});
   if (!directory) return true;
   std::vector<std::string> names = files.list(directory_);
-  // Maps that are filled in order need no search for each place.
+  // Filling the maps in order needs no search for each place.
   std::ranges::sort(names);
   auto known = before.begin();
   for (std::string& name : names) {

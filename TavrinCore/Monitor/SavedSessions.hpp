@@ -26,16 +26,15 @@ class SavedSessions {
 
   const std::string& directory() const { return directory_; }
 
-  /// Reads what changed. A file that holds no record is left out, and read again when it changes. One
-  /// `status` call is made while the directory is as it was: the hook replaces files, which changes the
-  /// directory.
-  /// Returns whether anything may have changed.
+  /// Reads what changed. A file that holds no record is left out, and read again when it changes. While the
+  /// directory has not changed, this makes only one `status` call: the hook replaces files, which changes the
+  /// directory. Returns whether anything may have changed.
   bool look(const MonitorFiles& files, Date now);
 
-  /// Reads again only the files of these names, without listing the directory. A name that no file has any
-  /// more loses its record, and names of other files are passed over. Because nobody says whether the names
-  /// are all that changed, the next `look` lists the directory. Returns false, and reads nothing, while no
-  /// `look` has found the directory.
+  /// Reads again only the files of these names, without listing the directory. If a file is gone, its record
+  /// is dropped. Names that cannot be a record's are skipped. Other files may have changed too, so the next
+  /// `look` lists the directory. Returns false, and reads nothing, if the last `look` did not find the
+  /// directory.
   bool lookAt(const std::vector<std::string>& names, const MonitorFiles& files);
 
   /// All records by their file's name.

@@ -15,7 +15,7 @@
 
 namespace tavrin {
 
-/// A file of an agent that states the present: this live process has this session open.
+/// What a file of an agent states about the present: this live process has this session open.
 struct OpenSession {
   Agent agent = Agent::claude;
   std::string sessionId;

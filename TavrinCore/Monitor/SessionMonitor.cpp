@@ -68,7 +68,8 @@ class Play {
     wasRefused_ = fact.kind == Kind::withdrawn;
   }
 
-  // A question that is still open makes the session wait, unless the hooks saw its turn end after it.
+  // A question that is still open makes the session wait, unless the hooks saw the turn end after the
+  // question.
   void settle(Date now) {
     if (session_.state == needsYou) {
       // A hook that came after the answer may not know of it. These agents write down every question.
@@ -114,7 +115,7 @@ class Play {
       asked_.clear();
     }
     if (fact.kind != Kind::withdrawn && wasAsked) answeredAt_ = fact.at;
-    // One answer of several does not end the wait.
+    // An answer to one of several questions does not end the wait.
     if (!counts || session_.state != needsYou || !asked_.empty() || fact.kind == Kind::withdrawn) return;
     if (fact.kind == Kind::callEnded)
       apply("PostToolUse", fact.call, fact.at, Reason::answered);
@@ -160,13 +161,14 @@ class Play {
   bool wasRefused_ = false;
 };
 
-// Whether the record's process is gone for sure.
+// Whether the record's process is certainly gone.
 bool isDead(const MonitoredSession& session, Date now, Date bootedAt) {
   const SessionEvidence& evidence = session.evidence;
   const Session& record = session.record;
   if (record.updatedAt < bootedAt) return true;
   if (!evidence.process) return evidence.wasSeen || now - session.savedAt >= Seconds(unseenLimit);
-  // Another process has the id now. `updatedAt` is in whole seconds, and a hook takes a moment.
+  // Another process has the id now. The 5 s are there because `updatedAt` is in whole seconds and a hook
+  // takes a moment.
   if (evidence.process->startedAt > record.updatedAt + Seconds(5)) return true;
   return record.tty && !evidence.process->terminal;
 }

@@ -16,7 +16,7 @@ namespace tavrin {
 /// A session's record as the hook saved it, and what else is known.
 struct MonitoredSession {
   Session record;  ///< made by SessionMonitor::opened when there is no file
-  Date savedAt;    ///< the modification time of its file; for one without, when it was opened
+  Date savedAt;    ///< the modification time of its file; without a file, when the session was opened
   SessionEvidence evidence;
 };
 
@@ -25,7 +25,7 @@ struct ObservedSession {
   Session record;  ///< as the hook saved it
   SessionState state = SessionState::idle;
   Date since;               ///< when that state began
-  std::string_view reason;  ///< why the state differs from the record's, as "refused, according to its
+  std::string_view reason;  ///< why the state differs from the record's, such as "refused, according to its
                             ///< transcript"; "" when the hooks said it. Constant text
   std::optional<std::string> attentionId;  ///< while it needs the person: the record's, or a derived one
   bool isElsewhere = false;  ///< its folder is not on this machine, so its process cannot be asked
@@ -34,7 +34,7 @@ struct ObservedSession {
 };
 
 /// Judges sessions from records, evidence and the time. It reads nothing and writes nothing. Facts become
-/// events of the one state machine (HookTransitions); docs/agents.md says what decides what.
+/// events of the one state machine (HookTransitions); docs/agents.md lists the rules.
 namespace SessionMonitor {
 
 /// A command of Codex that asks to leave the sandbox may be allowed beforehand. Then it starts at once, so
@@ -45,14 +45,14 @@ double settling(Agent agent);
 /// status file up to 0.4 s after the hook.
 inline constexpr double statusLag = 0.5;
 
-/// How long, in seconds, a record of a process that was never seen running is believed.
+/// How long, in seconds, a record is believed if its process was never seen running.
 inline constexpr double unseenLimit = 60;
 
 /// The record that stands for a session that has no file yet: it is idle since it was opened.
 Session opened(const OpenSession& open);
 
-/// The session as it is; nullopt for one that is gone and for a sub-agent's. `bootedAt` is when the system
-/// was started.
+/// The session as it is; nullopt for a session that is gone and for a sub-agent's. `bootedAt` is when the
+/// system was started.
 std::optional<ObservedSession> judge(const MonitoredSession& session, Date now, Date bootedAt);
 
 /// The same for all of them, in their order.

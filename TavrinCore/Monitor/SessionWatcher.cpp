@@ -87,7 +87,7 @@ SessionWatcher::Look SessionWatcher::lookAround() {
   });
 
   const Date bootedAt = surroundings_.processes.bootedAt();
-  // Sessions that do something are followed first.
+  // Busy sessions are followed first.
   std::vector<Trace*> order;
   order.reserve(traces_.size());
   look.sessions.reserve(traces_.size());
@@ -136,8 +136,8 @@ void SessionWatcher::put(Trace& trace, const std::string& name, const SavedSessi
   trace.session.savedAt = saved.savedAt;
 }
 
-// Takes the record of a file that its session had before. Returns false if the file is new, is gone, or holds
-// another session's record, so that all records must be taken.
+// Takes the new record of a known session's file. Returns false if the file is new, is gone, or now holds
+// another session's record. Then all records must be taken again.
 bool SessionWatcher::takeRecord(const std::string& name) {
   const auto saved = saved_.all().find(name);
   if (saved == saved_.all().end()) return false;
@@ -164,14 +164,14 @@ void SessionWatcher::takeOpenSessions() {
   }
 }
 
-// Whether the session is open, closed, or nobody says.
+// Judges whether the session is open or closed. There may be no sign of either.
 void SessionWatcher::judgeOpen(Trace& trace) {
   const Session& record = trace.session.record;
   SessionEvidence& evidence = trace.session.evidence;
   if (record.state != SessionState::idle) processes_.erase(record.agentPid);
   evidence.process = process(record.agentPid);
   const bool isIts = evidence.process && evidence.process->startedAt <= record.updatedAt + Seconds(5);
-  // A session that was seen here does not become one of another machine when its folder is deleted.
+  // A session that was seen here still belongs to this machine after its folder is deleted.
   if (!evidence.wasSeen) evidence.isFolderHere = surroundings_.files.status(record.cwd).has_value();
   if (isIts && evidence.isFolderHere) evidence.wasSeen = true;
   evidence.isOpenByItsAgent = !evidence.open || isRelated(evidence.open->pid, record.agentPid);
@@ -234,8 +234,8 @@ std::vector<std::pair<std::string, bool>> SessionWatcher::filesOf(const Trace& t
       if (!path && home) path = home->transcript(id, record.cwd);
       if (!path) break;
       addPath(paths, *path, false);
-      // "ID.jsonl" has its sub-agents' files in "ID/subagents". They show answers that a status file also
-      // shows.
+      // The sub-agents of "ID.jsonl" have their files in "ID/subagents". These show answers that a status
+      // file also shows.
       const auto& open = trace.session.evidence.open;
       if (record.state != SessionState::needsYou || (open && open->state)) break;
       const std::string subagents = Path::joined(path->substr(0, path->rfind('.')), "subagents");
@@ -372,7 +372,7 @@ void SessionWatcher::askGeminiChildren(Trace& trace, std::int32_t pid) {
     trace.fromProcesses.push_back(fact);
     evidence.facts.push_back(fact);
   };
-  // A hook that closes one call of several leaves the wait as it was answered; one that asks anew does not.
+  // A hook that closes one of several calls leaves the wait answered. A hook that asks again does not.
   if (trace.answered && trace.answered->attentionId == record.attentionId &&
       trace.answered->waitingOn != record.waitingOn &&
       std::ranges::includes(trace.answered->waitingOn, record.waitingOn)) {
@@ -381,7 +381,8 @@ void SessionWatcher::askGeminiChildren(Trace& trace, std::int32_t pid) {
   }
   for (const std::int32_t child : surroundings_.processes.children(pid)) {
     const auto fact = surroundings_.processes.process(child);
-    // Commands run on a terminal of their own, hooks and the client's helpers on none or on the client's.
+    // Commands run on a terminal of their own. Hooks and the client's helpers have no terminal, or the
+    // client's.
     if (!fact || !fact->terminal || fact->terminal == record.tty || fact->startedAt <= trace.session.savedAt)
       continue;
     if (!trace.children.contains(child)) {

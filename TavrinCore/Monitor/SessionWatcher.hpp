@@ -22,8 +22,8 @@
 namespace tavrin {
 
 /// Collects what SessionMonitor judges: it reads the hook's records, the agents' own files and the process
-/// table, each look only what is new. It writes nothing, starts nothing and never waits. One-shot commands
-/// look once; a program that keeps going looks again when one of `Look::files` changes, when one of
+/// table, and at each look only what is new. It writes nothing, starts nothing and never waits. One-shot
+/// commands look once; a program that keeps going looks again when one of `Look::files` changes, when one of
 /// `Look::processes` ends, and at `Look::next`.
 class SessionWatcher {
  public:
@@ -50,16 +50,16 @@ class SessionWatcher {
   /// Looks at everything. `now` must not go back between two calls.
   Look look(Date now);
 
-  /// The same when a watch of `sessionsDirectory` reports that files of these names changed. Of the records
-  /// only theirs are read again, so one of many costs little. The next `look(now)` finds what the watch
-  /// missed.
+  /// The same when a watch of `sessionsDirectory` reports that files of these names changed. Of all records,
+  /// only those in these files are read again, so a change to one of many costs little. The next `look(now)`
+  /// finds what the watch missed.
   Look look(Date now, const std::vector<std::string>& changedRecords);
 
-  /// Says that a process has ended, so that the next look asks for it at once. Processes of idle sessions are
-  /// otherwise asked for once a second.
+  /// Reports that a process has ended, so that the next look checks it at once. Otherwise the processes of
+  /// idle sessions are checked once a second.
   void processEnded(std::int32_t pid) { processes_.erase(pid); }
 
-  /// How many lines and status files of a kind that no reader knows were met so far: a sign that a client is
+  /// How many lines and status files of unknown kinds were found so far. They are a sign that a client is
   /// newer than the readers.
   std::uint64_t unknownLines() const;
 

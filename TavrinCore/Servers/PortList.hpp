@@ -9,7 +9,7 @@
 
 namespace tavrin {
 
-/// The ports of a server. It is never empty: an empty list becomes the single port 0. (Only one that was
+/// The ports of a server. It is never empty: an empty list becomes the single port 0. (Only a list that was
 /// moved from is empty.)
 class PortList {
  public:

@@ -18,7 +18,7 @@ bool contains(std::string_view text, std::string_view part) {
   return text.find(part) != std::string_view::npos;
 }
 
-// A Python of one's own lies in an application bundle, too.
+// A Python that the user installed is in an application bundle too.
 bool isFrameworkPython(std::string_view path) {
   return (contains(path, "/Python3.framework/") || contains(path, "/Python.framework/")) &&
          path.ends_with("/Resources/Python.app/Contents/MacOS/Python");
@@ -36,7 +36,7 @@ bool isNoise(std::string_view executablePath) {
 bool isDocker(std::string_view command, std::string_view executablePath) {
   const std::string lowerCommand = Text::lowerCased(command);
   const std::string lowerPath = Text::lowerCased(executablePath);
-  // "com.dock" takes in com.docker.backend where lsof cuts names short.
+  // "com.dock" also finds com.docker.backend where lsof shortens names.
   return contains(lowerCommand, "docker") || lowerCommand.starts_with("com.dock") ||
          lowerCommand.starts_with("vpnkit") || contains(lowerPath, "docker.app/contents/") ||
          contains(lowerPath, "docker-proxy") || contains(lowerPath, "/vpnkit");

@@ -13,7 +13,8 @@ namespace tavrin::ServerScan {
 
 namespace {
 
-// Linux counts a process's start from a boot time in whole seconds, so it can seem to lie a little ahead.
+// Linux counts a process's start from a boot time in whole seconds, so it can seem to be slightly in the
+// future.
 constexpr double clockTolerance = 2;
 
 // Unknown values are empty.
@@ -50,7 +51,7 @@ class Repositories {
 
   const RepoLabel& of(const std::string& cwd) {
     const auto [entry, isNew] = labels_.try_emplace(cwd, RepoLabel{.root = cwd, .worktree = {}});
-    // An unknown directory must not be taken for the one that this process is in.
+    // An unknown directory must not be taken for the working directory of this process.
     if (isNew && cwd.starts_with('/')) {
       if (std::optional<RepoLabel> label = RepoLabel::find(cwd, probes_)) entry->second = *std::move(label);
     }

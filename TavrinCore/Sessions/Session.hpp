@@ -32,7 +32,7 @@ struct Session {
   Date stateSince;  ///< when `state` last changed
   std::string cwd;  ///< the session's working directory
   std::int32_t agentPid = 0;
-  std::optional<std::string> tty;           ///< the agent's terminal, as "/dev/ttys004"
+  std::optional<std::string> tty;           ///< the agent's terminal, such as "/dev/ttys004"
   std::optional<std::int32_t> hostPid;      ///< the application that hosts the agent
   std::optional<std::string> hostBundleId;  ///< that application's bundle identifier
   std::optional<std::string> repoRoot;      ///< the root of the repository that `cwd` is in

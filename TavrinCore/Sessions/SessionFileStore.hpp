@@ -22,7 +22,7 @@ namespace tavrin {
 /// that Session::decode rejects. It then counts as missing.
 class SessionFileStore {
  public:
-  /// `afterUse` is of the lock files.
+  /// `afterUse` says what happens to the lock files.
   explicit SessionFileStore(std::string directory = defaultDirectory(Home::directory()),
                             AfterUse afterUse = AfterUse::close)
       : directory_(std::move(directory)), afterUse_(afterUse) {}

@@ -41,7 +41,7 @@ std::map<std::string, std::string> display(const std::vector<Session>& sessions,
     ids.push_back(session.sessionId);
   }
   std::vector<std::string> labelOfEach = ofEach(pointers, home);
-  // A map that is filled in order needs no search for each place.
+  // Filling the map in order needs no search for each place.
   std::map<std::string, std::string> labels;
   for (const std::size_t i : ByteOrder::sorted(ids)) {
     labels.insert_or_assign(labels.end(), sessions[i].sessionId, std::move(labelOfEach[i]));

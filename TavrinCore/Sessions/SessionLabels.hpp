@@ -20,7 +20,7 @@ namespace tavrin::SessionLabels {
 std::map<std::string, std::string> display(const std::vector<Session>& sessions,
                                            std::string_view home = Home::directory());
 
-/// A label for each of some sessions, at its index. Sessions with the same id have a label each.
+/// A label for each of `sessions`, at the same index. Sessions with the same id have a label each.
 std::vector<std::string> ofEach(const std::vector<const Session*>& sessions,
                                 std::string_view home = Home::directory());
 

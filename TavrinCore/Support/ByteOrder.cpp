@@ -7,8 +7,8 @@ namespace tavrin::ByteOrder {
 
 namespace {
 
-// A text with its first bytes as a number that compares as they do. What is compared lies side by side in
-// memory, and mostly the number decides.
+// A text's index, and a number that compares as the first bytes after the common start do. The numbers lie
+// side by side in memory, and usually decide.
 struct Item {
   std::uint64_t start;
   std::size_t index;

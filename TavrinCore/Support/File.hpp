@@ -34,7 +34,7 @@ class FileDescriptor {
   bool isOpen() const { return number_ >= 0; }
   int number() const { return number_; }
   void close();
-  /// Closes the file, or gives it up without that.
+  /// Closes the file, or only forgets its descriptor and leaves the file open.
   void finish(AfterUse use);
 
   /// Closes a file that was written. Returns false and sets errno if bytes were lost. Network file systems
@@ -74,10 +74,11 @@ inline constexpr std::size_t largestOneRead = 4096;
 /// of a short file that the kernel generates when it is read, as in /proc. Returns nullopt if it cannot be
 /// read.
 std::optional<std::string> oneRead(const std::string& path);
-/// The same of an open file.
+/// The same for an open file.
 std::optional<std::string> oneRead(const FileDescriptor& file);
 
-/// Opens a file to read it. A pipe in its place is not waited for, and then reads as empty.
+/// Opens a file to read it. If a pipe is in its place, does not wait for a writer; the pipe then reads as
+/// empty.
 FileDescriptor openToRead(const std::string& path);
 
 /// As `contents`, for a file that must be well-formed UTF-8.

@@ -123,8 +123,9 @@ Result create(const std::string& temporary, const std::string& path) {
   return File::rename(temporary, path) ? Result::done : Result::failed;
 }
 
-// Gives the file back that somebody wrote between the comparison and the exchange: it is in the temporary
-// now, and `text` in its place. Who writes in between once more is newer still, and comes back in turn.
+// Puts back the file that another program wrote between the comparison and the exchange. It is in the
+// temporary now, and `text` is in its place. If a program writes once more meanwhile, its file is newer
+// still, and is put back in turn.
 Result giveBack(const std::string& temporary, const std::string& path, std::string_view text) {
   constexpr int mostExchanges = 1000;
   std::optional<std::string> inPlace = std::string(text);
@@ -158,7 +159,8 @@ std::optional<std::string> linkTarget(const std::string& path) {
     const std::optional<std::string> next = File::readLink(target);
     // A missing file, or one that is not a link, ends the search.
     if (!next) return errno == EINVAL || errno == ENOENT ? std::optional(target) : std::nullopt;
-    // Kept as it is, ".." and all: the system follows links in between, which a shortened path would skip.
+    // Any ".." stays in the path, because the system follows links before it, which a shortened path would
+    // skip.
     target = next->starts_with('/') ? *next : Path::joined(Path::parent(target), *next);
   }
   errno = ELOOP;
@@ -216,7 +218,7 @@ Result remove(const std::string& path, const Read& before) {
     syncDirectory(path);
     return Result::done;
   }
-  // Somebody wrote it in between. What is there by now, if anything, is newer still.
+  // Another program wrote the file in between. If there is a file at `path` again, it is newer still.
   if (::link(aside.c_str(), path.c_str()) != 0 && errno != EEXIST && !File::exists(path) &&
       !File::rename(aside, path))
     return Result::failed;

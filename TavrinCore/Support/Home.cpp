@@ -47,7 +47,7 @@ bool startedAsRoot() {
 #endif
 }
 
-// Whether the directory is there and is another user's.
+// Whether the directory exists and belongs to another user.
 bool isOfAnother(const char* directory, uid_t user) {
   struct stat status = {};
   return stat(directory, &status) == 0 && status.st_uid != user;

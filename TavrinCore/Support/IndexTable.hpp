@@ -12,15 +12,15 @@
 
 namespace tavrin {
 
-/// A hash table for many keys that are looked up once or twice each: it stores no keys, only the index that
-/// each has in a list of the caller's, all in one piece of memory.
+/// A hash table for many keys that are looked up only once or twice each. It does not store the keys. It
+/// stores each key's index in a list that the caller keeps, all in one block of memory.
 class IndexTable {
  public:
   /// A table for at most `count` different keys; `count` is below 2^32 - 1.
   explicit IndexTable(std::size_t count) : slots_(std::bit_ceil(2 * count + 1)) {}
 
-  /// The index of a key: the one that it was added with, or else `index`, with which it is added.
-  /// `isKey(other)` says whether the key with the index `other` is the one that is looked for.
+  /// Returns the index that a key was added with. A key that is new is added with `index`. `isKey(other)`
+  /// says whether the key with the index `other` is the wanted one.
   template <class IsKey>
   std::size_t findOrAdd(std::size_t hash, std::size_t index, IsKey isKey) {
     Slot& slot = slots_[slotOf(hash, isKey)];
@@ -37,7 +37,7 @@ class IndexTable {
 
  private:
   struct Slot {
-    std::uint32_t place = 0;  // the index and 1; 0 where there is no key
+    std::uint32_t place = 0;  // the index plus 1; 0 where there is no key
     std::uint32_t tag = 0;    // part of the hash, compared before the key
   };
 
@@ -56,20 +56,20 @@ class IndexTable {
   std::vector<Slot> slots_;
 };
 
-/// A hash of a number for IndexTable, whose slots are chosen by the low bits (the finalizer of MurmurHash3).
+/// A hash of a number for IndexTable, which chooses slots by the low bits. It is the finalizer of
+/// MurmurHash3.
 constexpr std::size_t spreadHash(std::uint64_t number) {
   number = (number ^ (number >> 33U)) * 0xff51afd7ed558ccdU;
   number = (number ^ (number >> 33U)) * 0xc4ceb9fe1a85ec53U;
   return static_cast<std::size_t>(number ^ (number >> 33U));
 }
 
-/// The different texts among some, each with the index at which it was added first.
+/// A set of texts, numbered from 0 in the order in which they were first added.
 class TextIndex {
  public:
   explicit TextIndex(std::size_t count) : table_(count) { texts_.reserve(count); }
 
-  /// Adds a text, which must outlast this object. Returns the number of different texts before it, or before
-  /// the equal one that was added first.
+  /// Adds a text, which must outlast this object, unless it is there already. Returns its number.
   std::size_t add(std::string_view text) {
     const std::size_t index =
         table_.findOrAdd(std::hash<std::string_view>()(text), texts_.size(), isText(text));

@@ -23,7 +23,7 @@ std::optional<Number> digits(std::string_view text, int base = 10) {
 
 // The following also accept "+" before the digits. They accept no spaces and no grouping.
 
-/// The number that the whole of `text` spells, or nullopt if it is not one of 32 bits.
+/// The number that the whole of `text` spells, or nullopt if it is not a number or does not fit.
 std::optional<std::int32_t> int32(std::string_view text);
 
 /// The TCP port, 1 to 65535, that `text` spells, or nullopt.

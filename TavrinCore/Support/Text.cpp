@@ -158,7 +158,7 @@ std::string onlyNameCharacters(std::string_view text) {
   std::string out;
   out.reserve(text.size());
   if (isAscii(text)) {
-    // Then each byte is a character, or belongs to the one character "\r\n", which is not a name's.
+    // Each byte is then a character, except in "\r\n", which is one character and not allowed in names.
     std::ranges::copy_if(text, std::back_inserter(out), isAsciiNameCharacter);
     return out;
   }

@@ -25,7 +25,7 @@ namespace {
 
 constexpr std::size_t longestId = 128;
 
-// If at most so many names are wanted, each folder is asked for them before it is listed.
+// If at most this many files are wanted, they are looked up by name in each folder before it is listed.
 constexpr std::size_t mostAskedFor = 8;
 
 // Folders that macOS shows as one file.
@@ -54,14 +54,15 @@ std::optional<struct stat> statusOf(const std::string& path) {
   return isThere ? std::optional(status) : std::nullopt;
 }
 
-// Whether a folder's status shows that it holds no other folder. Returns false if the file system's does not.
+// Whether a folder's status shows that it holds no other folder. Returns false on file systems where the
+// status does not show it.
 bool isLeaf(const std::string& path) {
 #ifdef __linux__
   struct statfs system = {};
   struct stat status = {};
   if (uninterrupted([&] { return ::statfs(path.c_str(), &system); }) != 0) return false;
-  // In these file systems a folder's links are the entry above it, its own "." and the ".." of each folder in
-  // it. In others the number is always 1 or 2.
+  // On these file systems the links to a folder are its entry in the folder above, its own "." and the ".."
+  // of each folder in it. On others the number is always 1 or 2.
   constexpr std::array<std::uint32_t, 3> countingSystems = {EXT4_SUPER_MAGIC, XFS_SUPER_MAGIC, TMPFS_MAGIC};
   const auto kind = static_cast<std::uint32_t>(system.f_type);
   if (std::ranges::find(countingSystems, kind) == countingSystems.end()) return false;
@@ -73,8 +74,8 @@ bool isLeaf(const std::string& path) {
 }
 
 // Whether a folder may have many more entries than `count`. Listing its first ones would take nearly as long
-// as listing all of them, because the system returns hundreds at a time. On file systems an entry takes from
-// 20 bytes (tmpfs) to twice its name and more (btrfs, ext4).
+// as listing all of them, because the system returns hundreds at a time. An entry takes 20 bytes on tmpfs,
+// and twice the length of its name or more on btrfs and ext4.
 bool isLarge(const std::string& path, int count) {
   constexpr off_t usualEntry = 64;
   struct stat status = {};
@@ -129,8 +130,8 @@ class Search {
 
   std::map<std::string, std::string> through(const std::string& directory) {
     if (!wanted_.empty()) enter(directory);
-    // The upper folders first, so that every folder in them is asked for the files before any of them is
-    // listed.
+    // Upper folders come first, so the files are looked up by name in all their folders before any of those
+    // is listed.
     for (std::size_t i = 0; i < folders_.size() && !isOver(); ++i) list(Folder(folders_[i]));
     return std::move(titles_);
   }
@@ -153,12 +154,12 @@ class Search {
     }
   }
 
-  // Asks for the wanted files by their names, and lists the folder only if there may be others in it: an app
-  // that is used every day leaves thousands of files in one.
+  // Looks up the wanted files by their names, and lists the folder only if there may be folders in it. An app
+  // that is used every day leaves thousands of files in one folder.
   void enter(std::string path) {
     if (areAskedFor_) {
       for (auto next = wanted_.begin(); next != wanted_.end() && !isOver();) {
-        const std::string name = (next++)->first;  // which may go
+        const std::string name = (next++)->first;  // which `take` may remove
         if (take(name, Path::joined(path, name))) ++examined_;
       }
       if (wanted_.empty() || isLeaf(path)) return;
@@ -167,7 +168,8 @@ class Search {
     folders_.push_back(std::move(path));
   }
 
-  // Takes the title of the file, if it is wanted and has one. Whether there is a file.
+  // Takes the title of the file, if it is wanted and has one. Returns whether it is a wanted file that
+  // exists.
   bool take(std::string_view name, const std::string& path) {
     const auto found = wanted_.find(name);
     if (found == wanted_.end()) return false;

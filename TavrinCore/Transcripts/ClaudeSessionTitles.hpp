@@ -38,9 +38,9 @@ std::string defaultDirectory(std::string_view home = Home::directory());
 std::map<std::string, std::string> resolve(const std::set<std::string>& sessionIds,
                                            const std::string& directory = defaultDirectory());
 
-/// The title of one session, or nullopt. Visits at most `limit` entries, those of the upper folders first. A
-/// folder that is visited is asked for the session's file before it is listed. With less than `mostEntries`,
-/// folders that seem to have more entries than that are not listed.
+/// The title of one session, or nullopt. Visits at most `limit` entries, those of the upper folders first.
+/// Each folder is searched for the session's file by name before it is listed. If `limit` is less than
+/// `mostEntries`, folders that seem to have more than `limit` entries are not listed.
 std::optional<std::string> resolve(const std::string& sessionId,
                                    const std::string& directory = defaultDirectory(),
                                    int limit = mostEntries);

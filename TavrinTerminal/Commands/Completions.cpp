@@ -43,7 +43,7 @@ std::string commandNames() {
   return joined(names);
 }
 
-// What `--words` calls the words that change; "" for a kind whose words do not.
+// The name of the kind for `--words`; "" for a kind whose words never change.
 std::string_view liveWordsOf(WordKind kind) {
   switch (kind) {
     case WordKind::session:
@@ -57,7 +57,7 @@ std::string_view liveWordsOf(WordKind kind) {
   }
 }
 
-// The words of bash that reply with the words of a kind.
+// The bash code that offers the words of a kind.
 std::string bashReply(WordKind kind, std::span<const std::string_view> choices) {
   const std::string_view live = liveWordsOf(kind);
   if (!live.empty()) return "_tavrin_live " + std::string(live);
@@ -101,7 +101,7 @@ _tavrin() {
     for (const OptionDescription& option : command.options) {
       if (option.value.empty()) continue;
       script += "    " + std::string(command.name) + "," + std::string(option.name) + ") ";
-      // Without its value another option may follow.
+      // If the value is left out, another option may follow.
       if (option.isValueOptional) script += "[[ $cur == -* ]] || { ";
       script += bashReply(option.kind, option.choices) + "; return";
       script += option.isValueOptional ? "; } ;;\n" : " ;;\n";

@@ -25,10 +25,9 @@ using SettingsReport::Line;
 constexpr std::string_view nothingConnected = "nothing was connected";
 constexpr std::string_view trustScreen =
     " The hooks are written, but Codex does not run them until it trusts them. Start Codex and trust them on "
-    "its "
-    "screen \"Hooks need review\", or run \"tavrin connect codex\" again.";
+    "its screen \"Hooks need review\", or run \"tavrin connect codex\" again.";
 
-// What is to be done for one agent.
+// What will be done for one agent.
 struct Plan {
   SurveyedAgent agent;
   AgentVersions::Fit fit;
@@ -116,7 +115,7 @@ class Command {
                 .wasConnected = !state.entries.empty()};
   }
 
-  // Entries keep the path of another installation while that works.
+  // Entries keep the path of another installation as long as that path works.
   std::string helperPathFor(const std::vector<SettingsText::Entry>& entries) const {
     if (options_.here || entries.empty()) return hook_.path;
     const std::string& path = entries.front().helperPath;
@@ -167,7 +166,7 @@ class Command {
   }
 
   Outcome apply(const std::vector<Plan>& plans) {
-    // A signal is not to end the command before its lines are written.
+    // A signal must not end the command before its lines are written.
     std::shared_ptr<const Interruption> interruption;
     if (!options_.interrupt) interruption = std::make_shared<const Interruption>();
     interrupt_ = options_.interrupt ? *options_.interrupt : interruption->descriptor();

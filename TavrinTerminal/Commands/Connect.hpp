@@ -19,10 +19,10 @@ struct Options {
   std::vector<Agent> agents = {};  ///< those that were named; empty for every agent on this machine
   bool dryRun = false;             ///< shows what would change, and changes nothing
   bool yes = false;                ///< does not ask
-  bool here = false;  ///< entries get this installation's path, also where they have another that works
+  bool here = false;  ///< entries get this installation's path, even if they have another one that works
   /// A descriptor that interrupts when it becomes readable; the command then takes no signals itself.
   std::optional<int> interrupt = std::nullopt;
-  /// Called on the calling thread with what takes a while, such as "Codex: trusting 12 hooks".
+  /// Called on the calling thread with each step that takes a while, such as "Codex: trusting 12 hooks".
   std::function<void(const std::string& step)> progress = nullptr;
 };
 
@@ -35,8 +35,8 @@ struct Machine {
 };
 
 /// Writes only what the installed versions accept, never makes an agent's folder, and has Codex trust the
-/// hooks. One line for each agent says what is so now. Whatever happens, each settings file is the old one or
-/// the new one; what could not be done is in the error, and the status is 1 then.
+/// hooks. One line for each agent reports its state now. Whatever happens, each settings file is the old one
+/// or the new one. If something could not be done, the error says what, and the status is 1.
 Outcome run(const Options& options, const Surroundings& surroundings, const Console& console,
             const Machine& machine);
 Outcome run(const Options& options, const Surroundings& surroundings, const Console& console);

@@ -37,7 +37,7 @@ class Command {
     const std::vector<Plan> plans = plansOf(files());
     if (options_.dryRun) return preview(plans);
     if (std::optional<Outcome> outcome = ask(plans)) return *std::move(outcome);
-    // A signal is not to end the command before its lines are written.
+    // A signal must not end the command before its lines are written.
     std::shared_ptr<const Interruption> interruption;
     if (options_.takesSignals) interruption = std::make_shared<const Interruption>();
     for (const Plan& plan : plans) disconnect(plan);

@@ -16,12 +16,12 @@ struct Options {
   std::vector<Agent> agents = {};  ///< those that were named; empty for all
   bool dryRun = false;             ///< shows what would change, and changes nothing
   bool yes = false;                ///< does not ask
-  bool takesSignals = true;        ///< holds back signals until a file is whole; only where nobody else does
+  bool takesSignals = true;        ///< holds back signals until a file is whole; false if the caller does
 };
 
-/// Visits the agents' settings where the environment has them now, and every file that was ever connected.
-/// One line for each agent says what is so now. What could not be done is in the error, and the status is 1
-/// then.
+/// Visits the agents' settings that the environment names now, and every file that was ever connected. One
+/// line for each agent reports its state now. If something could not be done, the error says what, and the
+/// status is 1.
 Outcome run(const Options& options, const Surroundings& surroundings, const Console& console);
 
 }  // namespace tavrin::Disconnect

@@ -17,6 +17,7 @@
 #include "TavrinCore/Agents/CodexActivation.hpp"
 #include "TavrinCore/Agents/SettingsFile.hpp"
 #include "TavrinCore/Hook/HookLog.hpp"
+#include "TavrinCore/Monitor/MonitorFiles.hpp"
 #include "TavrinCore/Servers/ServerUptime.hpp"
 #include "TavrinCore/Support/Path.hpp"
 #include "TavrinTerminal/AgentSurvey.hpp"
@@ -167,7 +168,7 @@ class Examination {
     return last != lastEvents_.end() && last->second + lately > surroundings_.now();
   }
 
-  // What the registered events should be but are not; "" when they are right.
+  // How the registered events differ from what they should be; "" if they are right.
   static std::string differenceOf(const std::vector<SettingsText::Entry>& entries, const SurveyedAgent& agent,
                                   const AgentVersions::Fit& fit) {
     std::vector<std::string> missing;
@@ -196,8 +197,7 @@ class Examination {
     } else if (!file.state(state.entries.front().helperPath, fit.definition).isConnected) {
       find(differenceOf(state.entries, agent, fit), file.path(), connectCommand(which));
     }
-    // Some clients come with an editor and are in no folder that is looked at. Their events show that they
-    // work.
+    // Some clients come with an editor, in a folder that is not searched. Their events show that they work.
     if (agent.installations.empty() && !hasReportedLately(which)) {
       find(name + " is connected, but it has reported nothing for a week, and its program was not found", "",
            "tavrin disconnect " + std::string(rawValue(which)));
@@ -209,8 +209,24 @@ class Examination {
     }
   }
 
+  // Whether a hook of this agent has run since its settings were last written.
+  bool hasReportedSince(Agent agent, const std::string& settings) const {
+    const auto last = lastEvents_.find(agent);
+    const auto status = MonitorFiles::ofThisSystem().status(settings);
+    return last != lastEvents_.end() && status && last->second > status->modifiedAt;
+  }
+
   void checkTrust(const SurveyedAgent& agent, const SettingsFile& file) {
-    if (agent.installations.empty()) return;  // there is nobody to ask
+    if (agent.installations.empty()) {
+      // Codex may be started by another program than "codex". It runs only hooks that it trusts.
+      if (hasReportedSince(Agent::codex, file.path())) return;
+      find("it is not known whether Codex trusts the hooks, because there is no program \"codex\" to ask",
+           file.path(),
+           "start Codex and trust the hooks on its screen \"Hooks need review\", or install \"codex\" and "
+           "run \"" +
+               connectCommand(Agent::codex) + "\"");
+      return;
+    }
     const std::string& executable = agent.installations.front().executable;
     const CodexAnswer answer =
         CodexServer{.executable = executable, .version = TAVRIN_VERSION, .directory = surroundings_.home}

@@ -35,7 +35,7 @@ struct Report {
 
 Report examine(const Surroundings& surroundings, const Connect::Machine& machine);
 
-/// Prints the facts, then the findings. The status is 1 with any finding that is left.
+/// Prints the facts, then the findings. The status is 1 if any finding is left.
 Outcome run(const Options& options, const Surroundings& surroundings, const Console& console,
             const Connect::Machine& machine);
 Outcome run(const Options& options, const Surroundings& surroundings, const Console& console);

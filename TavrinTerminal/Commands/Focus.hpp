@@ -17,7 +17,8 @@ struct Options {
   bool next = false;                        ///< the session that has waited longest for the person
 };
 
-/// Without a word and without `next` it is the only session there is, else the one that has waited longest.
+/// Without a word and without `next`, it takes the only session or, if there are several, the one that has
+/// waited longest.
 ///
 /// Prints nothing when the terminal is in front, and a line when a multiplexer shows the session in a
 /// terminal that could not be raised. If the session cannot be reached, it prints its terminal, process and

@@ -69,7 +69,7 @@ std::string nameOf(const ArgumentDescription& argument) {
   return argument.isRequired ? name : "[" + name + "]";
 }
 
-// Paragraphs stand at most 80 columns wide; a line that begins with a space is kept as it is.
+// Paragraphs are at most 80 columns wide. A line that begins with a space is kept as it is.
 std::string wrapped(std::string_view details) {
   std::string text;
   while (!details.empty()) {
@@ -121,7 +121,7 @@ std::string escaped(std::string_view text) {
   return out;
 }
 
-// A line of running text: one that begins with a dot or an apostrophe would be a request.
+// A line of running text. If it began with a dot or an apostrophe, it would be read as a request.
 std::string textLine(std::string_view text) {
   const bool isRequest = text.starts_with('.') || text.starts_with('\'');
   return (isRequest ? "\\&" : "") + escaped(text) + "\n";

@@ -6,7 +6,7 @@
 
 #include "TavrinTerminal/CommandTable.hpp"
 
-/// Texts made of the command table.
+/// Texts made from the command table.
 namespace tavrin::Help {
 
 /// "tavrin 0.2.0" and a line feed.
@@ -18,7 +18,7 @@ std::string overview();
 /// What `tavrin help NAME` prints.
 std::string ofCommand(const CommandTable::CommandDescription& command);
 
-/// The line that shows how a command is called, as "tavrin wait [OPTION...] [SESSION]".
+/// The line that shows how a command is called, such as "tavrin wait [OPTION...] [SESSION]".
 std::string usageLine(const CommandTable::CommandDescription& command);
 
 /// The source of the manual page tavrin(1), in the mdoc language (mdoc(7)).

@@ -100,11 +100,11 @@ class Screen {
 
  private:
   static Console withoutReader(Console console) {
-    console.outDescriptor = -1;  // the terminal itself says when nobody is there
+    console.outDescriptor = -1;  // the terminal itself reports that nobody is there
     return console;
   }
 
-  // libuv's functions in C have no place for exceptions to pass.
+  // Exceptions must not pass through libuv's functions, which are written in C.
   template <class Body>
   void guarded(Body&& body) {
     try {
@@ -121,7 +121,7 @@ class Screen {
 
   void take(std::vector<ObservedSession> sessions) {
     sessions_ = inShownOrder(std::move(sessions), surroundings_.home, false);
-    // Whoever has connected nothing yet is asked to, at first.
+    // People who have connected nothing yet see the agents first.
     if (std::exchange(hasNothing_, false) && sessions_.empty()) showAgents();
     makeRows();
     lookForPlaces();
@@ -148,7 +148,7 @@ class Screen {
     return session.sessionId + '\n' + std::to_string(session.agentPid) + '\n' + session.tty.value_or("");
   }
 
-  // Asking terminals where sessions are takes its time, so rows are made of what is known already.
+  // Asking terminals where sessions are takes time, so rows are made with the places that are known already.
   std::vector<SessionPlace> knownPlaces() {
     hasUnknownPlace_ = false;
     std::vector<SessionPlace> places;
@@ -161,7 +161,7 @@ class Screen {
     return places;
   }
 
-  // Asks for the places of sessions that are new. Those that are known are asked for again with them.
+  // If any place is not known, asks for the places of all sessions again.
   void lookForPlaces() {
     if (!hasUnknownPlace_ || isLookingForPlaces_) return;
     isLookingForPlaces_ = true;
@@ -204,7 +204,7 @@ class Screen {
                     });
   }
 
-  // What is known of the health of servers that are gone goes with them. Those that are new are asked.
+  // Forgets the health of servers that are gone, and asks servers that are new.
   void checkHealth(const std::vector<LocalServer>& servers) {
     std::map<std::string, ServerHealth> known;
     for (const LocalServer& server : servers) {
@@ -389,7 +389,7 @@ class Screen {
     }
   }
 
-  // Does it beside the loop, and shows what comes of it.
+  // Runs `work` beside the loop, and shows its outcome.
   void report(std::function<Outcome()> work, std::function<void()> then = nullptr) {
     auto outcome = std::make_shared<Outcome>();
     background_.add([outcome, work = std::move(work)] { *outcome = work(); },
@@ -415,7 +415,7 @@ class Screen {
     return std::to_string(server.pid) + ":" + std::to_string(server.port());
   }
 
-  // Nobody is asked, because the person was asked on the screen.
+  // A console that asks nothing, because the screen has asked the person already.
   static Console silent() {
     Console console;
     console.out = [](std::string_view) { return true; };
@@ -467,7 +467,7 @@ class Screen {
   bool hasNothing_ = false;
   bool hasUnknownPlace_ = false;  // among the sessions whose rows were made last
   bool isLookingForPlaces_ = false;
-  // What follows waits on the loop of the first, and is gone before it.
+  // The members below wait on the loop of `watch_`, and are destroyed before it.
   SessionWatch watch_;
   BackgroundWork background_;
   Timer clock_;
@@ -479,7 +479,7 @@ class Screen {
   ListingSchedule listings_;
   std::vector<std::unique_ptr<SignalWatch>> signals_;
   std::unique_ptr<SignalWatch> suspend_;
-  Terminal terminal_;  // goes first, so that the terminal is back before anything is waited for
+  Terminal terminal_;  // destroyed first, so the terminal is restored before other destructors wait
 };
 
 }  // namespace

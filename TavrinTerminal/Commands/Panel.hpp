@@ -14,11 +14,10 @@
 /// The command `panel`: the full screen.
 namespace tavrin::Panel {
 
-/// Draws sessions and servers until the person quits, a signal comes, or nobody is at the terminal any more;
-/// whatever ends it, the terminal is as it was before. Nothing is polled: a change of a session's files, the
-/// end of its agent, a key and a new size wake it, and the clock once a second while an age is shown in
-/// seconds, else once a minute. Servers are listed at first, on a key, and every 30 s, but not once 5 minutes
-/// have passed without a key.
+/// Draws sessions and servers until the person quits, a signal comes, or nobody is at the terminal any more.
+/// Whatever ends it, the terminal is as it was before. Nothing is polled. A change of a session's files, the
+/// end of its agent, a key and a new size wake it. So does the clock: once a second while an age is shown in
+/// seconds, else once a minute. ListingSchedule says when servers are listed.
 ///
 /// Where there is no terminal to draw on, or a dumb one, it does what `list` does.
 Outcome run(const Surroundings& surroundings, const Console& console);

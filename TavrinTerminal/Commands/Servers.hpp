@@ -47,8 +47,8 @@ struct StopOptions {
 /// that were listed. Without a terminal to ask on, `yes` is needed, and nothing is killed.
 Outcome stop(const StopOptions& options, const Surroundings& surroundings, const Console& console);
 
-/// The server that a SERVER word means: a port, or PID:PORT. Else a sentence, with the candidates a line each
-/// when there are several.
+/// The server that a SERVER word means: a port, or PID:PORT. If there is none, a sentence. If there are
+/// several, the sentence is followed by them, one per line.
 std::variant<LocalServer, std::string> named(std::string_view word, const std::vector<LocalServer>& servers);
 
 }  // namespace tavrin::Servers

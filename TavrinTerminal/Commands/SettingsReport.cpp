@@ -9,7 +9,7 @@ namespace tavrin::SettingsReport {
 
 namespace {
 
-// Tabs indent, and do no harm.
+// Tabs are kept, because they indent and do no harm.
 std::string cleanLine(std::string_view line) {
   std::string cleaned;
   for (;;) {

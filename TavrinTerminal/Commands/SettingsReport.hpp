@@ -15,10 +15,10 @@
 /// What `connect` and `disconnect` share: how they ask and what they say.
 namespace tavrin::SettingsReport {
 
-/// What is so now with an agent.
+/// The state of an agent after the command.
 struct Line {
-  std::string agent;       ///< its name, as "Claude Code"
-  std::string state;       ///< what is so, as "connected"
+  std::string agent;       ///< its name, such as "Claude Code"
+  std::string state;       ///< such as "connected"
   std::string error = {};  ///< what was not done and what to do; "" when all is well
 };
 

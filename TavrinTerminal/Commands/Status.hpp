@@ -12,7 +12,7 @@
 #include "TavrinTerminal/Outcome.hpp"
 #include "TavrinTerminal/Surroundings.hpp"
 
-/// The command `status`: how many sessions do what, in one line.
+/// The command `status`: the number of sessions in each state, in one line.
 namespace tavrin::StatusLine {
 
 enum class Format : std::uint8_t { plain, json, tmux, waybar };
@@ -26,9 +26,8 @@ struct Options {
 ///  - plain: the library's line
 ///  - json: the summary as a document (docs/status.schema.json)
 ///  - tmux: the counts in tmux's styles; empty without sessions. A "#" in a text is doubled (tmux(1), STYLES)
-///  - waybar: an object with text, tooltip, class and alt, as its custom modules read with "return-type":
-///  "json"
-///    (waybar-custom(5)); its text is Pango markup
+///  - waybar: an object with text, tooltip, class and alt, for a custom module with "return-type": "json"
+///    (waybar-custom(5)). Its text is Pango markup
 std::string line(Format format, const std::vector<ObservedSession>& sessions,
                  const Surroundings& surroundings);
 

@@ -69,7 +69,7 @@ class ForOne {
   std::string label_;
 };
 
-// Waits for the next one of all sessions.
+// Waits for the next session that comes into the state.
 class ForAny {
  public:
   explicit ForAny(For what) : what_(what) {}

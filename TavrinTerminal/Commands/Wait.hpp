@@ -28,11 +28,11 @@ struct Options {
   std::optional<std::chrono::milliseconds> timeout = {};
 };
 
-/// Prints the state that was reached ("needsYou", "idle" or "gone"), and without a SESSION behind it, between
-/// tabs, the session's id and label. A state in which the SESSION is already returns at once; without a
-/// SESSION, only what comes after the start counts. A SESSION that is gone without being waited for has
-/// status 1. A word that fits no session counts as gone when that is waited for, because its record may just
-/// have been removed.
+/// Prints the state that was reached ("needsYou", "idle" or "gone"). Without a SESSION, the session's id and
+/// label follow, each after a tab. Returns at once if the SESSION is in the state already. Without a SESSION,
+/// only changes after the start count. If the SESSION is gone although another state was waited for, the
+/// status is 1. If "gone" is waited for, a word that fits no session counts as gone, because its record may
+/// just have been removed.
 Outcome run(const Options& options, const Surroundings& surroundings, const Console& console);
 
 /// The time that a word names: a number of seconds, or a number with "s", "m" or "h". At most a year.

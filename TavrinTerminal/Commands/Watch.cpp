@@ -143,7 +143,7 @@ Outcome run(const Options& options, const Surroundings& surroundings, const Cons
   if (options.exec) commands = std::make_unique<Commands>(watch.loop(), *options.exec, console);
   if (options.notify) notifier = surroundings.makeNotifier(watch.loop());
   const SessionWatch::End end = watch.run();
-  // They are gone before the loop that they wait on.
+  // They are destroyed before the loop that they wait on.
   notifier.reset();
   commands.reset();
   return Outcome::endedBy(end.signal);

@@ -156,7 +156,7 @@ std::vector<std::string> foldersToSearch(const Places& places) {
   return folders.take();
 }
 
-// The file that a path names in the end; nullopt when it names nothing.
+// The file that a path leads to, with all links followed; nullopt if there is none.
 std::optional<std::string> realPath(const std::string& path) {
   const std::unique_ptr<char, void (*)(void*)> resolved(::realpath(path.c_str(), nullptr), std::free);
   return resolved ? std::optional<std::string>(resolved.get()) : std::nullopt;
@@ -218,7 +218,7 @@ std::vector<AgentInstallation> find(Agent agent, const Places& places) {
   std::vector<std::string> candidates;
   for (const std::string& folder : foldersToSearch(places)) candidates.push_back(Path::joined(folder, name));
   for (const std::string_view path : definition.presence) {
-    // The absolute ones lie in the prefixes.
+    // Absolute paths are in the prefixes, which are searched already.
     if (path.starts_with('~') && Path::lastComponent(path) == name)
       candidates.push_back(Path::expandingTilde(path, places.home));
   }

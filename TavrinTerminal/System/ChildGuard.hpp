@@ -4,22 +4,41 @@
 
 #include <sys/types.h>
 
+#include <cstdint>
+#include <mutex>
+
 /// Kills the children of this process should it be killed itself.
 ///
 /// The guard is a process that does nothing but read a pipe. The write end closes with this process, however
-/// that ends; then the guard kills each process group that is still on its list. A process killed between
-/// the start of a child and the next system call leaves that child behind, and so does a child that moves
-/// its own children into other sessions.
+/// that ends; then the guard kills each process group that is still on its list. A child puts itself on the
+/// list as soon as fork(2) has made it, and has the write end open until it runs its program. So the guard
+/// knows of each child before it sees this process end. A child that moves its own children into other
+/// sessions can leave those behind.
 namespace tavrin::ChildGuard {
 
-/// Starts the guard unless it runs already. Call it before the first child is started. If it cannot be
-/// started, children are only ended by those who started them.
-void start();
+/// A child's place on the list. No two children of a process ever have the same.
+using Place = std::uint32_t;
 
-/// Puts a process group on the list, by the process id of its head.
-void add(pid_t group);
+/// The start of one child, from before fork(2) until its program runs. Only one thread starts a child at a
+/// time. If the guard cannot be started, children are only ended by those who started them.
+class Starting {
+ public:
+  /// Starts the guard unless it runs already.
+  Starting();
+  /// Takes the child off the list again unless it was started.
+  ~Starting();
+  Starting(const Starting&) = delete;
+  Starting& operator=(const Starting&) = delete;
 
-/// Takes it off the list, before its head is waited for: the number may then be another's.
-void remove(pid_t group);
+  /// `group` is the child's process id; it is the head of its own process group.
+  Place started(pid_t group);
+
+ private:
+  std::unique_lock<std::mutex> alone_;
+  Place place_ = 0;
+};
+
+/// Takes a child off the list, before it is waited for: its process id may then be another's.
+void remove(Place place);
 
 }  // namespace tavrin::ChildGuard

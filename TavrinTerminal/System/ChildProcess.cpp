@@ -32,6 +32,7 @@ struct ChildProcess::State {
   std::chrono::milliseconds grace{};
   std::size_t outputLimit = 0;
   bool mayLeaveChildren = false;
+  ChildGuard::Place place = 0;
 
   void start(uv_loop_t& loop, const ChildCommand& command);
   int spawn(uv_loop_t& loop, const ChildCommand& command);
@@ -119,7 +120,6 @@ void ChildProcess::State::start(uv_loop_t& loop, const ChildCommand& command) {
         &timer, [](uv_timer_t* handle) { of(handle).finish(); }, 0, 0);
     return;
   }
-  ChildGuard::add(process.pid);
   uv_timer_start(
       &timer, [](uv_timer_t* handle) { of(handle).timeIsUp(); },
       static_cast<std::uint64_t>(command.timeout.count()), 0);
@@ -139,7 +139,6 @@ void ChildProcess::State::start(uv_loop_t& loop, const ChildCommand& command) {
 
 int ChildProcess::State::spawn(uv_loop_t& loop, const ChildCommand& command) {
   std::signal(SIGPIPE, SIG_IGN);
-  ChildGuard::start();
   InheritedDescriptors::closeOnExecFrom(STDERR_FILENO + 1);
 
   Pipe toInput;
@@ -167,6 +166,12 @@ int ChildProcess::State::spawn(uv_loop_t& loop, const ChildCommand& command) {
   options.env = command.environment ? environment.data() : nullptr;
   options.cwd = command.directory.empty() ? nullptr : command.directory.c_str();
   options.flags = UV_PROCESS_DETACHED;  // a session and a group of its own (setsid(2))
+#ifdef __APPLE__
+  // ChildGuard needs fork(2). libuv would use posix_spawn(2), which cannot change the group. It stays the
+  // same.
+  options.flags |= UV_PROCESS_SETGID;
+  options.gid = ::getgid();
+#endif
   options.stdio = streams.data();
   options.stdio_count = static_cast<int>(streams.size());
   options.exit_cb = [](uv_process_t* handle, std::int64_t status, int signal) {
@@ -176,7 +181,10 @@ int ChildProcess::State::spawn(uv_loop_t& loop, const ChildCommand& command) {
   if (code == 0 && (command.words.empty() || !command.words.front().starts_with('/'))) code = UV_ENOENT;
   if (code != 0) return code;
   ++openHandles;  // uv_spawn initialises the handle also when it fails
-  return uv_spawn(&loop, &process, &options);
+  ChildGuard::Starting starting;
+  code = uv_spawn(&loop, &process, &options);
+  if (code == 0) place = starting.started(process.pid);
+  return code;
 }
 
 void ChildProcess::State::write(std::string_view bytes) {
@@ -251,7 +259,7 @@ void ChildProcess::State::read(uv_stream_t* stream, ssize_t count, const char* b
 void ChildProcess::State::exited(std::int64_t status, int signal) {
   hasExited = true;
   if (!mayLeaveChildren || reason) sendToGroup(SIGKILL);
-  ChildGuard::remove(process.pid);
+  ChildGuard::remove(place);
   outcome.end = signal == 0 ? ChildOutcome::End::exited : ChildOutcome::End::signalled;
   outcome.status = signal == 0 ? static_cast<int>(status) : -1;
   outcome.signal = signal;

@@ -51,7 +51,7 @@ void CodexConversation::take(const std::string& line) {
   const json::value* const id = message->if_contains("id");
   // Notifications have no id; requests of the server's own have a method.
   if (id == nullptr || message->contains("method")) return;
-  // The server could not read a request when it answers to none (JSON-RPC 2.0, "Response object").
+  // An error with a null id means that the server could not read a request (JSON-RPC 2.0, "Response object").
   const bool isOurs = id->is_int64() && id->get_int64() == id_;
   if (!isOurs && !(id->is_null() && message->contains("error"))) return;
   if (const json::object* const error = Json::objectAt(*message, "error")) {

@@ -15,14 +15,14 @@
 
 namespace tavrin {
 
-/// What is said to Codex's app server and what is made of its answers: each answer leads to the next request.
-/// It starts no process and waits for nothing.
+/// A conversation with Codex's app server, in which each answer leads to the next request. It starts no
+/// process and never waits.
 class CodexConversation {
  public:
   /// Takes a request for the server, with a line feed at its end.
   using Send = std::function<void(std::string_view request)>;
 
-  /// With `mayTrust` this system's hooks are trusted that are not yet.
+  /// With `mayTrust`, Codex is asked to trust those of Tavrin's hooks that it does not trust yet.
   CodexConversation(const CodexServer& server, bool mayTrust, Send send);
 
   /// Sends the first request.
@@ -37,7 +37,7 @@ class CodexConversation {
   /// Whether nothing is left to ask, or a problem ended it.
   bool isOver() const { return step_ == Step::over; }
 
-  /// What has come of it.
+  /// The result so far.
   const CodexAnswer& answer() const { return answer_; }
 
  private:

@@ -22,7 +22,7 @@ std::string lastLine(std::string_view text) {
   return std::string(start == std::string_view::npos ? text : text.substr(start + 1));
 }
 
-// What the end of the server comes to before it has answered everything.
+// The problem, if the server ends before it has answered everything.
 void takeEnd(CodexConversation& conversation, const ChildOutcome& outcome) {
   switch (outcome.end) {
     case ChildOutcome::End::notStarted:
@@ -49,7 +49,7 @@ CodexAnswer held(const CodexServer& server, bool mayTrust) {
     ChildProcess* child = nullptr;
     CodexConversation conversation;
 
-    // The server ends when its input does; the signal is for one that does not.
+    // The server ends at the end of its input. The signal is for a server that does not.
     void endChildIfOver() const {
       if (!conversation.isOver()) return;
       if (conversation.answer().hooks) child->closeInput();

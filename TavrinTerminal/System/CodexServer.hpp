@@ -14,7 +14,7 @@
 
 namespace tavrin {
 
-/// What came of a conversation with Codex's app server.
+/// The result of a conversation with Codex's app server.
 struct CodexAnswer {
   enum class Problem : std::uint8_t {
     none,
@@ -40,7 +40,7 @@ struct CodexAnswer {
 };
 
 /// Codex's app server, `codex app-server`: a process that reads requests and writes answers, one JSON object
-/// a line. Between answers it writes notifications, which are passed over.
+/// a line. Between answers it writes notifications, which are skipped.
 struct CodexServer {
   std::string executable;                     ///< the absolute path of `codex`
   std::string version;                        ///< this program's own, which is sent to the server
@@ -53,7 +53,7 @@ struct CodexServer {
   /// Lists the hooks and changes nothing.
   CodexAnswer list() const;
 
-  /// Has this system's hooks trusted that are not yet, and lists again.
+  /// Asks Codex to trust those of Tavrin's hooks that it does not trust yet, and lists the hooks again.
   CodexAnswer activate() const;
 };
 

@@ -66,7 +66,7 @@ void DirectoryWatch::arm() {
 
 void DirectoryWatch::noticed(const char* name) {
   ++events_;
-  // Above the directory, and without a name, anything may have changed.
+  // An event above the directory, or without a name, may mean that any file has changed.
   const bool isAnything = name == nullptr || !target_ || target_->path != directory_;
   if (!isAnything && std::string_view(name).ends_with(suffix_)) {
     names_.emplace(name);
@@ -79,7 +79,7 @@ void DirectoryWatch::noticed(const char* name) {
   if (!burst_.isRunning()) burst_.start(std::chrono::milliseconds(0));
 }
 
-// When an event came after a rest, and 20 ms after each report.
+// Called when an event comes after a rest, and 20 ms after each report.
 void DirectoryWatch::settled() {
   if (!isDue_) return;
   report();

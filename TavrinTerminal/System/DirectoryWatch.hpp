@@ -16,8 +16,8 @@
 
 namespace tavrin {
 
-/// Calls back when a directory's files may have changed, which need not exist yet. The first event after a
-/// rest is reported at once. Events that follow within 20 ms are reported together at the end of these.
+/// Calls back when files in a directory may have changed. The directory need not exist yet. The first event
+/// after a rest is reported at once. Events within the next 20 ms are reported together at their end.
 ///
 /// It is woken by inotify(7) or kqueue(2). Where that fails, or the file system is on another machine, it
 /// calls back every 10 s.
@@ -50,7 +50,7 @@ class DirectoryWatch {
   static constexpr bool namesAreReported = false;
 #endif
 
-  // What is watched, and what tells it from another of that name.
+  // What is watched, and what distinguishes it from another file of that name.
   struct Target {
     std::string path;
     dev_t device = 0;
@@ -78,7 +78,7 @@ class DirectoryWatch {
   OwnedHandle<uv_fs_event_t> handle_;
 };
 
-/// Calls back at each event of one file or directory that exists. No burst is waited for.
+/// Calls back at each event of one file or directory that exists. Each event is reported at once.
 class PathWatch {
  public:
   PathWatch(EventLoop& loop, const std::string& path, EventLoop::Callback changed);

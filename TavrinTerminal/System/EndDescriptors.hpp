@@ -15,11 +15,11 @@ namespace tavrin::EndDescriptors {
 /// there is no such process (ESRCH) or the system has no such descriptors.
 FileDescriptor ofProcess(std::int32_t pid);
 
-/// May become readable when nobody reads what is written to `output` any more; readerIsGone() then knows. Not
+/// May become readable when nobody reads what is written to `output` any more. Then ask readerIsGone(). Not
 /// open for what has no reader, such as a file.
 FileDescriptor ofReader(int output);
 
-/// Whether the reader behind a descriptor of ofReader() is gone. Takes what made it readable.
+/// Whether the reader behind a descriptor of ofReader() is gone. Removes the event that made it readable.
 bool readerIsGone(int descriptor);
 
 }  // namespace tavrin::EndDescriptors

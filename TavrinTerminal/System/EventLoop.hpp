@@ -12,13 +12,13 @@
 
 namespace tavrin {
 
-/// A loop of libuv that ends empty. All that waits on it must be gone before it is.
+/// A loop of libuv. Everything that waits on it must be destroyed before it.
 class EventLoop {
  public:
   using Callback = std::function<void()>;
 
   EventLoop();
-  /// Runs what is being closed to its end.
+  /// Runs until all handles that are being closed are closed.
   ~EventLoop();
   EventLoop(const EventLoop&) = delete;
   EventLoop& operator=(const EventLoop&) = delete;
@@ -76,7 +76,7 @@ class SignalWatch {
   OwnedHandle<uv_signal_t> handle_;
 };
 
-/// Calls back while a descriptor of this watch's own is readable.
+/// Calls back while a descriptor, which this watch owns, is readable.
 class ReadableWatch {
  public:
   ReadableWatch(EventLoop& loop, FileDescriptor descriptor, EventLoop::Callback callback);

@@ -14,7 +14,7 @@ constexpr std::string_view answerStart = "HTTP/";
 
 }  // namespace
 
-// One server that is asked. Its connection outlives it until the loop has closed it.
+// A request to one server. Its connection outlives it until the loop has closed the connection.
 class HealthProbe::Request {
  public:
   Request(HealthProbe& probe, const LocalServer& server)
@@ -32,7 +32,7 @@ class HealthProbe::Request {
   Request& operator=(const Request&) = delete;
 
  private:
-  // What libuv may still look at when this request is gone.
+  // What libuv may still use after this request is gone.
   struct Connection {
     uv_tcp_t socket{};
     uv_connect_t connecting{};
@@ -56,7 +56,7 @@ class HealthProbe::Request {
     drop();
     answer_.clear();
     if (next_ == addresses_.size()) {
-      // Later, because whoever asked is not done with asking.
+      // Not now, because a caller may still be using this request.
       timeout_.start(std::chrono::milliseconds(0));
       return;
     }
@@ -104,7 +104,7 @@ class HealthProbe::Request {
         });
   }
 
-  // No bytes are the end of the answer.
+  // Empty `bytes` mean the end of the answer.
   void hear(std::string_view bytes) {
     answer_ += bytes;
     const std::string_view seen = std::string_view(answer_).substr(0, answerStart.size());

@@ -42,7 +42,7 @@ class HealthProbe {
   /// The request that a server is sent.
   static std::string requestFor(const LocalServer& server);
 
-  /// Asks a server, unless it is being asked, or there is no address to ask at.
+  /// Asks a server, unless it is being asked already or has no address to ask.
   void ask(const LocalServer& server);
 
  private:

@@ -8,9 +8,9 @@
 
 namespace tavrin {
 
-/// While it lives, INT, TERM and HUP do not end this process: a command then comes to a good place to stop,
-/// and says what was done. A signal that was ignored before, as nohup(1) has it, stays ignored. There is one
-/// at a time.
+/// While it lives, INT, TERM and HUP do not end this process: a command can go on to a good place to stop,
+/// and report what was done. A signal that was ignored before, as nohup(1) has it, stays ignored. There is
+/// one at a time.
 class Interruption {
  public:
   Interruption();
@@ -18,7 +18,7 @@ class Interruption {
   Interruption(const Interruption&) = delete;
   Interruption& operator=(const Interruption&) = delete;
 
-  /// Readable once a signal has come; -1 when there is no pipe to be had.
+  /// Readable once a signal has come; -1 if no pipe could be made.
   int descriptor() const { return readEnd_.number(); }
 
   /// The first signal that came.

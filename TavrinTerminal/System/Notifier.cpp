@@ -70,7 +70,7 @@ Notifier::Notifier(EventLoop& loop, Tools tools) : loop_(loop), tools_(std::move
 
 Notifier::~Notifier() {
   for (auto& [id, wait] : waits_) {
-    // On a loop of its own: this one may have others to call, who do not expect it any more.
+    // Runs on a loop of its own, because `loop_` may call others that expect no more calls.
     const std::optional<ChildCommand> command = withdrawal(*wait);
     wait->shown.reset();
     if (command) ChildProcess::run(*command);
@@ -138,14 +138,16 @@ void Notifier::show(Wait& wait) {
 }
 
 void Notifier::showWithNotifySend(Wait& wait, const std::string& program) {
-  // One with an action waits for the person, and prints its id only then. So one without comes first.
+  // A notify-send with an action waits for the person, and prints the id only then. So one without runs
+  // first.
   ChildCommand first = commandOf(program, notifySend(wait.texts));
   first.timeout = tools_.patience;
   const ChildOutcome outcome = ChildProcess::run(first);
   const std::string id = outcome.output.substr(0, outcome.output.find('\n'));
   const bool isNumber = !id.empty() && id.find_first_not_of("0123456789") == std::string::npos;
   if (!outcome.succeeded() || !isNumber) {
-    // An old notify-send, or nobody who shows notifications: then the bell.
+    // Either notify-send is old, or nothing shows notifications. If the options that old versions know fail
+    // too, the bell rings.
     const bool isShown = ChildProcess::run(commandOf(program, plainNotifySend(wait.texts))).succeeded();
     if (!isShown) ring(wait.session.tty.value_or(""));
     return;

@@ -65,9 +65,10 @@ class Notifier : public SessionChangeObserver {
 
   /// The arguments of notify-send(1) 0.8 that show a notification and print its id.
   static std::vector<std::string> notifySend(const Texts& texts);
-  /// Those that give it an action, and wait until the person has chosen that or it is closed.
+  /// Those that give the notification an action, and wait until the person chooses it or the notification is
+  /// closed.
   static std::vector<std::string> notifySendWithAction(const Texts& texts, std::string_view id);
-  /// Those that versions before 0.8 know, too.
+  /// Those that versions before 0.8 know too.
   static std::vector<std::string> plainNotifySend(const Texts& texts);
   /// The arguments of gdbus(1) that close a notification.
   static std::vector<std::string> close(std::string_view id);
@@ -76,8 +77,8 @@ class Notifier : public SessionChangeObserver {
                                                    std::string_view bundleId);
   static std::vector<std::string> removeFromTerminalNotifier(std::string_view sessionId);
 
-  /// Rings the bell of a terminal, which marks its window in tmux. Whether `tty` is a terminal that this user
-  /// may write to.
+  /// Rings the bell of a terminal, which marks its window in tmux. Returns whether `tty` is a terminal that
+  /// this user may write to.
   static bool ring(const std::string& tty);
 
  private:

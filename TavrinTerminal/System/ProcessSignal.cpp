@@ -19,8 +19,8 @@ namespace tavrin {
 
 namespace {
 
-// Signals the process behind a descriptor; nothing else can be meant by it. ENOSYS where there is no such
-// call.
+// Signals the process behind a descriptor, which never means another process. Fails with ENOSYS where the
+// system has no such call.
 int signalHeld([[maybe_unused]] int descriptor, [[maybe_unused]] int number) {
 #ifdef SYS_pidfd_send_signal
   return static_cast<int>(::syscall(SYS_pidfd_send_signal, descriptor, number, nullptr, 0));
@@ -53,7 +53,7 @@ bool HeldProcess::endsWithin(std::chrono::milliseconds time, int interrupt) cons
     const auto left =
         std::chrono::ceil<std::chrono::milliseconds>(deadline - std::chrono::steady_clock::now());
     const int milliseconds = static_cast<int>(std::max(left.count(), std::int64_t{0}));
-    // A negative descriptor is passed over (poll(2)).
+    // A negative descriptor is ignored (poll(2)).
     std::array<pollfd, 2> waited = {{{.fd = interrupt, .events = POLLIN, .revents = 0},
                                      {.fd = end_.number(), .events = POLLIN, .revents = 0}}};
     if (end_.isOpen()) {

@@ -12,7 +12,7 @@
 namespace tavrin {
 
 /// One process, to be signalled and waited for. `isSame` is asked right before each signal. On Linux it is
-/// also held by a pidfd (pidfd_open(2)): once held, another process that gets the same id is never meant.
+/// also held by a pidfd (pidfd_open(2)): once held, no signal reaches another process that gets the same id.
 class HeldProcess {
  public:
   enum class Signalled : std::uint8_t { sent, gone, denied };

@@ -12,7 +12,7 @@ namespace tavrin::ServerListing {
 struct Listing {
   std::vector<PortScan::Listener> listeners;
   /// The ports whose processes this user may not look at, ascending, each once. Always empty on macOS, where
-  /// lsof(8) says nothing of them.
+  /// lsof(8) does not report them.
   std::vector<int> unseenPorts;
 };
 

@@ -4,7 +4,7 @@
 namespace tavrin::ServerListing {
 
 Listing now() {
-  // Its status is 1 when some processes could not be looked at, too.
+  // lsof also ends with status 1 if it could not look at some processes.
   ChildCommand command;
   command.words = {"/usr/sbin/lsof", "-nP", "-iTCP", "-sTCP:LISTEN", "-F", "pcn"};
   return {.listeners = PortScan::parse(ChildProcess::run(command).output), .unseenPorts = {}};

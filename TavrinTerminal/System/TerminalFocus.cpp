@@ -74,7 +74,7 @@ std::optional<std::int64_t> wezTermPane(std::string_view output, std::string_vie
   return std::nullopt;
 }
 
-// The pane of a terminal. A linked window's pane is in several sessions: one that somebody looks at is best.
+// The pane of a terminal. A linked window's pane is in several sessions. One that a client shows is best.
 const TmuxServer::Pane* paneOf(const std::vector<TmuxServer::Pane>& panes, std::string_view tty) {
   const TmuxServer::Pane* best = nullptr;
   for (const TmuxServer::Pane& pane : panes) {
@@ -83,8 +83,8 @@ const TmuxServer::Pane* paneOf(const std::vector<TmuxServer::Pane>& panes, std::
   return best;
 }
 
-// The client to show a session: one that shows it already, else the one that is used. Of several the one with
-// the keyboard, then the one that was used last.
+// The client to show a session in: one that shows it already, else any. Among several, the one with the
+// keyboard, else the one that was used last.
 const TmuxServer::Client* clientFor(const std::vector<TmuxServer::Client>& clients,
                                     std::string_view session) {
   const auto rank = [&](const TmuxServer::Client& client) {
@@ -163,7 +163,7 @@ std::optional<TerminalFocus::Result> TerminalFocus::focusInTmux(const Target& ta
   const std::vector<TmuxServer::Client> clients = server->clients();
   const TmuxServer::Client* const client = clientFor(clients, pane->session);
   if (client == nullptr) {
-    // It is at least the pane that shows when somebody attaches.
+    // Nothing shows the session, but this makes it the pane that shows at the next attach.
     server->select(pane->id, "");
     return Result{.kind = Kind::unreachable,
                   .place = tmuxPlace(*pane),
@@ -200,7 +200,7 @@ bool TerminalFocus::focusInWezTerm(const Target& target, const Variables& enviro
   if (!program || target.tty.empty()) return false;
   const auto ask = [&](std::vector<std::string> words) {
     constexpr std::chrono::seconds timeout(2);
-    // Only these: what else this process has may name another server.
+    // Only these variables, because others of this process may name another server.
     Variables variables;
     for (const std::string_view name : {"HOME", "PATH", "XDG_RUNTIME_DIR", "WEZTERM_UNIX_SOCKET"}) {
       if (const std::string value = valueOf(environment, name); !value.empty())

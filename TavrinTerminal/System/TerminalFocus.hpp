@@ -18,11 +18,11 @@
 
 namespace tavrin {
 
-/// Brings the terminal of a session to the front. Where a session is gets looked up at the moment of asking,
-/// from the environment and the terminal of its agent's process.
+/// Brings the terminal of a session to the front. Each call looks up where the session is, from the
+/// environment and the terminal of its agent's process.
 class TerminalFocus {
  public:
-  /// What is asked of the system; tests answer themselves.
+  /// Questions to the system. Tests supply their own functions.
   struct Tools {
     std::function<std::optional<std::string>(std::string_view name)> executable;  ///< the path of a program
     std::function<ProcessEnvironment::Variables(std::int32_t pid)> environment;   ///< of a process
@@ -31,7 +31,7 @@ class TerminalFocus {
     bool isMac = false;
   };
 
-  /// What came of it.
+  /// The result.
   struct Result {
     enum class Kind : std::uint8_t {
       front,        ///< the terminal is in front

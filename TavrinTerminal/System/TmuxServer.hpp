@@ -59,7 +59,7 @@ class TmuxServer {
   std::vector<Client> clients() const;
 
   /// Makes `pane` the active one of its window and session, and has `client`, the name of a terminal, show
-  /// it; with "" no client is moved. Whether tmux did it.
+  /// it; with "" no client is moved. Returns whether tmux did it.
   bool select(const std::string& pane, const std::string& client) const;
 
   /// The command line that attaches a terminal to a session, for a person to paste.

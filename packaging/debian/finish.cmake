@@ -1,6 +1,6 @@
-# Changes the files of the .deb after their installation and before packing: adds the changelog, and compresses it and
-# the manual, as Debian requires. Debian's zsh reads the completions of packages from
-# a directory of its own.
+# Changes the files of the .deb after their installation and before packing: adds the changelog, and
+# compresses it and the manual, as Debian requires. Debian's zsh reads the completions of packages from
+# another directory.
 cmake_minimum_required(VERSION 3.22)
 
 set(root "${CPACK_TEMPORARY_INSTALL_DIRECTORY}/ALL_COMPONENTS_IN_ONE")

@@ -1,5 +1,6 @@
-# CPack's number for the installed size depends on the file system, which decides the size of directories, and counts
-# some files more than once. This replaces it by Debian's number: each file in whole KiB, and one for everything else.
+# CPack's number for the installed size depends on the file system, which decides the size of directories, and
+# counts some files more than once. This replaces it with Debian's number: each file in whole KiB, and one for
+# everything else.
 cmake_minimum_required(VERSION 3.22)
 
 foreach(package IN LISTS CPACK_PACKAGE_FILES)

@@ -5,8 +5,11 @@
 #include <filesystem>
 #include <map>
 #include <numeric>
+#include <sstream>
 
 #include "TavrinCore/Agents/Agent.hpp"
+#include "TavrinCore/Monitor/AgentEvidence.hpp"
+#include "TavrinCore/Support/Json/Json.hpp"
 #include "tests/recordings/Recording.hpp"
 #include "tests/recordings/Score.hpp"
 #include "tests/support/Scratch.hpp"
@@ -138,6 +141,23 @@ TEST(Transcripts, OfClaudeSufficeWithoutItsStatusFiles) {
   }
   EXPECT_LE(wrong, hookWrong * 0.4);
   RecordProperty("wrong", std::to_string(100 * wrong / judged));
+}
+
+TEST(Transcripts, OfGrokSayTheSameWhetherOrNotTheirLinesAreParsed) {
+  std::size_t lines = 0;
+  for (const std::string& path : recordingsOf("grok")) {
+    for (const boost::json::object& event : eventsIn(path)) {
+      const auto file = Json::textAt(event, "path");
+      if (!file || !file->ends_with("events.jsonl")) continue;
+      std::istringstream text(std::string(Json::textAt(event, "text").value_or("")));
+      for (std::string line; std::getline(text, line); ++lines) {
+        // No line with a space in front is judged without parsing it.
+        EXPECT_EQ(evidenceInLine(line, Agent::grok), evidenceInLine(" " + line, Agent::grok)) << line;
+        EXPECT_TRUE(evidenceInLine(line, Agent::grok).isKnown) << line;
+      }
+    }
+  }
+  EXPECT_GT(lines, 200U);
 }
 
 TEST(Recording, WithLinesThatSayNothingIsPlayedAllTheSame) {

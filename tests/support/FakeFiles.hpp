@@ -16,7 +16,7 @@ struct FakeFiles {
   std::set<std::string> directories;
   std::map<std::string, std::optional<std::string>> files;  ///< path to text; nullopt for an unreadable file
   std::string currentDirectory = "/";
-  std::vector<std::string> asked;  ///< one line per question, as "exists /a/.git", in order
+  std::vector<std::string> asked;  ///< one line per question, such as "exists /a/.git", in order
 
   RepoLabel::Probes probes() {
     return {.exists =

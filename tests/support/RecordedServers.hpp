@@ -24,8 +24,7 @@ std::vector<RecordedServer> recordedServers();
 /// What lsof listed for them.
 std::vector<PortScan::Listener> recordedListeners();
 
-/// Answers for these processes, all of which started at `startedAt`. It answers only what a server is made
-/// of.
+/// Look-ups of these processes, all of which started at `startedAt`. Only those that ServerScan uses are set.
 ProcessFacts recordedProcessFacts(Date startedAt);
 
 }  // namespace tavrin::test

@@ -21,7 +21,7 @@ std::vector<std::string> underStrace(const std::filesystem::path& directory,
 /// files in `directory`. Fails the test if there are none.
 std::vector<std::string> callsOfHook(const std::filesystem::path& directory);
 
-/// The same of another program, which runs once at most.
+/// The same for another program, which runs at most once.
 std::vector<std::string> callsOf(const std::filesystem::path& directory,
                                  const std::filesystem::path& program);
 

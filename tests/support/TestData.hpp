@@ -14,7 +14,7 @@ std::filesystem::path dataDirectory();
 /// The JSON values, one per line, of a file in tests/data.
 std::vector<boost::json::value> jsonLines(std::string_view file);
 
-/// The bytes under `key`, where a text stands for its own bytes, or those under "base64".
+/// The bytes of the text under `key`. Without that key, the bytes that the text under "base64" encodes.
 std::string bytesOf(const boost::json::object& line, std::string_view key = "text");
 
 /// One event of an agent as its hook received it.

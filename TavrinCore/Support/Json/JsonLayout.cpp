@@ -17,7 +17,7 @@ std::size_t skipWhiteSpace(std::string_view text, std::size_t at) {
   return std::min(text.find_first_not_of(whiteSpace, at), text.size());
 }
 
-// Past the text that begins with the quote at `at`; the end of the document when nothing closes it.
+// The position after the text that begins with the quote at `at`, or the document's end if nothing closes it.
 std::size_t skipText(std::string_view text, std::size_t at) {
   ++at;
   for (;;) {
@@ -64,7 +64,7 @@ Comment commentAt(std::string_view text, std::size_t start) {
   return comment;
 }
 
-// Looks at nothing but what the grammar leaves to handlers.
+// Accepts everything except numbers beyond a double's range, which the grammar leaves to handlers.
 class NumbersHandler : public JsonGrammar::Handler {
  public:
   static bool on_object_begin(error_code& /*error*/) { return true; }

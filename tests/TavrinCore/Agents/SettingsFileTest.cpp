@@ -426,8 +426,8 @@ TEST_F(SettingsOnDisk, ThatMayNotBeWrittenAreNotConnected) {
 }
 
 TEST_F(SettingsOnDisk, KeepTheirModeWhateverTheUmask) {
-  for (const mode_t mode : {0600U, 0640U, 0644U, 0666U, 0700U, 0755U}) {
-    for (const mode_t mask : {0000U, 0077U}) {
+  for (const mode_t mode : std::vector<mode_t>{0600, 0640, 0644, 0666, 0700, 0755}) {
+    for (const mode_t mask : std::vector<mode_t>{0000, 0077}) {
       const test::Umask umask(mask);
       write("{}");
       ASSERT_EQ(::chmod(settings().c_str(), mode), 0);

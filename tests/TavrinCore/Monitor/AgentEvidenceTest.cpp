@@ -418,6 +418,48 @@ TEST(GrokEvents, QuestionsAndTurnsAreFacts) {
   EXPECT_FALSE(evidenceInLine(R"({"type":"tea_break"})", Agent::grok).isKnown);
 }
 
+// What the reader says when it parses the line: it never judges one with a space in front without parsing.
+LineEvidence parsedEvidence(const std::string& line) {
+  return evidenceInLine(" " + line, Agent::grok);
+}
+
+TEST(GrokEvents, AreJudgedWithoutParsingAsWithIt) {
+  for (const char* const text :
+       {R"({"ts":"TIME","type":"phase_changed","phase":"waiting_for_model"})",
+        R"({"ts":"TIME","type":"loop_started","loop_index":0})",
+        R"({"ts":"TIME","type":"tool_started","tool_name":"write"})",
+        R"({"ts":"TIME","type":"tool_started","tool_name":"ask_user_question"})",
+        R"({"ts":"TIME","type":"tool_completed","tool_name":"write","outcome":"success"})",
+        R"({"ts":"TIME","tool_name":"ask_user_question","type":"tool_completed"})",
+        R"({"ts":"TIME","type":"first_token"})", R"({"type":"first_token","ts":"TIME"})",
+        R"({"ts":"TIME","type":"tea_break"})", R"({"ts":"TIME","kind":"phase_changed"})",
+        // The last of equal keys counts, however it is written.
+        R"({"ts":"TIME","type":"phase_changed","type":"first_token"})",
+        R"({"ts":"TIME","type":"first_token","type":"phase_changed"})",
+        R"({"ts":"TIME","type":"phase_changed","type" : "first_token"})",
+        R"({"ts":"TIME","type":"phase_changed","type":7})",
+        R"({"ts":"TIME","type":"phase_changed","t\u0079pe":"first_token"})",
+        R"({"ts":"TIME","type":"phase_changed","\u0074ype":"tea_break"})",
+        R"({"ts":"TIME","type" : "first_token","type":"phase_changed"})",
+        // Spaces and escapes.
+        R"({ "ts" : "TIME" , "type" : "phase_changed" })", R"({"ts":"TIME","type": "first_token"})",
+        R"({"ts":"TIME","type":"first\u005ftoken"})", R"({"ts":"TIME","type":"phase\u005fchanged"})",
+        R"({"ts":"TIME","type":"tool_started","tool_name":"ask\u005fuser_question"})",
+        "{\t\"type\":\"loop_started\",\"ts\":\"TIME\"}\r",
+        // The words in another place.
+        R"({"ts":"TIME","phase":"type","type":"first_token"})",
+        R"({"ts":"TIME","type":"phase_changed","phase":"type"})",
+        R"({"ts":"TIME","phase":"\"type\":\"phase_changed\"","type":"first_token"})",
+        R"({"ts":"TIME","type":"first_token","phase":"\"type\":\"phase_changed\""})",
+        R"({"ts":"TIME","of":{"type":"phase_changed"},"type":"first_token"})",
+        R"({"ts":"TIME","type":"first_token","of":{"type":"phase_changed"}})",
+        R"({"ts":"TIME","of":[{"type":"phase_changed"}]})", R"([{"ts":"TIME","type":"phase_changed"}])",
+        R"({"ts":"TIME","subtype":"phase_changed"})", R"({"ts":"TIME","type":["type","phase_changed"]})"}) {
+    const std::string line = timed(text);
+    EXPECT_EQ(evidenceInLine(line, Agent::grok), parsedEvidence(line)) << line;
+  }
+}
+
 TEST(GrokList, NamesOpenSessionsAndLeavesOutWhatItCannotRead) {
   const auto open = GrokEvidence::openSessions(
       timed(R"([{"session_id":"a","pid":18,"cwd":"/src","opened_at":"TIME"},{"session_id":"b"},{"pid":9}])"));

@@ -1,5 +1,7 @@
 #include "TavrinTerminal/AgentStanding.hpp"
 
+#include <gtest/gtest.h>
+
 #include "tests/TavrinTerminal/Commands/AgentMachine.hpp"
 
 namespace tavrin {

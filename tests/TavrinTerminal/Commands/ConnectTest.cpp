@@ -1,5 +1,8 @@
 #include "TavrinTerminal/Commands/Connect.hpp"
 
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
 #include <csignal>
 
 #include "TavrinCore/Agents/SettingsText.hpp"

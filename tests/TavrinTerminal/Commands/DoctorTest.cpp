@@ -1,6 +1,8 @@
 #include "TavrinTerminal/Commands/Doctor.hpp"
 
 #include <fcntl.h>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
 #include <sys/file.h>
 #include <unistd.h>
 
@@ -196,12 +198,31 @@ TEST_F(DoctorTest, FindsAnAgentWhoseProgramIsGoneUnlessItStillReports) {
   EXPECT_THAT(findings(), ElementsAre(HasSubstr("has reported nothing for a week")));
   writeFile(machine.home.logFile(), "2025-12-26T03:04:06Z grok 01234567 Stop → idle\n");
   EXPECT_THAT(findings(), IsEmpty());
-  // Nobody can be asked whether Codex trusts the hooks.
+}
+
+TEST_F(DoctorTest, SaysThatNobodyKnowsOfCodexsTrustUntilItsHooksRun) {
   machine.folder(".codex");
   machine.codex("plays");
   machine.connect({.agents = {Agent::codex}});
   std::filesystem::remove(machine.home / "bin/codex");
-  EXPECT_THAT(findings(), ElementsAre(HasSubstr("Codex is connected, but it has reported nothing")));
+  const std::string unknown =
+      "it is not known whether Codex trusts the hooks, because there is no program \"codex\" to ask | "
+      "~/.codex/hooks.json | start Codex and trust the hooks on its screen \"Hooks need review\", or install "
+      "\"codex\" and run \"tavrin connect codex\"";
+  EXPECT_THAT(findings(), ElementsAre(HasSubstr("Codex is connected, but it has reported nothing"), unknown));
+  // Its last event was an hour ago. Hooks that were there by then are trusted, and newer ones may not be.
+  constexpr int hour = 3600;
+  const std::time_t event = static_cast<std::time_t>(secondsOf(test::testTime)) - hour;
+  writeFile(machine.home.logFile(),
+            Iso8601::text(test::testTime - std::chrono::seconds(hour)) + " codex 01234567 Stop → idle\n");
+  const auto written = [&](std::time_t at) {
+    const std::array<timespec, 2> times = {timespec{at, 0}, timespec{at, 0}};
+    ::utimensat(AT_FDCWD, (machine.home / ".codex/hooks.json").c_str(), times.data(), 0);
+  };
+  written(event - 1);
+  EXPECT_THAT(findings(), IsEmpty());
+  written(event + 1);
+  EXPECT_THAT(findings(), ElementsAre(unknown));
 }
 
 TEST_F(DoctorTest, SaysWhenAVersionIsUnknown) {

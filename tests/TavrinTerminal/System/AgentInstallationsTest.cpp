@@ -1,5 +1,7 @@
 #include "TavrinTerminal/System/AgentInstallations.hpp"
 
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
 #include <sys/stat.h>
 
 #include <map>

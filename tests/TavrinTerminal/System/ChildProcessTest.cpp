@@ -1,6 +1,8 @@
 #include "TavrinTerminal/System/ChildProcess.hpp"
 
 #include <fcntl.h>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
 #include <sys/stat.h>
 #include <unistd.h>
 

@@ -1,5 +1,7 @@
 #include "TavrinTerminal/System/CodexServer.hpp"
 
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
 #include <sys/stat.h>
 #include <unistd.h>
 

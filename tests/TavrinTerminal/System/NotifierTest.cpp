@@ -1,6 +1,8 @@
 #include "TavrinTerminal/System/Notifier.hpp"
 
 #include <fcntl.h>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
 #include <sys/stat.h>
 #include <unistd.h>
 

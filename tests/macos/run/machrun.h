@@ -11,9 +11,11 @@
 //   MACHRUN_FAIL=NAME@N         lets the Nth call of an import fail, with an error that it can have
 //   MACHRUN_APPS=NAME=ID,...    makes processes applications, by their names, with bundle identifiers.
 //                               "?" before an identifier: not a regular application; "-": no identifier
-//   MACHRUN_NAMES=NAME=LONG,... gives processes names that Linux has no room for
+//   MACHRUN_NAMES=NAME=NEW,...  gives processes other names than Linux has for their threads, such as
+//                               longer ones
 //   MACHRUN_APPKIT=missing      AppKit cannot be loaded
 //   MACHRUN_APPKIT=loud         AppKit prints on standard error when it is loaded, and at each message
+//   MACHRUN_INPUT=late          standard input has nothing to read the first time
 //   MACHRUN_HOME=DIRECTORY      is every user's home directory in the user database
 //   MACHRUN_PTS=1               terminals have the names that they have on Linux
 //
