@@ -1,14 +1,15 @@
 #pragma once
 
-// Part of TavrinHook, which is not installed. Needs nothing but the standard library.
+// Part of TavrinHook, which is not installed. Needs nothing but the standard library, and calls no inline
+// function of it: StringBlocks.hpp says why.
 
-#include <array>
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
-#include <string_view>
 
-#if defined(__SSE2__)
+#if defined(__AVX2__)
+#include <immintrin.h>
+#elif defined(__SSE2__)
 #include <emmintrin.h>
 #elif defined(__aarch64__)
 #include <arm_neon.h>
@@ -16,55 +17,109 @@
 
 namespace tavrin {
 
-/// 64 bytes that are tested together, in the 16-byte registers that every x86-64 and 64-bit ARM processor
-/// has. A test returns one bit for each byte. The lowest bit belongs to the first byte.
+/// The types of vectors of `size` bytes.
+template <std::size_t size>
+struct VectorTypes;
+
+template <>
+struct VectorTypes<16> {
+  using Vector = std::uint8_t __attribute__((vector_size(16)));
+  using SignedVector = std::int8_t __attribute__((vector_size(16)));
+  using Truth = decltype(Vector() == Vector());
+};
+
+#if defined(__AVX2__)
+template <>
+struct VectorTypes<32> {
+  using Vector = std::uint8_t __attribute__((vector_size(32)));
+  using SignedVector = std::int8_t __attribute__((vector_size(32)));
+  using Truth = decltype(Vector() == Vector());
+};
+#endif
+
+/// 64 bytes that are tested together, in vectors of `vectorSize` bytes. Every x86-64 and 64-bit ARM processor
+/// has vectors of 16 bytes. Those of 32 need AVX2. A test returns one bit for each byte. The lowest bit
+/// belongs to the first byte.
+template <std::size_t vectorSize>
 class ByteBlock {
  public:
   static constexpr std::size_t size = 64;
 
   using Mask = std::uint64_t;
-  using Vector = std::uint8_t __attribute__((vector_size(16)));
-  using SignedVector = std::int8_t __attribute__((vector_size(16)));
+  using Vector = typename VectorTypes<vectorSize>::Vector;
+  using SignedVector = typename VectorTypes<vectorSize>::SignedVector;
   /// The result of comparing vectors: a byte has all bits set where the comparison holds, and none elsewhere.
-  using Truth = decltype(Vector() == Vector());
+  using Truth = typename VectorTypes<vectorSize>::Truth;
 
-  /// The first 64 bytes of `text`. Missing bytes are zero.
-  static ByteBlock front(std::string_view text) {
-    if (text.size() >= size) return ByteBlock(text.data());
-    std::array<char, size> padded{};
-    std::memcpy(padded.data(), text.data(), text.size());
-    return ByteBlock(padded.data());
+  /// The first 64 of the `left` bytes at `bytes`, which must stay there. Missing bytes are zero: fewer than
+  /// 64 are copied to `spare`, 64 bytes that are zero.
+  ByteBlock(const char* bytes, std::size_t left, char* spare) : bytes_(left < size ? spare : bytes) {
+    if (left < size) std::memcpy(spare, bytes, left);
   }
 
   /// The bytes for which `test` holds. It takes a Vector and returns a Truth.
   template <class Test>
   Mask where(Test test) const {
-    return mask(test(first_), test(second_), test(third_), test(fourth_));
+#if defined(__SSE2__) || defined(__aarch64__)
+    if constexpr (vectorSize == size / 2) {
+      return mask(test(vector(0)), test(vector(1)));
+    } else {
+      return mask(test(vector(0)), test(vector(1)), test(vector(2)), test(vector(3)));
+    }
+#else
+    return whereWithoutInstruction(test);
+#endif
   }
 
   /// Whether `test` holds for any byte. This is cheaper than finding out for which.
   template <class Test>
   bool has(Test test) const {
-    using Words = std::uint64_t __attribute__((vector_size(16)));
-    const auto any = (Words)(test(first_) | test(second_) | test(third_) | test(fourth_));
-    return (any[0] | any[1]) != 0;
+    Truth any = test(vector(0));
+    for (std::size_t i = 1; i < size / vectorSize; ++i) any |= test(vector(i));
+    // NOLINTNEXTLINE(modernize-avoid-c-arrays)
+    std::uint64_t words[vectorSize / sizeof(std::uint64_t)];
+    std::memcpy(words, &any, sizeof words);
+    std::uint64_t bits = 0;
+    for (const std::uint64_t word : words) bits |= word;
+    return bits != 0;
   }
 
   /// The same as `where`, for processors that lack an instruction for it.
   template <class Test>
   Mask whereWithoutInstruction(Test test) const {
-    return plainMask(test(first_), test(second_), test(third_), test(fourth_));
+    Mask mask = 0;
+    for (std::size_t i = 0; i < size; ++i) {
+      if (test(vector(i / vectorSize))[i % vectorSize] != 0) mask |= Mask{1} << i;
+    }
+    return mask;
   }
 
  private:
-  // The bits of four vectors in a row.
-  static Mask mask(Truth first, Truth second, Truth third, Truth fourth) {
+  Vector vector(std::size_t i) const {
+    Vector vector;
+    std::memcpy(&vector, bytes_ + i * vectorSize, vectorSize);
+    return vector;
+  }
+
+  // The bits of all vectors in a row.
+#if defined(__AVX2__)
+  static Mask mask(Truth first, Truth second) {
+    const auto bits = [](Truth truth) {
+      return static_cast<Mask>(static_cast<std::uint32_t>(_mm256_movemask_epi8((__m256i)truth)));
+    };
+    return bits(first) | bits(second) << 32U;
+  }
+#endif
+
 #if defined(__SSE2__)
+  static Mask mask(Truth first, Truth second, Truth third, Truth fourth) {
     const auto bits = [](Truth truth) {
       return static_cast<Mask>(static_cast<std::uint16_t>(_mm_movemask_epi8((__m128i)truth)));
     };
     return bits(first) | bits(second) << 16U | bits(third) << 32U | bits(fourth) << 48U;
+  }
 #elif defined(__aarch64__)
+  static Mask mask(Truth first, Truth second, Truth third, Truth fourth) {
     // Each byte keeps the bit of its position in a group of eight. Adding neighbours three times merges each
     // group into one byte.
     constexpr Vector places = {1, 2, 4, 8, 16, 32, 64, 128, 1, 2, 4, 8, 16, 32, 64, 128};
@@ -72,31 +127,10 @@ class ByteBlock {
     const uint8x16_t pairs = vpaddq_u8(bits(first), bits(second));
     const uint8x16_t fours = vpaddq_u8(pairs, vpaddq_u8(bits(third), bits(fourth)));
     return vgetq_lane_u64(vreinterpretq_u64_u8(vpaddq_u8(fours, fours)), 0);
-#else
-    return plainMask(first, second, third, fourth);
+  }
 #endif
-  }
 
-  static Mask plainMask(Truth first, Truth second, Truth third, Truth fourth) {
-    Mask mask = 0;
-    for (unsigned i = 0; i < sizeof(Truth); ++i) {
-      const auto bit = [i](Truth truth) { return truth[i] != 0 ? Mask{1} << i : 0; };
-      mask |= bit(first) | bit(second) << 16U | bit(third) << 32U | bit(fourth) << 48U;
-    }
-    return mask;
-  }
-
-  explicit ByteBlock(const char* bytes) {
-    std::memcpy(&first_, bytes, sizeof(Vector));
-    std::memcpy(&second_, bytes + sizeof(Vector), sizeof(Vector));
-    std::memcpy(&third_, bytes + 2 * sizeof(Vector), sizeof(Vector));
-    std::memcpy(&fourth_, bytes + 3 * sizeof(Vector), sizeof(Vector));
-  }
-
-  Vector first_{};
-  Vector second_{};
-  Vector third_{};
-  Vector fourth_{};
+  const char* bytes_;
 };
 
 }  // namespace tavrin

@@ -3,8 +3,8 @@
 #include <poll.h>
 
 #include <algorithm>
-#include <array>
 #include <cerrno>
+#include <memory>
 
 #include "TavrinCore/Support/File.hpp"
 #include "TavrinHook/JsonSkimmer.hpp"
@@ -28,22 +28,23 @@ bool waitFor(int descriptor) {
 HookInput HookInput::read(int descriptor, std::size_t limit, std::span<const std::string_view> keys) {
   HookInput input;
   JsonSkimmer skimmer(keys);
-  std::array<char, capacity> buffer;  // NOLINT(cppcoreguidelines-pro-type-member-init): read fills it
-  std::size_t held = 0;               // bytes in the buffer that the skimmer must see once more
+  // Not on the stack: what the payload fills here is free for others later, so fewer pages are touched.
+  const auto buffer = std::make_unique_for_overwrite<char[]>(capacity);  // NOLINT(modernize-avoid-c-arrays)
+  std::size_t held = 0;  // bytes in the buffer that the skimmer must see once more
   for (;;) {
-    const ssize_t count = File::read(descriptor, buffer.data() + held, capacity - held);
+    const ssize_t count = File::read(descriptor, buffer.get() + held, capacity - held);
     if (count < 0 && (errno == EAGAIN || errno == EWOULDBLOCK) && waitFor(descriptor)) continue;
     if (count <= 0) break;
     input.size += static_cast<std::uint64_t>(count);
     // Bytes beyond the limit are only counted.
     if (input.size > limit) continue;
     held += static_cast<std::size_t>(count);
-    const std::size_t used = skimmer.add({buffer.data(), held}, false);
+    const std::size_t used = skimmer.add({buffer.get(), held}, false);
     held -= used;
-    std::copy_n(buffer.data() + used, held, buffer.data());
+    std::copy_n(buffer.get() + used, held, buffer.get());
   }
   if (input.size > limit) return input;
-  skimmer.add({buffer.data(), held}, true);
+  skimmer.add({buffer.get(), held}, true);
   input.text = skimmer.take();
   return input;
 }

@@ -30,7 +30,7 @@ AgentReadiness readinessOf(const SurveyedAgent& agent, const SettingsFile& file)
   const bool isWhole = std::ranges::all_of(found.entries, [](const SettingsText::Entry& entry) {
     return Executables::isExecutable(entry.helperPath);
   });
-  if (!isWhole) return AgentReadiness::inactive(name + " runs a tavrin-hook that is not there.", true);
+  if (!isWhole) return AgentReadiness::inactive(name + " runs a tavrin-hook that does not exist.", true);
   if (!file.state(found.entries.front().helperPath, fit.definition).isConnected)
     return AgentReadiness::inactive("The hooks are not those that the installed version accepts.", true);
   if (std::string deafness = agent.deafness(); !deafness.empty())

@@ -183,7 +183,7 @@ int run(const Invocation& invocation, const Surroundings& surroundings, const Co
   } catch (const std::exception& error) {
     // Commands report problems as outcomes. An exception means that memory ran out, or a bug.
     std::string sentence(invocation.command->name);
-    sentence += " did not end: ";
+    sentence += " stopped early: ";
     sentence += ShownText::clean(error.what());
     return report(Outcome::failed(sentence + "."), console);
   }

@@ -37,10 +37,11 @@ constexpr std::array<OptionDescription, 3> common = {{
     {.name = "--version", .help = "prints the version"},
 }};
 
-constexpr ArgumentDescription agents = {.name = "AGENT",
-                                        .help = "claude, codex, gemini, copilot or grok; all without one",
-                                        .kind = WordKind::agent,
-                                        .isRepeated = true};
+constexpr ArgumentDescription agents = {
+    .name = "AGENT",
+    .help = "claude, codex, gemini, copilot or grok; without AGENT, all of them",
+    .kind = WordKind::agent,
+    .isRepeated = true};
 constexpr std::array<OptionDescription, 3> connectOptions = {{
     {.name = "--dry-run", .help = "shows what would change as a diff, and changes nothing"},
     {.name = "--yes", .help = "does not ask before files are written; needed without a terminal"},
@@ -79,7 +80,7 @@ constexpr std::string_view panelDetails =
 
 constexpr std::array<OptionDescription, 2> listOptions = {{
     {.name = "--json", .help = "prints one JSON document"},
-    {.name = "--all", .help = "lists sessions too that an application started for itself"},
+    {.name = "--all", .help = "also lists sessions that an application started for itself"},
 }};
 
 constexpr std::array<std::string_view, 4> formats = {"plain", "json", "tmux", "waybar"};
@@ -144,9 +145,9 @@ constexpr std::array<OptionDescription, 3> watchOptions = {{
 constexpr std::string_view watchDetails =
     R"(It begins with the sessions that are there, and ends when nobody reads its output any more.
 
---notify shows a notification of the desktop, and rings the bell where there is none. --notify bell always rings the bell of the session's own terminal, by which tmux marks its window. You are not notified of the tmux pane that you look at.
+--notify shows a desktop notification, or rings the bell if that is not possible. --notify bell always rings the bell of the session's own terminal, and tmux then marks its window. You are not notified about the tmux pane that you are looking at.
 
-A command of --exec runs for each change after the first look, one after the other, and has 60 s. Its input is the change as JSON. Its environment holds TAVRIN_CHANGE (appeared, changed or gone), TAVRIN_SESSION, TAVRIN_AGENT, TAVRIN_STATE (needsYou, working or idle) and TAVRIN_LABEL. What it prints goes to standard error.
+The command of --exec runs once for each change after the first look, one at a time, for at most 60 s. Its input is the change as JSON. Its environment holds TAVRIN_CHANGE (appeared, changed or gone), TAVRIN_SESSION, TAVRIN_AGENT, TAVRIN_STATE (needsYou, working or idle) and TAVRIN_LABEL. What it prints goes to standard error.
 
   tavrin watch --exec '[ "$TAVRIN_STATE" != needsYou ] || paplay bell.wav'
 )";
@@ -164,7 +165,7 @@ constexpr std::array<OptionDescription, 2> waitOptions = {{
      .kind = WordKind::duration},
 }};
 constexpr std::string_view waitDetails =
-    R"(It prints the state that was reached. A state in which SESSION is already returns at once. Without SESSION it waits for the next session that comes into the state, and prints the id and the label of that session too, with tabs between. The status is 1 when SESSION is gone and that was not waited for, and 3 when the time is up.
+    R"(It prints the state that was reached. If SESSION is in the state already, it returns at once. Without SESSION it waits for the next session that comes into the state, and prints the id and the label of that session too, separated by tabs. The status is 1 if SESSION is gone and you did not wait for that, and 3 if the time is up.
 
   tavrin wait shop --for idle --timeout 10m && make deploy
 )";
@@ -176,7 +177,7 @@ constexpr std::array<OptionDescription, 1> stopOptions = {{
     {.name = "--yes", .help = "does not ask before the server is stopped; needed without a terminal"},
 }};
 constexpr std::string_view stopDetails =
-    R"(The server is asked to end with SIGTERM. If it still runs after 5 s, you are asked whether to kill it. Nothing is signalled if its process is not the one that was listed. Servers of containers are left to docker.
+    R"(The server is asked to end with SIGTERM. If it still runs after 5 s, you are asked whether to kill it. Nothing is signalled if its process is not the one that was listed. Servers in containers are not stopped. Use docker.
 )";
 
 constexpr std::array<std::string_view, 3> shells = {"bash", "zsh", "fish"};
@@ -184,12 +185,12 @@ constexpr std::array<std::string_view, 3> liveWords = {"sessions", "servers", "a
 constexpr std::array<OptionDescription, 1> completionsOptions = {{
     {.name = "--words",
      .value = "KIND",
-     .help = "prints the words of a kind instead, a line each: sessions, servers or agents",
+     .help = "prints the words of a kind instead, one per line: sessions, servers or agents",
      .kind = WordKind::choice,
      .choices = liveWords},
 }};
 constexpr std::string_view completionsDetails =
-    R"~(An installed tavrin has its completions where the shells look for them. For a tavrin of your own:
+    R"~(An installed tavrin has its completions where the shells look for them. For a tavrin that you built yourself:
 
   bash: eval "$(tavrin completions bash)"     in ~/.bashrc
   zsh:  eval "$(tavrin completions zsh)"      in ~/.zshrc, after compinit
@@ -342,12 +343,13 @@ constexpr std::array<CommandDescription, 14> table = {{
      .run = runDisconnect},
     {.name = "list",
      .summary = "lists sessions, the most urgent first",
-     .details = "In a pipe it prints a line for each session, with tabs between state, time in that state, "
+     .details = "In a pipe it prints a line for each session, its fields separated by tabs: state, time in "
+                "that state, "
                 "project, agent, tool and terminal.\n",
      .options = listOptions,
      .run = runList},
     {.name = "status",
-     .summary = "prints how many sessions do what, in one line",
+     .summary = "prints the number of sessions in each state, in one line",
      .details = statusDetails,
      .options = statusOptions,
      .run = runStatus},
@@ -364,7 +366,7 @@ constexpr std::array<CommandDescription, 14> table = {{
      .run = runWait},
     {.name = "doctor",
      .summary = "checks every agent and file, and names a command that fixes each finding",
-     .details = "The status is 1 when there are findings.\n",
+     .details = "The status is 1 if there are findings.\n",
      .options = doctorOptions,
      .run = runDoctor},
     {.name = "focus",
@@ -377,7 +379,8 @@ constexpr std::array<CommandDescription, 14> table = {{
      .summary = "lists the local servers",
      .details =
          "On a terminal a last line names the ports whose processes you cannot see. In a pipe it prints "
-         "a line for each server, with tabs between name, ports, project, process id and time since its "
+         "a line for each server, its fields separated by tabs: name, ports, project, process id and time "
+         "since its "
          "start.\n",
      .options = serversOptions,
      .run = runServers},

@@ -35,7 +35,7 @@ std::variant<std::shared_ptr<ServerStop>, std::string> ServerStop::of(const Loca
   if (process != nullptr) return std::shared_ptr<ServerStop>(new ServerStop(server, *process, processes));
   return nameAndPort(server) + " was not stopped, because " +
          (server.isDocker ? "it belongs to a container. Stop it with \"docker stop\"."
-                          : "not enough is known of its process.");
+                          : "not enough is known about its process.");
 }
 
 ServerStop::Result ServerStop::ask(std::chrono::milliseconds patience, int interrupt) const {

@@ -5,7 +5,7 @@
     report.py --docs FOLDER    puts them into docs/performance.md, and draws the plot
 
 FOLDER holds process.csv, the results of process_bench. For the documentation it also holds steps.json, transcript.json,
-panel.json, monitor.json and screen.json, the results of the other benchmarks, and system-calls.md.
+panel.json, monitor.json and screen.json, the results of the other benchmarks, system-calls.md and parts.md.
 
 Every ratio of two medians is shown beside the same ratio at the 10th percentile, the time that one run in ten
 undercuts. A busy machine disturbs that less.
@@ -292,6 +292,7 @@ def write_documentation(folder, results):
     blocks["panel"] = steps_table([folder / name for name in ("transcript.json", "panel.json", "monitor.json")])
     blocks["screen"] = screen_table(folder / "screen.json")
     blocks["calls"] = (folder / "system-calls.md").read_text().rstrip()
+    blocks["parts"] = (folder / "parts.md").read_text().rstrip()
     blocks["instructions"] = instructions_table()
     blocks["speed"] = summary(results)
     put(ROOT / "docs/performance.md", blocks)

@@ -20,6 +20,7 @@
 #include "TavrinCore/Support/Text.hpp"
 #include "TavrinHook/HookCommand.hpp"
 #include "TavrinHook/JsonSkimmer.hpp"
+#include "TavrinHook/JsonText.hpp"
 #include "fuzz/Laws.hpp"
 #include "fuzz/PlainJson.hpp"
 #include "tests/TavrinCore/Hook/TransitionTable.hpp"
@@ -111,7 +112,20 @@ std::optional<std::pair<bool, std::vector<JsonField>>> fieldsOf(std::string_view
   }
 }
 
+// Reads the bytes as the contents of strings, one after the other, in vectors of every size.
+void checkBlockReaders(std::string_view bytes) {
+  static const std::vector<JsonText::BlockReader*> readers = JsonText::blockReaders();
+  while (!bytes.empty()) {
+    const std::size_t length = JsonText::soundLength(bytes);
+    for (JsonText::BlockReader* const reader : readers) {
+      require(JsonText::soundLength(bytes, reader) == length, "vectors of every size find the same");
+    }
+    bytes.remove_prefix(std::min(length + 1, bytes.size()));
+  }
+}
+
 void checkSkimmer(std::string_view bytes) {
+  checkBlockReaders(bytes);
   const std::string left = skimmed(bytes, bytes.size());
   require(fieldsOf(left) == fieldsOf(bytes), "what is left of a payload has the same fields");
   for (const std::size_t size : {0U, 1U}) {

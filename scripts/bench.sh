@@ -22,6 +22,8 @@ cmake --build $build --target "${targets[@]}"
 if [ "$(uname)" = Linux ]; then
   $build/bench/process_bench $build/process.csv
   bench/report.py $build
+  bench/parts.py $build/TavrinHook/tavrin-hook $build/bench/floor-calls >$build/parts.md
+  printf '\nWhat one run consists of\n\n%s\n\n' "$(cat $build/parts.md)"
   bench/system_calls.py $build/TavrinHook/tavrin-hook >$build/system-calls.md
   echo "System calls of one run: $(grep -c '^| [0-9]' $build/system-calls.md)"
   if [ -d $build/TavrinTerminal ]; then

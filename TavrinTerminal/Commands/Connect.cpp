@@ -220,7 +220,7 @@ class Command {
     if (CodexActivation::tavrinHooks(*answer.hooks).empty())
       return "Codex does not list the hooks in " + shown(plan) + ". Start Codex once, then connect again.";
     if (!CodexActivation::needingTrust(*answer.hooks).empty())
-      return "Codex did not take the trust." + std::string(trustScreen);
+      return "Codex did not accept the request to trust the hooks." + std::string(trustScreen);
     return "";
   }
 

@@ -87,7 +87,7 @@ class Examination {
     hook_ = choice.path;
     if (hook_.empty()) {
       const std::string place = machine_.hookCandidates.empty() ? "" : machine_.hookCandidates.front();
-      find("tavrin-hook is missing, cannot be executed, or lies at a path that entries cannot have", place,
+      find("tavrin-hook is missing, cannot be executed, or is at a path that settings cannot name", place,
            "install Tavrin again");
       return;
     }
@@ -193,7 +193,7 @@ class Examination {
     };
     const auto missing = std::ranges::find_if(state.entries, isMissing);
     if (missing != state.entries.end()) {
-      find(name + " runs a tavrin-hook that is not there", missing->helperPath, connectCommand(which));
+      find(name + " runs a tavrin-hook that does not exist", missing->helperPath, connectCommand(which));
     } else if (!file.state(state.entries.front().helperPath, fit.definition).isConnected) {
       find(differenceOf(state.entries, agent, fit), file.path(), connectCommand(which));
     }
@@ -254,7 +254,7 @@ class Examination {
       } else if (std::ranges::any_of(state.entries, [](const SettingsText::Entry& entry) {
                    return !Executables::isExecutable(entry.helperPath);
                  })) {
-        find("a file that was connected runs a tavrin-hook that is not there", original.path, fix);
+        find("a file that was connected runs a tavrin-hook that does not exist", original.path, fix);
       }
     }
   }
@@ -291,8 +291,10 @@ class Examination {
            "keep the home directory on a file system with flock(2)");
     }
     if (isOnRemoteFileSystem(folder)) {
-      find("this file system reports no changes of other machines, so tavrin looks every 10 seconds", folder,
-           "keep the home directory on this machine");
+      find(
+          "this file system does not report changes that other machines make, so tavrin looks every 10 "
+          "seconds",
+          folder, "keep the home directory on this machine");
     }
   }
 

@@ -222,7 +222,7 @@ std::string ofCommand(const CommandDescription& command) {
 
 std::string manualPage() {
   std::string page =
-      ".\\\" Made by \"tavrin help --man\" of the description of the commands.\n"
+      ".\\\" Made by \"tavrin help --man\" from the description of the commands.\n"
       ".Dd November 22, 2026\n.Dt TAVRIN 1\n.Os\n.Sh NAME\n.Nm tavrin\n"
       ".Nd show what coding agents are doing\n.Sh SYNOPSIS\n.Nm\n.Op Ar COMMAND\n.Op Ar OPTION ...\n"
       ".Sh DESCRIPTION\n.Nm\nlists the sessions of coding agents on this machine and reports their changes.\n"
@@ -231,7 +231,7 @@ std::string manualPage() {
       ".\n.Pp\n.Ar SESSION\n";
   page += sentences("is an id, the beginning of one, or the name of a project that only one session has.");
   page += ".Ar SERVER\nis a port or PID:PORT.\n.Ar AGENT\nis claude, codex, gemini, copilot or grok.\n";
-  page += sentences("A word that fits several is refused, with a list of what it fits.");
+  page += sentences("If a word fits several, it is refused, and they are listed.");
   page += ".Sh COMMANDS\n";
   for (const CommandDescription& command : CommandTable::commands()) {
     const ArgumentDescription& argument = command.argument;
@@ -260,10 +260,10 @@ std::string manualPage() {
       ".It Ev NO_COLOR\nIf it is set and not empty, output has no colour.\n"
       ".It Ev CLICOLOR_FORCE\nIf it is set, not empty and not 0, output has colour wherever it goes.\n"
       ".Ev NO_COLOR\ncomes first.\n"
-      ".It Ev TERM , CI\nOutput has no colour on a terminal called dumb and where\n.Ev CI\nis set.\n.El\n"
-      ".Sh EXIT STATUS\n.Bl -tag -width Ds\n.It 0\nIt is done.\n"
+      ".It Ev TERM , CI\nOutput has no colour if\n.Ev TERM\nis dumb or\n.Ev CI\nis set.\n.El\n"
+      ".Sh EXIT STATUS\n.Bl -tag -width Ds\n.It 0\nThe command succeeded.\n"
       ".It 1\nIt failed, or there are findings.\n.It 2\nYou declined.\n"
-      ".It 3\n.Cm wait\nreached its time\\-out.\n.It 64\nThe words make no command.\n.El\n"
+      ".It 3\n.Cm wait\nreached its time\\-out.\n.It 64\nThe command line is not valid.\n.El\n"
       ".Sh SEE ALSO\n.Xr tavrin-hook 1 ,\n.Xr tavrin-session 5\n";
   return page;
 }

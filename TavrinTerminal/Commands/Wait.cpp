@@ -57,8 +57,7 @@ class ForOne {
  private:
   Outcome gone() const {
     if (what_ == For::gone) return Outcome::done("gone\n");
-    Outcome outcome =
-        Outcome::failed(label_ + " is gone. It did not come into the state that was waited for.");
+    Outcome outcome = Outcome::failed(label_ + " is gone. It did not come into the state you waited for.");
     outcome.output = "gone\n";
     return outcome;
   }
@@ -139,7 +138,7 @@ Outcome run(const Options& options, const Surroundings& surroundings, const Cons
   if (end.why == SessionWatch::End::Why::timedOut)
     return {.status = ExitStatus::timedOut,
             .output = {},
-            .error = "the time is up, and no session came into the state that was waited for."};
+            .error = "the time is up, and no session came into the state you waited for."};
   return Outcome::endedBy(end.signal);
 }
 

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <array>
 #include <cstdint>
 #include <cstring>
 #include <new>
@@ -17,6 +18,8 @@
 
 namespace tavrin {
 namespace {
+
+constexpr std::size_t blockSize = ByteBlock<16>::size;
 
 // A second implementation, one piece after the other.
 namespace Plainly {
@@ -79,13 +82,18 @@ class PlacedText {
   std::string_view text() const { return text_; }
 
  private:
-  static constexpr std::align_val_t alignment{ByteBlock::size};
+  static constexpr std::align_val_t alignment{blockSize};
   char* memory_;
   std::string_view text_;
 };
 
+// Whether every reader of blocks that this processor can run finds the same as the second implementation.
 bool areSame(std::string_view text) {
-  return JsonText::soundLength(text) == Plainly::soundLength(text) &&
+  static const std::vector<JsonText::BlockReader*> readers = JsonText::blockReaders();
+  const std::size_t soundLength = Plainly::soundLength(text);
+  const bool readersAgree = std::ranges::all_of(
+      readers, [&](auto* reader) { return JsonText::soundLength(text, reader) == soundLength; });
+  return readersAgree && JsonText::soundLength(text) == soundLength &&
          JsonText::lengthBeforeQuote(text) == Plainly::lengthBeforeQuote(text);
 }
 
@@ -186,7 +194,7 @@ const std::vector<std::string> pieces = [] {
 
 TEST(JsonText, EveryPieceCountsTheSameAtEveryAlignment) {
   for (const std::string& piece : pieces) {
-    for (std::size_t offset = 0; offset < ByteBlock::size; ++offset) {
+    for (std::size_t offset = 0; offset < blockSize; ++offset) {
       expectSame("xy" + piece + "z", offset);
       expectSame(std::string(60, 'x') + piece + std::string(70, 'y'), offset);
     }
@@ -195,17 +203,17 @@ TEST(JsonText, EveryPieceCountsTheSameAtEveryAlignment) {
 
 TEST(JsonText, EveryPieceCountsTheSameAtEveryBoundary) {
   for (const std::string& piece : pieces) {
-    for (std::size_t before = 0; before <= 2 * ByteBlock::size; ++before) {
+    for (std::size_t before = 0; before <= 2 * blockSize; ++before) {
       const std::string text = std::string(before, 'x') + piece;
       for (std::size_t after = 0; after <= 2; ++after) expectSame(text + std::string(after, 'y'));
-      expectSame(text + std::string(ByteBlock::size, 'y') + "\"");
+      expectSame(text + std::string(blockSize, 'y') + "\"");
     }
   }
 }
 
 TEST(JsonText, EveryPieceThatIsCutOffCountsTheSame) {
   for (const std::string& piece : pieces) {
-    for (std::size_t before = 0; before <= ByteBlock::size; ++before) {
+    for (std::size_t before = 0; before <= blockSize; ++before) {
       const std::string text = std::string(before, 'x') + piece;
       for (std::size_t left = 1; left <= piece.size(); ++left) expectSame(text.substr(0, text.size() - left));
     }
@@ -213,8 +221,8 @@ TEST(JsonText, EveryPieceThatIsCutOffCountsTheSame) {
 }
 
 TEST(JsonText, RowsOfBackslashesCountTheSame) {
-  for (std::size_t before = 0; before <= ByteBlock::size; ++before) {
-    for (std::size_t count = 0; count <= 2 * ByteBlock::size + 2; ++count) {
+  for (std::size_t before = 0; before <= blockSize; ++before) {
+    for (std::size_t count = 0; count <= 2 * blockSize + 2; ++count) {
       expectSame(std::string(before, 'x') + std::string(count, '\\') + "\"xyz");
     }
   }
@@ -231,34 +239,55 @@ TEST(JsonText, PiecesInAnyOrderCountTheSame) {
       if (Plainly::soundLength(piece) == piece.size() || random.below(100) == 0) text += piece;
       if (random.below(4) == 0) text.append(random.below(50), 'x');
     }
-    expectSame(text, random.below(ByteBlock::size));
+    expectSame(text, random.below(blockSize));
   }
   EXPECT_EQ(count, test::generatedCases(100'000));
 }
 
+// The first bytes of a text, and what they are padded with.
+struct PaddedBlock {
+  explicit PaddedBlock(std::string_view text) : block(text.data(), text.size(), spare.data()) {}
+
+  std::array<char, blockSize> spare{};
+  ByteBlock<16> block;
+};
+
 TEST(ByteBlock, AMaskHasOneBitForEachByte) {
   test::Random random(test::randomSeed());
   for (int i = 0; i < 10'000; ++i) {
-    std::string text(ByteBlock::size, 'x');
-    ByteBlock::Mask expected = 0;
+    std::string text(blockSize, 'x');
+    ByteBlock<16>::Mask expected = 0;
     for (std::size_t place = 0; place < text.size(); ++place) {
       if (random.below(3) == 0) continue;
       text[place] = 'y';
-      expected |= ByteBlock::Mask{1} << place;
+      expected |= ByteBlock<16>::Mask{1} << place;
     }
-    const ByteBlock block = ByteBlock::front(text);
-    const auto isMarked = [](ByteBlock::Vector bytes) { return bytes == 'y'; };
-    ASSERT_EQ(block.where(isMarked), expected);
-    ASSERT_EQ(block.has(isMarked), expected != 0);
-    ASSERT_EQ(block.whereWithoutInstruction(isMarked), expected);
+    const PaddedBlock padded(text);
+    const auto isMarked = [](ByteBlock<16>::Vector bytes) { return bytes == 'y'; };
+    ASSERT_EQ(padded.block.where(isMarked), expected);
+    ASSERT_EQ(padded.block.has(isMarked), expected != 0);
+    ASSERT_EQ(padded.block.whereWithoutInstruction(isMarked), expected);
   }
 }
 
 TEST(ByteBlock, AShortTextIsFilledUpWithNul) {
-  for (std::size_t size = 0; size <= ByteBlock::size; ++size) {
-    const ByteBlock block = ByteBlock::front(std::string(size, 'x'));
-    const ByteBlock::Mask nul = block.where([](ByteBlock::Vector bytes) { return bytes == 0; });
-    EXPECT_EQ(nul, size == ByteBlock::size ? 0 : ~ByteBlock::Mask{0} << size);
+  for (std::size_t size = 0; size <= blockSize; ++size) {
+    const std::string text(size, 'x');
+    const ByteBlock<16>::Mask nul =
+        PaddedBlock(text).block.where([](ByteBlock<16>::Vector bytes) { return bytes == 0; });
+    EXPECT_EQ(nul, size == blockSize ? 0 : ~ByteBlock<16>::Mask{0} << size);
+  }
+}
+
+TEST(JsonText, LongTextsAreReadInTheWidestVectorsOfTheProcessor) {
+  test::Random random(test::randomSeed());
+  const std::string seed = "caf\\u00e9 \xe6\x97\xa5 \\n";
+  std::string text;
+  while (text.size() < 2'000) text += seed;
+  for (int i = 0; i < 2'000; ++i) {
+    std::string changed = text;
+    changed[random.below(changed.size())] = static_cast<char>(random.below(256));
+    expectSame(changed, random.below(blockSize));
   }
 }
 

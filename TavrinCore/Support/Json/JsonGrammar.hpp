@@ -2,6 +2,12 @@
 
 // Part of Tavrin::Core. Needs Boost.JSON and the standard library.
 
+#include <boost/assert/source_location.hpp>
+// Errors name no line of Boost.JSON. Even empty names of files would be 4 KB of pointers, and every start of
+// tavrin-hook would relocate them.
+#undef BOOST_CURRENT_LOCATION
+#define BOOST_CURRENT_LOCATION ::boost::source_location(nullptr, 0, nullptr)
+
 #include <boost/json/basic_parser_impl.hpp>
 #include <boost/system/error_code.hpp>
 #include <cstddef>

@@ -98,9 +98,9 @@ TEST_F(DoctorTest, ExaminesTheHook) {
                           "install Tavrin again"));
   std::filesystem::remove_all(machine.home / "Tavrin");
   EXPECT_THAT(findings(),
-              ElementsAre("tavrin-hook is missing, cannot be executed, or lies at a path that entries cannot "
-                          "have | ~/Tavrin/bin/tavrin-hook | install Tavrin again",
-                          "Grok runs a tavrin-hook that is not there | ~/Tavrin/bin/tavrin-hook | tavrin "
+              ElementsAre("tavrin-hook is missing, cannot be executed, or is at a path that settings cannot "
+                          "name | ~/Tavrin/bin/tavrin-hook | install Tavrin again",
+                          "Grok runs a tavrin-hook that does not exist | ~/Tavrin/bin/tavrin-hook | tavrin "
                           "connect grok"));
 }
 
@@ -131,7 +131,7 @@ TEST_F(DoctorTest, WithoutAFolderForTemporaryFilesTheRestIsExamined) {
 
 TEST_F(DoctorTest, NamesNoPlaceOfAHookThatIsLookedForNowhere) {
   machine.machine.hookCandidates.clear();
-  EXPECT_THAT(findings(), ElementsAre(HasSubstr("cannot have |  | install Tavrin again")));
+  EXPECT_THAT(findings(), ElementsAre(HasSubstr("cannot name |  | install Tavrin again")));
   const Outcome outcome = run({.json = true});
   EXPECT_THAT(outcome.output, HasSubstr("install Tavrin again"));
   EXPECT_THAT(outcome.output, Not(HasSubstr("where")));
@@ -241,7 +241,7 @@ TEST_F(DoctorTest, LooksAtFilesThatWereConnectedBefore) {
   machine.environment.erase("CLAUDE_CONFIG_DIR");
   EXPECT_THAT(findings(), IsEmpty());
   std::filesystem::remove_all(machine.home / "other");
-  EXPECT_THAT(findings(), ElementsAre("a file that was connected runs a tavrin-hook that is not there | "
+  EXPECT_THAT(findings(), ElementsAre("a file that was connected runs a tavrin-hook that does not exist | "
                                       "~/moved/settings.json | tavrin disconnect claude"));
   writeFile(machine.home / "moved/settings.json", "{ not JSON");
   EXPECT_THAT(findings(), ElementsAre(HasSubstr(" | ~/moved/settings.json | tavrin disconnect claude")));

@@ -334,7 +334,8 @@ TEST_F(PanelInTmux, AnExceptionLeavesTheTerminalAsItWas) {
   EXPECT_THAT(pane->value(flags), testing::StartsWith("1 "));
   // The age of the session is in seconds, so the panel asks for the time at least once a second.
   writeFile(home.path() / "throw", "");
-  EXPECT_TRUE(pane->shows("\ntavrin: panel did not end: the clock is broken.\nstatus 1\n")) << pane->screen();
+  EXPECT_TRUE(pane->shows("\ntavrin: panel stopped early: the clock is broken.\nstatus 1\n"))
+      << pane->screen();
   expectAsBefore();
 }
 

@@ -109,8 +109,8 @@ int main(int count, char** arguments) {
   if (mode == "flood") {
     for (;;) std::puts("more and more");
   }
-  if (mode == "parent") {
-    // Runs a child of its own until it is killed itself.
+  if (mode == "parent" || mode == "starter") {
+    // Runs a child of its own, a parent until it is killed itself, and a starter only until the child runs.
     const std::vector<std::string> words(rest.begin(), rest.end());
     uv_loop_t loop;
     uv_loop_init(&loop);
@@ -119,6 +119,7 @@ int main(int count, char** arguments) {
     // From now on the child ends with this process.
     std::puts("started");
     std::fflush(stdout);
+    if (mode == "starter") std::_Exit(0);
     uv_run(&loop, UV_RUN_DEFAULT);
     return uv_loop_close(&loop);
   }
