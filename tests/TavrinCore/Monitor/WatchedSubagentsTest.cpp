@@ -121,10 +121,12 @@ TEST_F(Watching, ALockOfASubagentShowsNothingAndItsQuestionIsTheParents) {
 }
 
 TEST_F(Watching, ASubagentOfASubagentOfCodexAsksForTheSession) {
-  const std::string third = "01a20056-7c97-7890-932d-c7bd65f0f20c";
+  // Its id is below that of its parent, so it is met first.
+  const std::string inner(later);
+  const std::string outer = "01a20056-7c97-7890-932d-c7bd65f0f20c";
   save(std::string(thread), Agent::codex, working, 100);
   std::string parent;
-  for (const std::string& id : {std::string(thread), std::string(later), third}) {
+  for (const std::string& id : {std::string(thread), outer, inner}) {
     files.write(lockOf(id), "", 100);
     locks[lockOf(id)] = 18;
     files.write(
@@ -134,13 +136,13 @@ TEST_F(Watching, ASubagentOfASubagentOfCodexAsksForTheSession) {
     parent = id;
   }
   EXPECT_EQ(stateOf(std::string(thread), 101), working);
-  files.append(day + third + ".jsonl",
+  files.append(day + inner + ".jsonl",
                R"({"timestamp":"1970-01-01T00:01:42Z","type":"response_item","payload":)"
                R"({"type":"function_call","call_id":"c","name":"request_user_input"}})"
                "\n",
                102);
   EXPECT_EQ(stateOf(std::string(thread), 104), needsYou);
-  EXPECT_EQ(stateOf(third, 104), std::nullopt);
+  EXPECT_EQ(stateOf(inner, 104), std::nullopt);
 }
 
 }  // namespace
