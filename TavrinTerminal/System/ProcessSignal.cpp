@@ -52,7 +52,7 @@ bool HeldProcess::endsWithin(std::chrono::milliseconds time, int interrupt) cons
   for (;;) {
     const auto left =
         std::chrono::ceil<std::chrono::milliseconds>(deadline - std::chrono::steady_clock::now());
-    const int milliseconds = static_cast<int>(std::max(left.count(), std::int64_t{0}));
+    const int milliseconds = static_cast<int>(std::max(left, std::chrono::milliseconds::zero()).count());
     // A negative descriptor is ignored (poll(2)).
     std::array<pollfd, 2> waited = {{{.fd = interrupt, .events = POLLIN, .revents = 0},
                                      {.fd = end_.number(), .events = POLLIN, .revents = 0}}};
