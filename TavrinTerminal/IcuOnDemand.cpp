@@ -58,7 +58,7 @@ const std::optional<Icu>& loaded() {
 
 }  // namespace
 
-// A machine without ICU has no collator. Names are then ordered by their code points.
+// If ICU cannot be loaded, ucol_open fails, and names are sorted by code point.
 
 const char* uloc_getDefault() {
   return loaded() ? loaded()->getDefault() : "";
