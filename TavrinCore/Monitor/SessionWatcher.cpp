@@ -44,6 +44,14 @@ std::optional<ProcessFact> SessionWatcher::process(std::int32_t pid) {
   return known.fact;
 }
 
+OpenSessions::Surroundings SessionWatcher::surroundingsOfOpen() {
+  return {.files = surroundings_.files,
+          .processes = surroundings_.processes,
+          .process = [this](std::int32_t pid) { return process(pid); },
+          .directories = directories_,
+          .now = now_};
+}
+
 bool SessionWatcher::isRelated(std::int32_t pid, std::int32_t agentPid) {
   if (pid == agentPid) return true;
   const auto one = process(pid);
@@ -88,15 +96,10 @@ void SessionWatcher::readRecords(Date now, const std::vector<std::string>& chang
 
 // Looks at everything but the records.
 SessionWatcher::Look SessionWatcher::lookAround(Report report) {
-  const Date now = now_;
   Look look;
   look.files.push_back(surroundings_.sessionsDirectory);
   openSessions_.clear();
-  const OpenSessions::Surroundings with{.files = surroundings_.files,
-                                        .processes = surroundings_.processes,
-                                        .process = [this](std::int32_t pid) { return process(pid); },
-                                        .directories = directories_,
-                                        .now = now};
+  const OpenSessions::Surroundings with = surroundingsOfOpen();
   for (const AgentHome& home : surroundings_.homes) openSessions_.look(home, with, look.files);
   takeOpenSessions();
   dropClosed();
@@ -262,22 +265,13 @@ bool SessionWatcher::isSubagent(Trace& trace) {
   return trace.isSubagent.value_or(false);
 }
 
-void SessionWatcher::addPath(std::vector<std::pair<std::string, bool>>& paths, std::string path,
-                             bool isSubagents) const {
-  paths.emplace_back(std::move(path), isSubagents);
-}
-
 // The files that say something about the session, and whether each is a sub-agent's.
 std::vector<std::pair<std::string, bool>> SessionWatcher::filesOf(const Trace& trace) {
   std::vector<std::pair<std::string, bool>> paths;
   const Session& record = trace.session.record;
   const AgentHome* const home = homeOf(record.agent);
   const std::string& id = record.sessionId;
-  const OpenSessions::Surroundings with{.files = surroundings_.files,
-                                        .processes = surroundings_.processes,
-                                        .process = [this](std::int32_t pid) { return process(pid); },
-                                        .directories = directories_,
-                                        .now = now_};
+  const OpenSessions::Surroundings with = surroundingsOfOpen();
   const auto names = [&](const std::string& path) -> const std::vector<std::string>& {
     return directories_.names(path, surroundings_.files, now_);
   };
@@ -286,14 +280,14 @@ std::vector<std::pair<std::string, bool>> SessionWatcher::filesOf(const Trace& t
       std::optional<std::string> path = record.transcriptPath;
       if (!path && home) path = home->transcript(id, record.cwd);
       if (!path) break;
-      addPath(paths, *path, false);
+      paths.emplace_back(*path, false);
       // The sub-agents of "ID.jsonl" have their files in "ID/subagents". These show answers that a status
       // file also shows.
       const auto& open = trace.session.evidence.open;
       if (record.state != SessionState::needsYou || (open && open->state)) break;
       const std::string subagents = Path::joined(path->substr(0, path->rfind('.')), "subagents");
       for (const std::string& name : names(subagents))
-        if (Path::extension(name) == "jsonl") addPath(paths, Path::joined(subagents, name), true);
+        if (Path::extension(name) == "jsonl") paths.emplace_back(Path::joined(subagents, name), true);
       break;
     }
     case Agent::codex: {
@@ -301,28 +295,28 @@ std::vector<std::pair<std::string, bool>> SessionWatcher::filesOf(const Trace& t
       std::optional<std::string> rollout = home ? openSessions_.codexRollout(*home, id, with) : std::nullopt;
       if (!rollout && record.transcriptPath && CodexEvidence::idInName(*record.transcriptPath) == id)
         rollout = record.transcriptPath;
-      if (rollout) addPath(paths, *rollout, false);
+      if (rollout) paths.emplace_back(*rollout, false);
       for (const std::string& subagent : openSessions_.codexSubagents(id)) {
         if (const auto path = home ? openSessions_.codexRollout(*home, subagent, with) : std::nullopt)
-          addPath(paths, *path, true);
+          paths.emplace_back(*path, true);
       }
       break;
     }
     case Agent::gemini:
       if (record.transcriptPath) {
-        addPath(paths, *record.transcriptPath, false);
+        paths.emplace_back(*record.transcriptPath, false);
         const std::string chats(Path::parent(*record.transcriptPath));
         const std::string subagents = Path::joined(chats, id);
         if (AgentHome::isPlainName(id))
           for (const std::string& name : names(subagents))
-            addPath(paths, Path::joined(subagents, name), true);
+            paths.emplace_back(Path::joined(subagents, name), true);
       }
       break;
     case Agent::copilot:
     case Agent::grok: {
       const auto path = home ? home->transcript(id, record.cwd) : std::nullopt;
       if (!path) break;
-      addPath(paths, *path, false);
+      paths.emplace_back(*path, false);
       if (record.agent == Agent::copilot) break;
       const std::string folder(Path::parent(Path::parent(*path)));
       // The sub-agents may have some of their own.
@@ -332,7 +326,7 @@ std::vector<std::pair<std::string, bool>> SessionWatcher::filesOf(const Trace& t
         for (const std::string& child : names(subagents)) {
           if (!AgentHome::isPlainName(child) || std::ranges::find(ids, child) != ids.end()) continue;
           ids.push_back(child);
-          addPath(paths, Path::joined(folder, child + "/events.jsonl"), true);
+          paths.emplace_back(Path::joined(folder, child + "/events.jsonl"), true);
         }
       }
       break;

@@ -101,6 +101,7 @@ class SessionWatcher {
 
   const AgentHome* homeOf(Agent agent) const;
   std::optional<ProcessFact> process(std::int32_t pid);
+  OpenSessions::Surroundings surroundingsOfOpen();
   bool isRelated(std::int32_t pid, std::int32_t agentPid);
   void readRecords(Date now);
   void readRecords(Date now, const std::vector<std::string>& changed);
@@ -115,7 +116,6 @@ class SessionWatcher {
   bool isSubagent(Trace& trace);
   void follow(Trace& trace, Look& look);
   std::vector<std::pair<std::string, bool>> filesOf(const Trace& trace);
-  void addPath(std::vector<std::pair<std::string, bool>>& paths, std::string path, bool isSubagents) const;
   void askChildren(Trace& trace);
   void askCodexChildren(Trace& trace, std::int32_t pid);
   void askGeminiChildren(Trace& trace, std::int32_t pid);

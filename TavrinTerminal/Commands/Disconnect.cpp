@@ -112,7 +112,7 @@ class Command {
       say(plan.file, plan.preview.after ? "would be disconnected from " + shown(plan.file)
                                         : "would be disconnected, and " + shown(plan.file) + " removed");
     }
-    Outcome outcome = finished(std::nullopt);
+    Outcome outcome = SettingsReport::outcomeOf(lines_);
     outcome.output = diffs + outcome.output;
     return outcome;
   }
@@ -150,8 +150,6 @@ class Command {
         return;
     }
   }
-
-  Outcome finished(std::optional<int> signal) const { return SettingsReport::outcomeOf(lines_, signal); }
 
   const Options& options_;
   const Surroundings& surroundings_;
