@@ -21,6 +21,7 @@ std::vector<const SessionFact*> openQuestions(const std::vector<SessionFact>& fa
         std::erase_if(open, [&](const SessionFact* question) { return question->call == fact.call; });
         break;
       case Kind::output:
+      case Kind::stepStarted:
         break;
       default:
         open.clear();

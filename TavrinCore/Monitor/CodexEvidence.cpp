@@ -51,14 +51,18 @@ std::string commandAt(const json::object& arguments) {
   return {};
 }
 
-// The command in a call's arguments. In code mode the arguments are a program, which holds the call's own
-// arguments as an object. If that is not JSON, the whole program stands for the command.
-std::string commandIn(std::string_view arguments) {
-  const json::object object = objectIn(arguments);
-  if (!object.empty()) return commandAt(object);
+// The command that a call with these arguments asks to run outside the sandbox; nullopt when it asks for
+// nothing. In code mode the arguments are a program, which holds the call's own arguments as an object. If
+// that is not JSON, the whole program stands for the command.
+std::optional<std::string> escalatedCommand(std::string_view arguments) {
+  constexpr std::string_view key = "sandbox_permissions";
+  constexpr std::string_view value = "require_escalated";
+  if (const json::object object = objectIn(arguments); !object.empty())
+    return textAt(object, key) == value ? std::optional(commandAt(object)) : std::nullopt;
+  if (!holds(arguments, key) || !holds(arguments, value)) return std::nullopt;
   const std::size_t from = arguments.find('{');
   const std::size_t to = arguments.rfind('}');
-  if (from == std::string_view::npos || to == std::string_view::npos || to < from) return {};
+  if (from == std::string_view::npos || to == std::string_view::npos || to < from) return std::string();
   const json::object inner = objectIn(arguments.substr(from, to - from + 1));
   return inner.empty() ? std::string(arguments) : commandAt(inner);
 }
@@ -68,12 +72,14 @@ void readCall(const json::object& payload, Date at, LineEvidence& found) {
   if (call.empty()) return;
   std::string_view arguments = textAt(payload, "arguments");
   if (arguments.empty()) arguments = textAt(payload, "input");
-  const bool isQuestion = textAt(payload, "name") == "request_user_input";
-  if (!isQuestion && !holds(arguments, "require_escalated")) return;
-  found.facts.push_back({.kind = Kind::asked,
-                         .at = at,
-                         .call = std::string(call),
-                         .command = isQuestion ? std::string() : commandIn(arguments)});
+  const std::string_view name = textAt(payload, "name");
+  // A patch is a text of any kind. It may quote such a call.
+  if (name == "apply_patch") return;
+  std::optional<std::string> command =
+      name == "request_user_input" ? std::string() : escalatedCommand(arguments);
+  if (!command) return;
+  found.facts.push_back(
+      {.kind = Kind::asked, .at = at, .call = std::string(call), .command = *std::move(command)});
 }
 
 }  // namespace

@@ -76,13 +76,12 @@ LineEvidence line(std::string_view line) {
     add(Kind::callEnded, textAt(data, "toolCallId"));
   } else if (type == "abort") {
     add(Kind::interrupted);
-  } else if (type == "session.error") {
-    add(Kind::failed);
   } else if (type == "session.shutdown") {
     add(Kind::sessionEnded);
   } else if (!isFromSubagent(object)) {
     if (type == "user.message") add(Kind::turnStarted);
-    if (type == "assistant.turn_start") add(Kind::output);
+    if (type == "assistant.turn_start") add(Kind::stepStarted);
+    if (type == "session.error") add(Kind::failed);
   }
   return found;
 }

@@ -81,7 +81,7 @@ void FollowedFacts::add(SessionFact fact) {
 
 // A sub-agent's turn may end while its questions are open. They end with it.
 void FollowedFacts::addOfSubagent(SessionFact fact) {
-  if (fact.kind == Kind::turnStarted || fact.kind == Kind::output) return;
+  if (fact.kind == Kind::turnStarted || fact.kind == Kind::output || fact.kind == Kind::stepStarted) return;
   if (!endsTurn(fact.kind)) {
     add(std::move(fact));
     return;
@@ -90,8 +90,8 @@ void FollowedFacts::addOfSubagent(SessionFact fact) {
   for (const SessionFact& known : facts_) {
     if (known.kind == Kind::asked)
       open.push_back(known.call);
-    else
-      std::erase(open, known.call);
+    else if (const auto at = std::ranges::find(open, known.call); at != open.end())
+      open.erase(at);
   }
   for (std::string& call : open)
     add({.kind = Kind::withdrawn, .at = fact.at, .call = std::move(call), .command = {}});

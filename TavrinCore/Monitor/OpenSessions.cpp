@@ -168,8 +168,9 @@ void OpenSessions::lookCodex(const AgentHome& home, const Surroundings& with,
     }
     std::ranges::sort(held, {}, &Holding::since);
     const std::vector<std::string> words = with.processes.arguments(holder);
-    if (std::ranges::find(words, "app-server") != words.end())
-      lookDaemon(held, with);
+    const auto isWord = [&](std::string_view word) { return std::ranges::find(words, word) != words.end(); };
+    if (isWord("app-server"))
+      lookDaemon(held, isWord("--managed-daemon"), with);
     else
       add(held.back(), with);
   }
@@ -278,12 +279,17 @@ void OpenSessions::lookClients(const Surroundings& with) {
 
 // The daemon holds the locks of all its clients, and lives on without them. A client opens its session when
 // it starts, so a lock belongs to the last client that started before the lock was taken and shows nothing
-// yet. If no client fits, the session counts as open while any client runs that started before.
-void OpenSessions::lookDaemon(const std::vector<Holding>& held, const Surroundings& with) {
+// yet. If no client fits, the session counts as open while any client runs that started before. The daemon
+// that clients start for themselves ("managed") serves terminals alone. The server of another program shows
+// its sessions there.
+void OpenSessions::lookDaemon(const std::vector<Holding>& held, bool isManaged, const Surroundings& with) {
   lookClients(with);
   std::map<std::string, std::int32_t> ownerOf;
   for (auto& [pid, client] : clients_)
     if (!client.sessionId.empty()) ownerOf[client.sessionId] = pid;
+  const auto alive = std::ranges::count_if(clients_, [](const auto& entry) { return entry.second.isAlive; });
+  if (isManaged && alive == 0)
+    for (const Holding& one : held) left_.insert(one.id);
   for (const Holding& one : held) {
     if (ownerOf.contains(one.id) || past_.contains(one.id)) continue;
     Client* owner = nullptr;
@@ -295,8 +301,6 @@ void OpenSessions::lookDaemon(const std::vector<Holding>& held, const Surroundin
         ownerPid = pid;
       }
     }
-    const auto alive =
-        std::ranges::count_if(clients_, [](const auto& entry) { return entry.second.isAlive; });
     if (owner == nullptr && alive == 1) {
       // The only client shows what was opened last.
       for (auto& [pid, client] : clients_) {

@@ -40,12 +40,16 @@ class OpenSessions {
   /// only the newest is here, because its terminal shows that one.
   const std::vector<OpenSession>& all() const { return open_; }
 
+  /// Whether Codex's own daemon keeps the session although no client runs any more that could show it.
+  bool isLeft(const std::string& id) const { return left_.contains(id); }
+
   /// When to look again at the latest, because a process can take a lock without changing the file.
   const std::optional<Date>& next() const { return next_; }
 
   /// Forgets what the last looks found, before the looks of a new round.
   void clear() {
     open_.clear();
+    left_.clear();
     next_.reset();
   }
 
@@ -97,7 +101,7 @@ class OpenSessions {
   std::optional<Holding> holding(const std::string& directory, const std::string& name,
                                  const Surroundings& with);
   bool mayShow(const AgentHome& home, const std::string& id, const Surroundings& with);
-  void lookDaemon(const std::vector<Holding>& held, const Surroundings& with);
+  void lookDaemon(const std::vector<Holding>& held, bool isManaged, const Surroundings& with);
   void lookClients(const Surroundings& with);
   void add(const Holding& held, const Surroundings& with);
 
@@ -107,6 +111,7 @@ class OpenSessions {
   std::map<std::string, Lock> locks_;
   std::map<std::string, Thread> threads_;
   std::map<std::int32_t, Client> clients_;
+  std::set<std::string> left_;
   std::set<std::string> past_;  // sessions that their client left for another one
   std::uint64_t unknown_ = 0;
 };

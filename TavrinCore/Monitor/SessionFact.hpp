@@ -15,6 +15,7 @@ struct SessionFact {
   enum class Kind : std::uint8_t {
     turnStarted,   ///< the person sent a prompt
     output,        ///< the agent produces output again
+    stepStarted,   ///< the agent sets to work: after a prompt, after an error, or by itself
     asked,         ///< the person is asked about `call`
     answered,      ///< the person answered about `call`, or about everything when `call` is empty
     callEnded,     ///< `call` has its result

@@ -42,6 +42,9 @@ class Play {
         asked_.clear();
         if (counts) apply("UserPromptSubmit", {}, fact.at, Reason::prompt);
         break;
+      case Kind::stepStarted:
+        if (counts && session_.state == idle) apply("UserPromptSubmit", {}, fact.at, Reason::resumed);
+        [[fallthrough]];
       case Kind::output:
         if (counts && session_.state == needsYou && asked_.empty() && session_.waitingOn.empty())
           apply("Resumed", {}, fact.at, Reason::resumed);

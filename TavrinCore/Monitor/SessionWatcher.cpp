@@ -126,13 +126,11 @@ SessionWatcher::Look SessionWatcher::lookAround(Report report) {
   return look;
 }
 
-// A session that was closed is remembered for a while: a hook that comes after its end must not bring it
-// back.
+// A session that ended is remembered for a while: a hook that comes after its end must not bring it back.
 void SessionWatcher::dropClosed() {
   std::erase_if(traces_, [this](const auto& entry) {
     const Trace& trace = entry.second;
-    const bool isFresh = trace.wasOpen || (trace.closedAt && now_ - *trace.closedAt < closedInterval);
-    const bool isDropped = !trace.isUsed && !isFresh;
+    const bool isDropped = !trace.isUsed && trace.endedAt && now_ - *trace.endedAt >= closedInterval;
     isAnyGone_ = isAnyGone_ || (isDropped && trace.verdict);
     return isDropped;
   });
@@ -230,6 +228,7 @@ void SessionWatcher::judgeOpen(Trace& trace) {
   // A session that was seen here still belongs to this machine after its folder is deleted.
   if (!evidence.wasSeen) evidence.isFolderHere = surroundings_.files.status(record.cwd).has_value();
   if (isIts && evidence.isFolderHere) evidence.wasSeen = true;
+  trace.endedAt = trace.isUsed ? std::nullopt : std::optional(trace.endedAt.value_or(now_));
   evidence.isOpenByItsAgent = !evidence.open || isRelated(evidence.open->pid, record.agentPid);
 
   if (evidence.open) {
@@ -246,7 +245,8 @@ void SessionWatcher::judgeOpen(Trace& trace) {
   const bool showsAnother = std::ranges::any_of(openSessions_.all(), [&](const OpenSession& open) {
     return open.agent == record.agent && isRelated(open.pid, record.agentPid);
   });
-  evidence.isClosed = trace.closedAt || showsAnother;
+  evidence.isClosed =
+      trace.closedAt || showsAnother || !trace.isUsed || openSessions_.isLeft(record.sessionId);
 }
 
 bool SessionWatcher::isSubagent(Trace& trace) {

@@ -82,7 +82,8 @@ class SessionWatcher {
     MonitoredSession session;
     bool hasFile = false;
     std::string file;  // the name of the record's file, if it has one
-    bool isUsed = true;
+    bool isUsed = true;           // whether a record or one of the agent's files names it
+    std::optional<Date> endedAt;  // since when that is not so
     bool wasOpen = false;
     std::optional<Date> closedAt;
     std::optional<bool> isSubagent;

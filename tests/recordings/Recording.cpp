@@ -85,7 +85,7 @@ Machine::Machine(std::string scratch, const std::vector<json::object>& events)
   std::filesystem::create_directories(real(sessions));
   std::filesystem::create_directories(real(std::string(home) + "/src/app"));
   if (!events.empty()) start_ = numberAt(events.front(), "t");
-  now_ = start_;
+  now_ = lookedAt_ = foundAt_ = start_;
   for (const json::object& event : events) {
     hasLocks_ = hasLocks_ || textAt(event, "kind") == "lock";
     const json::object* const record = Json::objectAt(event, "r");
@@ -101,6 +101,9 @@ std::string Machine::real(const std::string& path) const {
 void Machine::play(const json::object& event) {
   now_ = numberAt(event, "t");
   const std::string kind = textAt(event, "kind");
+  // Whatever one look of the recorder found has one time.
+  if ((kind == "record" || kind == "transcript") && now_ > foundAt_)
+    lookedAt_ = std::exchange(foundAt_, now_);
   if (kind == "hook") {
     if (const auto input = Json::parse(textAt(event, "stdin")); input && input->is_object()) {
       const json::object& object = input->get_object();
@@ -129,13 +132,12 @@ void Machine::playRecord(const json::object& event) {
     remove(path);
     return;
   }
-  // The recorder looked every 40 ms, and the hook wrote after it was called.
+  // The hook wrote after it was called, and after the recorder's last look at the files.
   const json::object* const found = Json::objectAt(event, "r");
   if (found == nullptr) return;
   const json::object& record = *found;
   const auto called = hookAt_.find(textAt(record, "sessionId"));
-  const double earliest = now_ - 0.04;
-  const double at = called == hookAt_.end() ? earliest : std::clamp(called->second, earliest, now_);
+  const double at = std::clamp(called == hookAt_.end() ? now_ : called->second, lookedAt_, now_);
   write(path, json::serialize(record), std::nullopt, at);
 }
 
@@ -303,7 +305,7 @@ ProcessFacts Machine::processes() {
 }
 
 std::vector<Change> play(const std::vector<json::object>& events, const std::string& scratch,
-                         const std::function<bool(std::string_view path)>& hide) {
+                         const Playing& how) {
   Machine machine(scratch, events);
   SessionWatcher::Surroundings surroundings{
       .sessionsDirectory = sessions, .homes = {}, .files = machine.files(), .processes = machine.processes()};
@@ -325,21 +327,35 @@ std::vector<Change> play(const std::vector<json::object>& events, const std::str
     shown = std::move(states);
   };
 
-  bool isFirst = true;
+  // When to look because of a change, or to start.
+  std::optional<double> due = std::max(how.from, events.empty() ? 0 : numberAt(events.front(), "t"));
+  const auto lookUntil = [&](double at) {
+    for (;;) {
+      const double planned = last.next ? secondsOf(*last.next) : at;
+      const double next = std::min(planned, due.value_or(at));
+      if (next >= at) return;
+      due.reset();
+      look(next);
+    }
+  };
   for (const json::object& event : events) {
     const double at = numberAt(event, "t");
-    while (last.next && secondsOf(*last.next) < at) look(secondsOf(*last.next));
-    if (hide && hide(textAt(event, "path"))) continue;
+    lookUntil(at);
+    if (how.hide && how.hide(textAt(event, "path"))) continue;
     machine.play(event);
-    bool isWoken = std::exchange(isFirst, false);
-    for (const std::string& path : machine.changedFiles())
+    const std::set<std::string> changedFiles = machine.changedFiles();
+    const std::set<std::int32_t> endedProcesses = machine.endedProcesses();
+    bool isWoken = false;
+    for (const std::string& path : changedFiles)
       isWoken = isWoken || std::ranges::find(last.files, path) != last.files.end();
-    for (const std::int32_t pid : machine.endedProcesses()) {
+    for (const std::int32_t pid : endedProcesses) {
       if (std::ranges::find(last.processes, pid) == last.processes.end()) continue;
       watcher.processEnded(pid);
       isWoken = true;
     }
-    if (isWoken) look(at);
+    if (due && *due > at) continue;
+    if (isWoken && how.delay == 0) look(at);
+    if (isWoken && how.delay > 0) due = at + how.delay;
   }
   return changes;
 }

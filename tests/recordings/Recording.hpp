@@ -72,6 +72,8 @@ class Machine {
   std::string scratch_;
   double now_ = 0;
   double start_ = 0;
+  double lookedAt_ = 0;  // when the recorder looked before the look that found the last event
+  double foundAt_ = 0;
   bool hasLocks_ = false;
   std::map<std::string, double> modifiedAt_;
   std::map<std::int32_t, Process> processes_;
@@ -81,8 +83,15 @@ class Machine {
   std::set<std::int32_t> endedProcesses_;
 };
 
-/// What the monitor sees over a whole recording. `hide` names paths that the monitor cannot see.
+/// How a recording is played.
+struct Playing {
+  std::function<bool(std::string_view path)> hide;  ///< names paths that the monitor cannot see
+  double from = 0;                                  ///< when the monitor starts, in seconds since 1970
+  double delay = 0;                                 ///< how long after a change it looks, in seconds
+};
+
+/// What the monitor sees over a whole recording.
 std::vector<Change> play(const std::vector<boost::json::object>& events, const std::string& scratch,
-                         const std::function<bool(std::string_view path)>& hide = {});
+                         const Playing& how = {});
 
 }  // namespace tavrin::recordings

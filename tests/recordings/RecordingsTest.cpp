@@ -58,11 +58,11 @@ struct Played {
   Score hook;
 };
 
-Played played(const std::string& path, const std::function<bool(std::string_view)>& hide = {}) {
+Played played(const std::string& path, const Playing& how = {}) {
   const std::vector<boost::json::object> events = eventsIn(path);
   const std::vector<Truth> truth = truthOf(path);
   const test::ScratchDirectory scratch(test::directoryInMemory());
-  return {.monitor = scoreOf(play(events, scratch.string(), hide), truth, events),
+  return {.monitor = scoreOf(play(events, scratch.string(), how), truth, events),
           .hook = scoreOf(hookAlone(events), truth, events)};
 }
 
@@ -134,7 +134,7 @@ TEST(Transcripts, OfClaudeSufficeWithoutItsStatusFiles) {
   double hookWrong = 0;
   for (const std::string& path : recordingsOf("claude")) {
     const Played both =
-        played(path, [](std::string_view file) { return file.starts_with(".claude/sessions/"); });
+        played(path, {.hide = [](std::string_view file) { return file.starts_with(".claude/sessions/"); }});
     judged += both.monitor.judged;
     wrong += both.monitor.wrong;
     hookWrong += both.hook.wrong;

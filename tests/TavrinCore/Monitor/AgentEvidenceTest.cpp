@@ -215,9 +215,26 @@ TEST(CodexRollout, AProgramThatIsNotPlainJsonStandsForItsCommand) {
   const std::string program =
       R"(const x = {cmd: "touch a; sleep 9", sandbox_permissions: "require_escalated"}; await run(x))";
   EXPECT_EQ(commandOfCall(program), program);
-  EXPECT_EQ(commandOfCall("require_escalated"), "");
-  EXPECT_EQ(commandOfCall("} require_escalated {"), "");
-  EXPECT_EQ(commandOfCall("{ require_escalated"), "");
+  const std::string words = "sandbox_permissions require_escalated";
+  EXPECT_EQ(commandOfCall(words), "");
+  EXPECT_EQ(commandOfCall("} " + words + " {"), "");
+  EXPECT_EQ(commandOfCall("{ " + words), "");
+}
+
+TEST(CodexRollout, ACommandThatOnlyNamesTheSandboxDoesNotAsk) {
+  EXPECT_EQ(commandOfCall(R"({"cmd": "grep -r require_escalated src"})"), "none");
+  EXPECT_EQ(commandOfCall(R"({"cmd": "grep -E 'sandbox_permissions|require_escalated' src"})"), "none");
+  EXPECT_EQ(commandOfCall(R"({"cmd": "echo require_escalated", "sandbox_permissions": "use_default"})"),
+            "none");
+  EXPECT_EQ(commandOfCall(R"(run({cmd: "grep require_escalated src"}))"), "none");
+}
+
+TEST(CodexRollout, APatchThatQuotesACallThatAsksDoesNotAsk) {
+  EXPECT_EQ(
+      in(Agent::codex, R"({"timestamp":"TIME","type":"response_item","payload":{"type":"custom_tool_call",)"
+                       R"("call_id":"c1","name":"apply_patch",)"
+                       R"("input":"*** Begin Patch\n+{sandbox_permissions: \"require_escalated\"}\n"}})"),
+      Facts{});
 }
 
 TEST(CodexRollout, ACallWithoutAnIdentifierCannotBeFollowed) {
@@ -360,10 +377,11 @@ TEST(CopilotEvents, TurnsOfTheSessionCountAndThoseOfSubagentsDoNot) {
   };
   EXPECT_EQ(event(R"("type":"user.message")"), (Facts{{Kind::turnStarted, ""}}));
   EXPECT_EQ(event(R"("type":"user.message","agentId":"s")"), Facts{});
-  EXPECT_EQ(event(R"("type":"assistant.turn_start")"), (Facts{{Kind::output, ""}}));
+  EXPECT_EQ(event(R"("type":"assistant.turn_start")"), (Facts{{Kind::stepStarted, ""}}));
   EXPECT_EQ(event(R"("type":"assistant.turn_start","agentId":"s")"), Facts{});
   EXPECT_EQ(event(R"("type":"abort","data":{"reason":"user_abort"})"), (Facts{{Kind::interrupted, ""}}));
   EXPECT_EQ(event(R"("type":"session.error","data":{"statusCode":400})"), (Facts{{Kind::failed, ""}}));
+  EXPECT_EQ(event(R"("type":"session.error","agentId":"s","data":{"statusCode":400})"), Facts{});
   EXPECT_EQ(event(R"("type":"session.shutdown")"), (Facts{{Kind::sessionEnded, ""}}));
   EXPECT_EQ(event(R"("type":"hook.start","data":{"hookType":"agentStop","input":{}})"),
             (Facts{{Kind::turnEnded, ""}}));

@@ -58,6 +58,26 @@ TEST(FollowedFacts, OfASubagentAreItsQuestionsOnly) {
   EXPECT_EQ(kinds(followed), (std::vector{Kind::asked, Kind::withdrawn}));
 }
 
+TEST(FollowedFacts, OfASubagentThatAskedTwiceAboutOneToolEndBothQuestions) {
+  test::FakeFiles files;
+  const std::string resolved = R"("type":"permission_resolved","tool_name":"run","decision":"allow")";
+  files.write("/e", grok(1, started) + grok(1, resolved) + grok(2, asked) + grok(3, asked) +
+                        grok(4, resolved) + grok(5, ended));
+  FollowedFacts followed("/e", Agent::grok, true);
+  followed.look(files.access());
+  EXPECT_EQ(kinds(followed),
+            (std::vector{Kind::answered, Kind::asked, Kind::asked, Kind::answered, Kind::withdrawn}));
+}
+
+TEST(FollowedFacts, OfASubagentLeaveOutItsSteps) {
+  test::FakeFiles files;
+  files.write("/e", R"({"timestamp":"2026-11-21T22:40:00Z","type":"assistant.turn_start"})"
+                    "\n");
+  FollowedFacts followed("/e", Agent::copilot, true);
+  EXPECT_TRUE(followed.look(files.access()));
+  EXPECT_TRUE(followed.facts().empty());
+}
+
 TEST(FollowedFacts, AWithdrawnPromptInterruptsTheTurn) {
   test::FakeFiles files;
   const std::string before = R"({"timestamp":"2026-11-21T22:40:00Z","type":"session.start"})"

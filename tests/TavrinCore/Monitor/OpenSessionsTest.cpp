@@ -252,6 +252,26 @@ TEST_F(Daemon, ASessionOfOneOfSeveralClientsIsOpenWhileOneRuns) {
   EXPECT_EQ(stateOf(third, 135), std::nullopt);
 }
 
+TEST_F(Daemon, ThatClientsStartedShowsNothingOnceNoneRuns) {
+  arguments[40].emplace_back("--managed-daemon");
+  open(first, 100);
+  Session record = save(first, Agent::codex, idle, 105, 40);
+  record.tty.reset();
+  save(record, 105);
+  EXPECT_EQ(stateOf(first, 110), std::nullopt);
+  // A client may show it.
+  addClient(50, 120);
+  EXPECT_EQ(stateOf(first, 125), idle);
+}
+
+TEST_F(Daemon, OfAnotherProgramShowsItsSessionsWithoutAClient) {
+  open(first, 100);
+  Session record = save(first, Agent::codex, idle, 105, 40);
+  record.tty.reset();
+  save(record, 105);
+  EXPECT_EQ(stateOf(first, 110), idle);
+}
+
 TEST_F(Daemon, AClientDoesNotShowWhatWasOpenBeforeItStarted) {
   open(first, 100);
   addClient(50, 200);

@@ -137,6 +137,27 @@ TEST(Judge, OnlyATurnWakesAnIdleSession) {
   EXPECT_EQ(judged(session)->state, working);
 }
 
+TEST(Judge, AStepAfterAnErrorIsWorkAgain) {
+  MonitoredSession session = sessionIn(working, Agent::copilot);
+  session.evidence.facts = {fact(Kind::failed, saved + 1), fact(Kind::stepStarted, saved + 2)};
+  EXPECT_EQ(judged(session)->state, working);
+  EXPECT_EQ(judged(session)->since, dateFromSeconds(saved + 2));
+  session.evidence.facts.push_back(fact(Kind::failed, saved + 3));
+  EXPECT_EQ(judged(session)->state, idle);
+}
+
+TEST(Judge, AStepFromBeforeTheRecordDoesNotWakeTheSession) {
+  MonitoredSession session = sessionIn(idle, Agent::copilot);
+  session.evidence.facts = {fact(Kind::stepStarted, saved - 1)};
+  EXPECT_EQ(judged(session)->state, idle);
+}
+
+TEST(Judge, AStepDoesNotAnswerAQuestion) {
+  MonitoredSession session = sessionIn(needsYou, Agent::copilot);
+  session.evidence.facts = {fact(Kind::asked, saved, "q"), fact(Kind::stepStarted, saved + 1)};
+  EXPECT_EQ(judged(session)->state, needsYou);
+}
+
 TEST(Judge, AnOpenQuestionIsASeparateWait) {
   MonitoredSession session = sessionIn(working, Agent::grok);
   session.evidence.facts = {fact(Kind::asked, saved - 1, "q")};

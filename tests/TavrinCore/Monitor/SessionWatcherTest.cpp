@@ -221,6 +221,26 @@ TEST_F(Watching, AClosedSessionIsForgottenAfterAMinute) {
   EXPECT_EQ(stateOf("c", 172), idle);
 }
 
+TEST_F(Watching, AHookAfterTheEndOfItsProcessDoesNotBringTheSessionBack) {
+  save("g", Agent::grok, working, 100);
+  EXPECT_EQ(stateOf("g", 101), working);
+  files.remove(sessions + "/g.json", 102);
+  EXPECT_EQ(stateOf("g", 102), std::nullopt);
+  processes.erase(18);
+  watcher->processEnded(18);
+  save("g", Agent::grok, idle, 102.1);
+  EXPECT_EQ(stateOf("g", 102.2), std::nullopt);
+}
+
+TEST_F(Watching, ARecordThatIsRemovedAndWrittenAgainIsShownAgain) {
+  save("g", Agent::gemini, working, 100);
+  EXPECT_EQ(stateOf("g", 101), working);
+  files.remove(sessions + "/g.json", 102);
+  EXPECT_EQ(stateOf("g", 102), std::nullopt);
+  save("g", Agent::gemini, idle, 103);
+  EXPECT_EQ(stateOf("g", 103), idle);
+}
+
 TEST_F(Watching, AtMostTwoHundredFoldersAreWatched) {
   for (int i = 0; i < 300; ++i)
     files.write("/Users/dev/.copilot/session-state/" + std::to_string(i) + "/inuse.18.hold", "", 100);
