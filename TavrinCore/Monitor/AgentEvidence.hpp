@@ -46,7 +46,7 @@ LineEvidence line(std::string_view line);
 /// Codex's rollouts, "sessions/Y/M/D/rollout-TIME-ID.jsonl".
 namespace CodexEvidence {
 
-/// The first line of a rollout.
+/// The line of a rollout that describes its thread.
 struct Meta {
   std::string id;
   std::string parentId;            ///< the thread that started this one as a sub-agent; "" for none

@@ -214,12 +214,18 @@ bool OpenSessions::mayShow(const AgentHome& home, const std::string& id, const S
   Thread& thread = threads_[id];
   if (!thread.hasMeta) {
     const auto text = with.files.read(*rollout, 0, largestStatus);
-    const std::size_t end = text ? text->find('\n') : std::string::npos;
-    if (end == std::string::npos) {
+    std::string_view lines = text ? std::string_view(*text) : std::string_view();
+    if (lines.find('\n') == std::string_view::npos) {
       next_ = with.now + soon;
       return false;
     }
-    const auto meta = CodexEvidence::meta(std::string_view(*text).substr(0, end));
+    // As far as is known, it is the first line. A later version may write others before it.
+    std::optional<CodexEvidence::Meta> meta;
+    while (!meta && !lines.empty()) {
+      const std::size_t end = lines.find('\n');
+      meta = CodexEvidence::meta(lines.substr(0, end));
+      lines.remove_prefix(end == std::string_view::npos ? lines.size() : end + 1);
+    }
     if (meta) thread.parentId = meta->parentId;
     thread.hasMeta = true;
   }

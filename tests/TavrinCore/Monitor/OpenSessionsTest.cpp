@@ -179,6 +179,22 @@ TEST_F(Watching, AThreadIsShownOnceItsRolloutSaysWhoseItIs) {
   EXPECT_EQ(stateOf(first, 112), idle);
 }
 
+TEST_F(Watching, ASubagentsThreadIsNotShownIfAnotherLineComesFirst) {
+  for (const std::string& id : {first, second}) {
+    files.write(lockOf(id), "", id == first ? 100 : 105);
+    locks[lockOf(id)] = 18;
+  }
+  const std::string unknown = R"({"type":"x_later","payload":{}})"
+                              "\n";
+  files.write(day + second + ".jsonl",
+              unknown + R"({"type":"session_meta","payload":{"id":"s","parent_thread_id":"p"}})" + "\n", 105);
+  EXPECT_EQ(stateOf(first, 110), idle);
+  EXPECT_EQ(stateOf(second, 110), std::nullopt);
+  // Neither says whose it is.
+  files.write(day + first + ".jsonl", unknown + "{", 110);
+  EXPECT_EQ(stateOf(first, 112), idle);
+}
+
 // Codex's daemon, which holds all locks, and its clients in terminals.
 class Daemon : public Watching {
  protected:
