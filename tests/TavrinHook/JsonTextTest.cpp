@@ -19,7 +19,7 @@
 namespace tavrin {
 namespace {
 
-constexpr std::size_t blockSize = ByteBlock<16>::size;
+constexpr std::size_t blockSize = ByteBlock::size;
 
 // A second implementation, one piece after the other.
 namespace Plainly {
@@ -249,21 +249,21 @@ struct PaddedBlock {
   explicit PaddedBlock(std::string_view text) : block(text.data(), text.size(), spare.data()) {}
 
   std::array<char, blockSize> spare{};
-  ByteBlock<16> block;
+  ByteBlock block;
 };
 
 TEST(ByteBlock, AMaskHasOneBitForEachByte) {
   test::Random random(test::randomSeed());
   for (int i = 0; i < 10'000; ++i) {
     std::string text(blockSize, 'x');
-    ByteBlock<16>::Mask expected = 0;
+    ByteBlock::Mask expected = 0;
     for (std::size_t place = 0; place < text.size(); ++place) {
       if (random.below(3) == 0) continue;
       text[place] = 'y';
-      expected |= ByteBlock<16>::Mask{1} << place;
+      expected |= ByteBlock::Mask{1} << place;
     }
     const PaddedBlock padded(text);
-    const auto isMarked = [](ByteBlock<16>::Vector bytes) { return bytes == 'y'; };
+    const auto isMarked = [](ByteBlock::Vector bytes) { return bytes == 'y'; };
     ASSERT_EQ(padded.block.where(isMarked), expected);
     ASSERT_EQ(padded.block.has(isMarked), expected != 0);
     ASSERT_EQ(padded.block.whereWithoutInstruction(isMarked), expected);
@@ -273,9 +273,9 @@ TEST(ByteBlock, AMaskHasOneBitForEachByte) {
 TEST(ByteBlock, AShortTextIsFilledUpWithNul) {
   for (std::size_t size = 0; size <= blockSize; ++size) {
     const std::string text(size, 'x');
-    const ByteBlock<16>::Mask nul =
-        PaddedBlock(text).block.where([](ByteBlock<16>::Vector bytes) { return bytes == 0; });
-    EXPECT_EQ(nul, size == blockSize ? 0 : ~ByteBlock<16>::Mask{0} << size);
+    const ByteBlock::Mask nul =
+        PaddedBlock(text).block.where([](ByteBlock::Vector bytes) { return bytes == 0; });
+    EXPECT_EQ(nul, size == blockSize ? 0 : ~ByteBlock::Mask{0} << size);
   }
 }
 
