@@ -45,7 +45,7 @@ struct Kinds {
   // No other character may have one digit in common with one of `characters` and the other with another.
   constexpr void add(std::uint8_t bit, const char* characters) {
     for (; *characters != 0; ++characters) {
-      const auto character = static_cast<unsigned>(*characters);
+      const auto character = static_cast<unsigned char>(*characters);
       low.add(character % 16, bit);
       high.add(character / 16, bit);
     }
@@ -141,8 +141,8 @@ class LookedUpBlock {
 
   class Characters {
    public:
-    // Also other than zero if a character of fewer than four bytes ends just before the next block.
-    Mask unfinished() const { return beyondAscii_ >> (size - 3); }
+    // Also other than zero if a character beyond ASCII ends just before the next block.
+    Mask unfinished() const { return beyondAscii_ >> (size - 1); }
 
     // All bytes if any character is malformed, and otherwise none. A character that goes on in the block
     // after is checked with that one.
