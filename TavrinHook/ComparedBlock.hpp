@@ -15,6 +15,9 @@ class ComparedBlock {
  public:
   static constexpr std::size_t size = ByteBlock::size;
 
+  /// Whether unsound escapes and characters are better looked for together than apart, only where needed.
+  static constexpr bool areChecksCheap = false;
+
   using Mask = ByteBlock::Mask;
 
   /// The first 64 of the `left` bytes at `bytes`, as ByteBlock takes them.

@@ -120,11 +120,14 @@ class StringBlocks {
     carry.escaped = inNextBlock(starts);
     const Mask stops = (block.quotes() & ~escaped) | (block.belowSpace() & ~beyondAscii);
     const Mask rare = escaped & ~(block.commonEscapes() | backslashes);
+    Mask escapes = rare | carry.digits;
+    Mask characters = beyondAscii | carry.characters.unfinished();
+    // Text that has many of both has them in no order that a processor could foresee. Guessing wrong takes
+    // longer than a cheap check that was not needed.
+    if constexpr (Block::areChecksCheap) escapes = characters = escapes | characters;
     Mask unsound = 0;
-    // One question for both: text that has many of them has them in no order that a processor could foresee.
-    if ((rare | carry.digits | beyondAscii | carry.characters.unfinished()) != 0) {
-      unsound = unsoundEscapes(block, rare, carry) | carry.characters.unsound(block, beyondAscii);
-    }
+    if (escapes != 0) unsound |= unsoundEscapes(block, rare, carry);
+    if (characters != 0) unsound |= carry.characters.unsound(block, beyondAscii);
     // The first stop must not be a byte that an escape or a character needs.
     if ((unsound & upToFirstOf(stops)) != 0) return undecided;
     return firstOf(stops);

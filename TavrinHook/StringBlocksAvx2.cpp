@@ -111,6 +111,8 @@ class LookedUpBlock {
  public:
   static constexpr std::size_t size = 64;
 
+  static constexpr bool areChecksCheap = true;
+
   using Mask = std::uint64_t;
 
   LookedUpBlock(const char* bytes, std::size_t left, char* spare) {
