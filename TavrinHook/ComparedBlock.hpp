@@ -9,13 +9,14 @@
 
 namespace tavrin {
 
-/// 64 bytes of a JSON string, for StringBlocks. What a byte is, comparisons find out. Every processor can do
+/// 64 bytes of a JSON string, for StringBlocks. Comparisons find out what a byte is. Every processor can do
 /// that.
 class ComparedBlock {
  public:
   static constexpr std::size_t size = ByteBlock::size;
 
-  /// Whether unsound escapes and characters are better looked for together than apart, only where needed.
+  /// Whether unsound escapes and characters are looked for together. Otherwise each is looked for where
+  /// needed.
   static constexpr bool areChecksCheap = false;
 
   using Mask = ByteBlock::Mask;

@@ -62,16 +62,13 @@ class StringBlocks {
 
   static constexpr std::size_t undecided = static_cast<std::size_t>(-1);
 
-  // What a block passes on: bytes of the next block, in which an escape or a character goes on.
+  // What a block passes on: the bytes of the next block in which an escape goes on, and its last characters.
   struct Carry {
     Mask escaped = 0;     // the byte after a backslash
     Mask firstDigit = 0;  // the first digit of a code unit
     Mask digits = 0;      // its other digits
     typename Block::Characters characters;
   };
-
-  // The bytes that come `distance` bytes before a byte in `what`.
-  static constexpr Mask before(Mask what, unsigned distance = 1) { return what >> distance; }
 
   // The bytes that come `distance` bytes after a byte in `what`, and those of the next block.
   static constexpr Mask after(Mask what, unsigned distance = 1) { return what << distance; }

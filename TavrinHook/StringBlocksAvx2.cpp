@@ -106,7 +106,7 @@ constexpr WrongPairs wrongPairs = [] {
   return all;
 }();
 
-// 64 bytes of a JSON string. What a byte is, tables say. ComparedBlock describes the functions.
+// 64 bytes of a JSON string. Tables say what a byte is. ComparedBlock describes the functions.
 class LookedUpBlock {
  public:
   static constexpr std::size_t size = 64;
@@ -180,6 +180,8 @@ class LookedUpBlock {
       return reasons ^ (isLaterTrailing & WrongPairs::bothTrailing);
     }
 
+    // Of the last block that was checked. It ended with ASCII if blocks were left out after it. So it does
+    // not matter that those are not known here.
     Vector last_ = {};
     Mask beyondAscii_ = 0;
   };
