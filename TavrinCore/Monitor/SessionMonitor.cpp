@@ -40,6 +40,7 @@ class Play {
     switch (fact.kind) {
       case Kind::turnStarted:
         asked_.clear();
+        openTurn_ = fact.at;
         if (counts) apply("UserPromptSubmit", {}, fact.at, Reason::prompt);
         break;
       case Kind::stepStarted:
@@ -62,6 +63,7 @@ class Play {
       case Kind::refused:
       case Kind::failed:
         asked_.clear();
+        openTurn_.reset();
         if (counts) apply("Interrupt", {}, fact.at, endReason(fact.kind));
         break;
       case Kind::sessionEnded:
@@ -70,6 +72,15 @@ class Play {
     }
     if (fact.kind != Kind::sessionEnded && counts) isEnded_ = false;
     wasRefused_ = fact.kind == Kind::withdrawn;
+  }
+
+  // Headless, Grok runs the hooks for its start and for the prompt at once. If the start's ends last, the
+  // record says idle. The file has each turn's start and end, so after a moment it is believed. A turn from
+  // before the process started ended with the earlier process.
+  void believeOpenTurn(const std::optional<ProcessFact>& process, Date now) {
+    const bool mayRun = session_.agent == Agent::grok && session_.state == idle && openTurn_ && process;
+    if (!mayRun || *openTurn_ < process->startedAt || now - base_ < Seconds(turnLag)) return;
+    apply("UserPromptSubmit", {}, *openTurn_, Reason::prompt);
   }
 
   // A question that is still open makes the session wait, unless the hooks saw the turn end after the
@@ -161,6 +172,7 @@ class Play {
   std::optional<std::string> attentionId_;
   std::vector<const SessionFact*> asked_;
   std::optional<Date> answeredAt_;
+  std::optional<Date> openTurn_;  // the start of the turn that has no end yet
   bool isEnded_ = false;
   bool wasRefused_ = false;
 };
@@ -225,6 +237,7 @@ std::optional<SessionVerdict> verdict(const MonitoredSession& session, Date now,
   const Date base = isReopened ? std::max(evidence.open->since, session.savedAt) : session.savedAt;
   Play play(isReopened ? opened(*evidence.open) : session.record, base);
   for (const SessionFact& fact : evidence.facts) play.take(fact);
+  play.believeOpenTurn(evidence.process, now);
   play.settle(now);
   if (play.isEnded()) return std::nullopt;
 

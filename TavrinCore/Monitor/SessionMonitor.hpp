@@ -56,6 +56,10 @@ double settling(Agent agent);
 /// status file up to 0.4 s after the hook.
 inline constexpr double statusLag = 0.5;
 
+/// How long, in seconds, an idle record is believed while the agent's file has a turn without an end. Grok
+/// writes the end up to 0.1 s after the hook.
+inline constexpr double turnLag = 0.5;
+
 /// How long, in seconds, a record is believed if its process was never seen running.
 inline constexpr double unseenLimit = 60;
 

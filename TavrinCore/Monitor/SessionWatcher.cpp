@@ -222,7 +222,7 @@ void SessionWatcher::takeOpenSessions() {
 void SessionWatcher::judgeOpen(Trace& trace) {
   const Session& record = trace.session.record;
   SessionEvidence& evidence = trace.session.evidence;
-  if (record.state != SessionState::idle) processes_.erase(record.agentPid);
+  if (record.state != SessionState::idle || trace.isRecordNew) processes_.erase(record.agentPid);
   evidence.process = process(record.agentPid);
   const bool isIts = evidence.process && evidence.process->startedAt <= record.updatedAt + Seconds(5);
   // A session that was seen here still belongs to this machine after its folder is deleted.
@@ -452,6 +452,7 @@ void SessionWatcher::plan(const Trace& trace, Look& look) const {
   if (!evidence.process && !evidence.wasSeen)
     at(trace.session.savedAt + Seconds(SessionMonitor::unseenLimit));
   if (evidence.open && evidence.open->state) at(trace.session.savedAt + Seconds(SessionMonitor::statusLag));
+  if (record.agent == Agent::grok) at(trace.session.savedAt + Seconds(SessionMonitor::turnLag));
   if (record.agent != Agent::codex && record.agent != Agent::gemini) return;
   if (trace.verdict->state == SessionState::needsYou) at(now_ + Seconds(childInterval));
   for (const SessionFact* const question : ChildEvidence::openQuestions(evidence.facts))

@@ -137,6 +137,36 @@ TEST(Judge, OnlyATurnWakesAnIdleSession) {
   EXPECT_EQ(judged(session)->state, working);
 }
 
+// Grok's record says idle, and its file has a turn from this many seconds before.
+MonitoredSession idleInATurn(Agent agent, double before) {
+  MonitoredSession session = sessionIn(idle, agent);
+  session.evidence.facts = {fact(Kind::turnStarted, saved - before)};
+  return session;
+}
+
+TEST(Judge, ATurnOfGrokWithoutAnEndRunsThoughTheHooksCameInTheOtherOrder) {
+  MonitoredSession session = idleInATurn(Agent::grok, 0.1);
+  EXPECT_EQ(judged(session, saved + 0.4)->state, idle);
+  EXPECT_EQ(judged(session, saved + 0.5)->state, working);
+  EXPECT_EQ(judged(session)->since, dateFromSeconds(saved - 0.1));
+  EXPECT_EQ(judged(session)->reason, "a prompt was sent, according to its transcript");
+  session.evidence.facts.push_back(fact(Kind::turnEnded, saved - 0.05));
+  EXPECT_EQ(judged(session)->state, idle);
+}
+
+TEST(Judge, ATurnOfAnEarlierProcessRunsNoMore) {
+  EXPECT_EQ(judged(idleInATurn(Agent::grok, 500))->state, working);
+  EXPECT_EQ(judged(idleInATurn(Agent::grok, 501))->state, idle);
+  MonitoredSession unseen = idleInATurn(Agent::grok, 1);
+  unseen.evidence.process.reset();
+  unseen.evidence.wasSeen = false;
+  EXPECT_EQ(judged(unseen)->state, idle);
+}
+
+TEST(Judge, ATurnOfAnotherAgentEndsWithTheHooks) {
+  EXPECT_EQ(judged(idleInATurn(Agent::codex, 1))->state, idle);
+}
+
 TEST(Judge, AStepAfterAnErrorIsWorkAgain) {
   MonitoredSession session = sessionIn(working, Agent::copilot);
   session.evidence.facts = {fact(Kind::failed, saved + 1), fact(Kind::stepStarted, saved + 2)};

@@ -227,7 +227,6 @@ TEST_F(Watching, AHookAfterTheEndOfItsProcessDoesNotBringTheSessionBack) {
   files.remove(sessions + "/g.json", 102);
   EXPECT_EQ(stateOf("g", 102), std::nullopt);
   processes.erase(18);
-  watcher->processEnded(18);
   save("g", Agent::grok, idle, 102.1);
   EXPECT_EQ(stateOf("g", 102.2), std::nullopt);
 }
@@ -239,6 +238,14 @@ TEST_F(Watching, ARecordThatIsRemovedAndWrittenAgainIsShownAgain) {
   EXPECT_EQ(stateOf("g", 102), std::nullopt);
   save("g", Agent::gemini, idle, 103);
   EXPECT_EQ(stateOf("g", 103), idle);
+}
+
+TEST_F(Watching, AnIdleSessionOfGrokIsLookedAtAgainOnceItsFileCounts) {
+  save("g", Agent::grok, idle, 100);
+  stateOf("g", 100.1);
+  EXPECT_EQ(last.next, dateFromSeconds(100.5));
+  stateOf("g", 100.6);
+  EXPECT_EQ(last.next, std::nullopt);
 }
 
 TEST_F(Watching, AtMostTwoHundredFoldersAreWatched) {
