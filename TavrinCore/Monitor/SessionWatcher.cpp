@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <chrono>
+#include <utility>
 
 #include "TavrinCore/Monitor/AgentEvidence.hpp"
 #include "TavrinCore/Monitor/ChildEvidence.hpp"
@@ -130,22 +131,20 @@ SessionWatcher::Look SessionWatcher::lookAround(Report report) {
 void SessionWatcher::dropClosed() {
   std::erase_if(traces_, [this](const auto& entry) {
     const Trace& trace = entry.second;
-    const bool isDropped = !trace.isUsed && trace.endedAt && now_ - *trace.endedAt >= closedInterval;
-    isAnyGone_ = isAnyGone_ || (isDropped && trace.verdict);
-    return isDropped;
+    return !trace.isUsed && trace.endedAt && now_ - *trace.endedAt >= closedInterval;
   });
 }
 
 // Judges all sessions, and reports all of them or those that are judged differently than at the last look.
 void SessionWatcher::judge(const std::vector<Trace*>& traces, Report report, Look& look) {
   const Date bootedAt = surroundings_.processes.bootedAt();
-  look.isWhole = report == Report::all || isAnyGone_;
-  isAnyGone_ = false;
+  look.isWhole = std::exchange(isFirstLook_, false) || report == Report::all;
   std::vector<const Trace*> changed;
   for (Trace* const trace : traces) {
     trace->session.evidence.isSubagent = isSubagent(*trace);
     askChildren(*trace);
-    std::optional<SessionVerdict> verdict = SessionMonitor::verdict(trace->session, now_, bootedAt);
+    std::optional<SessionVerdict> verdict =
+        trace->isUsed ? SessionMonitor::verdict(trace->session, now_, bootedAt) : std::nullopt;
     look.isWhole = look.isWhole || verdict.has_value() != trace->verdict.has_value();
     if (verdict && (trace->isRecordNew || verdict != trace->verdict)) changed.push_back(trace);
     trace->isRecordNew = false;

@@ -129,7 +129,7 @@ class SessionWatcher {
   std::map<std::string, Trace> traces_;  // by agent and id
   std::map<std::int32_t, KnownProcess> processes_;
   std::set<std::string> subagents_;  // ids that Copilot's files name
-  bool isAnyGone_ = true;            // whether a session of the last look was dropped since
+  bool isFirstLook_ = true;
   Date now_;
 };
 

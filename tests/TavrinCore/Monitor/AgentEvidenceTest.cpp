@@ -227,6 +227,7 @@ TEST(CodexRollout, ACommandThatOnlyNamesTheSandboxDoesNotAsk) {
   EXPECT_EQ(commandOfCall(R"({"cmd": "echo require_escalated", "sandbox_permissions": "use_default"})"),
             "none");
   EXPECT_EQ(commandOfCall(R"(run({cmd: "grep require_escalated src"}))"), "none");
+  EXPECT_EQ(in(Agent::codex, codexCall("require_escalated", "run({sandbox_permissions: 1})")), Facts{});
 }
 
 TEST(CodexRollout, APatchThatQuotesACallThatAsksDoesNotAsk) {

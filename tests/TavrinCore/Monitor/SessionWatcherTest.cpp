@@ -231,6 +231,15 @@ TEST_F(Watching, AHookAfterTheEndOfItsProcessDoesNotBringTheSessionBack) {
   EXPECT_EQ(stateOf("g", 102.2), std::nullopt);
 }
 
+TEST_F(Watching, ARemovedRecordOfAnotherMachineIsNotShown) {
+  Session record = save("g", Agent::gemini, idle, 100, 77);
+  record.cwd = "/not/here";
+  save(record, 100);
+  EXPECT_EQ(stateOf("g", 101), idle);
+  files.remove(sessions + "/g.json", 102);
+  EXPECT_EQ(stateOf("g", 102), std::nullopt);
+}
+
 TEST_F(Watching, ARecordThatIsRemovedAndWrittenAgainIsShownAgain) {
   save("g", Agent::gemini, working, 100);
   EXPECT_EQ(stateOf("g", 101), working);
