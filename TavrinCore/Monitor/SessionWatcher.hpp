@@ -81,11 +81,11 @@ class SessionWatcher {
   struct Trace {
     MonitoredSession session;
     bool hasFile = false;
-    std::string file;  // the name of the record's file, if it has one
-    bool isUsed = true;           // whether a record or one of the agent's files names it
-    std::optional<Date> endedAt;  // since when that is not so
+    std::string file;    // the name of the record's file, if it has one
+    bool isUsed = true;  // whether a record or one of the agent's files names it
     bool wasOpen = false;
     std::optional<Date> closedAt;
+    std::optional<Date> endedAt;  // since when `isUsed` is false
     std::optional<bool> isSubagent;
     std::map<std::string, FollowedFacts> followed;  // by path
     std::vector<SessionFact> fromProcesses;
