@@ -41,7 +41,7 @@ std::vector<SessionPlace> PanelSessions::knownPlaces(const std::vector<ObservedS
   if (places_.empty()) return places;
   places.reserve(sessions.size());
   for (const ObservedSession& session : sessions) {
-    const auto known = places_.find(placeKey(session.record));
+    const auto known = places_.find(placeKey(*session.record));
     hasUnknownPlace_ = hasUnknownPlace_ || known == places_.end();
     places.push_back(known == places_.end() ? SessionPlace() : known->second);
   }
