@@ -16,7 +16,7 @@ SessionWatcher sessionWatcher(const Surroundings& surroundings) {
     homes.push_back(AgentHome::of(agent, surroundings.environment, surroundings.home));
   return SessionWatcher({.sessionsDirectory = surroundings.sessionsDirectory(),
                          .homes = std::move(homes),
-                         .files = MonitorFiles::ofThisSystem(),
+                         .files = surroundings.files,
                          .processes = surroundings.processes});
 }
 

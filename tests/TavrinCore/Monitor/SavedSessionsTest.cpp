@@ -175,6 +175,14 @@ TEST_F(NamedChanges, TheNextLookFindsWhatNobodyNamed) {
   EXPECT_EQ(names().size(), 5U);
 }
 
+TEST_F(NamedChanges, WithoutNamesNothingIsLookedAt) {
+  EXPECT_TRUE(saved.lookAt({}, files.access()));
+  EXPECT_EQ(files.statuses + files.lists, 0);
+  // Nothing hints that other files changed.
+  EXPECT_FALSE(saved.look(files.access(), dateFromSeconds(300)));
+  EXPECT_EQ(files.lists, 0);
+}
+
 TEST(SavedSessions, NamesAreNotEnoughBeforeTheDirectoryWasListed) {
   test::FakeFiles files;
   SavedSessions saved("/s");
