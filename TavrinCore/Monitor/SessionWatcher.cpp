@@ -38,7 +38,7 @@ const AgentHome* SessionWatcher::homeOf(Agent agent) const {
   return at == surroundings_.homes.end() ? nullptr : &*at;
 }
 
-std::optional<ProcessFact> SessionWatcher::process(std::int32_t pid) {
+const std::optional<ProcessFact>& SessionWatcher::process(std::int32_t pid) {
   KnownProcess& known = processes_[pid];
   if (known.askedAt == Date() || now_ - known.askedAt >= processInterval) {
     known.fact = surroundings_.processes.process(pid);
@@ -57,7 +57,7 @@ OpenSessions::Surroundings SessionWatcher::surroundingsOfOpen() {
 
 bool SessionWatcher::isRelated(std::int32_t pid, std::int32_t agentPid) {
   if (pid == agentPid) return true;
-  const auto one = process(pid);
+  const std::optional<ProcessFact>& one = process(pid);
   return one && one->parent == agentPid;
 }
 

@@ -100,7 +100,7 @@ class SessionWatcher {
   };
 
   const AgentHome* homeOf(Agent agent) const;
-  std::optional<ProcessFact> process(std::int32_t pid);
+  const std::optional<ProcessFact>& process(std::int32_t pid);
   OpenSessions::Surroundings surroundingsOfOpen();
   bool isRelated(std::int32_t pid, std::int32_t agentPid);
   void readRecords(Date now);
