@@ -55,7 +55,7 @@ void PanelSessions::lookForPlaces() {
   std::vector<ObservedSession> observed;
   observed.reserve(model_.sessions().size());
   for (const SessionRow& row : model_.sessions()) observed.push_back(row.session);
-  auto sessions = std::make_shared<const std::vector<Session>>(asObserved(std::move(observed)));
+  auto sessions = std::make_shared<const std::vector<Session>>(asObserved(observed));
   auto found = std::make_shared<std::vector<SessionPlace>>();
   background_.add(
       [&surroundings = surroundings_, sessions, found] {
