@@ -45,7 +45,7 @@ std::optional<std::string> readPiece(const FileDescriptor& file, std::uint64_t o
   };
   // Most files are far smaller than `most`. A regular file gives less than there is room for only at its end
   // (read(2)), so one call reads such a file. The buffer for a longer one grows with what is read.
-  std::array<char, 8192> first;  // NOLINT(cppcoreguidelines-pro-type-member-init): pread fills it
+  std::array<char, 8192> first;
   const ssize_t begun = readAt(first.data(), std::min(most, first.size()), offset);
   if (begun < 0) return std::nullopt;
   std::string bytes(first.data(), static_cast<std::size_t>(begun));

@@ -9,13 +9,13 @@
 
 namespace tavrin {
 
-/// A record that nobody changes any more, so that copies of this share it. It compares as the record does.
+/// A record that never changes, so copies of this share it instead of copying its texts. It compares as the
+/// record does.
 class SharedSession {
  public:
-  /// An empty record.
+  /// An empty record. What was moved from is one, too.
   SharedSession() = default;
-  SharedSession(Session record)  // NOLINT(google-explicit-constructor): it is a record
-      : record_(std::make_shared<const Session>(std::move(record))) {}
+  SharedSession(Session record) : record_(std::make_shared<const Session>(std::move(record))) {}
 
   const Session& operator*() const {
     static const Session none;
