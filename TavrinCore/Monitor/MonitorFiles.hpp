@@ -38,8 +38,9 @@ struct MonitorFiles {
   /// read.
   std::function<std::optional<std::string>(const std::string& path, std::uint64_t offset, std::size_t most)>
       read;
-  /// At most `most` bytes of the file from its start on, with its status; nullopt when it cannot be read, as
-  /// a directory. One call costs less than `status` and `read`, and finds one file under the path, not two.
+  /// At most `most` bytes of the file from its start on, with its status; nullopt when it cannot be read,
+  /// like a directory. One call costs less than `status` and `read`, and finds one file under the path, not
+  /// two.
   std::function<std::optional<FileContents>(const std::string& path, std::size_t most)> contents;
   /// The names in a directory, without "." and "..", in no particular order; none when it cannot be listed.
   std::function<std::vector<std::string>(const std::string& path)> list;
