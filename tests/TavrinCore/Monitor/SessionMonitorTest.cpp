@@ -149,14 +149,14 @@ TEST(Judge, OnlyATurnWakesAnIdleSession) {
 }
 
 // Grok's record says idle, and its file has a turn from this many seconds before.
-MonitoredSession idleInATurn(Agent agent, double before) {
-  MonitoredSession session = sessionIn(idle, agent);
+Known idleInATurn(Agent agent, double before) {
+  Known session = sessionIn(idle, agent);
   session.evidence.facts = {fact(Kind::turnStarted, saved - before)};
   return session;
 }
 
 TEST(Judge, ATurnOfGrokWithoutAnEndRunsThoughTheHooksCameInTheOtherOrder) {
-  MonitoredSession session = idleInATurn(Agent::grok, 0.1);
+  Known session = idleInATurn(Agent::grok, 0.1);
   EXPECT_EQ(judged(session, saved + 0.4)->state, idle);
   EXPECT_EQ(judged(session, saved + 0.5)->state, working);
   EXPECT_EQ(judged(session)->since, dateFromSeconds(saved - 0.1));
@@ -168,7 +168,7 @@ TEST(Judge, ATurnOfGrokWithoutAnEndRunsThoughTheHooksCameInTheOtherOrder) {
 TEST(Judge, ATurnOfAnEarlierProcessRunsNoMore) {
   EXPECT_EQ(judged(idleInATurn(Agent::grok, 500))->state, working);
   EXPECT_EQ(judged(idleInATurn(Agent::grok, 501))->state, idle);
-  MonitoredSession unseen = idleInATurn(Agent::grok, 1);
+  Known unseen = idleInATurn(Agent::grok, 1);
   unseen.evidence.process.reset();
   unseen.evidence.wasSeen = false;
   EXPECT_EQ(judged(unseen)->state, idle);
@@ -179,7 +179,7 @@ TEST(Judge, ATurnOfAnotherAgentEndsWithTheHooks) {
 }
 
 TEST(Judge, AStepAfterAnErrorIsWorkAgain) {
-  MonitoredSession session = sessionIn(working, Agent::copilot);
+  Known session = sessionIn(working, Agent::copilot);
   session.evidence.facts = {fact(Kind::failed, saved + 1), fact(Kind::stepStarted, saved + 2)};
   EXPECT_EQ(judged(session)->state, working);
   EXPECT_EQ(judged(session)->since, dateFromSeconds(saved + 2));
@@ -188,13 +188,13 @@ TEST(Judge, AStepAfterAnErrorIsWorkAgain) {
 }
 
 TEST(Judge, AStepFromBeforeTheRecordDoesNotWakeTheSession) {
-  MonitoredSession session = sessionIn(idle, Agent::copilot);
+  Known session = sessionIn(idle, Agent::copilot);
   session.evidence.facts = {fact(Kind::stepStarted, saved - 1)};
   EXPECT_EQ(judged(session)->state, idle);
 }
 
 TEST(Judge, AStepDoesNotAnswerAQuestion) {
-  MonitoredSession session = sessionIn(needsYou, Agent::copilot);
+  Known session = sessionIn(needsYou, Agent::copilot);
   session.evidence.facts = {fact(Kind::asked, saved, "q"), fact(Kind::stepStarted, saved + 1)};
   EXPECT_EQ(judged(session)->state, needsYou);
 }
