@@ -2,6 +2,7 @@
 
 // Part of Tavrin::Core. Needs nothing but the standard library.
 
+#include <algorithm>
 #include <cstddef>
 #include <numeric>
 #include <utility>
@@ -13,13 +14,12 @@ namespace tavrin {
 /// memory are in proportion to the number of items and the largest number.
 template <class Item, class NumberOf>
 std::vector<Item> countingSorted(std::vector<Item> items, NumberOf numberOf) {
-  std::vector<std::size_t> places;  // first the count of each number, then the next place of each
-  for (const Item& item : items) {
-    const auto number = std::size_t{numberOf(item)};
-    if (number >= places.size()) places.resize(number + 1);
-    ++places[number];
-  }
-  std::exclusive_scan(places.begin(), places.end(), places.begin(), std::size_t{0});
+  std::size_t largest = 0;
+  for (const Item& item : items) largest = std::max(largest, std::size_t{numberOf(item)});
+  // The start of each number's items, and then the place of the next one. It is counted one number further.
+  std::vector<std::size_t> places(largest + 2);
+  for (const Item& item : items) ++places[numberOf(item) + std::size_t{1}];
+  std::partial_sum(places.begin(), places.end(), places.begin());
   std::vector<Item> sorted(items.size());
   for (Item& item : items) sorted[places[numberOf(item)]++] = std::move(item);
   return sorted;
