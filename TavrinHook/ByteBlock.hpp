@@ -1,15 +1,12 @@
 #pragma once
 
-// Part of TavrinHook, which is not installed. Needs nothing but the standard library, and calls no inline
-// function of it: StringBlocks.hpp says why.
+// Part of TavrinHook, which is not installed. Needs nothing but the standard library.
 
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
 
-#if defined(__AVX2__)
-#include <immintrin.h>
-#elif defined(__SSE2__)
+#if defined(__SSE2__)
 #include <emmintrin.h>
 #elif defined(__aarch64__)
 #include <arm_neon.h>
@@ -17,39 +14,17 @@
 
 namespace tavrin {
 
-/// The types of vectors of `size` bytes.
-template <std::size_t size>
-struct VectorTypes;
-
-template <>
-struct VectorTypes<16> {
-  using Vector = std::uint8_t __attribute__((vector_size(16)));
-  using SignedVector = std::int8_t __attribute__((vector_size(16)));
-  using Truth = decltype(Vector() == Vector());
-};
-
-#if defined(__AVX2__)
-template <>
-struct VectorTypes<32> {
-  using Vector = std::uint8_t __attribute__((vector_size(32)));
-  using SignedVector = std::int8_t __attribute__((vector_size(32)));
-  using Truth = decltype(Vector() == Vector());
-};
-#endif
-
-/// 64 bytes that are tested together, in vectors of `vectorSize` bytes. Every x86-64 and 64-bit ARM processor
-/// has vectors of 16 bytes. Those of 32 need AVX2. A test returns one bit for each byte. The lowest bit
-/// belongs to the first byte.
-template <std::size_t vectorSize>
+/// 64 bytes that are tested together, in vectors of 16 bytes, which every x86-64 and 64-bit ARM processor
+/// has. A test returns one bit for each byte. The lowest bit belongs to the first byte.
 class ByteBlock {
  public:
   static constexpr std::size_t size = 64;
 
   using Mask = std::uint64_t;
-  using Vector = typename VectorTypes<vectorSize>::Vector;
-  using SignedVector = typename VectorTypes<vectorSize>::SignedVector;
+  using Vector = std::uint8_t __attribute__((vector_size(16)));
+  using SignedVector = std::int8_t __attribute__((vector_size(16)));
   /// The result of comparing vectors: a byte has all bits set where the comparison holds, and none elsewhere.
-  using Truth = typename VectorTypes<vectorSize>::Truth;
+  using Truth = decltype(Vector() == Vector());
 
   /// The first 64 of the `left` bytes at `bytes`, which must stay there. Missing bytes are zero: fewer than
   /// 64 are copied to `spare`, 64 bytes that are zero.
@@ -61,11 +36,7 @@ class ByteBlock {
   template <class Test>
   Mask where(Test test) const {
 #if defined(__SSE2__) || defined(__aarch64__)
-    if constexpr (vectorSize == size / 2) {
-      return mask(test(vector(0)), test(vector(1)));
-    } else {
-      return mask(test(vector(0)), test(vector(1)), test(vector(2)), test(vector(3)));
-    }
+    return mask(test(vector(0)), test(vector(1)), test(vector(2)), test(vector(3)));
 #else
     return whereWithoutInstruction(test);
 #endif
@@ -95,6 +66,8 @@ class ByteBlock {
   }
 
  private:
+  static constexpr std::size_t vectorSize = sizeof(Vector);
+
   Vector vector(std::size_t i) const {
     Vector vector;
     std::memcpy(&vector, bytes_ + i * vectorSize, vectorSize);
@@ -102,15 +75,6 @@ class ByteBlock {
   }
 
   // The bits of all vectors in a row.
-#if defined(__AVX2__)
-  static Mask mask(Truth first, Truth second) {
-    const auto bits = [](Truth truth) {
-      return static_cast<Mask>(static_cast<std::uint32_t>(_mm256_movemask_epi8((__m256i)truth)));
-    };
-    return bits(first) | bits(second) << 32U;
-  }
-#endif
-
 #if defined(__SSE2__)
   static Mask mask(Truth first, Truth second, Truth third, Truth fourth) {
     const auto bits = [](Truth truth) {

@@ -14,7 +14,7 @@ namespace tavrin {
 /// values of some keys. JsonFields::ofMessage reads the same values from both texts, and rejects one exactly
 /// if it rejects the other, because everything that only a parser can judge is kept.
 ///
-/// A byte that is skipped takes 2 to 4 instructions with AVX2, and 3 to 7 without. Parsed, it takes 17 (g++
+/// A byte that is skipped takes 1 to 3 instructions with AVX2, and 3 to 7 without. Parsed, it takes 17 (g++
 /// 12, x86_64).
 class JsonSkimmer {
  public:

@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "TavrinCore/Support/Json/JsonEscape.hpp"
+#include "TavrinHook/ComparedBlock.hpp"
 #include "TavrinHook/StringBlocks.hpp"
 #if TAVRIN_AVX2
 // The header is written for C, and clang knows the type only there.
@@ -63,10 +64,10 @@ std::size_t pieceLength(std::string_view text) {
 }
 
 #if TAVRIN_AVX2
-// Whether the processor and the system have AVX2. The C library has found out already. To ask the processor
-// again would take microseconds in a virtual machine.
+// Whether the processor and the system can run StringBlocksAvx2. The C library has found out already. To ask
+// the processor again would take microseconds in a virtual machine.
 bool hasAvx2() {
-  return CPU_FEATURE_ACTIVE(AVX2);
+  return CPU_FEATURE_ACTIVE(AVX2) && CPU_FEATURE_ACTIVE(BMI1);
 }
 #endif
 
@@ -77,13 +78,13 @@ BlockReader* readerFor(std::size_t size) {
   if (size > shortText && hasAvx2()) return StringBlocksAvx2::soundPart;
 #endif
   static_cast<void>(size);
-  return StringBlocks<16>::soundPart;
+  return StringBlocks<ComparedBlock>::soundPart;
 }
 
 }  // namespace
 
 std::vector<BlockReader*> blockReaders() {
-  std::vector<BlockReader*> readers = {StringBlocks<16>::soundPart};
+  std::vector<BlockReader*> readers = {StringBlocks<ComparedBlock>::soundPart};
 #if TAVRIN_AVX2
   if (hasAvx2()) readers.push_back(StringBlocksAvx2::soundPart);
 #endif
@@ -113,7 +114,7 @@ std::size_t soundLength(std::string_view text, BlockReader* reader) {
 }
 
 std::size_t lengthBeforeQuote(std::string_view text) {
-  return StringBlocks<16>::lengthBeforeQuote(text.data(), text.size());
+  return StringBlocks<ComparedBlock>::lengthBeforeQuote(text.data(), text.size());
 }
 
 }  // namespace tavrin::JsonText

@@ -2,6 +2,7 @@
 
 #include <sys/sysmacros.h>
 
+#include <cstring>
 #include <vector>
 
 #include "TavrinCore/Support/Integer.hpp"
@@ -79,6 +80,14 @@ std::optional<std::string> idInUnit(std::string_view unit) {
   return unescaped(parts[parts.size() - 1 - afterId]);
 }
 
+// Where the name of a process ends in a text of /proc/PID/stat; npos if none ends. The name may hold
+// parentheses of its own. memrchr(3) because rfind() took a seventh of a run that looks at ten processes.
+std::size_t endOfName(std::string_view stat) {
+  const void* const found = ::memrchr(stat.data(), ')', stat.size());
+  if (found == nullptr) return std::string_view::npos;
+  return static_cast<std::size_t>(static_cast<const char*>(found) - stat.data());
+}
+
 }  // namespace
 
 std::string procPath(std::int32_t pid, std::string_view file, std::string_view root) {
@@ -92,7 +101,7 @@ std::string procPath(std::int32_t pid, std::string_view file, std::string_view r
 std::optional<Stat> parseStat(std::string_view text) {
   // PID (NAME) STATE PPID PGRP SESSION TTY_NR …, where NAME may hold spaces and parentheses of its own.
   const std::size_t open = text.find('(');
-  const std::size_t close = text.rfind(')');
+  const std::size_t close = endOfName(text);
   if (open == std::string_view::npos || close == std::string_view::npos || close < open) return std::nullopt;
   const std::string_view fields = text.substr(close + 1);
   constexpr std::size_t parentField = 2;
@@ -106,7 +115,7 @@ std::optional<Stat> parseStat(std::string_view text) {
 }
 
 std::optional<Lifetime> parseLifetime(std::string_view text) {
-  const std::size_t close = text.rfind(')');
+  const std::size_t close = endOfName(text);
   if (close == std::string_view::npos) return std::nullopt;
   const std::string_view fields = text.substr(close + 1);
   constexpr std::size_t stateField = 1;

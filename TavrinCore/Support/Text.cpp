@@ -4,7 +4,6 @@
 
 #include <algorithm>
 #include <array>
-#include <iterator>
 
 #include "TavrinCore/Support/UnicodeRanges.hpp"
 
@@ -155,13 +154,8 @@ std::string_view lastCharacters(std::string_view text, std::size_t count) {
 }
 
 std::string onlyNameCharacters(std::string_view text) {
+  if (std::ranges::all_of(text, isAsciiNameCharacter)) return std::string(text);
   std::string out;
-  out.reserve(text.size());
-  if (isAscii(text)) {
-    // Each byte is then a character, except in "\r\n", which is one character and not allowed in names.
-    std::ranges::copy_if(text, std::back_inserter(out), isAsciiNameCharacter);
-    return out;
-  }
   for (std::size_t i = 0; i < text.size();) {
     const std::string_view character = text.substr(i, firstCharacterLength(text.substr(i)));
     if (isNameCharacter(character)) out += character;

@@ -19,7 +19,7 @@
 namespace tavrin {
 namespace {
 
-constexpr std::size_t blockSize = ByteBlock<16>::size;
+constexpr std::size_t blockSize = ByteBlock::size;
 
 // A second implementation, one piece after the other.
 namespace Plainly {
@@ -112,82 +112,85 @@ void expectSame(std::string_view text, std::size_t offset = 0) {
   EXPECT_TRUE(areSame(placed.text())) << "offset " << offset << ": " << inHex(text);
 }
 
-// What a string may hold and what it may not: escapes, characters and single bytes.
+// What a string may hold and what it may not: escapes and characters.
+const std::vector<std::string> specialPieces = {
+    "\\\"",
+    "\\\\",
+    "\\/",
+    "\\b",
+    "\\f",
+    "\\n",
+    "\\r",
+    "\\t",
+    "\\u00e9",
+    "\\u0000",
+    "\\uD7FF",
+    "\\ue000",
+    "\\ud83d\\ude00",
+    "\\uDBFF\\uDFFF",
+    "\\ud83d",
+    "\\ude00",
+    "\\uD800x",
+    "\\ude00\\ud83d",
+    "\\ud83d\\u0041",
+    "\\ud83d\\n",
+    "\\u00g9",
+    "\\u00",
+    "\\U00e9",
+    "\\q",
+    "\\ ",
+    "\\\x80",
+    "\\\n",
+    "\\u12\xc3\xa9",
+    "\\\\\\\"",
+    "\\\\\\\\",
+    "\\\\\"",
+    // Characters from the first to the last of each row of the table of well-formed UTF-8, and next to
+    // them.
+    "\xc2\x80",
+    "\xdf\xbf",
+    "\xe0\xa0\x80",
+    "\xe0\xbf\xbf",
+    "\xe1\x80\x80",
+    "\xe6\x97\xa5",
+    "\xec\xbf\xbf",
+    "\xed\x80\x80",
+    "\xed\x9f\xbf",
+    "\xee\x80\x80",
+    "\xef\xbf\xbf",
+    "\xf0\x90\x80\x80",
+    "\xf0\xbf\xbf\xbf",
+    "\xf1\x80\x80\x80",
+    "\xf3\xbf\xbf\xbf",
+    "\xf4\x80\x80\x80",
+    "\xf4\x8f\xbf\xbf",
+    "\xc0\x80",
+    "\xc1\xbf",
+    "\xe0\x80\x80",
+    "\xe0\x9f\xbf",
+    "\xed\xa0\x80",
+    "\xed\xbf\xbf",
+    "\xf0\x80\x80\x80",
+    "\xf0\x8f\xbf\xbf",
+    "\xf4\x90\x80\x80",
+    "\xf5\x80\x80\x80",
+    "\xf8\x88\x80\x80\x80",
+    "\xc3",
+    "\xe2\x82",
+    "\xf0\x9f\x98",
+    "\xc3\\",
+    "\xe2\x82\"",
+    "\xf0\x9f\x98x",
+    "\xc3\xa9\xa9",
+    "\xe6\x97\xa5\x80",
+    "\xf0\x9f\x98\x80\x80",
+    "\xe2\xc3\xa9",
+    "\xf0\xe2\x82\xac",
+};
+
+// The same, and single bytes.
 const std::vector<std::string> pieces = [] {
-  std::vector<std::string> all = {
-      "\\\"",
-      "\\\\",
-      "\\/",
-      "\\b",
-      "\\f",
-      "\\n",
-      "\\r",
-      "\\t",
-      "\\u00e9",
-      "\\u0000",
-      "\\uD7FF",
-      "\\ue000",
-      "\\ud83d\\ude00",
-      "\\uDBFF\\uDFFF",
-      "\\ud83d",
-      "\\ude00",
-      "\\uD800x",
-      "\\ude00\\ud83d",
-      "\\ud83d\\u0041",
-      "\\ud83d\\n",
-      "\\u00g9",
-      "\\u00",
-      "\\U00e9",
-      "\\q",
-      "\\ ",
-      "\\\x80",
-      "\\\n",
-      "\\u12\xc3\xa9",
-      "\\\\\\\"",
-      "\\\\\\\\",
-      "\\\\\"",
-      // Characters from the first to the last of each row of the table of well-formed UTF-8, and next to
-      // them.
-      "\xc2\x80",
-      "\xdf\xbf",
-      "\xe0\xa0\x80",
-      "\xe0\xbf\xbf",
-      "\xe1\x80\x80",
-      "\xe6\x97\xa5",
-      "\xec\xbf\xbf",
-      "\xed\x80\x80",
-      "\xed\x9f\xbf",
-      "\xee\x80\x80",
-      "\xef\xbf\xbf",
-      "\xf0\x90\x80\x80",
-      "\xf0\xbf\xbf\xbf",
-      "\xf1\x80\x80\x80",
-      "\xf3\xbf\xbf\xbf",
-      "\xf4\x80\x80\x80",
-      "\xf4\x8f\xbf\xbf",
-      "\xc0\x80",
-      "\xc1\xbf",
-      "\xe0\x80\x80",
-      "\xe0\x9f\xbf",
-      "\xed\xa0\x80",
-      "\xed\xbf\xbf",
-      "\xf0\x80\x80\x80",
-      "\xf0\x8f\xbf\xbf",
-      "\xf4\x90\x80\x80",
-      "\xf5\x80\x80\x80",
-      "\xf8\x88\x80\x80\x80",
-      "\xc3",
-      "\xe2\x82",
-      "\xf0\x9f\x98",
-      "\xc3\\",
-      "\xe2\x82\"",
-      "\xf0\x9f\x98x",
-      "\xc3\xa9\xa9",
-      "\xe6\x97\xa5\x80",
-      "\xf0\x9f\x98\x80\x80",
-      "\xe2\xc3\xa9",
-      "\xf0\xe2\x82\xac",
-  };
+  std::vector<std::string> all = specialPieces;
   for (int byte = 0; byte < 256; ++byte) all.emplace_back(1, static_cast<char>(byte));
   return all;
 }();
@@ -228,6 +231,66 @@ TEST(JsonText, RowsOfBackslashesCountTheSame) {
   }
 }
 
+// A text in which a byte takes each value at a few places around the boundaries of blocks.
+template <class Make>
+void expectSameForEveryByte(Make make) {
+  for (const std::size_t before : {0U, 14U, 30U, 57U, 59U, 60U, 61U, 62U, 63U, 64U, 127U}) {
+    for (int byte = 0; byte < 256; ++byte) {
+      const std::string text = std::string(before, 'x') + make(static_cast<char>(byte));
+      expectSame(text);
+      expectSame(text + std::string(blockSize, 'y'));
+    }
+  }
+}
+
+TEST(JsonText, EveryByteAfterABackslashCountsTheSame) {
+  expectSameForEveryByte([](char byte) { return std::string("\\") + byte; });
+  expectSameForEveryByte([](char byte) { return std::string("\\\\") + byte; });
+}
+
+TEST(JsonText, EveryByteInACodeUnitCountsTheSame) {
+  for (std::size_t digit = 0; digit < 4; ++digit) {
+    expectSameForEveryByte([digit](char byte) {
+      std::string unit = "\\u0a9F";
+      unit[2 + digit] = byte;
+      return unit;
+    });
+  }
+}
+
+TEST(JsonText, EveryTwoBytesCountTheSameWithTrailingOnesBehind) {
+  for (const std::size_t before : {31U, 62U, 63U}) {
+    std::string text = std::string(before, 'x') + "..";
+    for (const std::string_view behind : {"", "\x80", "\xbf\xbf"}) {
+      text.resize(before + 2);
+      text += behind;
+      text.append(blockSize, 'y');
+      for (int first = 0; first < 256; ++first) {
+        for (int second = 0; second < 256; second += second % 16 == 0 ? 15 : 1) {
+          text[before] = static_cast<char>(first);
+          text[before + 1] = static_cast<char>(second);
+          ASSERT_TRUE(areSame(text)) << before << ' ' << inHex(text);
+        }
+      }
+    }
+  }
+}
+
+TEST(JsonText, PiecesApartFromEachOtherCountTheSame) {
+  for (const std::string& first : specialPieces) {
+    // The first piece ends with a block, or goes on for some bytes of the next.
+    for (std::size_t beyond = 0; beyond < 4; ++beyond) {
+      const std::string start = std::string(blockSize + beyond - first.size(), 'x') + first;
+      for (const std::string& second : specialPieces) {
+        for (const std::size_t between : {std::size_t{0}, blockSize - beyond, 2 * blockSize - beyond}) {
+          const std::string text = start + std::string(between, 'x') + second;
+          ASSERT_TRUE(areSame(text)) << inHex(text);
+        }
+      }
+    }
+  }
+}
+
 TEST(JsonText, PiecesInAnyOrderCountTheSame) {
   test::Random random(test::randomSeed());
   int count = 0;
@@ -249,21 +312,21 @@ struct PaddedBlock {
   explicit PaddedBlock(std::string_view text) : block(text.data(), text.size(), spare.data()) {}
 
   std::array<char, blockSize> spare{};
-  ByteBlock<16> block;
+  ByteBlock block;
 };
 
 TEST(ByteBlock, AMaskHasOneBitForEachByte) {
   test::Random random(test::randomSeed());
   for (int i = 0; i < 10'000; ++i) {
     std::string text(blockSize, 'x');
-    ByteBlock<16>::Mask expected = 0;
+    ByteBlock::Mask expected = 0;
     for (std::size_t place = 0; place < text.size(); ++place) {
       if (random.below(3) == 0) continue;
       text[place] = 'y';
-      expected |= ByteBlock<16>::Mask{1} << place;
+      expected |= ByteBlock::Mask{1} << place;
     }
     const PaddedBlock padded(text);
-    const auto isMarked = [](ByteBlock<16>::Vector bytes) { return bytes == 'y'; };
+    const auto isMarked = [](ByteBlock::Vector bytes) { return bytes == 'y'; };
     ASSERT_EQ(padded.block.where(isMarked), expected);
     ASSERT_EQ(padded.block.has(isMarked), expected != 0);
     ASSERT_EQ(padded.block.whereWithoutInstruction(isMarked), expected);
@@ -273,9 +336,9 @@ TEST(ByteBlock, AMaskHasOneBitForEachByte) {
 TEST(ByteBlock, AShortTextIsFilledUpWithNul) {
   for (std::size_t size = 0; size <= blockSize; ++size) {
     const std::string text(size, 'x');
-    const ByteBlock<16>::Mask nul =
-        PaddedBlock(text).block.where([](ByteBlock<16>::Vector bytes) { return bytes == 0; });
-    EXPECT_EQ(nul, size == blockSize ? 0 : ~ByteBlock<16>::Mask{0} << size);
+    const ByteBlock::Mask nul =
+        PaddedBlock(text).block.where([](ByteBlock::Vector bytes) { return bytes == 0; });
+    EXPECT_EQ(nul, size == blockSize ? 0 : ~ByteBlock::Mask{0} << size);
   }
 }
 
