@@ -133,7 +133,7 @@ void forEachProcess(std::span<Endpoint> endpoints, Use use) {
   }
 }
 
-// Sorts by process and port, and then by rank and index. lsof lists processes by their ids: then only the
+// Sorts by process and port, and then by rank and index. lsof lists processes by their ids. Then only the
 // endpoints of each process have to be sorted.
 void sortByProcess(std::vector<Endpoint>& endpoints) {
   if (!std::ranges::is_sorted(endpoints, {}, &Endpoint::pid)) {

@@ -16,7 +16,8 @@ template <class Item, class NumberOf>
 std::vector<Item> countingSorted(std::vector<Item> items, NumberOf numberOf) {
   std::size_t largest = 0;
   for (const Item& item : items) largest = std::max(largest, std::size_t{numberOf(item)});
-  // The start of each number's items, and then the place of the next one. It is counted one number further.
+  // places[n + 1] first counts the items with the number n. Summed up, places[n] is where the next of them
+  // goes.
   std::vector<std::size_t> places(largest + 2);
   for (const Item& item : items) ++places[numberOf(item) + std::size_t{1}];
   std::partial_sum(places.begin(), places.end(), places.begin());

@@ -94,7 +94,7 @@ class TextIndex {
     return numbers;
   }
 
-  /// The numbers of texts; texts().size() for those that were not added. See addAll.
+  /// The numbers of texts; texts().size() for those that were not added. Computes all hashes first too.
   std::vector<std::uint32_t> findAll(std::span<const std::string_view> texts) const {
     const std::vector<std::size_t> hashes = hashesOf(texts);
     std::vector<std::uint32_t> numbers(texts.size());
