@@ -16,7 +16,7 @@ SessionWatcher sessionWatcher(const Surroundings& surroundings) {
     homes.push_back(AgentHome::of(agent, surroundings.environment, surroundings.home));
   return SessionWatcher({.sessionsDirectory = surroundings.sessionsDirectory(),
                          .homes = std::move(homes),
-                         .files = MonitorFiles::ofThisSystem(),
+                         .files = surroundings.files,
                          .processes = surroundings.processes});
 }
 
@@ -24,14 +24,14 @@ std::vector<ObservedSession> observedSessions(const Surroundings& surroundings) 
   return sessionWatcher(surroundings).look(surroundings.now()).sessions;
 }
 
-std::vector<Session> asObserved(std::vector<ObservedSession> sessions) {
+std::vector<Session> asObserved(const std::vector<ObservedSession>& sessions) {
   std::vector<Session> records;
   records.reserve(sessions.size());
-  for (ObservedSession& session : sessions) {
-    session.record.state = session.state;
-    session.record.stateSince = session.since;
-    session.record.attentionId = std::move(session.attentionId);
-    records.push_back(std::move(session.record));
+  for (const ObservedSession& session : sessions) {
+    Session& record = records.emplace_back(*session.record);
+    record.state = session.state;
+    record.stateSince = session.since;
+    record.attentionId = session.attentionId;
   }
   return records;
 }
@@ -39,7 +39,7 @@ std::vector<Session> asObserved(std::vector<ObservedSession> sessions) {
 std::vector<ObservedSession> withoutProbes(std::vector<ObservedSession> sessions, std::string_view home) {
   std::unordered_set<std::string> ids;
   std::erase_if(sessions, [&](const ObservedSession& session) {
-    return PanelNavigation::isProbe(session.record, home) || !ids.insert(session.record.sessionId).second;
+    return PanelNavigation::isProbe(*session.record, home) || !ids.insert(session.record->sessionId).second;
   });
   return sessions;
 }
@@ -55,10 +55,10 @@ std::vector<ObservedSession> inShownOrder(std::vector<ObservedSession> sessions,
   for (ObservedSession& session : sessions) {
     // An id occurs twice only in records that somebody copied. The first is shown.
     const std::size_t differentIds = ids.texts().size();
-    const bool isFirst = ids.add(session.record.sessionId) == differentIds;
-    if (!isFirst || (!withProbes && PanelNavigation::isProbe(session.record, home))) continue;
+    const bool isFirst = ids.add(session.record->sessionId) == differentIds;
+    if (!isFirst || (!withProbes && PanelNavigation::isProbe(*session.record, home))) continue;
     kept.push_back(&session);
-    rows.push_back({.session = &session.record, .state = session.state});
+    rows.push_back({.session = &*session.record, .state = session.state});
   }
   std::vector<ObservedSession> shown;
   shown.reserve(kept.size());

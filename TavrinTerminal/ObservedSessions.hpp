@@ -20,7 +20,7 @@ std::vector<ObservedSession> observedSessions(const Surroundings& surroundings);
 
 /// The records with the observed state, time and attentionId in the place of the stored ones, for the
 /// library's functions that count, order and label.
-std::vector<Session> asObserved(std::vector<ObservedSession> sessions);
+std::vector<Session> asObserved(const std::vector<ObservedSession>& sessions);
 
 /// The sessions in the order in which they are shown: the most urgent first. `withProbes` keeps those that an
 /// application started for itself.

@@ -27,7 +27,7 @@ std::string lineOf(const SessionChange& change) {
   line += isGone ? "gone" : label(row.session.state);
   if (!isGone && !row.tool.empty()) line += ", " + row.tool;
   line += ", ";
-  line += displayName(row.session.record.agent);
+  line += displayName(row.session.record->agent);
   return line;
 }
 
@@ -45,7 +45,7 @@ std::vector<SessionChange> SessionChanges::since(std::vector<SessionRow> rows) {
   std::vector<SessionChange> changes;
   for (SessionRow& row : rows) {
     std::string json = jsonOf(row);
-    const std::string id = row.session.record.sessionId;
+    const std::string id = row.session.record->sessionId;
     const auto before = known_.find(id);
     if (before == known_.end()) {
       changes.push_back({.kind = SessionChange::Kind::appeared, .row = row});

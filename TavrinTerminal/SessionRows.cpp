@@ -26,8 +26,8 @@ std::string toolOf(const Session& record) {
 
 // Whether a session has the texts, and leaves others those, that do not come from its state.
 bool sharesTexts(const ObservedSession& now, const ObservedSession& before, std::string_view home) {
-  const Session& a = now.record;
-  const Session& b = before.record;
+  const Session& a = *now.record;
+  const Session& b = *before.record;
   return a.agent == b.agent && a.agentPid == b.agentPid && a.tty == b.tty &&
          now.isElsewhere == before.isElsewhere && a.projectName(home) == b.projectName(home);
 }
@@ -44,13 +44,13 @@ std::vector<SessionRow> sessionRows(std::vector<ObservedSession> sessions, std::
                                     std::string_view home) {
   std::vector<const Session*> records;
   records.reserve(sessions.size());
-  for (const ObservedSession& session : sessions) records.push_back(&session.record);
+  for (const ObservedSession& session : sessions) records.push_back(&*session.record);
   const std::vector<std::string> labels = SessionLabels::ofEach(records, home);
   places.resize(sessions.size());
   std::vector<SessionRow> rows;
   rows.reserve(sessions.size());
   for (std::size_t i = 0; i < sessions.size(); ++i) {
-    const Session& record = sessions[i].record;
+    const Session& record = *sessions[i].record;
     std::string terminal;
     if (places[i].terminal) {
       terminal = ShownText::clean(*places[i].terminal);
@@ -75,23 +75,23 @@ std::optional<std::vector<SessionRow>> changedRows(const std::vector<SessionRow>
                                                    std::vector<ObservedSession> changed,
                                                    std::string_view home) {
   TextIndex ids(changed.size());
-  for (const ObservedSession& session : changed) ids.add(session.record.sessionId);
+  for (const ObservedSession& session : changed) ids.add(session.record->sessionId);
   if (ids.texts().size() < changed.size()) return std::nullopt;
   std::vector<const SessionRow*> before(changed.size());
   for (const SessionRow& row : rows) {
-    if (const auto place = ids.find(row.session.record.sessionId)) before[*place] = &row;
+    if (const auto place = ids.find(row.session.record->sessionId)) before[*place] = &row;
   }
   std::vector<SessionRow> made;
   made.reserve(changed.size());
   for (std::size_t i = 0; i < changed.size(); ++i) {
     ObservedSession& session = changed[i];
-    const bool isProbe = PanelNavigation::isProbe(session.record, home);
+    const bool isProbe = PanelNavigation::isProbe(*session.record, home);
     const bool isShown = before[i] != nullptr;
     if (isShown == isProbe || (isShown && !sharesTexts(session, before[i]->session, home)))
       return std::nullopt;
     if (!isShown) continue;
     SessionRow row = *before[i];
-    row.tool = toolOf(session.record);
+    row.tool = toolOf(*session.record);
     row.session = std::move(session);
     made.push_back(std::move(row));
   }
@@ -110,7 +110,7 @@ SessionSummary summaryOf(const std::vector<ObservedSession>& sessions) {
 }
 
 std::string jsonOf(const SessionRow& row) {
-  const Session& record = row.session.record;
+  const Session& record = *row.session.record;
   JsonObject object;
   object.text("id", record.sessionId);
   object.text("agent", rawValue(record.agent));

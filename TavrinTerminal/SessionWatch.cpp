@@ -28,8 +28,8 @@ SessionWatch::SessionWatch(const Surroundings& surroundings, const Console& cons
       watcher_(sessionWatcher(surroundings)),
       records_(loop_, surroundings.sessionsDirectory(), ".json",
                [this](const DirectoryWatch::Names& names) { look(names); }),
-      burst_(loop_, [this] { look(); }),
-      next_(loop_, [this] { look(); }),
+      burst_(loop_, [this] { lookBesideRecords(); }),
+      next_(loop_, [this] { lookBesideRecords(); }),
       slow_(loop_, [this] { look(); }),
       timeout_(loop_, [this] { stop({.why = End::Why::timedOut}); }) {
   for (const int signal : {SIGINT, SIGTERM, SIGHUP}) {
@@ -80,6 +80,12 @@ void SessionWatch::look(const DirectoryWatch::Names& changedRecords) {
   } else {
     take_(std::move(look.sessions));
   }
+}
+
+// Looks because of something other than a record. Changes of records are reported by `records_`, unless it is
+// slow.
+void SessionWatch::lookBesideRecords() {
+  look(records_.isSlow() ? std::nullopt : DirectoryWatch::Names(std::in_place));
 }
 
 SessionWatcher::Look SessionWatch::found(Date now, const DirectoryWatch::Names& changedRecords) {

@@ -59,6 +59,7 @@ class SessionWatch {
 
  private:
   void look(const DirectoryWatch::Names& changedRecords = std::nullopt);
+  void lookBesideRecords();
   SessionWatcher::Look found(Date now, const DirectoryWatch::Names& changedRecords);
   void lookSoon();
   bool watchFiles(std::vector<std::string> paths);

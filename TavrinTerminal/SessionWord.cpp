@@ -10,7 +10,7 @@ std::variant<const SessionRow*, NoSession> sessionNamed(std::string_view word,
                                                         const std::vector<SessionRow>& rows) {
   std::vector<const SessionRow*> candidates;
   for (const SessionRow& row : rows) {
-    const std::string& id = row.session.record.sessionId;
+    const std::string& id = row.session.record->sessionId;
     if (id == word) return &row;
     if (!word.empty() && (id.starts_with(word) || row.project == word || row.label == word))
       candidates.push_back(&row);
@@ -24,7 +24,7 @@ std::variant<const SessionRow*, NoSession> sessionNamed(std::string_view word,
   constexpr std::size_t mostShown = 20;
   for (std::size_t i = 0; i < std::min(candidates.size(), mostShown); ++i)
     several.error +=
-        "\n  " + ShownText::clean(candidates[i]->session.record.sessionId) + "  " + candidates[i]->label;
+        "\n  " + ShownText::clean(candidates[i]->session.record->sessionId) + "  " + candidates[i]->label;
   if (candidates.size() > mostShown)
     several.error += "\n  and " + std::to_string(candidates.size() - mostShown) + " more";
   return several;

@@ -12,6 +12,7 @@
 
 #include "TavrinCore/Agents/AgentHome.hpp"
 #include "TavrinCore/Context/ProcessFacts.hpp"
+#include "TavrinCore/Monitor/MonitorFiles.hpp"
 #include "TavrinCore/Sessions/Session.hpp"
 #include "TavrinCore/Support/Date.hpp"
 #include "TavrinTerminal/System/ServerListing.hpp"
@@ -47,6 +48,7 @@ struct Surroundings {
   std::function<Date()> now;
   AgentHome::Environment environment;
   ProcessFacts processes;
+  MonitorFiles files = MonitorFiles::ofThisSystem();
 
   /// The places of sessions, one for each, in their order; asked once for a whole list. May be empty: then
   /// only the tty of a session is known.

@@ -24,7 +24,7 @@ const Date now = dateFromSeconds(1'795'300'800);
 // Every tenth session is active, and a status file names it. Every twentieth has an open question.
 MonitoredSession session(std::size_t i) {
   MonitoredSession one;
-  Session& record = one.record;
+  Session record;
   record.sessionId = "0198c2a4-7d31-7c60-9a1f-" + std::to_string(100'000'000'000 + i);
   record.agent = allAgents[i % allAgents.size()];
   record.state = i % 10 == 0 ? SessionState::working : SessionState::idle;
@@ -37,6 +37,7 @@ MonitoredSession session(std::size_t i) {
   one.evidence.process = ProcessFact{
       .parent = 1, .name = "claude", .startedAt = now - std::chrono::seconds(3600), .terminal = record.tty};
   one.evidence.wasSeen = true;
+  one.record = record;
   if (i % 10 == 0)
     one.evidence.open = OpenSession{.agent = record.agent,
                                     .sessionId = record.sessionId,
@@ -65,7 +66,7 @@ void unchangedLook(benchmark::State& state) {
   const test::ScratchDirectory scratch;
   const Date start = std::chrono::system_clock::now();
   for (std::size_t i = 0; i < static_cast<std::size_t>(state.range(0)); ++i) {
-    Session record = session(i).record;
+    Session record = *session(i).record;
     record.state = SessionState::idle;
     record.cwd = scratch.string();
     record.tty.reset();

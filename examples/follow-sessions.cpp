@@ -25,10 +25,10 @@ int main() {
     const SessionWatcher::Look look = watcher.look(std::chrono::system_clock::now());
     std::map<std::string, std::string> found;
     for (const ObservedSession& session : look.sessions) {
-      std::string& text = found[session.record.sessionId];
-      text = session.record.projectName() + ", " + std::string(label(session.state));
+      std::string& text = found[session.record->sessionId];
+      text = session.record->projectName() + ", " + std::string(label(session.state));
       if (!session.reason.empty()) text += " (" + std::string(session.reason) + ")";
-      if (shown[session.record.sessionId] != text) std::cout << text << std::endl;
+      if (shown[session.record->sessionId] != text) std::cout << text << std::endl;
     }
     for (const auto& [id, text] : shown)
       if (!found.contains(id)) std::cout << text << ", and has ended" << std::endl;

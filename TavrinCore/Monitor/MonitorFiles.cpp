@@ -21,24 +21,25 @@ Date dateOf(const timespec& time) {
   return dateFromSeconds(static_cast<double>(time.tv_sec) + static_cast<double>(time.tv_nsec) * 1e-9);
 }
 
-std::optional<FileStatus> statusOf(const std::string& path) {
-  struct ::stat status {};
-  if (uninterrupted([&] { return ::stat(path.c_str(), &status); }) != 0) return std::nullopt;
+FileStatus statusIn(const struct stat& status) {
 #ifdef __APPLE__
   const timespec& modified = status.st_mtimespec;
 #else
   const timespec& modified = status.st_mtim;
 #endif
-  return FileStatus{.size = S_ISREG(status.st_mode) ? static_cast<std::uint64_t>(status.st_size) : 0,
-                    .modifiedAt = dateOf(modified),
-                    .identity = static_cast<std::uint64_t>(status.st_ino),
-                    .isDirectory = S_ISDIR(status.st_mode)};
+  return {.size = S_ISREG(status.st_mode) ? static_cast<std::uint64_t>(status.st_size) : 0,
+          .modifiedAt = dateOf(modified),
+          .identity = static_cast<std::uint64_t>(status.st_ino),
+          .isDirectory = S_ISDIR(status.st_mode)};
 }
 
-std::optional<std::string> readPiece(const std::string& path, std::uint64_t offset, std::size_t most) {
-  // Without waiting, so that a pipe in the place of a file does not stop the process.
-  const FileDescriptor file = FileDescriptor::open(path, O_RDONLY | O_NONBLOCK);
-  if (!file.isOpen()) return std::nullopt;
+std::optional<FileStatus> statusOf(const std::string& path) {
+  struct ::stat status {};
+  if (uninterrupted([&] { return ::stat(path.c_str(), &status); }) != 0) return std::nullopt;
+  return statusIn(status);
+}
+
+std::optional<std::string> readPiece(const FileDescriptor& file, std::uint64_t offset, std::size_t most) {
   const auto readAt = [&](char* place, std::size_t room, std::uint64_t at) {
     return uninterrupted([&] { return ::pread(file.number(), place, room, static_cast<off_t>(at)); });
   };
@@ -60,6 +61,20 @@ std::optional<std::string> readPiece(const std::string& path, std::uint64_t offs
   return bytes;
 }
 
+std::optional<std::string> pieceOf(const std::string& path, std::uint64_t offset, std::size_t most) {
+  const FileDescriptor file = File::openToRead(path);
+  return file.isOpen() ? readPiece(file, offset, most) : std::nullopt;
+}
+
+std::optional<FileContents> contentsOf(const std::string& path, std::size_t most) {
+  const FileDescriptor file = File::openToRead(path);
+  struct ::stat status {};
+  if (!file.isOpen() || ::fstat(file.number(), &status) != 0) return std::nullopt;
+  std::optional<std::string> text = readPiece(file, 0, most);
+  if (!text) return std::nullopt;
+  return FileContents{.status = statusIn(status), .text = *std::move(text)};
+}
+
 std::vector<std::string> namesIn(const std::string& path) {
   std::vector<std::string> names;
   const std::unique_ptr<DIR, int (*)(DIR*)> open(::opendir(path.c_str()), ::closedir);
@@ -74,7 +89,7 @@ std::vector<std::string> namesIn(const std::string& path) {
 }  // namespace
 
 MonitorFiles MonitorFiles::ofThisSystem() {
-  return {.status = statusOf, .read = readPiece, .list = namesIn};
+  return {.status = statusOf, .read = pieceOf, .contents = contentsOf, .list = namesIn};
 }
 
 }  // namespace tavrin

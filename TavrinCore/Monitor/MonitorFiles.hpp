@@ -23,6 +23,12 @@ struct FileStatus {
   bool operator==(const FileStatus&) const = default;
 };
 
+/// The beginning of a file, and the status that the file had when it was opened to be read.
+struct FileContents {
+  FileStatus status;
+  std::string text;
+};
+
 /// The file access of the monitor, which only reads. Tests and recordings fill in functions of their own; all
 /// of them must be set.
 struct MonitorFiles {
@@ -32,10 +38,15 @@ struct MonitorFiles {
   /// read.
   std::function<std::optional<std::string>(const std::string& path, std::uint64_t offset, std::size_t most)>
       read;
+  /// At most `most` bytes of the file from its start on, with its status; nullopt when it cannot be read,
+  /// like a directory. One call costs less than `status` and `read`, and finds one file under the path, not
+  /// two.
+  std::function<std::optional<FileContents>(const std::string& path, std::size_t most)> contents;
   /// The names in a directory, without "." and "..", in no particular order; none when it cannot be listed.
   std::function<std::vector<std::string>(const std::string& path)> list;
 
-  /// The files of the running system. A pipe or a device in the place of a file reads as empty.
+  /// The files of the running system. A pipe in the place of a file cannot be read; its writer is not waited
+  /// for.
   static MonitorFiles ofThisSystem();
 };
 

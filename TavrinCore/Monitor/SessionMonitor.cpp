@@ -165,7 +165,7 @@ class Play {
 // Whether the record's process is certainly gone.
 bool isDead(const MonitoredSession& session, Date now, Date bootedAt) {
   const SessionEvidence& evidence = session.evidence;
-  const Session& record = session.record;
+  const Session& record = *session.record;
   if (record.updatedAt < bootedAt) return true;
   if (!evidence.process) return evidence.wasSeen || now - session.savedAt >= Seconds(unseenLimit);
   // Another process has the id now. The 5 s are there because `updatedAt` is in whole seconds and a hook
@@ -178,8 +178,8 @@ bool isDead(const MonitoredSession& session, Date now, Date bootedAt) {
 bool isAhead(const MonitoredSession& session, SessionState level, Date now) {
   if (session.savedAt <= session.evidence.open->stateSince) return false;
   if (now - session.savedAt >= Seconds(statusLag)) return false;
-  if (session.savedAt - session.record.stateSince >= Seconds(1)) return false;
-  return severity(session.record.state) > severity(level);
+  if (session.savedAt - session.record->stateSince >= Seconds(1)) return false;
+  return severity(session.record->state) > severity(level);
 }
 
 }  // namespace
@@ -213,14 +213,14 @@ std::optional<SessionVerdict> verdict(const MonitoredSession& session, Date now,
 
   const bool isPlain = evidence.facts.empty() && !isReopened && (!evidence.open || !evidence.open->state);
   if (isPlain)
-    return SessionVerdict{.state = session.record.state,
-                          .since = session.record.stateSince,
+    return SessionVerdict{.state = session.record->state,
+                          .since = session.record->stateSince,
                           .reason = {},
-                          .attentionId = session.record.attentionId,
+                          .attentionId = session.record->attentionId,
                           .isElsewhere = isElsewhere};
 
   const Date base = isReopened ? std::max(evidence.open->since, session.savedAt) : session.savedAt;
-  Play play(isReopened ? opened(*evidence.open) : session.record, base);
+  Play play(isReopened ? opened(*evidence.open) : *session.record, base);
   for (const SessionFact& fact : evidence.facts) play.take(fact);
   play.settle(now);
   if (play.isEnded()) return std::nullopt;
@@ -235,17 +235,17 @@ std::optional<SessionVerdict> verdict(const MonitoredSession& session, Date now,
       !isAhead(session, *evidence.open->state, now)) {
     found.state = *evidence.open->state;
     found.since = evidence.open->stateSince;
-    found.reason = found.state == session.record.state ? std::string_view() : Reason::status;
-    found.attentionId = session.record.state == needsYou
-                            ? session.record.attentionId
-                            : std::optional(derivedAttentionId(session.record.sessionId, found.since));
+    found.reason = found.state == session.record->state ? std::string_view() : Reason::status;
+    found.attentionId = session.record->state == needsYou
+                            ? session.record->attentionId
+                            : std::optional(derivedAttentionId(session.record->sessionId, found.since));
   }
   if (found.state != needsYou) found.attentionId.reset();
   return found;
 }
 
-ObservedSession observed(const Session& record, SessionVerdict verdict) {
-  return {.record = record,
+ObservedSession observed(SharedSession record, SessionVerdict verdict) {
+  return {.record = std::move(record),
           .state = verdict.state,
           .since = verdict.since,
           .reason = verdict.reason,

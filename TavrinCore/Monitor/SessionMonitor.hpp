@@ -9,20 +9,20 @@
 #include <vector>
 
 #include "TavrinCore/Monitor/SessionEvidence.hpp"
-#include "TavrinCore/Sessions/Session.hpp"
+#include "TavrinCore/Sessions/SharedSession.hpp"
 
 namespace tavrin {
 
 /// A session's record as the hook saved it, and what else is known.
 struct MonitoredSession {
-  Session record;  ///< made by SessionMonitor::opened when there is no file
-  Date savedAt;    ///< the modification time of its file; without a file, when the session was opened
+  SharedSession record;  ///< made by SessionMonitor::opened when there is no file
+  Date savedAt;          ///< the modification time of its file; without a file, when the session was opened
   SessionEvidence evidence;
 };
 
 /// A session as it is, as far as anybody can know.
 struct ObservedSession {
-  Session record;  ///< as the hook saved it
+  SharedSession record;  ///< as the hook saved it
   SessionState state = SessionState::idle;
   Date since;               ///< when that state began
   std::string_view reason;  ///< why the state differs from the record's, such as "refused, according to its
@@ -67,7 +67,7 @@ Session opened(const OpenSession& open);
 std::optional<SessionVerdict> verdict(const MonitoredSession& session, Date now, Date bootedAt);
 
 /// A record with what is true of its session.
-ObservedSession observed(const Session& record, SessionVerdict verdict);
+ObservedSession observed(SharedSession record, SessionVerdict verdict);
 
 /// The session as it is; nullopt as `verdict` returns it.
 std::optional<ObservedSession> judge(const MonitoredSession& session, Date now, Date bootedAt);

@@ -24,6 +24,9 @@ constexpr Seconds closedInterval(60);
 std::string keyOf(Agent agent, const std::string& id) {
   return std::string(rawValue(agent)) + "/" + id;
 }
+std::string keyOf(const Session& record) {
+  return keyOf(record.agent, record.sessionId);
+}
 
 }  // namespace
 
@@ -35,7 +38,7 @@ const AgentHome* SessionWatcher::homeOf(Agent agent) const {
   return at == surroundings_.homes.end() ? nullptr : &*at;
 }
 
-std::optional<ProcessFact> SessionWatcher::process(std::int32_t pid) {
+const std::optional<ProcessFact>& SessionWatcher::process(std::int32_t pid) {
   KnownProcess& known = processes_[pid];
   if (known.askedAt == Date() || now_ - known.askedAt >= processInterval) {
     known.fact = surroundings_.processes.process(pid);
@@ -54,7 +57,7 @@ OpenSessions::Surroundings SessionWatcher::surroundingsOfOpen() {
 
 bool SessionWatcher::isRelated(std::int32_t pid, std::int32_t agentPid) {
   if (pid == agentPid) return true;
-  const auto one = process(pid);
+  const std::optional<ProcessFact>& one = process(pid);
   return one && one->parent == agentPid;
 }
 
@@ -107,8 +110,9 @@ SessionWatcher::Look SessionWatcher::lookAround(Report report) {
   std::vector<Trace*> order;
   order.reserve(traces_.size());
   for (auto& [key, trace] : traces_) order.push_back(&trace);
-  std::stable_partition(order.begin(), order.end(),
-                        [](const Trace* trace) { return trace->session.record.state != SessionState::idle; });
+  std::stable_partition(order.begin(), order.end(), [](const Trace* trace) {
+    return trace->session.record->state != SessionState::idle;
+  });
   for (Trace* const trace : order) {
     judgeOpen(*trace);
     follow(*trace, look);
@@ -179,16 +183,17 @@ void SessionWatcher::takeRecords(bool isChanged) {
   }
   if (!isChanged) return;
   for (const auto& [name, saved] : saved_.all())
-    put(traces_[keyOf(saved.record.agent, saved.record.sessionId)], name, saved);
+    if (saved.record) put(traces_[keyOf(**saved.record)], name, saved);
 }
 
 void SessionWatcher::put(Trace& trace, const std::string& name, const SavedSessions::Saved& saved) {
   trace.isUsed = trace.hasFile = true;
   trace.file = name;
-  if (trace.session.savedAt == saved.savedAt && trace.session.record == saved.record) return;
-  if (trace.session.record.agentPid != saved.record.agentPid) trace.session.evidence.wasSeen = false;
-  trace.session.record = saved.record;
-  trace.session.savedAt = saved.savedAt;
+  MonitoredSession& session = trace.session;
+  if (session.savedAt == saved.status.modifiedAt && session.record == *saved.record) return;
+  if (session.record->agentPid != (*saved.record)->agentPid) session.evidence.wasSeen = false;
+  session.record = *saved.record;
+  session.savedAt = saved.status.modifiedAt;
   trace.isRecordNew = true;
 }
 
@@ -196,8 +201,8 @@ void SessionWatcher::put(Trace& trace, const std::string& name, const SavedSessi
 // another session's record. Then all records must be taken again.
 bool SessionWatcher::takeRecord(const std::string& name) {
   const auto saved = saved_.all().find(name);
-  if (saved == saved_.all().end()) return false;
-  const auto trace = traces_.find(keyOf(saved->second.record.agent, saved->second.record.sessionId));
+  if (saved == saved_.all().end() || !saved->second.record) return false;
+  const auto trace = traces_.find(keyOf(**saved->second.record));
   if (trace == traces_.end() || !trace->second.hasFile || trace->second.file != name) return false;
   put(trace->second, name, saved->second);
   return true;
@@ -211,8 +216,8 @@ void SessionWatcher::takeOpenSessions() {
     if (evidence.open && evidence.open->since >= open.since) continue;
     evidence.open = open;
     if (trace.hasFile) continue;
-    if (trace.session.record.sessionId.empty() || trace.session.record.agentPid != open.pid ||
-        trace.session.savedAt != open.since) {
+    const Session& record = *trace.session.record;
+    if (record.sessionId.empty() || record.agentPid != open.pid || trace.session.savedAt != open.since) {
       trace.session.record = SessionMonitor::opened(open);
       trace.session.savedAt = open.since;
       trace.isRecordNew = true;
@@ -222,7 +227,7 @@ void SessionWatcher::takeOpenSessions() {
 
 // Judges whether the session is open or closed. There may be no sign of either.
 void SessionWatcher::judgeOpen(Trace& trace) {
-  const Session& record = trace.session.record;
+  const Session& record = *trace.session.record;
   SessionEvidence& evidence = trace.session.evidence;
   if (record.state != SessionState::idle) processes_.erase(record.agentPid);
   evidence.process = process(record.agentPid);
@@ -250,7 +255,7 @@ void SessionWatcher::judgeOpen(Trace& trace) {
 }
 
 bool SessionWatcher::isSubagent(Trace& trace) {
-  const Session& record = trace.session.record;
+  const Session& record = *trace.session.record;
   const AgentHome* const home = homeOf(record.agent);
   if (trace.isSubagent || home == nullptr || !trace.hasFile) return trace.isSubagent.value_or(false);
   if (record.agent == Agent::grok) {
@@ -268,7 +273,7 @@ bool SessionWatcher::isSubagent(Trace& trace) {
 // The files that say something about the session, and whether each is a sub-agent's.
 std::vector<std::pair<std::string, bool>> SessionWatcher::filesOf(const Trace& trace) {
   std::vector<std::pair<std::string, bool>> paths;
-  const Session& record = trace.session.record;
+  const Session& record = *trace.session.record;
   const AgentHome* const home = homeOf(record.agent);
   const std::string& id = record.sessionId;
   const OpenSessions::Surroundings with = surroundingsOfOpen();
@@ -337,7 +342,7 @@ std::vector<std::pair<std::string, bool>> SessionWatcher::filesOf(const Trace& t
 
 void SessionWatcher::follow(Trace& trace, Look& look) {
   SessionEvidence& evidence = trace.session.evidence;
-  const Session& record = trace.session.record;
+  const Session& record = *trace.session.record;
   const bool isGone = evidence.isClosed || (!evidence.process && !evidence.open);
   if (isGone || look.files.size() >= mostWatched) return;
   bool isChanged = false;
@@ -362,7 +367,7 @@ void SessionWatcher::follow(Trace& trace, Look& look) {
 }
 
 void SessionWatcher::askChildren(Trace& trace) {
-  const Session& record = trace.session.record;
+  const Session& record = *trace.session.record;
   const SessionEvidence& evidence = trace.session.evidence;
   const bool isIts = evidence.process && evidence.isOpenByItsAgent;
   const std::int32_t pid = isIts || !evidence.open ? record.agentPid : evidence.open->pid;
@@ -406,7 +411,7 @@ void SessionWatcher::askCodexChildren(Trace& trace, std::int32_t pid) {
 }
 
 void SessionWatcher::askGeminiChildren(Trace& trace, std::int32_t pid) {
-  const Session& record = trace.session.record;
+  const Session& record = *trace.session.record;
   SessionEvidence& evidence = trace.session.evidence;
   if (record.state != SessionState::needsYou) {
     trace.answered.reset();
@@ -445,7 +450,7 @@ void SessionWatcher::plan(const Trace& trace, Look& look) const {
     if (date > now_ && (!look.next || date < *look.next)) look.next = date;
   };
   const SessionEvidence& evidence = trace.session.evidence;
-  const Session& record = trace.session.record;
+  const Session& record = *trace.session.record;
   if (!trace.verdict) return;
   if (evidence.process) look.processes.push_back(record.agentPid);
   if (evidence.open) look.processes.push_back(evidence.open->pid);

@@ -51,9 +51,9 @@ class SessionWatcher {
   /// Looks at everything. `now` must not go back between two calls.
   Look look(Date now);
 
-  /// The same when a watch of `sessionsDirectory` reports that files of these names changed. Of all records,
-  /// only those in these files are read again, so a change to one of many costs little. The next `look(now)`
-  /// finds what the watch missed.
+  /// The same when a watch of `sessionsDirectory` reports that files of these names changed, or none. Of all
+  /// records, only those in these files are read again, so a change to one of many costs little. The next
+  /// `look(now)` finds what the watch missed.
   Look look(Date now, const std::vector<std::string>& changedRecords);
 
   /// Looks as these do, at everything where `changedRecords` is nullopt. If the same sessions are there
@@ -100,7 +100,7 @@ class SessionWatcher {
   };
 
   const AgentHome* homeOf(Agent agent) const;
-  std::optional<ProcessFact> process(std::int32_t pid);
+  const std::optional<ProcessFact>& process(std::int32_t pid);
   OpenSessions::Surroundings surroundingsOfOpen();
   bool isRelated(std::int32_t pid, std::int32_t agentPid);
   void readRecords(Date now);

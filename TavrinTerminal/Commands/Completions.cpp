@@ -275,7 +275,7 @@ Outcome words(std::string_view kind, const Surroundings& surroundings) {
          sessionRows(inShownOrder(observedSessions(surroundings), surroundings.home, false), surroundings)) {
       std::string meaning = row.label + ", ";
       meaning += label(row.session.state);
-      addWord(lines, row.session.record.sessionId, meaning);
+      addWord(lines, row.session.record->sessionId, meaning);
     }
   }
   return {.status = surroundings.hasHome() ? ExitStatus::done : ExitStatus::failed,

@@ -35,7 +35,7 @@ std::variant<const SessionRow*, NoSession> chosen(const Options& options,
   if (rows.empty()) return NoSession{.isAmbiguous = false, .error = "there is no session."};
   std::string error = "no session needs you and there are several. Name one:";
   for (const SessionRow& row : rows) {
-    error += "\n" + ShownText::clean(row.session.record.sessionId) + "  " + row.label;
+    error += "\n" + ShownText::clean(row.session.record->sessionId) + "  " + row.label;
   }
   return NoSession{.isAmbiguous = true, .error = std::move(error)};
 }
@@ -58,7 +58,7 @@ Outcome run(const Options& options, const Surroundings& surroundings, const Term
     return Outcome::failed(std::string(nothing) + none->error);
 
   const SessionRow& row = *std::get<const SessionRow*>(choice);
-  const TerminalFocus::Result result = focus.focus(row.session.record);
+  const TerminalFocus::Result result = focus.focus(*row.session.record);
   const std::string place = ShownText::clean(result.place);
   switch (result.kind) {
     case Kind::front:
@@ -67,7 +67,7 @@ Outcome run(const Options& options, const Surroundings& surroundings, const Term
       return Outcome::done(row.label + " is shown in " + place + ", whose window could not be raised\n");
     case Kind::application:
       return Outcome::done("its application is in front; " + row.label + " is in " +
-                           whereabouts(row.session.record));
+                           whereabouts(*row.session.record));
     case Kind::unreachable:
       break;
   }
@@ -75,7 +75,7 @@ Outcome run(const Options& options, const Surroundings& surroundings, const Term
       Outcome::failed(row.label + " was not brought to the front. " +
                       (result.advice.empty() ? "Its terminal cannot be asked to come to the front."
                                              : ShownText::clean(result.advice)));
-  outcome.output = whereabouts(row.session.record);
+  outcome.output = whereabouts(*row.session.record);
   return outcome;
 }
 

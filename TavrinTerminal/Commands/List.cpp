@@ -29,7 +29,7 @@ Columns::Row cellsOf(const SessionRow& row, Date now) {
   return {std::string(label(row.session.state)),
           ageOf(row.session, now),
           row.label,
-          std::string(displayName(row.session.record.agent)),
+          std::string(displayName(row.session.record->agent)),
           row.tool,
           row.terminal};
 }

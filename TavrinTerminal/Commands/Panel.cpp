@@ -360,7 +360,7 @@ class Screen {
     if (model_.selectedServer() != nullptr) open();
     const SessionRow* const row = model_.selectedSession();
     if (row == nullptr) return;
-    const std::string id = row->session.record.sessionId;
+    const std::string id = row->session.record->sessionId;
     report([this, id] { return Focus::run({.session = id}, surroundings_); });
   }
 

@@ -31,7 +31,7 @@ bool isAwaited(For what, SessionState state) {
 
 std::string lineOfAny(std::string_view state, const SessionRow& row) {
   std::string line(state);
-  line += '\t' + ShownText::clean(row.session.record.sessionId) + '\t' + row.label + '\n';
+  line += '\t' + ShownText::clean(row.session.record->sessionId) + '\t' + row.label + '\n';
   return line;
 }
 
@@ -48,7 +48,7 @@ class ForOne {
       return gone();
     }
     const SessionRow& row = *std::get<const SessionRow*>(found);
-    id_ = row.session.record.sessionId;
+    id_ = row.session.record->sessionId;
     label_ = row.label;
     if (!isAwaited(what_, row.session.state)) return std::nullopt;
     return Outcome::done(std::string(rawValue(row.session.state)) + "\n");
@@ -77,7 +77,7 @@ class ForAny {
     std::map<std::string, SessionRow> now;
     std::optional<Outcome> outcome;
     for (SessionRow& row : rows) {
-      const std::string id = row.session.record.sessionId;
+      const std::string id = row.session.record->sessionId;
       if (known_ && !outcome && isAwaited(what_, row.session.state) && !was(id, row))
         outcome = Outcome::done(lineOfAny(rawValue(row.session.state), row));
       now.emplace(id, std::move(row));

@@ -98,7 +98,7 @@ class Commands {
 }  // namespace
 
 std::vector<std::string> variablesOf(const SessionChange& change) {
-  const Session& record = change.row.session.record;
+  const Session& record = *change.row.session.record;
   // A zero byte would end a variable early.
   const auto variable = [](std::string name, std::string_view value) {
     name += '=';

@@ -24,7 +24,7 @@ bool contains(const std::string& text, const std::string& lowered) {
 
 bool fits(const SessionRow& row, const std::string& lowered) {
   if (lowered.empty()) return true;
-  const Session& record = row.session.record;
+  const Session& record = *row.session.record;
   std::string text = row.label;
   for (const std::string_view part : {displayName(record.agent), label(row.session.state),
                                       std::string_view(row.tool), std::string_view(row.terminal)}) {
@@ -43,13 +43,20 @@ bool fits(const LocalServer& server, const std::string& lowered) {
 }  // namespace
 
 void PanelModel::takeSessions(std::vector<SessionRow> sessions) {
-  // Each row goes to the place of its session, and the new ones go to the bottom.
+  if (!sessions_.empty()) sessions = inHeldOrder(std::move(sessions));
+  sessions_ = std::move(sessions);
+  count();
+  rebuild();
+}
+
+// Puts each row in the place of its session, and the new ones at the bottom.
+std::vector<SessionRow> PanelModel::inHeldOrder(std::vector<SessionRow> sessions) const {
   TextIndex ids(sessions_.size());
-  for (const SessionRow& row : sessions_) ids.add(row.session.record.sessionId);
+  for (const SessionRow& row : sessions_) ids.add(row.session.record->sessionId);
   std::vector<SessionRow*> held(ids.texts().size());
   std::vector<SessionRow*> added;
   for (SessionRow& row : sessions) {
-    if (const auto place = ids.find(row.session.record.sessionId)) {
+    if (const auto place = ids.find(row.session.record->sessionId)) {
       held[*place] = &row;
     } else {
       added.push_back(&row);
@@ -61,16 +68,14 @@ void PanelModel::takeSessions(std::vector<SessionRow> sessions) {
     if (row != nullptr) inOrder.push_back(std::move(*row));
   }
   for (SessionRow* const row : added) inOrder.push_back(std::move(*row));
-  sessions_ = std::move(inOrder);
-  count();
-  rebuild();
+  return inOrder;
 }
 
 void PanelModel::updateSessions(const std::vector<SessionRow>& changed) {
   TextIndex ids(changed.size());
-  for (const SessionRow& row : changed) ids.add(row.session.record.sessionId);
+  for (const SessionRow& row : changed) ids.add(row.session.record->sessionId);
   for (SessionRow& row : sessions_) {
-    if (const auto place = ids.find(row.session.record.sessionId)) row = changed[*place];
+    if (const auto place = ids.find(row.session.record->sessionId)) row = changed[*place];
   }
   count();
   rebuild();
@@ -104,7 +109,7 @@ void PanelModel::sortAnew() {
   std::vector<PanelRows::Shown> rows;
   rows.reserve(sessions_.size());
   for (const SessionRow& row : sessions_)
-    rows.push_back({.session = &row.session.record, .state = row.session.state});
+    rows.push_back({.session = &*row.session.record, .state = row.session.state});
   sessions_ = NameOrder::arranged(std::move(sessions_), PanelRows::shownOrder(rows));
   rebuild();
 }
@@ -122,7 +127,7 @@ void PanelModel::rebuild() {
     hiddenIdle_ += isHidden ? 1 : 0;
     if (isHidden || !fits(sessions_[i], lowered)) continue;
     shown.push_back(i);
-    if (servers_ && !servers_->empty()) rows.push_back(&sessions_[i].session.record);
+    if (servers_ && !servers_->empty()) rows.push_back(&*sessions_[i].session.record);
   }
   ServerPlacement::Placed placed;
   if (servers_ && !servers_->empty()) placed = PanelRows::place(*servers_, rows);
@@ -142,7 +147,7 @@ void PanelModel::rebuild() {
     widen(widths_.label, row.label);
     widen(widths_.tool, row.tool);
     widen(widths_.place, row.terminal);
-    const std::string& id = row.session.record.sessionId;
+    const std::string& id = row.session.record->sessionId;
     items_.push_back({.kind = Item::Kind::session, .index = i, .isOther = false});
     const auto servers = placed.bySession.find(id);
     if (servers == placed.bySession.end()) continue;
@@ -178,7 +183,7 @@ std::optional<std::size_t> PanelModel::itemOf(const PanelFocus& element) const {
 
 std::optional<PanelFocus> PanelModel::elementOf(const Item& item) const {
   if (item.kind == Item::Kind::session)
-    return PanelFocus::session(sessions_[item.index].session.record.sessionId);
+    return PanelFocus::session(sessions_[item.index].session.record->sessionId);
   if (item.kind != Item::Kind::server) return std::nullopt;
   const LocalServer& server = shownServers_[item.index];
   return PanelFocus::server(server.pid, server.port());
@@ -187,7 +192,7 @@ std::optional<PanelFocus> PanelModel::elementOf(const Item& item) const {
 bool PanelModel::isAt(const Item& item, const PanelFocus& element) const {
   if (item.kind == Item::Kind::session) {
     const std::string* const id = element.sessionId();
-    return id != nullptr && *id == sessions_[item.index].session.record.sessionId;
+    return id != nullptr && *id == sessions_[item.index].session.record->sessionId;
   }
   return item.kind == Item::Kind::server && element.server() != nullptr && elementOf(item) == element;
 }

@@ -134,6 +134,7 @@ class PanelModel {
   };
 
   void setMode(Mode mode);
+  std::vector<SessionRow> inHeldOrder(std::vector<SessionRow> sessions) const;
   void count();
   void rebuild();
   void reveal();

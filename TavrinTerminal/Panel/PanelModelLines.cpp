@@ -118,7 +118,7 @@ PanelLine PanelModel::sessionLine(const SessionRow& row, Date now, bool& showsSe
   const std::string ageText = ageOf(row.session, now);
   showsSeconds = showsSeconds || (age > 0 && isInSeconds(ageText));
   add(labelWidth, row.label, state == SessionState::idle ? PanelRole::plain : PanelRole::strong);
-  add(agent, std::string(displayName(row.session.record.agent)), PanelRole::plain);
+  add(agent, std::string(displayName(row.session.record->agent)), PanelRole::plain);
   add(stateWidth, std::string(label(state)), roleOf(state));
   add(tool, row.tool, PanelRole::plain);
   add(age, ageText, PanelRole::plain, true);
@@ -246,7 +246,7 @@ std::vector<PanelLine> PanelModel::detailLines(Date now, bool& showsSeconds) con
     return std::string(age);
   };
   if (const SessionRow* const row = selectedSession(); row != nullptr) {
-    const Session& record = row->session.record;
+    const Session& record = *row->session.record;
     const SessionState state = row->session.state;
     add("Session", row->label, PanelRole::strong);
     add("Agent", AgentDefinition::definition(record.agent).name);

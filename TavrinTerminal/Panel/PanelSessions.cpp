@@ -41,7 +41,7 @@ std::vector<SessionPlace> PanelSessions::knownPlaces(const std::vector<ObservedS
   if (places_.empty()) return places;
   places.reserve(sessions.size());
   for (const ObservedSession& session : sessions) {
-    const auto known = places_.find(placeKey(session.record));
+    const auto known = places_.find(placeKey(*session.record));
     hasUnknownPlace_ = hasUnknownPlace_ || known == places_.end();
     places.push_back(known == places_.end() ? SessionPlace() : known->second);
   }
@@ -55,7 +55,7 @@ void PanelSessions::lookForPlaces() {
   std::vector<ObservedSession> observed;
   observed.reserve(model_.sessions().size());
   for (const SessionRow& row : model_.sessions()) observed.push_back(row.session);
-  auto sessions = std::make_shared<const std::vector<Session>>(asObserved(std::move(observed)));
+  auto sessions = std::make_shared<const std::vector<Session>>(asObserved(observed));
   auto found = std::make_shared<std::vector<SessionPlace>>();
   background_.add(
       [&surroundings = surroundings_, sessions, found] {

@@ -93,7 +93,7 @@ std::unique_ptr<Notifier> Notifier::ofThisSystem(EventLoop& loop, const Surround
 }
 
 void Notifier::changed(const SessionChange& change) {
-  const Session& record = change.row.session.record;
+  const Session& record = *change.row.session.record;
   const std::string attentionId = change.row.session.attentionId.value_or("");
   const bool isWaiting = change.kind != SessionChange::Kind::gone &&
                          change.row.session.state == SessionState::needsYou && !attentionId.empty();
@@ -218,7 +218,7 @@ Notifier::Texts Notifier::textsOf(const SessionChange& change) {
   const SessionRow& row = change.row;
   std::string body = row.label;
   if (!row.tool.empty()) body += ": " + row.tool;
-  return {.title = std::string(displayName(row.session.record.agent)) + " needs you",
+  return {.title = std::string(displayName(row.session.record->agent)) + " needs you",
           .body = ShownText::cut(ShownText::clean(body), mostColumns)};
 }
 

@@ -10,8 +10,10 @@ namespace {
 
 SessionRow row(std::string id, std::string project, std::string label = "",
                SessionState state = SessionState::idle) {
+  Session record;
+  record.sessionId = std::move(id);
   SessionRow made;
-  made.session.record.sessionId = std::move(id);
+  made.session.record = std::move(record);
   made.session.state = state;
   made.label = label.empty() ? project : std::move(label);
   made.project = std::move(project);
@@ -25,7 +27,7 @@ const std::vector<SessionRow> rows = {row("abc-1", "shop", "shop \u00b7 claude")
 std::string named(std::string_view word) {
   const auto found = sessionNamed(word, rows);
   if (const auto* const none = std::get_if<NoSession>(&found)) return none->error;
-  return std::get<const SessionRow*>(found)->session.record.sessionId;
+  return std::get<const SessionRow*>(found)->session.record->sessionId;
 }
 
 TEST(SessionWord, AnIdComesBeforeAllElse) {

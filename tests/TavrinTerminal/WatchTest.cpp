@@ -148,8 +148,10 @@ TEST_F(WatchCommand, ChangesThatASlowCommandCannotTakeAreDropped) {
 }
 
 TEST(WatchVariables, HoldNoControls) {
+  Session record;
+  record.sessionId = std::string("a\0b\nc", 5);
   SessionChange change;
-  change.row.session.record.sessionId = std::string("a\0b\nc", 5);
+  change.row.session.record = std::move(record);
   change.row.label = "x";
   EXPECT_THAT(Watch::variablesOf(change),
               ElementsAre("TAVRIN_CHANGE=appeared",

@@ -253,14 +253,23 @@ std::optional<std::int32_t> Machine::likelyHolder() const {
 
 MonitorFiles Machine::files() {
   const MonitorFiles system = MonitorFiles::ofThisSystem();
-  return {.status = [this, system](const std::string& path) -> std::optional<FileStatus> {
+  const auto modifiedAt = [this](const std::string& path) {
+    const auto at = modifiedAt_.find(path);
+    return dateFromSeconds(at == modifiedAt_.end() ? start_ : at->second);
+  };
+  return {.status = [this, system, modifiedAt](const std::string& path) -> std::optional<FileStatus> {
             std::optional<FileStatus> status = system.status(real(path));
-            const auto at = modifiedAt_.find(path);
-            if (status) status->modifiedAt = dateFromSeconds(at == modifiedAt_.end() ? start_ : at->second);
+            if (status) status->modifiedAt = modifiedAt(path);
             return status;
           },
           .read = [this, system](const std::string& path, std::uint64_t offset,
                                  std::size_t most) { return system.read(real(path), offset, most); },
+          .contents = [this, system, modifiedAt](const std::string& path,
+                                                 std::size_t most) -> std::optional<FileContents> {
+            std::optional<FileContents> contents = system.contents(real(path), most);
+            if (contents) contents->status.modifiedAt = modifiedAt(path);
+            return contents;
+          },
           .list = [this, system](const std::string& path) { return system.list(real(path)); }};
 }
 
@@ -317,7 +326,7 @@ std::vector<Change> play(const std::vector<json::object>& events, const std::str
     last = watcher.look(dateFromSeconds(at));
     std::map<std::string, std::string> states;
     for (const ObservedSession& session : last.sessions)
-      states[session.record.sessionId] = std::string(rawValue(session.state));
+      states[session.record->sessionId] = std::string(rawValue(session.state));
     for (const auto& [session, state] : shown)
       if (!states.contains(session)) changes.push_back({at, session, "gone"});
     for (const auto& [session, state] : states)

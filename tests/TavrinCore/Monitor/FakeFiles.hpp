@@ -28,6 +28,7 @@ struct FakeFiles {
   std::size_t largestRead = 0;
   int lists = 0;
   int statuses = 0;
+  int wholes = 0;
 
   void write(const std::string& path, const std::string& text, double at = 1) {
     files[path] = {text, at, nextIdentity++};
@@ -46,41 +47,56 @@ struct FakeFiles {
     directoryTimes[std::string(Path::parent(path))] = at;
   }
 
+  std::optional<FileStatus> statusOf(const std::string& path) {
+    if (vanished.contains(path)) return std::nullopt;
+    const auto at = files.find(path);
+    if (at != files.end())
+      return FileStatus{.size = at->second.text.size(),
+                        .modifiedAt = dateFromSeconds(at->second.modifiedAt),
+                        .identity = at->second.identity,
+                        .isDirectory = false};
+    if (!directories.contains(path)) return std::nullopt;
+    return FileStatus{
+        .size = 0, .modifiedAt = dateFromSeconds(directoryTimes[path]), .identity = 1, .isDirectory = true};
+  }
+
+  std::optional<std::string> read(const std::string& path, std::uint64_t offset, std::size_t most) {
+    largestRead = std::max(largestRead, most);
+    const auto at = files.find(path);
+    if (at == files.end() || vanished.contains(path) || unreadable.contains(path)) return std::nullopt;
+    const std::string& text = at->second.text;
+    const std::string piece = offset < text.size() ? text.substr(offset, most) : std::string();
+    bytesRead += piece.size();
+    return piece;
+  }
+
+  std::vector<std::string> namesIn(const std::string& path) const {
+    std::set<std::string> names;
+    const std::string start = path + "/";
+    for (const auto& [file, content] : files)
+      if (file.starts_with(start))
+        names.insert(file.substr(start.size(), file.find('/', start.size()) - start.size()));
+    return {names.begin(), names.end()};
+  }
+
   MonitorFiles access() {
-    return {.status = [this](const std::string& path) -> std::optional<FileStatus> {
-              ++statuses;
-              if (vanished.contains(path)) return std::nullopt;
-              const auto at = files.find(path);
-              if (at != files.end())
-                return FileStatus{.size = at->second.text.size(),
-                                  .modifiedAt = dateFromSeconds(at->second.modifiedAt),
-                                  .identity = at->second.identity,
-                                  .isDirectory = false};
-              if (!directories.contains(path)) return std::nullopt;
-              return FileStatus{.size = 0,
-                                .modifiedAt = dateFromSeconds(directoryTimes[path]),
-                                .identity = 1,
-                                .isDirectory = true};
-            },
+    return {.status =
+                [this](const std::string& path) {
+                  ++statuses;
+                  return statusOf(path);
+                },
             .read = [this](const std::string& path, std::uint64_t offset,
-                           std::size_t most) -> std::optional<std::string> {
-              largestRead = std::max(largestRead, most);
-              const auto at = files.find(path);
-              if (at == files.end() || unreadable.contains(path)) return std::nullopt;
-              const std::string& text = at->second.text;
-              const std::string piece = offset < text.size() ? text.substr(offset, most) : std::string();
-              bytesRead += piece.size();
-              return piece;
+                           std::size_t most) { return read(path, offset, most); },
+            .contents = [this](const std::string& path, std::size_t most) -> std::optional<FileContents> {
+              ++wholes;
+              std::optional<std::string> text = read(path, 0, most);
+              if (!text) return std::nullopt;
+              return FileContents{.status = *statusOf(path), .text = *std::move(text)};
             },
             .list =
                 [this](const std::string& path) {
                   ++lists;
-                  std::set<std::string> names;
-                  const std::string start = path + "/";
-                  for (const auto& [file, content] : files)
-                    if (file.starts_with(start))
-                      names.insert(file.substr(start.size(), file.find('/', start.size()) - start.size()));
-                  return std::vector<std::string>(names.begin(), names.end());
+                  return namesIn(path);
                 }};
   }
 };

@@ -2,6 +2,7 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <sys/stat.h>
 
 #include <filesystem>
 #include <fstream>
@@ -233,6 +234,10 @@ TEST(MonitorFilesOnDisk, ReadFilesOfEveryLengthAroundTheirBuffer) {
     EXPECT_EQ(files.read(path, 0, size), text) << size;
     EXPECT_EQ(files.read(path, 3, 9'000), size < 3 ? "" : text.substr(3, 9'000)) << size;
     EXPECT_EQ(files.read(path, 0, 0), "") << size;
+    const auto contents = files.contents(path, 1'000'000);
+    ASSERT_TRUE(contents) << size;
+    EXPECT_EQ(contents->text, text) << size;
+    EXPECT_EQ(contents->status, files.status(path)) << size;
   }
 }
 
@@ -254,9 +259,21 @@ TEST(MonitorFilesOnDisk, ReportStatusPiecesAndNames) {
   EXPECT_THAT(files.list(scratch.string()), ElementsAre("a"));
   EXPECT_TRUE(files.list(path).empty());
   EXPECT_EQ(files.read(scratch.string(), 0, 10), std::nullopt);
+  EXPECT_EQ(files.contents(path, 4)->text, "hell");
+  EXPECT_FALSE(files.contents(path + "x", 10));
+  EXPECT_FALSE(files.contents(scratch.string(), 10));
   std::filesystem::rename(path, path + "b");
   std::ofstream(path) << "hello";
   EXPECT_NE(files.status(path)->identity, status->identity);
+}
+
+TEST(MonitorFilesOnDisk, APipeIsNotReadAndNotWaitedFor) {
+  const test::ScratchDirectory scratch;
+  const std::string path = scratch.string() + "/pipe";
+  ASSERT_EQ(::mkfifo(path.c_str(), 0600), 0);
+  const MonitorFiles files = MonitorFiles::ofThisSystem();
+  EXPECT_EQ(files.read(path, 0, 10), std::nullopt);
+  EXPECT_FALSE(files.contents(path, 10));
 }
 
 }  // namespace

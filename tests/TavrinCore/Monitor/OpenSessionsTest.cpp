@@ -51,7 +51,7 @@ TEST_F(Watching, CopilotsHoldFileOpensAndClosesASession) {
   addProcess(34, "copilot", 18);
   files.write(hold, "", 100);
   EXPECT_EQ(stateOf("c", 101), idle);
-  EXPECT_EQ(last.sessions.front().record.cwd, "/src/app");
+  EXPECT_EQ(last.sessions.front().record->cwd, "/src/app");
   save("c", Agent::copilot, working, 102);
   EXPECT_EQ(stateOf("c", 103), working);
   files.remove(hold, 104);

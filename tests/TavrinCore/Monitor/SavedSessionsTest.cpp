@@ -15,6 +15,14 @@ std::string record(const std::string& id) {
   return session.encode();
 }
 
+// The names of the files that hold a record.
+std::vector<std::string> namesOf(const SavedSessions& saved) {
+  std::vector<std::string> names;
+  for (const auto& [name, file] : saved.all())
+    if (file.record) names.push_back(name);
+  return names;
+}
+
 TEST(SavedSessions, AreTheRecordsWithTheirFilesTimes) {
   test::FakeFiles files;
   files.write("/s/a.json", record("a"), 5);
@@ -23,9 +31,10 @@ TEST(SavedSessions, AreTheRecordsWithTheirFilesTimes) {
   files.write("/s/b.json", "half a rec", 5);
   SavedSessions saved("/s");
   saved.look(files.access(), dateFromSeconds(100));
-  ASSERT_EQ(saved.all().size(), 1U);
-  EXPECT_EQ(saved.all().begin()->second.record.sessionId, "a");
-  EXPECT_EQ(saved.all().begin()->second.savedAt, dateFromSeconds(5));
+  ASSERT_EQ(namesOf(saved), std::vector<std::string>{"a.json"});
+  const SavedSessions::Saved& file = saved.all().at("a.json");
+  EXPECT_EQ((*file.record)->sessionId, "a");
+  EXPECT_EQ(file.status.modifiedAt, dateFromSeconds(5));
 }
 
 TEST(SavedSessions, FoldersAndFilesThatCannotBeReadAreLeftOut) {
@@ -36,20 +45,13 @@ TEST(SavedSessions, FoldersAndFilesThatCannotBeReadAreLeftOut) {
   files.write("/s/broken.json", "{", 5);
   files.write("/s/gone.json", record("gone"), 5);
   files.write("/s/closed.json", record("closed"), 5);
-  MonitorFiles access = files.access();
-  access.status = [status = access.status](const std::string& path) {
-    return path == "/s/gone.json" ? std::nullopt : status(path);
-  };
-  access.read = [read = access.read](const std::string& path, std::uint64_t offset, std::size_t most) {
-    return path == "/s/closed.json" ? std::nullopt : read(path, offset, most);
-  };
+  files.vanished = {"/s/gone.json"};
+  files.unreadable = {"/s/closed.json"};
   SavedSessions saved("/s");
   // The second look finds what is broken unchanged.
   for (const double at : {5.5, 6.0}) {
-    EXPECT_TRUE(saved.look(access, dateFromSeconds(at)));
-    std::vector<std::string> names;
-    for (const auto& [name, session] : saved.all()) names.push_back(name);
-    EXPECT_EQ(names, (std::vector<std::string>{".json", "a.json"}));
+    EXPECT_TRUE(saved.look(files.access(), dateFromSeconds(at)));
+    EXPECT_EQ(namesOf(saved), (std::vector<std::string>{".json", "a.json"}));
   }
 }
 
@@ -67,6 +69,16 @@ TEST(SavedSessions, AnUnchangedDirectoryCostsOneCall) {
   EXPECT_EQ(saved.all().size(), 100U);
 }
 
+TEST(SavedSessions, ANewFileIsLookedUpOnce) {
+  test::FakeFiles files;
+  for (int i = 0; i < 100; ++i)
+    files.write("/s/" + std::to_string(i) + ".json", record(std::to_string(i)), 5);
+  SavedSessions saved("/s");
+  saved.look(files.access(), dateFromSeconds(100));
+  EXPECT_EQ(files.statuses, 1);  // of the directory
+  EXPECT_EQ(files.wholes, 100);
+}
+
 TEST(SavedSessions, OnlyChangedRecordsAreReadAgain) {
   test::FakeFiles files;
   for (int i = 0; i < 100; ++i)
@@ -79,7 +91,7 @@ TEST(SavedSessions, OnlyChangedRecordsAreReadAgain) {
   saved.look(files.access(), dateFromSeconds(201));
   EXPECT_EQ(files.bytesRead, record("7").size());
   EXPECT_EQ(saved.all().size(), 99U);
-  EXPECT_EQ(saved.all().at("7.json").savedAt, dateFromSeconds(200));
+  EXPECT_EQ(saved.all().at("7.json").status.modifiedAt, dateFromSeconds(200));
 }
 
 TEST(SavedSessions, AChangeWithinTheSameTickIsSeen) {
@@ -111,11 +123,7 @@ class NamedChanges : public testing::Test {
     files.statuses = files.lists = 0;
     files.bytesRead = 0;
   }
-  std::vector<std::string> names() const {
-    std::vector<std::string> names;
-    for (const auto& [name, session] : saved.all()) names.push_back(name);
-    return names;
-  }
+  std::vector<std::string> names() const { return namesOf(saved); }
 
   test::FakeFiles files;
   SavedSessions saved{"/s"};
@@ -128,8 +136,8 @@ TEST_F(NamedChanges, OnlyTheNamedFileIsAskedForAndRead) {
   EXPECT_EQ(files.statuses, 1);
   EXPECT_EQ(files.lists, 0);
   EXPECT_EQ(files.bytesRead, record("b").size());
-  EXPECT_EQ(saved.all().at("b.json").savedAt, dateFromSeconds(200));
-  EXPECT_EQ(saved.all().at("c.json").savedAt, dateFromSeconds(5));
+  EXPECT_EQ(saved.all().at("b.json").status.modifiedAt, dateFromSeconds(200));
+  EXPECT_EQ(saved.all().at("c.json").status.modifiedAt, dateFromSeconds(5));
 }
 
 TEST_F(NamedChanges, AnUnknownNameIsANewRecordOrNothing) {
@@ -165,6 +173,14 @@ TEST_F(NamedChanges, TheNextLookFindsWhatNobodyNamed) {
   saved.lookAt({"b.json"}, files.access());
   saved.look(files.access(), dateFromSeconds(301));
   EXPECT_EQ(names().size(), 5U);
+}
+
+TEST_F(NamedChanges, WithoutNamesNothingIsLookedAt) {
+  EXPECT_TRUE(saved.lookAt({}, files.access()));
+  EXPECT_EQ(files.statuses + files.lists, 0);
+  // Nothing hints that other files changed.
+  EXPECT_FALSE(saved.look(files.access(), dateFromSeconds(300)));
+  EXPECT_EQ(files.lists, 0);
 }
 
 TEST(SavedSessions, NamesAreNotEnoughBeforeTheDirectoryWasListed) {

@@ -19,9 +19,16 @@ SessionFact fact(Kind kind, double at, std::string call = {}) {
   return {.kind = kind, .at = dateFromSeconds(at), .call = std::move(call), .command = {}};
 }
 
+// What a MonitoredSession is made of, for tests to change.
+struct Known {
+  Session record;
+  Date savedAt;
+  SessionEvidence evidence;
+};
+
 // A session of a live process, in this state since its record was saved.
-MonitoredSession sessionIn(SessionState state, Agent agent = Agent::claude) {
-  MonitoredSession session;
+Known sessionIn(SessionState state, Agent agent = Agent::claude) {
+  Known session;
   session.record.sessionId = "s";
   session.record.agent = agent;
   session.record.state = state;
@@ -36,8 +43,12 @@ MonitoredSession sessionIn(SessionState state, Agent agent = Agent::claude) {
   return session;
 }
 
-std::optional<ObservedSession> judged(const MonitoredSession& session, double at = now) {
-  return SessionMonitor::judge(session, dateFromSeconds(at), booted);
+MonitoredSession monitored(const Known& session) {
+  return {.record = session.record, .savedAt = session.savedAt, .evidence = session.evidence};
+}
+
+std::optional<ObservedSession> judged(const Known& session, double at = now) {
+  return SessionMonitor::judge(monitored(session), dateFromSeconds(at), booted);
 }
 
 OpenSession openBy(std::int32_t pid, double since, Agent agent = Agent::codex) {
@@ -53,18 +64,18 @@ OpenSession openBy(std::int32_t pid, double since, Agent agent = Agent::codex) {
 
 TEST(Judge, WithoutEvidenceTheRecordIsRight) {
   for (const SessionState state : allSessionStates) {
-    const MonitoredSession session = sessionIn(state);
+    const Known session = sessionIn(state);
     const auto seen = judged(session);
     ASSERT_TRUE(seen);
     EXPECT_EQ(seen->state, state);
-    EXPECT_EQ(seen->record, session.record);
+    EXPECT_EQ(*seen->record, session.record);
     EXPECT_EQ(seen->reason, "");
     EXPECT_EQ(seen->attentionId, session.record.attentionId);
   }
 }
 
 TEST(Judge, ALineCountsOnlyIfItIsLaterThanTheRecord) {
-  MonitoredSession session = sessionIn(working);
+  Known session = sessionIn(working);
   session.evidence.facts = {fact(Kind::failed, saved)};
   EXPECT_EQ(judged(session)->state, working);
   session.evidence.facts = {fact(Kind::failed, saved + 0.001)};
@@ -80,7 +91,7 @@ TEST(Judge, EveryEndOfATurnMakesTheSessionIdle) {
            {Kind::refused, "refused, according to its transcript"},
            {Kind::failed, "failed, according to its transcript"}})
     for (const SessionState state : {working, needsYou}) {
-      MonitoredSession session = sessionIn(state);
+      Known session = sessionIn(state);
       session.evidence.facts = {fact(kind, saved + 1)};
       EXPECT_EQ(judged(session)->state, idle);
       EXPECT_EQ(judged(session)->reason, reason);
@@ -89,13 +100,13 @@ TEST(Judge, EveryEndOfATurnMakesTheSessionIdle) {
 }
 
 TEST(Judge, AnInterruptionAfterARefusalIsARefusal) {
-  MonitoredSession session = sessionIn(needsYou);
+  Known session = sessionIn(needsYou);
   session.evidence.facts = {fact(Kind::withdrawn, saved + 1, "a"), fact(Kind::interrupted, saved + 1)};
   EXPECT_EQ(judged(session)->reason, "refused, according to its transcript");
 }
 
 TEST(Judge, AResultEndsOnlyTheWaitForItsCall) {
-  MonitoredSession session = sessionIn(needsYou);
+  Known session = sessionIn(needsYou);
   session.record.waitingOn = {"a", "b"};
   session.evidence.facts = {fact(Kind::callEnded, saved + 1, "a")};
   EXPECT_EQ(judged(session)->state, needsYou);
@@ -106,7 +117,7 @@ TEST(Judge, AResultEndsOnlyTheWaitForItsCall) {
 }
 
 TEST(Judge, OutputEndsAWaitOnlyIfNoCallIsWaitedFor) {
-  MonitoredSession session = sessionIn(needsYou);
+  Known session = sessionIn(needsYou);
   session.evidence.facts = {fact(Kind::output, saved + 1)};
   EXPECT_EQ(judged(session)->state, working);
   session.record.waitingOn = {"a"};
@@ -114,13 +125,13 @@ TEST(Judge, OutputEndsAWaitOnlyIfNoCallIsWaitedFor) {
 }
 
 TEST(Judge, OutputDoesNotEndAWaitWithAnOpenQuestion) {
-  MonitoredSession session = sessionIn(needsYou, Agent::copilot);
+  Known session = sessionIn(needsYou, Agent::copilot);
   session.evidence.facts = {fact(Kind::asked, 999, "r"), fact(Kind::output, 1001)};
   EXPECT_EQ(judged(session)->state, needsYou);
 }
 
 TEST(Judge, AnAnswerToEverythingAndAWithdrawalOfNothingDiffer) {
-  MonitoredSession session = sessionIn(working, Agent::copilot);
+  Known session = sessionIn(working, Agent::copilot);
   session.evidence.facts = {fact(Kind::asked, 1001, "r"), fact(Kind::withdrawn, 1002)};
   EXPECT_EQ(judged(session)->state, needsYou);
   session.evidence.facts = {fact(Kind::asked, 1001, "r"), fact(Kind::answered, 1002)};
@@ -128,7 +139,7 @@ TEST(Judge, AnAnswerToEverythingAndAWithdrawalOfNothingDiffer) {
 }
 
 TEST(Judge, OnlyATurnWakesAnIdleSession) {
-  MonitoredSession session = sessionIn(idle);
+  Known session = sessionIn(idle);
   for (const Kind kind : {Kind::output, Kind::answered, Kind::callEnded, Kind::withdrawn}) {
     session.evidence.facts = {fact(kind, saved + 1, "a")};
     EXPECT_EQ(judged(session)->state, idle);
@@ -138,19 +149,19 @@ TEST(Judge, OnlyATurnWakesAnIdleSession) {
 }
 
 TEST(Judge, AnOpenQuestionIsASeparateWait) {
-  MonitoredSession session = sessionIn(working, Agent::grok);
+  Known session = sessionIn(working, Agent::grok);
   session.evidence.facts = {fact(Kind::asked, saved - 1, "q")};
   const auto seen = judged(session);
   EXPECT_EQ(seen->state, needsYou);
   EXPECT_EQ(seen->since, dateFromSeconds(saved - 1));
   EXPECT_EQ(seen->attentionId, SessionMonitor::derivedAttentionId("s", dateFromSeconds(saved - 1)));
-  EXPECT_EQ(seen->record.attentionId, std::nullopt);
+  EXPECT_EQ(seen->record->attentionId, std::nullopt);
   session.evidence.facts.push_back(fact(Kind::answered, saved + 1, "q"));
   EXPECT_EQ(judged(session)->state, working);
 }
 
 TEST(Judge, AQuestionFromBeforeTheHooksSawTheTurnEndIsOver) {
-  MonitoredSession session = sessionIn(idle, Agent::grok);
+  Known session = sessionIn(idle, Agent::grok);
   session.evidence.facts = {fact(Kind::asked, saved - 1, "q")};
   EXPECT_EQ(judged(session)->state, idle);
   session.evidence.facts = {fact(Kind::asked, saved + 1, "q")};
@@ -158,7 +169,7 @@ TEST(Judge, AQuestionFromBeforeTheHooksSawTheTurnEndIsOver) {
 }
 
 TEST(Judge, OfTwoQuestionsBothMustBeAnswered) {
-  MonitoredSession session = sessionIn(needsYou, Agent::copilot);
+  Known session = sessionIn(needsYou, Agent::copilot);
   session.evidence.facts = {fact(Kind::asked, saved - 1, "a"), fact(Kind::asked, saved - 1, "b"),
                             fact(Kind::answered, saved + 1, "a")};
   EXPECT_EQ(judged(session)->state, needsYou);
@@ -168,7 +179,7 @@ TEST(Judge, OfTwoQuestionsBothMustBeAnswered) {
 }
 
 TEST(Judge, AHookThatComesAfterTheLastAnswerDoesNotRenewTheWait) {
-  MonitoredSession session = sessionIn(needsYou, Agent::grok);
+  Known session = sessionIn(needsYou, Agent::grok);
   session.record.waitingOn = {"call"};
   session.record.stateSince = dateFromSeconds(saved - 10);
   session.evidence.facts = {fact(Kind::asked, saved - 9, "q"), fact(Kind::answered, saved - 1, "q")};
@@ -183,7 +194,7 @@ TEST(Judge, AHookThatComesAfterTheLastAnswerDoesNotRenewTheWait) {
 }
 
 TEST(Judge, ACallOfCodexSettlesBeforeItCountsAsAQuestion) {
-  MonitoredSession session = sessionIn(working, Agent::codex);
+  Known session = sessionIn(working, Agent::codex);
   session.evidence.facts = {fact(Kind::asked, saved + 1, "c")};
   EXPECT_EQ(judged(session, saved + 1.4)->state, working);
   EXPECT_EQ(judged(session, saved + 1.5)->state, needsYou);
@@ -192,7 +203,7 @@ TEST(Judge, ACallOfCodexSettlesBeforeItCountsAsAQuestion) {
 }
 
 TEST(Judge, AProcessThatRunsAnswersEverything) {
-  MonitoredSession session = sessionIn(needsYou, Agent::gemini);
+  Known session = sessionIn(needsYou, Agent::gemini);
   session.record.waitingOn = {"name:a", "name:b"};
   session.evidence.facts = {fact(Kind::answered, saved + 1)};
   EXPECT_EQ(judged(session)->state, working);
@@ -200,14 +211,14 @@ TEST(Judge, AProcessThatRunsAnswersEverything) {
 }
 
 TEST(Judge, GeminisCallsAreKnownByTheirTools) {
-  MonitoredSession session = sessionIn(needsYou, Agent::gemini);
+  Known session = sessionIn(needsYou, Agent::gemini);
   session.record.waitingOn = {"name:run_shell_command"};
   session.evidence.facts = {fact(Kind::callEnded, saved + 1, "name:run_shell_command")};
   EXPECT_EQ(judged(session)->state, working);
 }
 
 TEST(Judge, TheStatusFileBeatsRecordAndTranscript) {
-  MonitoredSession session = sessionIn(working);
+  Known session = sessionIn(working);
   session.evidence.open = openBy(18, 500, Agent::claude);
   session.evidence.open->state = needsYou;
   session.evidence.open->stateSince = dateFromSeconds(saved - 3);
@@ -222,7 +233,7 @@ TEST(Judge, TheStatusFileBeatsRecordAndTranscript) {
 }
 
 TEST(Judge, AFreshRecordIsBelievedUntilTheStatusFileFollows) {
-  MonitoredSession session = sessionIn(working);
+  Known session = sessionIn(working);
   session.evidence.open = openBy(18, 500, Agent::claude);
   session.evidence.open->state = idle;
   session.evidence.open->stateSince = dateFromSeconds(saved - 3);
@@ -238,7 +249,7 @@ TEST(Judge, AFreshRecordIsBelievedUntilTheStatusFileFollows) {
 }
 
 TEST(Judge, AReasonFromTheTranscriptStaysWhenTheStatusAgrees) {
-  MonitoredSession session = sessionIn(working);
+  Known session = sessionIn(working);
   session.evidence.open = openBy(18, 500, Agent::claude);
   session.evidence.open->state = idle;
   session.evidence.open->stateSince = dateFromSeconds(saved + 1);
@@ -247,13 +258,13 @@ TEST(Judge, AReasonFromTheTranscriptStaysWhenTheStatusAgrees) {
 }
 
 TEST(Gone, IsASessionWhoseProcessWasSeenAndEnded) {
-  MonitoredSession session = sessionIn(working);
+  Known session = sessionIn(working);
   session.evidence.process.reset();
   EXPECT_EQ(judged(session), std::nullopt);
 }
 
 TEST(Gone, IsASessionWhoseProcessIdBelongsToALaterProcess) {
-  MonitoredSession session = sessionIn(working);
+  Known session = sessionIn(working);
   session.evidence.process->startedAt = dateFromSeconds(saved + 5);
   EXPECT_TRUE(judged(session));
   session.evidence.process->startedAt = dateFromSeconds(saved + 5.01);
@@ -261,14 +272,14 @@ TEST(Gone, IsASessionWhoseProcessIdBelongsToALaterProcess) {
 }
 
 TEST(Gone, IsASessionFromBeforeTheSystemStarted) {
-  MonitoredSession session = sessionIn(working);
+  Known session = sessionIn(working);
   session.record.updatedAt = dateFromSeconds(99);
   session.evidence.process->startedAt = dateFromSeconds(50);
   EXPECT_EQ(judged(session), std::nullopt);
 }
 
 TEST(Gone, IsASessionThatLostItsTerminal) {
-  MonitoredSession session = sessionIn(needsYou, Agent::gemini);
+  Known session = sessionIn(needsYou, Agent::gemini);
   session.evidence.process->terminal.reset();
   EXPECT_EQ(judged(session), std::nullopt);
   // A session that never had a terminal cannot lose one.
@@ -277,7 +288,7 @@ TEST(Gone, IsASessionThatLostItsTerminal) {
 }
 
 TEST(Unknown, AProcessNeverSeenIsBelievedForAMinute) {
-  MonitoredSession session = sessionIn(working);
+  Known session = sessionIn(working);
   session.evidence.process.reset();
   session.evidence.wasSeen = false;
   EXPECT_EQ(judged(session, saved + 59)->state, working);
@@ -285,7 +296,7 @@ TEST(Unknown, AProcessNeverSeenIsBelievedForAMinute) {
 }
 
 TEST(Elsewhere, ASessionWhoseFolderIsNotHereIsNeverDead) {
-  MonitoredSession session = sessionIn(working);
+  Known session = sessionIn(working);
   session.evidence.process.reset();
   session.evidence.wasSeen = false;
   session.evidence.isFolderHere = false;
@@ -299,7 +310,7 @@ TEST(Elsewhere, ASessionWhoseFolderIsNotHereIsNeverDead) {
 
 TEST(Open, ASessionWithoutARecordIsIdleSinceItWasOpened) {
   const OpenSession open = openBy(20, 700);
-  MonitoredSession session;
+  Known session;
   session.record = SessionMonitor::opened(open);
   session.savedAt = open.since;
   session.evidence.open = open;
@@ -308,15 +319,15 @@ TEST(Open, ASessionWithoutARecordIsIdleSinceItWasOpened) {
   const auto seen = judged(session);
   ASSERT_TRUE(seen);
   EXPECT_EQ(seen->state, idle);
-  EXPECT_EQ(seen->record.cwd, "/src");
-  EXPECT_EQ(seen->record.agentPid, 20);
-  EXPECT_EQ(seen->record.agent, Agent::codex);
+  EXPECT_EQ(seen->record->cwd, "/src");
+  EXPECT_EQ(seen->record->agentPid, 20);
+  EXPECT_EQ(seen->record->agent, Agent::codex);
   session.evidence.facts = {fact(Kind::turnStarted, 701)};
   EXPECT_EQ(judged(session)->state, working);
 }
 
 TEST(Open, AKilledSessionThatIsOpenAgainIsIdle) {
-  MonitoredSession session = sessionIn(needsYou, Agent::codex);
+  Known session = sessionIn(needsYou, Agent::codex);
   session.evidence.process.reset();
   session.evidence.open = openBy(99, saved + 4);
   session.evidence.isOpenByItsAgent = false;
@@ -330,7 +341,7 @@ TEST(Open, AKilledSessionThatIsOpenAgainIsIdle) {
 }
 
 TEST(Open, ASessionOfAMissingFolderThatIsOpenHereIsHere) {
-  MonitoredSession session = sessionIn(idle, Agent::codex);
+  Known session = sessionIn(idle, Agent::codex);
   session.evidence.isFolderHere = session.evidence.wasSeen = false;
   EXPECT_TRUE(judged(session)->isElsewhere);
   session.evidence.open = openBy(18, 900);
@@ -338,7 +349,7 @@ TEST(Open, ASessionOfAMissingFolderThatIsOpenHereIsHere) {
 }
 
 TEST(Open, AClosedSessionIsGoneEvenIfItsProcessIsOpenElsewhere) {
-  MonitoredSession session = sessionIn(idle, Agent::codex);
+  Known session = sessionIn(idle, Agent::codex);
   session.evidence.process.reset();
   session.evidence.open = openBy(77, 900);
   session.evidence.isClosed = true;
@@ -346,13 +357,13 @@ TEST(Open, AClosedSessionIsGoneEvenIfItsProcessIsOpenElsewhere) {
 }
 
 TEST(Open, ASessionThatItsAgentClosedIsGone) {
-  MonitoredSession session = sessionIn(idle);
+  Known session = sessionIn(idle);
   session.evidence.isClosed = true;
   EXPECT_EQ(judged(session), std::nullopt);
 }
 
 TEST(Open, ASessionThatSaysItEndedIsGoneUntilItGoesOn) {
-  MonitoredSession session = sessionIn(idle, Agent::copilot);
+  Known session = sessionIn(idle, Agent::copilot);
   session.evidence.facts = {fact(Kind::sessionEnded, saved + 1)};
   EXPECT_EQ(judged(session), std::nullopt);
   session.evidence.facts.push_back(fact(Kind::output, saved + 2));
@@ -360,13 +371,14 @@ TEST(Open, ASessionThatSaysItEndedIsGoneUntilItGoesOn) {
 }
 
 TEST(Ghost, ASubagentIsNotASession) {
-  MonitoredSession session = sessionIn(working, Agent::copilot);
+  Known session = sessionIn(working, Agent::copilot);
   session.evidence.isSubagent = true;
   EXPECT_EQ(judged(session), std::nullopt);
 }
 
 TEST(Observe, KeepsTheOrderAndLeavesOutTheGone) {
-  std::vector<MonitoredSession> sessions = {sessionIn(working), sessionIn(idle), sessionIn(needsYou)};
+  std::vector<MonitoredSession> sessions = {monitored(sessionIn(working)), monitored(sessionIn(idle)),
+                                            monitored(sessionIn(needsYou))};
   sessions[1].evidence.isClosed = true;
   const auto seen = SessionMonitor::observe(sessions, dateFromSeconds(now), booted);
   ASSERT_EQ(seen.size(), 2U);

@@ -247,7 +247,7 @@ TEST_F(Watching, ALookForChangesReportsOnlyThese) {
   };
   const auto ids = [](const SessionWatcher::Look& look) {
     std::vector<std::string> found;
-    for (const ObservedSession& session : look.sessions) found.push_back(session.record.sessionId);
+    for (const ObservedSession& session : look.sessions) found.push_back(session.record->sessionId);
     return found;
   };
   last = lookAt(110, std::nullopt);
@@ -321,7 +321,7 @@ TEST_F(Watching, ReportedChangesAddUpToAllSessions) {
     if (look.isWhole) known.clear();
     partial += look.isWhole ? 0 : 1;
     const auto keyOf = [](const ObservedSession& session) {
-      return std::string(rawValue(session.record.agent)) + "/" + session.record.sessionId;
+      return std::string(rawValue(session.record->agent)) + "/" + session.record->sessionId;
     };
     for (const ObservedSession& session : look.sessions) known.insert_or_assign(keyOf(session), session);
     std::map<std::string, ObservedSession> all;

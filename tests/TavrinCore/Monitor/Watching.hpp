@@ -98,7 +98,7 @@ class Watching : public testing::Test {
 
   static std::optional<SessionState> stateIn(const SessionWatcher::Look& look, const std::string& id) {
     for (const ObservedSession& session : look.sessions)
-      if (session.record.sessionId == id) return session.state;
+      if (session.record->sessionId == id) return session.state;
     return std::nullopt;
   }
 

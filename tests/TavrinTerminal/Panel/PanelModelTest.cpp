@@ -31,7 +31,7 @@ std::vector<std::string> labels(const PanelModel& model) {
 }
 
 std::string selectedId(const PanelModel& model) {
-  return model.selectedSession() == nullptr ? "" : model.selectedSession()->session.record.sessionId;
+  return model.selectedSession() == nullptr ? "" : model.selectedSession()->session.record->sessionId;
 }
 
 TEST(PanelModel, RowsHoldStillWhileStatesChange) {
@@ -237,7 +237,9 @@ TEST(PanelModel, DetailsHaveTheReasonOfAState) {
   PanelModel model(usual);
   SessionRow row = sceneRow("a", "api", SessionState::idle);
   row.session.reason = "refused, according to its transcript";
-  row.session.record.title = "Mend\nthe \u202Etest";
+  Session titled = *row.session.record;
+  titled.title = "Mend\nthe \u202Etest";
+  row.session.record = std::move(titled);
   model.takeSessions({row, sceneRow("b", "docs")});
   model.toggleDetails();
   EXPECT_THAT(textOf(model), HasSubstr(" Agent     Claude Code\n State     idle for 2m\n"

@@ -14,10 +14,12 @@ inline constexpr Date sceneTime = dateFromSeconds(1'767'323'045);
 
 inline SessionRow sceneRow(std::string id, std::string label, SessionState state = SessionState::working,
                            Agent agent = Agent::claude) {
+  Session record;
+  record.sessionId = std::move(id);
+  record.agent = agent;
+  record.repoRoot = "/work-of-somebody/" + label;
   SessionRow row;
-  row.session.record.sessionId = std::move(id);
-  row.session.record.agent = agent;
-  row.session.record.repoRoot = "/work-of-somebody/" + label;
+  row.session.record = std::move(record);
   row.session.state = state;
   row.session.since = sceneTime - std::chrono::seconds(125);
   row.label = std::move(label);

@@ -39,12 +39,9 @@ class PanelSessionsTest : public testing::Test, public TestTerminal {
             .failed = [](const std::exception_ptr& thrown) { std::rethrow_exception(thrown); }};
   }
 
-  ObservedSession observed(Session record) const {
-    ObservedSession made{
-        .record = std::move(record), .state = {}, .since = {}, .reason = {}, .attentionId = {}};
-    made.state = made.record.state;
-    made.since = made.record.stateSince;
-    return made;
+  ObservedSession observed(const Session& record) const {
+    return {
+        .record = record, .state = record.state, .since = record.stateSince, .reason = {}, .attentionId = {}};
   }
 
   std::vector<ObservedSession> all;  // what the last look found
@@ -108,7 +105,7 @@ TEST_F(PanelSessionsTest, RowsAreThoseOfAPanelThatMakesAllAnew) {
           continue;
         }
       }
-      Session record = isNew ? session(id, SessionState::idle, random.of(projects)) : at->second.record;
+      Session record = isNew ? session(id, SessionState::idle, random.of(projects)) : *at->second.record;
       record.agent = isNew ? allAgents[random.below(2)] : record.agent;
       switch (random.below(20)) {
         case 0:

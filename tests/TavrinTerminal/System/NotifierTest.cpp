@@ -24,11 +24,17 @@ using namespace std::chrono_literals;
 
 constexpr Date now = dateFromSeconds(1'767'323'045);
 
+Session record() {
+  Session made;
+  made.sessionId = "S1";
+  made.agent = Agent::claude;
+  return made;
+}
+
 SessionChange change(SessionState state, std::string attentionId = "A-1", Kind kind = Kind::changed) {
   SessionChange made;
   made.kind = kind;
-  made.row.session.record.sessionId = "S1";
-  made.row.session.record.agent = Agent::claude;
+  made.row.session.record = record();
   made.row.session.state = state;
   if (state == SessionState::needsYou) made.row.session.attentionId = std::move(attentionId);
   made.row.label = "shop";
@@ -216,7 +222,9 @@ TEST_F(NotifierTest, RingsTheBellOfTheSessionWhereNothingElseCan) {
   EventLoop loop;
   Notifier notifier(loop, tools());
   SessionChange waiting = change(SessionState::needsYou);
-  waiting.row.session.record.tty = tty;
+  Session inTerminal = record();
+  inTerminal.tty = tty;
+  waiting.row.session.record = std::move(inTerminal);
   notifier.changed(waiting);
   settle(loop);
   char byte = 0;
@@ -232,7 +240,9 @@ TEST_F(NotifierTest, OnMacOSPrefersTheProgramThatCanWithdraw) {
   onMac.isMac = true;
   Notifier notifier(loop, onMac);
   SessionChange waits = change(SessionState::needsYou);
-  waits.row.session.record.hostBundleId = "com.apple.Terminal";
+  Session inApplication = record();
+  inApplication.hostBundleId = "com.apple.Terminal";
+  waits.row.session.record = std::move(inApplication);
   notifier.changed(waits);
   waitForLog(loop, 1);
   EXPECT_THAT(log().back(), testing::StartsWith("terminal-notifier "));
