@@ -4,6 +4,7 @@
 Each row has what was measured, its value, its unit and the most that it should be. Sessions are written by the real hook or
 copied from one that it wrote; servers are real processes that listen."""
 import argparse
+import contextlib
 import fcntl
 import json
 import os
@@ -20,6 +21,7 @@ import tempfile
 import termios
 import threading
 import time
+from contextlib import closing
 
 SEQUENCE = re.compile(r"\033\[([0-9;?]*)([A-Za-z])")
 
@@ -149,15 +151,21 @@ class Home:
         shutil.rmtree(self.path)
 
 
+@contextlib.contextmanager
 def servers(home, count):
-    """Processes that listen on a port each."""
+    """Runs processes that listen on a port each."""
     program = home.path / "node"
     shutil.copy("/bin/sleep", program)
     processes = []
-    for _ in range(count):
-        with socket.create_server(("127.0.0.1", 0)) as listener:
-            processes.append(subprocess.Popen([program, "1000"], pass_fds=[listener.fileno()], cwd=home.path))
-    return processes
+    try:
+        for _ in range(count):
+            with socket.create_server(("127.0.0.1", 0)) as listener:
+                processes.append(subprocess.Popen([program, "1000"], pass_fds=[listener.fileno()], cwd=home.path))
+        yield
+    finally:
+        for process in processes:
+            process.kill()
+            process.wait()
 
 
 def has_row(name, state):
@@ -172,84 +180,62 @@ def starts(screen):
 
 def changes(hook, tavrin, count=500, rate=50, sessions=100):
     """Seconds from the end of each hook to its row on the screen."""
-    home = Home(hook, sessions)
-    panel = Panel(tavrin, home.path, rows=sessions + 5)
-    panel.wait_for(panel.expect(has_row("p00099", "idle")))
-    times, waits = [], []
-    begin = time.monotonic()
-    for number in range(count):
-        time.sleep(max(0, begin + number / rate - time.monotonic()))
-        name, is_asking = f"p{number % sessions:05}", number // sessions % 2 == 0
-        # The row is awaited before the hook runs, because it may be there first.
-        wait = panel.expect(has_row(name, "needs you" if is_asking else "burning"))
-        event = ("PermissionRequest", ',"tool_name":"Bash"') if is_asking else ("UserPromptSubmit", "")
-        waits.append((wait, home.play(name, *event)))
-    for wait, ended in waits:
-        times.append(max(0.0, panel.wait_for(wait) - ended))
-    panel.close()
-    home.close()
-    return sorted(times)
+    with closing(Home(hook, sessions)) as home, closing(Panel(tavrin, home.path, rows=sessions + 5)) as panel:
+        panel.wait_for(panel.expect(has_row("p00099", "idle")))
+        waits = []
+        begin = time.monotonic()
+        for number in range(count):
+            time.sleep(max(0, begin + number / rate - time.monotonic()))
+            name, is_asking = f"p{number % sessions:05}", number // sessions % 2 == 0
+            # The row is awaited before the hook runs, because it may be there first.
+            wait = panel.expect(has_row(name, "needs you" if is_asking else "burning"))
+            event = ("PermissionRequest", ',"tool_name":"Bash"') if is_asking else ("UserPromptSubmit", "")
+            waits.append((wait, home.play(name, *event)))
+        return sorted(max(0.0, panel.wait_for(wait) - ended) for wait, ended in waits)
 
 
 def rest(hook, tavrin, seconds=60):
     """Wake-ups and processor time of an idle panel, without and with an age in seconds."""
-    home = Home(hook, 20)
-    panel = Panel(tavrin, home.path)
-    panel.wait_for(panel.expect(starts))
-    time.sleep(3)
-    before = panel.wake_ups()
-    time.sleep(seconds)
-    after = panel.wake_ups()
-    home.play("p00001", "UserPromptSubmit")
-    panel.wait_for(panel.expect(has_row("p00001", "burning")))
-    time.sleep(1)
-    busy = panel.wake_ups()
-    time.sleep(10)
-    busy_after = panel.wake_ups()
-    panel.close()
-    home.close()
+    with closing(Home(hook, 20)) as home, closing(Panel(tavrin, home.path)) as panel:
+        panel.wait_for(panel.expect(starts))
+        time.sleep(3)
+        before = panel.wake_ups()
+        time.sleep(seconds)
+        after = panel.wake_ups()
+        home.play("p00001", "UserPromptSubmit")
+        panel.wait_for(panel.expect(has_row("p00001", "burning")))
+        time.sleep(1)
+        busy = panel.wake_ups()
+        time.sleep(10)
+        busy_after = panel.wake_ups()
     return after[0] - before[0], (after[1] - before[1]) / seconds * 100, (busy_after[0] - busy[0]) / 10
 
 
 def memory(hook, tavrin):
-    home = Home(hook, 1_000)
-    processes = servers(home, 200)
-    panel = Panel(tavrin, home.path)
-    panel.wait_for(panel.expect(starts))
-    wait = panel.expect(lambda screen: any(line.startswith("   sleep") or line.startswith("   node")
-                                           for line in map(screen.line, range(screen.rows))))
-    # The servers are at the end; they come after the sessions.
-    while wait["at"] is None:
-        os.write(panel.terminal, b"G")
-        time.sleep(0.1)
-    used = panel.memory()
-    panel.close()
-    for process in processes:
-        process.kill()
-        process.wait()
-    home.close()
-    return used
+    with closing(Home(hook, 1_000)) as home, servers(home, 200), closing(Panel(tavrin, home.path)) as panel:
+        panel.wait_for(panel.expect(starts))
+        wait = panel.expect(lambda screen: any(line.startswith("   sleep") or line.startswith("   node")
+                                               for line in map(screen.line, range(screen.rows))))
+        # The servers are at the end; they come after the sessions.
+        while wait["at"] is None:
+            os.write(panel.terminal, b"G")
+            time.sleep(0.1)
+        return panel.memory()
 
 
 def large(hook, tavrin, runs=7):
     """Seconds to the first screen of 10,000 sessions and 2,000 servers, and to the row of a changed record."""
-    home = Home(hook, 10_000)
-    processes = servers(home, 2_000)
     first, changed = [], []
-    for run in range(runs):
-        panel = Panel(tavrin, home.path)
-        first.append(panel.wait_for(panel.expect(starts)) - panel.started)
-        time.sleep(2)
-        name = f"p{run:05}"
-        wait = panel.expect(has_row(name, "burning"))
-        ended = home.play(name, "UserPromptSubmit")
-        changed.append(max(0.0, panel.wait_for(wait) - ended))
-        panel.close()
-        home.play(name, "Stop")
-    for process in processes:
-        process.kill()
-        process.wait()
-    home.close()
+    with closing(Home(hook, 10_000)) as home, servers(home, 2_000):
+        for run in range(runs):
+            with closing(Panel(tavrin, home.path)) as panel:
+                first.append(panel.wait_for(panel.expect(starts)) - panel.started)
+                time.sleep(2)
+                name = f"p{run:05}"
+                wait = panel.expect(has_row(name, "burning"))
+                ended = home.play(name, "UserPromptSubmit")
+                changed.append(max(0.0, panel.wait_for(wait) - ended))
+            home.play(name, "Stop")
     return statistics.median(first), statistics.median(changed)
 
 

@@ -9,11 +9,11 @@
 
 namespace tavrin {
 
-/// A record that never changes, so copies of this share it instead of copying its texts. It compares as the
-/// record does.
+/// A record that never changes. Copies share it instead of copying its texts. Two are equal if their records
+/// are.
 class SharedSession {
  public:
-  /// An empty record. What was moved from is one, too.
+  /// Holds an empty record, as one that was moved from does.
   SharedSession() = default;
   SharedSession(Session record) : record_(std::make_shared<const Session>(std::move(record))) {}
 
