@@ -1,32 +1,23 @@
 #include "TavrinCore/Panel/NameOrder.hpp"
 
 #include <algorithm>
+#include <cstdint>
 #include <numeric>
 #include <utility>
 
+#include "TavrinCore/Support/CountingSort.hpp"
 #include "TavrinCore/Support/IndexTable.hpp"
 
 namespace tavrin::NameOrder {
 
 namespace {
 
-// The different names among `keys`, and which of them each key has.
-struct Spellings {
-  TextIndex names;
-  std::vector<std::size_t> ofKey;
-
-  explicit Spellings(std::span<const Key> keys) : names(keys.size()) {
-    ofKey.reserve(keys.size());
-    for (const Key& key : keys) ofKey.push_back(names.add(key.name));
-  }
-};
-
-// One of the things to sort. The compared fields lie side by side in memory.
+// One of the things to sort. The fields that are looked at lie side by side in memory.
 struct Item {
-  std::size_t group;
-  std::size_t rank;
-  std::size_t index;
-  std::size_t spelling;
+  std::uint16_t group;
+  std::uint32_t rank;
+  std::uint32_t index;
+  std::uint32_t spelling;
 
   bool sharesPlaceWith(const Item& other) const { return group == other.group && rank == other.rank; }
 };
@@ -60,16 +51,22 @@ std::vector<std::size_t> userRanks(std::span<const std::string_view> names) {
 }
 
 std::vector<std::size_t> order(std::span<const Key> keys, const Before& before, const Ranks& ranks) {
-  const Spellings spellings(keys);
-  const std::vector<std::size_t> rankOf = ranks(spellings.names.texts());
+  const std::vector<std::string_view> names = textsOf(keys, &Key::name);
+  TextIndex spellings(names.size());
+  const std::vector<std::uint32_t> spellingOf = spellings.addAll(names);
+  const std::vector<std::size_t> rankOf = ranks(spellings.texts());
   std::vector<Item> items;
   items.reserve(keys.size());
-  for (std::size_t i = 0; i < keys.size(); ++i) {
-    const std::size_t spelling = spellings.ofKey[i];
-    items.push_back({.group = keys[i].group, .rank = rankOf[spelling], .index = i, .spelling = spelling});
+  for (std::uint32_t i = 0; i < keys.size(); ++i) {
+    const std::uint32_t spelling = spellingOf[i];
+    items.push_back({.group = keys[i].group,
+                     .rank = static_cast<std::uint32_t>(rankOf[spelling]),
+                     .index = i,
+                     .spelling = spelling});
   }
 
-  std::ranges::stable_sort(items, {}, [](const Item& item) { return std::pair(item.group, item.rank); });
+  items = countingSorted(std::move(items), [](const Item& item) { return item.rank; });
+  items = countingSorted(std::move(items), [](const Item& item) { return item.group; });
   for (auto first = items.begin(); before && first != items.end();) {
     const auto last =
         std::find_if(first, items.end(), [&](const Item& item) { return !item.sharesPlaceWith(*first); });

@@ -3,6 +3,7 @@
 // Part of Tavrin::Panel. Needs nothing but the standard library.
 
 #include <cstddef>
+#include <cstdint>
 #include <functional>
 #include <span>
 #include <string>
@@ -22,7 +23,7 @@ std::vector<std::size_t> userRanks(std::span<const std::string_view> names);
 
 /// The sort key of one thing.
 struct Key {
-  std::size_t group = 0;  ///< the lower group comes first, whatever the names
+  std::uint16_t group = 0;  ///< the lower group comes first, whatever the names
   std::string name;
 };
 

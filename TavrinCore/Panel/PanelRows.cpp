@@ -1,10 +1,13 @@
 #include "TavrinCore/Panel/PanelRows.hpp"
 
 #include <algorithm>
-#include <optional>
+#include <cstdint>
+#include <functional>
+#include <iterator>
 
 #include "TavrinCore/Panel/NameOrder.hpp"
 #include "TavrinCore/Panel/PanelNavigation.hpp"
+#include "TavrinCore/Support/ByteOrder.hpp"
 #include "TavrinCore/Support/IndexTable.hpp"
 
 namespace tavrin::PanelRows {
@@ -12,14 +15,15 @@ namespace tavrin::PanelRows {
 namespace {
 
 // The more urgent state has the lower number.
-std::size_t calm(SessionState state) {
-  return static_cast<std::size_t>(severity(SessionState::needsYou) - severity(state));
+std::uint16_t calm(SessionState state) {
+  return static_cast<std::uint16_t>(severity(SessionState::needsYou) - severity(state));
 }
 
 // By state, the most urgent first, then by agent. An agent that is not in `allAgents` comes last.
-std::size_t group(const Shown& shown) {
-  const auto position = std::ranges::find(allAgents, shown.session->agent) - allAgents.begin();
-  return calm(shown.state) * (allAgents.size() + 1) + static_cast<std::size_t>(position);
+std::uint16_t group(const Shown& shown) {
+  const auto agent = std::ranges::find(allAgents, shown.session->agent) - allAgents.begin();
+  const std::size_t group = calm(shown.state) * (allAgents.size() + 1) + static_cast<std::size_t>(agent);
+  return static_cast<std::uint16_t>(group);
 }
 
 Rows arranged(const Rows& rows, const std::vector<std::size_t>& order) {
@@ -29,13 +33,39 @@ Rows arranged(const Rows& rows, const std::vector<std::size_t>& order) {
   return arranged;
 }
 
-std::vector<LocalServer> sortedByRepository(std::vector<LocalServer> servers) {
+// Of each server the first row with its repository; null where there is none.
+Rows firstRowOfEach(const std::vector<LocalServer>& servers, const Rows& rows) {
+  const auto rootOf = [](const LocalServer& server) -> const std::string& { return server.repo.root; };
+  TextIndex roots(servers.size());
+  const std::vector<std::uint32_t> rootOfServer = roots.addAll(textsOf(servers, rootOf));
+
+  Rows inRepositories;
+  inRepositories.reserve(rows.size());
+  std::ranges::copy_if(rows, std::back_inserter(inRepositories),
+                       [](const Session* row) { return row->repoRoot.has_value(); });
+  const auto rootOfRow = [](const Session* row) -> const std::string& { return *row->repoRoot; };
+  const std::vector<std::uint32_t> found = roots.findAll(textsOf(inRepositories, rootOfRow));
+  // A row whose root is no server's has the number after the last.
+  Rows firstIn(roots.texts().size() + 1);
+  for (std::size_t i = 0; i < found.size(); ++i) {
+    if (firstIn[found[i]] == nullptr) firstIn[found[i]] = inRepositories[i];
+  }
+
+  Rows firstOf;
+  firstOf.reserve(servers.size());
+  for (const std::uint32_t root : rootOfServer) firstOf.push_back(firstIn[root]);
+  return firstOf;
+}
+
+// `indices` of servers, sorted by the name of the repository, and by port where the name is the same.
+std::vector<std::size_t> byRepository(const std::vector<LocalServer>& servers,
+                                      const std::vector<std::size_t>& indices) {
   std::vector<NameOrder::Key> keys;
-  keys.reserve(servers.size());
-  for (const LocalServer& server : servers) keys.push_back({.group = 0, .name = server.repo.displayName()});
-  const std::vector<std::size_t> order = NameOrder::order(
-      keys, [&](std::size_t a, std::size_t b) { return servers[a].port() < servers[b].port(); });
-  return NameOrder::arranged(std::move(servers), order);
+  keys.reserve(indices.size());
+  for (const std::size_t i : indices) keys.push_back({.group = 0, .name = servers[i].repo.displayName()});
+  return NameOrder::arranged(indices, NameOrder::order(keys, [&](std::size_t a, std::size_t b) {
+                               return servers[indices[a]].port() < servers[indices[b]].port();
+                             }));
 }
 
 }  // namespace
@@ -77,23 +107,20 @@ std::vector<std::size_t> shownOrder(const std::vector<Shown>& sessions) {
 
 Rows holding(const Rows& rows, const std::vector<std::string>& sessionIds) {
   TextIndex ids(rows.size());
-  std::vector<std::size_t> idOf;
-  idOf.reserve(rows.size());
-  Rows firstWith;
-  firstWith.reserve(rows.size());
-  for (const Session* const row : rows) {
-    idOf.push_back(ids.add(row->sessionId));
-    if (idOf.back() == firstWith.size()) firstWith.push_back(row);
+  const std::vector<std::uint32_t> idOf = ids.addAll(textsOf(rows, &Session::sessionId));
+  const std::vector<std::uint32_t> named = ids.findAll(textsOf(sessionIds, std::identity()));
+  Rows firstWith(ids.texts().size());
+  for (std::size_t i = 0; i < rows.size(); ++i) {
+    if (firstWith[idOf[i]] == nullptr) firstWith[idOf[i]] = rows[i];
   }
 
   std::vector<bool> isNamed(firstWith.size());
   Rows held;
   held.reserve(rows.size());
-  for (const std::string& sessionId : sessionIds) {
-    const std::optional<std::size_t> id = ids.find(sessionId);
-    if (!id) continue;
-    isNamed[*id] = true;
-    held.push_back(firstWith[*id]);
+  for (const std::uint32_t id : named) {
+    if (id == firstWith.size()) continue;
+    isNamed[id] = true;
+    held.push_back(firstWith[id]);
   }
   for (std::size_t i = 0; i < rows.size(); ++i) {
     if (!isNamed[idOf[i]]) held.push_back(rows[i]);
@@ -102,24 +129,21 @@ Rows holding(const Rows& rows, const std::vector<std::string>& sessionIds) {
 }
 
 ServerPlacement::Placed place(std::vector<LocalServer> servers, const Rows& rows) {
-  TextIndex roots(servers.size());
-  std::vector<std::size_t> rootOf;
-  rootOf.reserve(servers.size());
-  for (const LocalServer& server : servers) rootOf.push_back(roots.add(server.repo.root));
-  Rows firstIn(roots.texts().size());
-  for (const Session* const row : rows) {
-    const auto root = row->repoRoot ? roots.find(*row->repoRoot) : std::nullopt;
-    if (root && firstIn[*root] == nullptr) firstIn[*root] = row;
-  }
+  const Rows rowOf = firstRowOfEach(servers, rows);
+  std::vector<std::size_t> owned;
+  std::vector<std::size_t> orphans;
+  for (std::size_t i = 0; i < servers.size(); ++i) (rowOf[i] == nullptr ? orphans : owned).push_back(i);
 
   ServerPlacement::Placed placed;
-  for (std::size_t i = 0; i < servers.size(); ++i) {
-    const Session* const row = firstIn[rootOf[i]];
-    std::vector<LocalServer>& list = row == nullptr ? placed.orphans : placed.bySession[row->sessionId];
-    list.push_back(std::move(servers[i]));
+  placed.orphans.reserve(orphans.size());
+  for (const std::size_t i : byRepository(servers, orphans)) placed.orphans.push_back(std::move(servers[i]));
+  // A map that is filled in order needs no search for each place.
+  std::ranges::stable_sort(owned, {}, [&](std::size_t i) { return servers[i].port(); });
+  const auto idOf = [&](std::size_t i) -> const std::string& { return rowOf[i]->sessionId; };
+  for (const std::size_t i : NameOrder::arranged(owned, ByteOrder::sorted(textsOf(owned, idOf)))) {
+    const auto list = placed.bySession.try_emplace(placed.bySession.end(), idOf(i));
+    list->second.push_back(std::move(servers[i]));
   }
-  for (auto& [sessionId, list] : placed.bySession) std::ranges::stable_sort(list, {}, &LocalServer::port);
-  placed.orphans = sortedByRepository(std::move(placed.orphans));
   return placed;
 }
 

@@ -1,5 +1,7 @@
 #include "TavrinCore/Sessions/SessionLabels.hpp"
 
+#include <cstdint>
+#include <functional>
 #include <utility>
 
 #include "TavrinCore/Support/ByteOrder.hpp"
@@ -19,10 +21,10 @@ struct Group {
   bool ofSeveralAgents = false;
 };
 
-std::string labelOf(const Session& session, std::string name, const Group& group) {
+std::string labelOf(const Session& session, Agent agent, std::string name, const Group& group) {
   if (group.count == 1) return name;
   const std::optional<std::string> distinction =
-      group.ofSeveralAgents ? Text::lowerCased(displayName(session.agent)) : terminalSuffix(session.tty);
+      group.ofSeveralAgents ? Text::lowerCased(displayName(agent)) : terminalSuffix(session.tty);
   if (!distinction) return name;
   name += dotSeparator;
   name += *distinction;
@@ -51,22 +53,24 @@ std::map<std::string, std::string> display(const std::vector<Session>& sessions,
 
 std::vector<std::string> ofEach(const std::vector<const Session*>& sessions, std::string_view home) {
   std::vector<std::string> names;
+  std::vector<Agent> agents;  // side by side, because the sessions are far apart in memory
   names.reserve(sessions.size());
-  for (const Session* const session : sessions) names.push_back(session->projectName(home));
-  TextIndex groupNames(sessions.size());
-  std::vector<std::size_t> groupOf;
-  groupOf.reserve(sessions.size());
-  std::vector<Group> groups;
+  agents.reserve(sessions.size());
+  for (const Session* const session : sessions) {
+    names.push_back(session->projectName(home));
+    agents.push_back(session->agent);
+  }
+  TextIndex groupNames(names.size());
+  const std::vector<std::uint32_t> groupOf = groupNames.addAll(textsOf(names, std::identity()));
+  std::vector<Group> groups(groupNames.texts().size());
   for (std::size_t i = 0; i < sessions.size(); ++i) {
-    const Agent agent = sessions[i]->agent;
-    groupOf.push_back(groupNames.add(names[i]));
-    if (groupOf.back() == groups.size()) groups.push_back({.count = 0, .agent = agent});
-    Group& group = groups[groupOf.back()];
-    group.ofSeveralAgents = group.ofSeveralAgents || agent != group.agent;
+    Group& group = groups[groupOf[i]];
+    if (group.count == 0) group.agent = agents[i];
+    group.ofSeveralAgents = group.ofSeveralAgents || agents[i] != group.agent;
     ++group.count;
   }
   for (std::size_t i = 0; i < sessions.size(); ++i) {
-    names[i] = labelOf(*sessions[i], std::move(names[i]), groups[groupOf[i]]);
+    names[i] = labelOf(*sessions[i], agents[i], std::move(names[i]), groups[groupOf[i]]);
   }
   return names;
 }

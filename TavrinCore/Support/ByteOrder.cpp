@@ -2,24 +2,32 @@
 
 #include <algorithm>
 #include <cstdint>
+#include <utility>
 
 namespace tavrin::ByteOrder {
 
 namespace {
 
-// A text's index, and a number that compares as the first bytes after the common start do. The numbers lie
-// side by side in memory, and usually decide.
+// Two numbers that compare as the first 16 bytes of a text do.
+using Start = std::pair<std::uint64_t, std::uint64_t>;
+
+// A text's index, and its start after what all texts begin with. The starts lie side by side in memory, and
+// usually decide.
 struct Item {
-  std::uint64_t start;
+  Start start;
   std::size_t index;
 };
 
-std::uint64_t startOf(std::string_view text) {
-  std::uint64_t start = 0;
-  for (std::size_t i = 0; i < sizeof(start); ++i) {
-    start = start << 8U | (i < text.size() ? static_cast<unsigned char>(text[i]) : 0U);
+std::uint64_t numberAt(std::size_t offset, std::string_view text) {
+  std::uint64_t number = 0;
+  for (std::size_t i = offset; i < offset + sizeof(number); ++i) {
+    number = number << 8U | (i < text.size() ? static_cast<unsigned char>(text[i]) : 0U);
   }
-  return start;
+  return number;
+}
+
+Start startOf(std::string_view text) {
+  return {numberAt(0, text), numberAt(sizeof(std::uint64_t), text)};
 }
 
 // How many bytes all texts begin with.

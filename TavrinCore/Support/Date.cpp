@@ -30,6 +30,11 @@ class Scanner {
  public:
   explicit Scanner(std::string_view text) : rest_(text) {}
 
+  bool skip(char expected) {
+    if (!rest_.starts_with(expected)) return false;
+    rest_.remove_prefix(1);
+    return true;
+  }
   bool skip(std::string_view expected) {
     if (!rest_.starts_with(expected)) return false;
     rest_.remove_prefix(expected.size());
@@ -73,14 +78,14 @@ class Scanner {
 
 // Seconds east of UTC.
 std::optional<int> zone(Scanner& scanner) {
-  if (scanner.skip("Z") || scanner.skip("z") || scanner.skip("GMT")) return 0;
+  if (scanner.skip('Z') || scanner.skip('z') || scanner.skip("GMT")) return 0;
   int sign = 0;
-  if (scanner.skip("+")) sign = 1;
-  if (scanner.skip("-")) sign = -1;
+  if (scanner.skip('+')) sign = 1;
+  if (scanner.skip('-')) sign = -1;
   if (sign == 0) return std::nullopt;
   const auto hours = scanner.number(2);
   if (!hours || *hours > 23) return std::nullopt;
-  scanner.skip(":");
+  scanner.skip(':');
   const auto minutes = scanner.number(2).value_or(0);
   if (minutes > 59) return std::nullopt;
   return sign * static_cast<int>(*hours * 3600 + minutes * 60);
@@ -117,15 +122,15 @@ std::string text(Date date) {
 std::optional<Date> parse(std::string_view text) {
   Scanner scanner(text);
   const auto year = scanner.number(5);
-  if (!year || *year > 32'767 || !scanner.skip("-")) return std::nullopt;
+  if (!year || *year > 32'767 || !scanner.skip('-')) return std::nullopt;
   const auto month = scanner.number(2);
-  if (!month || *month < 1 || *month > 12 || !scanner.skip("-")) return std::nullopt;
+  if (!month || *month < 1 || *month > 12 || !scanner.skip('-')) return std::nullopt;
   const auto day = scanner.number(2);
-  if (!day || *day < 1 || *day > 31 || !scanner.skip("T")) return std::nullopt;
+  if (!day || *day < 1 || *day > 31 || !scanner.skip('T')) return std::nullopt;
   const auto hour = scanner.number(2);
-  if (!hour || !scanner.skip(":")) return std::nullopt;
+  if (!hour || !scanner.skip(':')) return std::nullopt;
   const auto minute = scanner.number(2);
-  if (!minute || !scanner.skip(":")) return std::nullopt;
+  if (!minute || !scanner.skip(':')) return std::nullopt;
   const auto second = scanner.number(2);
   if (!second) return std::nullopt;
   const double fraction = scanner.fraction();

@@ -2,11 +2,13 @@
 
 // Part of Tavrin::Core. Needs nothing but the standard library.
 
+#include <algorithm>
 #include <bit>
 #include <cstddef>
 #include <cstdint>
 #include <functional>
 #include <optional>
+#include <span>
 #include <string_view>
 #include <vector>
 
@@ -64,23 +66,46 @@ constexpr std::size_t spreadHash(std::uint64_t number) {
   return static_cast<std::size_t>(number ^ (number >> 33U));
 }
 
+/// The text `textOf(item)` of each item, which must outlast the list.
+template <class Items, class TextOf>
+std::vector<std::string_view> textsOf(const Items& items, TextOf textOf) {
+  std::vector<std::string_view> texts;
+  texts.reserve(items.size());
+  for (const auto& item : items) texts.emplace_back(std::invoke(textOf, item));
+  return texts;
+}
+
 /// A set of texts, numbered from 0 in the order in which they were first added.
 class TextIndex {
  public:
   explicit TextIndex(std::size_t count) : table_(count) { texts_.reserve(count); }
 
   /// Adds a text, which must outlast this object, unless it is there already. Returns its number.
-  std::size_t add(std::string_view text) {
-    const std::size_t index =
-        table_.findOrAdd(std::hash<std::string_view>()(text), texts_.size(), isText(text));
-    if (index == texts_.size()) texts_.push_back(text);
-    return index;
+  std::size_t add(std::string_view text) { return add(text, hashOf(text)); }
+
+  /// Adds texts as `add` does, and returns their numbers. All hashes are computed before the table is
+  /// touched, so that the processor waits for the memory of many texts at once.
+  std::vector<std::uint32_t> addAll(std::span<const std::string_view> texts) {
+    const std::vector<std::size_t> hashes = hashesOf(texts);
+    std::vector<std::uint32_t> numbers(texts.size());
+    for (std::size_t i = 0; i < texts.size(); ++i) {
+      numbers[i] = static_cast<std::uint32_t>(add(texts[i], hashes[i]));
+    }
+    return numbers;
+  }
+
+  /// The numbers of texts; texts().size() for those that were not added. Computes all hashes first too.
+  std::vector<std::uint32_t> findAll(std::span<const std::string_view> texts) const {
+    const std::vector<std::size_t> hashes = hashesOf(texts);
+    std::vector<std::uint32_t> numbers(texts.size());
+    for (std::size_t i = 0; i < texts.size(); ++i) {
+      numbers[i] = static_cast<std::uint32_t>(find(texts[i], hashes[i]).value_or(texts_.size()));
+    }
+    return numbers;
   }
 
   /// What `add` returned for this text; nullopt when it was not added.
-  std::optional<std::size_t> find(std::string_view text) const {
-    return table_.find(std::hash<std::string_view>()(text), isText(text));
-  }
+  std::optional<std::size_t> find(std::string_view text) const { return find(text, hashOf(text)); }
 
   /// The different texts, in the order in which they were added.
   const std::vector<std::string_view>& texts() const { return texts_; }
@@ -92,6 +117,24 @@ class TextIndex {
     bool operator()(std::size_t index) const { return texts[index] == text; }
   };
   IsText isText(std::string_view text) const { return {.texts = texts_, .text = text}; }
+
+  static std::size_t hashOf(std::string_view text) { return std::hash<std::string_view>()(text); }
+
+  static std::vector<std::size_t> hashesOf(std::span<const std::string_view> texts) {
+    std::vector<std::size_t> hashes(texts.size());
+    std::ranges::transform(texts, hashes.begin(), hashOf);
+    return hashes;
+  }
+
+  std::size_t add(std::string_view text, std::size_t hash) {
+    const std::size_t index = table_.findOrAdd(hash, texts_.size(), isText(text));
+    if (index == texts_.size()) texts_.push_back(text);
+    return index;
+  }
+
+  std::optional<std::size_t> find(std::string_view text, std::size_t hash) const {
+    return table_.find(hash, isText(text));
+  }
 
   IndexTable table_;
   std::vector<std::string_view> texts_;

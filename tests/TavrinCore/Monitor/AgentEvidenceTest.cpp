@@ -1,4 +1,5 @@
 #include "TavrinCore/Monitor/AgentEvidence.hpp"
+#include "tests/support/Random.hpp"
 
 #include <gtest/gtest.h>
 
@@ -473,10 +474,50 @@ TEST(GrokEvents, AreJudgedWithoutParsingAsWithIt) {
         R"({"ts":"TIME","of":{"type":"phase_changed"},"type":"first_token"})",
         R"({"ts":"TIME","type":"first_token","of":{"type":"phase_changed"}})",
         R"({"ts":"TIME","of":[{"type":"phase_changed"}]})", R"([{"ts":"TIME","type":"phase_changed"}])",
-        R"({"ts":"TIME","subtype":"phase_changed"})", R"({"ts":"TIME","type":["type","phase_changed"]})"}) {
+        R"({"ts":"TIME","subtype":"phase_changed"})", R"({"ts":"TIME","type":["type","phase_changed"]})",
+        // Literals.
+        R"({"ts":"TIME","is":true,"isnt":false,"none":null,"zero":0,"count":42,"type":"first_token"})",
+        R"({"ts":"TIME","count":007,"type":"first_token"})", R"({"ts":"TIME","is":yes,"type":"first_token"})",
+        R"({"ts":"TIME","count":-1.5e3,"type":"first_token"})", R"({"ts":"TIME","type":"first_token","n":1)",
+        R"({"ts":"TIME","count":1234567890123456,"type":"first_token"})",
+        R"({"ts":"TIME","count":,"type":"first_token"})", R"({"ts":"TIME","type":"first_token","type":null})",
+        // No JSON.
+        R"({"ts":"TIME","type":"first_token")", R"({"ts":"TIME","type":"first_token})",
+        R"({"ts":"TIME","type":"first_token","n":"1})", R"({"ts":"TIME","type":"first_token",})",
+        R"({"ts":"TIME","type":"first_token"}})", R"({"ts":"TIME","type":"first_token"}{})",
+        R"({"ts":"TIME","type""first_token"})", R"({"ts":"TIME" "type":"first_token"})",
+        R"("ts":"TIME","type":"first_token"})", "{\"ts\":\"TIME\",\"type\":\"first_token\",\"a\":\"\x01\"}",
+        "{\"ts\":\"TIME\",\"type\":\"first_token\",\"a\":\"\xff\"}", R"({"a":"1})", R"({"a":"1"})", "{}", "{",
+        "}", "", R"({"ts":"TIME","type":"first_token","a":"ä"})"}) {
     const std::string line = timed(text);
     EXPECT_EQ(evidenceInLine(line, Agent::grok), parsedEvidence(line)) << line;
   }
+}
+
+// Lines of the client with a few bytes changed.
+TEST(GrokEvents, AreJudgedWithoutParsingAsWithItWhateverChanges) {
+  test::Random random(test::randomSeed());
+  const std::vector<std::string> lines = {
+      timed(R"({"ts":"TIME","type":"turn_started","turn_number":0,"yolo_mode":false,"model_id":"grok"})"),
+      timed(R"({"ts":"TIME","type":"first_token"})"),
+      timed(
+          R"({"ts":"TIME","type":"permission_resolved","tool_name":"run","decision":"deny","wait_ms":3349})"),
+      timed(R"({"ts":"TIME","type":"tool_started","tool_name":"ask_user_question"})"),
+      timed(R"({"ts":"TIME","type":"turn_ended","outcome":"cancelled"})")};
+  const std::string bytes = R"("":{}[],.0123tfnse\ -)";
+  std::size_t facts = 0;
+  for (int round = 0; round < test::generatedCases(20'000); ++round) {
+    std::string line = random.of(lines);
+    for (std::size_t changes = random.below(3); changes > 0; --changes) {
+      const std::size_t place = random.below(line.size());
+      if (random.flip()) line.erase(place, 1 + random.below(2));
+      if (random.flip()) line.insert(std::min(place, line.size()), 1, random.of(bytes));
+    }
+    const LineEvidence found = evidenceInLine(line, Agent::grok);
+    ASSERT_EQ(found, parsedEvidence(line)) << line;
+    facts += found.facts.size();
+  }
+  EXPECT_GT(facts, 1'000U);
 }
 
 TEST(GrokList, NamesOpenSessionsAndLeavesOutWhatItCannotRead) {

@@ -60,7 +60,7 @@ TEST(NameOrder, AnEmptyListIsInOrder) {
 TEST(NameOrder, EachSpellingIsRankedOnce) {
   std::vector<Key> keys;
   for (std::size_t i = 0; i < 10'000; ++i)
-    keys.push_back({.group = i % 5, .name = "app " + std::to_string(i % 7)});
+    keys.push_back({.group = static_cast<std::uint16_t>(i % 5), .name = "app " + std::to_string(i % 7)});
   std::vector<std::string> asked;
   const auto ranks = [&](std::span<const std::string_view> names) {
     asked.insert(asked.end(), names.begin(), names.end());
@@ -83,7 +83,7 @@ TEST(NameOrder, EveryPairIsInOrderOnGeneratedInput) {
     for (std::size_t i = 0; i < count; ++i) {
       std::string name(1, static_cast<char>('a' + random.below(4)));
       if (random.below(3) == 0) name[0] = static_cast<char>(name[0] - 'a' + 'A');
-      keys.push_back({.group = random.below(2), .name = name});
+      keys.push_back({.group = static_cast<std::uint16_t>(random.below(2)), .name = name});
       ties.push_back(static_cast<int>(random.below(5)));
     }
     const std::vector<std::size_t> order =

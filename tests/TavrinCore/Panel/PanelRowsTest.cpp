@@ -68,8 +68,8 @@ TEST(PanelRows, EveryOrderIsTheOneThatPlainRulesGive) {
       if (session.repoRoot.value_or(session.cwd).starts_with(home + "/Library/")) continue;
       shown.push_back(session);
       const auto agent = static_cast<std::size_t>(session.agent);
-      keys.push_back({.group = static_cast<std::size_t>(2 - severity(session.state)) * 10 + agent,
-                      .name = session.projectName()});
+      const auto group = static_cast<std::size_t>(2 - severity(session.state)) * 10 + agent;
+      keys.push_back({.group = static_cast<std::uint16_t>(group), .name = session.projectName()});
     }
     std::vector<Session> expected;
     for (const std::size_t i : NameOrder::order(
@@ -128,6 +128,41 @@ TEST(PanelRows, ServersStandUnderTheFirstRowOfTheirRepository) {
   EXPECT_THAT(PanelRows::focusOrder({&sessions[0], &sessions[1]}, {servers[0]}, true, true),
               ElementsAre(PanelFocus::connectAgents(), PanelFocus::session("1"), PanelFocus::server(0, 9),
                           PanelFocus::stopAllServers(), PanelFocus::settings()));
+}
+
+// Compares the places with their rule, written plainly.
+TEST(PanelRows, EveryServerIsWhereThePlainRulePutsIt) {
+  test::Random random(test::randomSeed());
+  std::size_t owned = 0;
+  for (int round = 0; round < 300; ++round) {
+    const std::vector<Session> sessions = generated(random);
+    std::vector<LocalServer> servers(random.below(30));
+    for (std::size_t i = 0; i < servers.size(); ++i) {
+      servers[i].pid = static_cast<std::int32_t>(100 + i);
+      servers[i].ports = {static_cast<int>(3000 + random.below(5))};
+      const std::vector<std::string> folders = {"/src/app", "/src/App", "/src/zoo", "/src/web"};
+      if (random.below(5) != 0) servers[i].repo.root = home + random.of(folders);
+    }
+    ServerPlacement::Placed expected;
+    std::vector<LocalServer> orphans;
+    for (const LocalServer& server : servers) {
+      const auto row = std::ranges::find(sessions, server.repo.root, &Session::repoRoot);
+      (row == sessions.end() ? orphans : expected.bySession[row->sessionId]).push_back(server);
+    }
+    for (auto& [id, list] : expected.bySession) {
+      std::ranges::stable_sort(list, {}, &LocalServer::port);
+      owned += list.size();
+    }
+    std::vector<NameOrder::Key> names;
+    for (const LocalServer& server : orphans)
+      names.push_back({.group = 0, .name = server.repo.displayName()});
+    expected.orphans =
+        NameOrder::arranged(orphans, NameOrder::order(names, [&](std::size_t a, std::size_t b) {
+                              return orphans[a].port() < orphans[b].port();
+                            }));
+    EXPECT_EQ(PanelRows::place(servers, PanelRows::rowsOf(sessions)), expected) << "round " << round;
+  }
+  EXPECT_GT(owned, 300U);
 }
 
 TEST(PanelRows, RecordedServersStandUnderTheRecordedSessions) {

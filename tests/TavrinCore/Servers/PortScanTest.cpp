@@ -52,6 +52,8 @@ TEST(PortScan, HostsLoseTheirBracketsAndWildcardsAreThisMachine) {
       {"[::0]:9", "::0", 9},
       {"localhost:0080", "localhost", 80},
       {"localhost:+80", "localhost", 80},
+      {"localhost:00000000000000000080", "localhost", 80},
+      {"localhost:+00080", "localhost", 80},
   };
   for (const auto& [name, host, port] : cases) {
     EXPECT_THAT(PortScan::parse("p7\ncx\nn" + std::string(name)), ElementsAre(listener(7, port, host, "x")))
@@ -67,6 +69,11 @@ TEST(PortScan, NamesWithoutAPortOrAHostAreLeftOut) {
                            "*:65536",
                            "*:http",
                            "*:80a",
+                           "*:00000",
+                           "*:99999",
+                           "*:000000",
+                           "*:++80",
+                           "*:+-80",
                            "*: 80",
                            "*:80 ",
                            "*:-1",
@@ -214,6 +221,61 @@ TEST(PortScan, NoEndpointIsLostOnGeneratedInput) {
     endpoints += before.size();
   }
   EXPECT_GT(endpoints, 5'000U);
+}
+
+std::size_t rankOf(const std::string& host) {
+  const std::vector<std::string> preferred = {"127.0.0.1", "::1", "localhost"};
+  return static_cast<std::size_t>(std::ranges::find(preferred, host) - preferred.begin());
+}
+
+std::vector<Listener> dedupedPlainly(std::vector<Listener> listeners) {
+  std::ranges::stable_sort(listeners, {},
+                           [](const Listener& each) { return std::pair(rankOf(each.host), each.host); });
+  std::set<std::pair<std::int32_t, int>> seen;
+  std::erase_if(listeners, [&](const Listener& each) { return !seen.insert({each.pid, each.port}).second; });
+  return listeners;
+}
+
+std::vector<ProcessListener> groupedPlainly(const std::vector<Listener>& listeners) {
+  std::vector<ProcessListener> processes;
+  for (const Listener& each : listeners) {
+    if (each.pid < 1 || each.port < 1 || each.port > 65535) continue;
+    auto process = std::ranges::find(processes, each.pid, &ProcessListener::pid);
+    if (process == processes.end()) {
+      process = processes.insert(process, {.pid = each.pid, .command = each.command, .ports = {}});
+    }
+    if (process->ports.empty() || each.port < std::ranges::min(process->ports)) process->host = each.host;
+    if (std::ranges::find(process->ports, each.port) == process->ports.end()) {
+      process->ports.push_back(each.port);
+    }
+  }
+  for (ProcessListener& process : processes) std::ranges::sort(process.ports);
+  return processes;
+}
+
+// Processes in the order of their ids, as lsof prints them, or in any order.
+TEST(PortScan, EveryResultIsTheOneThatPlainRulesGive) {
+  test::Random random(test::randomSeed());
+  const std::vector<std::string> hosts = {"10.0.0.9",  "127.0.0.1", "::1", "localhost",
+                                          "10.0.0.10", "fe80::1",   "b",   "a"};
+  const std::vector<int> oddPorts = {0, -1, 65535, 65536};
+  for (int round = 0; round < 1'000; ++round) {
+    const std::size_t hostsInUse = 1 + random.below(hosts.size());
+    std::vector<Listener> listeners;
+    for (std::size_t i = random.below(80); i > 0; --i) {
+      const int port = random.below(10) == 0 ? random.of(oddPorts) : static_cast<int>(3000 + random.below(6));
+      listeners.push_back(listener(static_cast<std::int32_t>(random.below(8)) - 1, port,
+                                   hosts[random.below(hostsInUse)], "c" + std::to_string(i)));
+    }
+    if (random.flip()) std::ranges::stable_sort(listeners, {}, &Listener::pid);
+    EXPECT_EQ(PortScan::dedupe(listeners), dedupedPlainly(listeners)) << "round " << round;
+    const std::vector<ProcessListener> processes = PortScan::byProcess(listeners);
+    const std::vector<ProcessListener> expected = groupedPlainly(listeners);
+    EXPECT_EQ(processes, expected) << "round " << round;
+    for (std::size_t i = 0; i < std::min(processes.size(), expected.size()); ++i) {
+      EXPECT_EQ(processes[i].host, expected[i].host) << "round " << round << ", process " << i;
+    }
+  }
 }
 
 TEST(PortScan, ProcessesAreEqualWhateverTheirHost) {

@@ -40,6 +40,15 @@ TEST(ByteOrder, WhatAllTextsBeginWithDoesNotCount) {
   EXPECT_THAT(sorted({"12345678 and b", "12345678 and a", "1"}), ElementsAre(2, 1, 0));
 }
 
+TEST(ByteOrder, TheFirstDifferenceDecidesWhereverItIs) {
+  for (std::size_t place = 1; place < 40; ++place) {
+    const std::string same(place, 'x');
+    const std::string greater = same + "\x80" + std::string(40, 'a');
+    const std::string less = same + "y" + std::string(40, 'z');
+    EXPECT_THAT(sorted({greater, less, same, "a"}), ElementsAre(3, 2, 1, 0)) << "place " << place;
+  }
+}
+
 TEST(ByteOrder, AgreesWithAPlainStableSortOnGeneratedTexts) {
   test::Random random(test::randomSeed());
   for (int round = 0; round < 500; ++round) {

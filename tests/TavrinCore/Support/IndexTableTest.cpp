@@ -11,6 +11,7 @@ namespace tavrin {
 namespace {
 
 using ::testing::ElementsAre;
+using ::testing::IsEmpty;
 
 TEST(IndexTable, AKeyKeepsTheIndexThatItWasAddedWithFirst) {
   const std::vector<int> keys = {5, 7, 5};
@@ -50,6 +51,28 @@ TEST(TextIndex, TextsAreNumberedAsTheyCome) {
 
 TEST(TextIndex, AnEmptyTableFindsNothing) {
   EXPECT_EQ(TextIndex(0).find(""), std::nullopt);
+}
+
+TEST(TextIndex, ManyTextsAreNumberedAsOneAfterTheOther) {
+  TextIndex texts(3);
+  EXPECT_THAT(texts.addAll({}), IsEmpty());
+  EXPECT_THAT(texts.addAll(std::vector<std::string_view>{"b", "a", "b"}), ElementsAre(0, 1, 0));
+  EXPECT_THAT(texts.addAll(std::vector<std::string_view>{"", "a"}), ElementsAre(2, 1));
+  EXPECT_THAT(texts.texts(), ElementsAre("b", "a", ""));
+}
+
+TEST(TextIndex, UnknownTextsHaveTheNumberAfterTheLast) {
+  TextIndex texts(2);
+  texts.add("a");
+  texts.add("b");
+  EXPECT_THAT(texts.findAll(std::vector<std::string_view>{"b", "c", "a", ""}), ElementsAre(1, 2, 0, 2));
+  EXPECT_THAT(texts.findAll({}), IsEmpty());
+}
+
+TEST(TextIndex, TextsAreTakenFromTheirItems) {
+  const std::vector<std::string> items = {"one", "", "three"};
+  EXPECT_THAT(textsOf(items, [](const std::string& item) { return std::string_view(item).substr(0, 1); }),
+              ElementsAre("o", "", "t"));
 }
 
 TEST(TextIndex, GivesWhatAMapGivesOnGeneratedTexts) {
