@@ -39,9 +39,11 @@ const AgentHome* SessionWatcher::homeOf(Agent agent) const {
   return at == surroundings_.homes.end() ? nullptr : &*at;
 }
 
-const std::optional<ProcessFact>& SessionWatcher::process(std::int32_t pid) {
+// What is known of a process. It is asked for again when that is as old as `oldest`, in seconds, but once a
+// look at most, because many sessions may name one process.
+const std::optional<ProcessFact>& SessionWatcher::process(std::int32_t pid, Seconds oldest) {
   KnownProcess& known = processes_[pid];
-  if (known.askedAt == Date() || now_ - known.askedAt >= processInterval) {
+  if (known.askedAt == Date() || (known.askedAt != now_ && now_ - known.askedAt >= oldest)) {
     known.fact = surroundings_.processes.process(pid);
     known.askedAt = now_;
   }
@@ -51,14 +53,14 @@ const std::optional<ProcessFact>& SessionWatcher::process(std::int32_t pid) {
 OpenSessions::Surroundings SessionWatcher::surroundingsOfOpen() {
   return {.files = surroundings_.files,
           .processes = surroundings_.processes,
-          .process = [this](std::int32_t pid) { return process(pid); },
+          .process = [this](std::int32_t pid) { return process(pid, processInterval); },
           .directories = directories_,
           .now = now_};
 }
 
 bool SessionWatcher::isRelated(std::int32_t pid, std::int32_t agentPid) {
   if (pid == agentPid) return true;
-  const std::optional<ProcessFact>& one = process(pid);
+  const std::optional<ProcessFact>& one = process(pid, processInterval);
   return one && one->parent == agentPid;
 }
 
@@ -226,8 +228,8 @@ void SessionWatcher::takeOpenSessions() {
 void SessionWatcher::judgeOpen(Trace& trace) {
   const Session& record = *trace.session.record;
   SessionEvidence& evidence = trace.session.evidence;
-  if (record.state != SessionState::idle || trace.isRecordNew) processes_.erase(record.agentPid);
-  evidence.process = process(record.agentPid);
+  const bool isUrgent = record.state != SessionState::idle || trace.isRecordNew;
+  evidence.process = process(record.agentPid, isUrgent ? Seconds(0) : processInterval);
   const bool isIts = evidence.process && evidence.process->startedAt <= record.updatedAt + Seconds(5);
   // A session that was seen here still belongs to this machine after its folder is deleted.
   if (!evidence.wasSeen) evidence.isFolderHere = surroundings_.files.status(record.cwd).has_value();

@@ -2,6 +2,7 @@
 
 // Part of Tavrin::Core. Needs nothing but the standard library.
 
+#include <chrono>
 #include <cstdint>
 #include <map>
 #include <memory>
@@ -101,7 +102,7 @@ class SessionWatcher {
   };
 
   const AgentHome* homeOf(Agent agent) const;
-  const std::optional<ProcessFact>& process(std::int32_t pid);
+  const std::optional<ProcessFact>& process(std::int32_t pid, std::chrono::duration<double> oldest);
   OpenSessions::Surroundings surroundingsOfOpen();
   bool isRelated(std::int32_t pid, std::int32_t agentPid);
   void readRecords(Date now);

@@ -85,6 +85,15 @@ TEST_F(Watching, AnIdleSessionsProcessIsLookedUpOnceASecond) {
   EXPECT_EQ(lookUps, 1);
 }
 
+TEST_F(Watching, AProcessOfManySessionsIsLookedUpOnceALook) {
+  save("a", Agent::claude, working, 100);
+  save("b", Agent::claude, working, 100);
+  stateOf("a", 101);
+  EXPECT_EQ(lookUps, 1);
+  stateOf("a", 101.1);
+  EXPECT_EQ(lookUps, 2);
+}
+
 TEST_F(Watching, NothingIsReadWhenNothingChanged) {
   save("a", Agent::claude, working, 100);
   files.write("/Users/dev/.claude/sessions/18.json", claudeStatus(18, "a", "busy", 101), 101);
