@@ -23,6 +23,13 @@ std::vector<std::string> namesOf(const SavedSessions& saved) {
   return names;
 }
 
+test::FakeFiles hundredRecords() {
+  test::FakeFiles files;
+  for (int i = 0; i < 100; ++i)
+    files.write("/s/" + std::to_string(i) + ".json", record(std::to_string(i)), 5);
+  return files;
+}
+
 TEST(SavedSessions, AreTheRecordsWithTheirFilesTimes) {
   test::FakeFiles files;
   files.write("/s/a.json", record("a"), 5);
@@ -56,9 +63,7 @@ TEST(SavedSessions, FoldersAndFilesThatCannotBeReadAreLeftOut) {
 }
 
 TEST(SavedSessions, AnUnchangedDirectoryCostsOneCall) {
-  test::FakeFiles files;
-  for (int i = 0; i < 100; ++i)
-    files.write("/s/" + std::to_string(i) + ".json", record(std::to_string(i)), 5);
+  test::FakeFiles files = hundredRecords();
   SavedSessions saved("/s");
   saved.look(files.access(), dateFromSeconds(100));
   files.statuses = files.lists = 0;
@@ -70,9 +75,7 @@ TEST(SavedSessions, AnUnchangedDirectoryCostsOneCall) {
 }
 
 TEST(SavedSessions, ANewFileIsLookedUpOnce) {
-  test::FakeFiles files;
-  for (int i = 0; i < 100; ++i)
-    files.write("/s/" + std::to_string(i) + ".json", record(std::to_string(i)), 5);
+  test::FakeFiles files = hundredRecords();
   SavedSessions saved("/s");
   saved.look(files.access(), dateFromSeconds(100));
   EXPECT_EQ(files.statuses, 1);  // of the directory
@@ -80,9 +83,7 @@ TEST(SavedSessions, ANewFileIsLookedUpOnce) {
 }
 
 TEST(SavedSessions, OnlyChangedRecordsAreReadAgain) {
-  test::FakeFiles files;
-  for (int i = 0; i < 100; ++i)
-    files.write("/s/" + std::to_string(i) + ".json", record(std::to_string(i)), 5);
+  test::FakeFiles files = hundredRecords();
   SavedSessions saved("/s");
   saved.look(files.access(), dateFromSeconds(100));
   files.bytesRead = 0;
