@@ -13,22 +13,21 @@ using testing::HasSubstr;
 
 class WatchCommand : public testing::Test, public TestTerminal {
  protected:
-  // Watches until the output has `lines` lines. Each look may change something.
-  std::string watch(Watch::Options options, std::size_t lines, std::function<void(int look)> act) {
+  // Watches until the output has `lines` lines. `act` may change something after each text, and gets the
+  // number of lines so far. There may be more looks than texts.
+  std::string watch(Watch::Options options, std::ptrdiff_t lines,
+                    const std::function<void(std::ptrdiff_t printed)>& act) {
     Console console = kept.console(false);
-    console.out = [this, lines](std::string_view bytes) {
+    console.out = [this, lines, &act](std::string_view bytes) {
       kept.output += bytes;
-      return static_cast<std::size_t>(std::ranges::count(kept.output, '\n')) < lines;
+      const std::ptrdiff_t printed = std::ranges::count(kept.output, '\n');
+      act(printed);
+      return printed < lines;
     };
     console.error = [this](std::string_view bytes) {
       kept.error += bytes;
       if (onError) onError();
       return true;
-    };
-    int looks = 0;
-    surroundings.now = [&] {
-      act(++looks);
-      return testTime;
     };
     const tavrin::Outcome outcome = Watch::run(options, surroundings, console);
     EXPECT_EQ(outcome, tavrin::Outcome::done());
@@ -41,11 +40,10 @@ class WatchCommand : public testing::Test, public TestTerminal {
 
 TEST_F(WatchCommand, PrintsALineForEachChange) {
   save(session("a", SessionState::working));
-  // Each look asks the clock twice.
   EXPECT_EQ(watch({}, 3,
-                  [this](int look) {
-                    if (look == 2) save(session("a", SessionState::needsYou));
-                    if (look == 4) remove("a");
+                  [this](std::ptrdiff_t printed) {
+                    if (printed == 1) save(session("a", SessionState::needsYou));
+                    if (printed == 2) remove("a");
                   }),
             "shop, burning, Claude\nshop, needs you, Bash, Claude\nshop, gone, Claude\n");
 }
@@ -54,8 +52,8 @@ TEST_F(WatchCommand, PrintsJsonLines) {
   save(session("a", SessionState::working));
   EXPECT_THAT(
       watch({.json = true}, 2,
-            [this](int look) {
-              if (look == 2) remove("a");
+            [this](std::ptrdiff_t printed) {
+              if (printed == 1) remove("a");
             }),
       testing::AllOf(
           HasSubstr(R"({"version":1,"time":"2026-01-02T03:04:05Z","change":"appeared","session":{"id":"a")"),
@@ -84,8 +82,8 @@ TEST_F(WatchCommand, TheNotifierLearnsOfEachChange) {
   std::vector<std::string> seen;
   surroundings.makeNotifier = [&](EventLoop&) { return std::make_unique<Recorder>(seen); };
   save(session("a", SessionState::working));
-  watch({.notify = true}, 2, [this](int look) {
-    if (look == 2) save(session("a", SessionState::idle));
+  watch({.notify = true}, 2, [this](std::ptrdiff_t printed) {
+    if (printed == 1) save(session("a", SessionState::idle));
   });
   EXPECT_THAT(seen, ElementsAre("shop, burning, Claude", "shop, idle, Claude", "end"));
 }
@@ -98,8 +96,8 @@ TEST_F(WatchCommand, ACommandGetsTheChange) {
   watch({.exec = "{ echo \"$TAVRIN_CHANGE $TAVRIN_SESSION $TAVRIN_AGENT $TAVRIN_STATE $TAVRIN_LABEL\"; cat; "
                  "} >> '" +
                  file + "'; echo hello"},
-        3, [this](int look) {
-          if (look == 2) save(session("a", SessionState::needsYou));
+        3, [this](std::ptrdiff_t printed) {
+          if (printed == 1) save(session("a", SessionState::needsYou));
         });
   const std::string ran = readFile(file);
   EXPECT_THAT(ran, testing::StartsWith("changed a claude needsYou shop\n{\"version\":1,"));
@@ -120,13 +118,9 @@ TEST_F(WatchCommand, ACommandThatFailsIsReported) {
       return true;
     };
     console.out = [this](std::string_view bytes) {
+      if (kept.output.empty()) save(session("a", SessionState::needsYou));
       kept.output += bytes;
       return kept.output.find("api") == std::string::npos;
-    };
-    int looks = 0;
-    surroundings.now = [&] {
-      if (++looks == 2) save(session("a", SessionState::needsYou));
-      return testTime;
     };
     EXPECT_EQ(Watch::run({.exec = commandLine}, surroundings, console), tavrin::Outcome::done());
     return kept.error.substr(kept.error.find("tavrin: "));
@@ -141,8 +135,9 @@ TEST_F(WatchCommand, ChangesThatASlowCommandCannotTakeAreDropped) {
   save(session("a", SessionState::working));
   // One runs, a thousand wait, and two are dropped.
   constexpr int many = 1003;
-  watch({.exec = "sleep 1000"}, 1 + many, [this](int look) {
-    for (int i = 0; look == 2 && i < many; ++i) save(session("s" + std::to_string(i), SessionState::working));
+  watch({.exec = "sleep 1000"}, 1 + many, [this](std::ptrdiff_t printed) {
+    for (int i = 0; printed == 1 && i < many; ++i)
+      save(session("s" + std::to_string(i), SessionState::working));
   });
   EXPECT_EQ(kept.error, "tavrin: the command is too slow. Changes are dropped.\n");
 }
