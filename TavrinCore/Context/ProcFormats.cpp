@@ -83,6 +83,8 @@ std::optional<std::string> idInUnit(std::string_view unit) {
 // Where the name of a process ends in a text of /proc/PID/stat; npos if none ends. The name may hold
 // parentheses of its own. memrchr(3) because rfind() took a seventh of a run that looks at ten processes.
 std::size_t endOfName(std::string_view stat) {
+  // An empty view may point to nothing, and memrchr(3) must not get a null pointer.
+  if (stat.empty()) return std::string_view::npos;
   const void* const found = ::memrchr(stat.data(), ')', stat.size());
   if (found == nullptr) return std::string_view::npos;
   return static_cast<std::size_t>(static_cast<const char*>(found) - stat.data());

@@ -148,6 +148,12 @@ TEST(ProcFormats, ALineThatIsNotAStatLineIsNullopt) {
   }
 }
 
+// memrchr(3) must not get a null pointer, not even with a length of 0. UndefinedBehaviorSanitizer notices.
+TEST(ProcFormats, AViewOfNothingIsNotAStatLine) {
+  EXPECT_EQ(ProcFormats::parseStat({}), std::nullopt);
+  EXPECT_EQ(ProcFormats::parseLifetime({}), std::nullopt);
+}
+
 TEST(ProcFormats, AScopeNamesItsApplicationBetweenLauncherAndRandom) {
   for (const auto& [unit, id] : std::vector<std::pair<std::string_view, Text>>{
            {"app-org.kde.konsole-3f0a9e2b1c.scope", "org.kde.konsole"},
