@@ -35,8 +35,8 @@ class ComparedBlock {
     return block_.where([](Vector bytes) { return (SignedVector)bytes < 0; });
   }
 
-  /// What may come after a backslash: the bytes that often do, without the backslash itself, and those that
-  /// rarely do. One of both functions may return bytes of the other, too.
+  /// What may come after a backslash: the bytes that often do, and those that rarely do. The backslash itself
+  /// may be missing from both. Either function may also return bytes of the other.
   Mask commonEscapes() const {
     return block_.where(
         [](Vector bytes) { return (bytes == '"') | (bytes == 'n') | (bytes == 'r') | (bytes == 't'); });

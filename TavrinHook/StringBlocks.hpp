@@ -88,8 +88,9 @@ class StringBlocks {
   static constexpr Mask escapeStarts(Mask backslashes) {
     constexpr Mask even = 0x5555'5555'5555'5555;
     const Mask evenFirstOfRuns = backslashes & ~(backslashes << 1U) & even;
-    // Adding the first bit of a run carries through the whole run and clears it. Runs that start at an odd
-    // byte are left, and of them the odd bytes. Of the others, the even ones are.
+    // Adding the first bit of a run carries through the whole run and clears it. In the sum, only runs that
+    // start at an odd byte are left. So the exclusive or keeps the odd bytes of these, and the even bytes of
+    // the runs that were cleared.
     return backslashes & ((backslashes + evenFirstOfRuns) ^ even);
   }
 

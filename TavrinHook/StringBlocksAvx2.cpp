@@ -22,7 +22,7 @@ struct Table {
     values[digit + 16] |= bit;
   }
 
-  // The value for each of the bytes from 0 to 15. For those from 0x80 on this is 0.
+  // The value for the low digit of each byte. For bytes from 0x80 on it is 0.
   Vector at(Vector bytes) const {
     const __m256i table = _mm256_load_si256(reinterpret_cast<const __m256i*>(values));
     return (Vector)_mm256_shuffle_epi8(table, (__m256i)bytes);
@@ -180,8 +180,9 @@ class LookedUpBlock {
       return reasons ^ (isLaterTrailing & WrongPairs::bothTrailing);
     }
 
-    // Of the last block that was checked. It ended with ASCII if blocks were left out after it. So it does
-    // not matter that those are not known here.
+    // The end of the last block that was checked, and which of its bytes are beyond ASCII. Blocks after it
+    // are left out only if it ended with ASCII. They hold nothing but ASCII, so it does not matter that they
+    // are not known here.
     Vector last_ = {};
     Mask beyondAscii_ = 0;
   };

@@ -64,8 +64,8 @@ class PlainLine {
  private:
   std::size_t left() const { return static_cast<std::size_t>(end_ - at_); }
 
-  // Whether there are eight bytes or more, all of them ASCII and none a control character below the space or
-  // a backslash. Looks at eight at a time. A byte of another kind sets the highest bit of a byte of `odd`.
+  // Whether the line has at least eight bytes, and each is ASCII, not below the space and not a backslash.
+  // Looks at eight bytes at a time. Any other byte sets the highest bit of a byte of `odd`.
   bool isPlain() const {
     constexpr std::uint64_t each = 0x0101010101010101;
     std::uint64_t bytes = 0;

@@ -286,8 +286,8 @@ void OpenSessions::lookClients(const Surroundings& with) {
 // The daemon holds the locks of all its clients, and lives on without them. A client opens its session when
 // it starts, so a lock belongs to the last client that started before the lock was taken and shows nothing
 // yet. If no client fits, the session counts as open while any client runs that started before. The daemon
-// that clients start for themselves ("managed") serves terminals alone. The server of another program shows
-// its sessions there.
+// that clients start for themselves ("managed") serves only terminals. A server that another program started
+// has sessions which that program shows.
 void OpenSessions::lookDaemon(const std::vector<Holding>& held, bool isManaged, const Surroundings& with) {
   lookClients(with);
   std::map<std::string, std::int32_t> ownerOf;

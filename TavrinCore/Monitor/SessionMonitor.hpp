@@ -33,7 +33,7 @@ struct ObservedSession {
   bool operator==(const ObservedSession&) const = default;
 };
 
-/// What is true of a session, beside its record: the members of ObservedSession.
+/// What is true of a session, apart from its record: the members of ObservedSession.
 struct SessionVerdict {
   SessionState state = SessionState::idle;
   Date since;

@@ -39,8 +39,8 @@ const AgentHome* SessionWatcher::homeOf(Agent agent) const {
   return at == surroundings_.homes.end() ? nullptr : &*at;
 }
 
-// What is known of a process. It is asked for again when that is as old as `oldest`, in seconds, but once a
-// look at most, because many sessions may name one process.
+// What is known of a process. Asks the system again if its last answer is at least `oldest` seconds old, but
+// at most once a look, because many sessions may name one process.
 const std::optional<ProcessFact>& SessionWatcher::process(std::int32_t pid, Seconds oldest) {
   KnownProcess& known = processes_[pid];
   if (known.askedAt == Date() || (known.askedAt != now_ && now_ - known.askedAt >= oldest)) {

@@ -15,7 +15,8 @@
 /// Sorts the entries of a list by their names.
 namespace tavrin::NameOrder {
 
-/// Ranks names that all differ. This is Collation::ranks, except in tests.
+/// Ranks names that all differ. Each rank is below the number of names. This is Collation::ranks, except in
+/// tests.
 using Ranks = std::function<std::vector<std::size_t>(std::span<const std::string_view> names)>;
 
 /// The ranks of the user's language.
