@@ -33,9 +33,14 @@ FileStatus statusIn(const struct stat& status) {
           .isDirectory = S_ISDIR(status.st_mode)};
 }
 
+// Whether the kernel would see the whole of `path`. It would cut it at a zero byte.
+bool isName(const std::string& path) {
+  return path.find('\0') == std::string::npos;
+}
+
 std::optional<FileStatus> statusOf(const std::string& path) {
   struct ::stat status {};
-  if (uninterrupted([&] { return ::stat(path.c_str(), &status); }) != 0) return std::nullopt;
+  if (!isName(path) || uninterrupted([&] { return ::stat(path.c_str(), &status); }) != 0) return std::nullopt;
   return statusIn(status);
 }
 
@@ -77,6 +82,7 @@ std::optional<FileContents> contentsOf(const std::string& path, std::size_t most
 
 std::vector<std::string> namesIn(const std::string& path) {
   std::vector<std::string> names;
+  if (!isName(path)) return names;
   const std::unique_ptr<DIR, int (*)(DIR*)> open(::opendir(path.c_str()), ::closedir);
   if (!open) return names;
   while (const dirent* const entry = uninterrupted([&] { return ::readdir(open.get()); })) {

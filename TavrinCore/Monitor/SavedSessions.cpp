@@ -42,6 +42,9 @@ bool SavedSessions::look(const MonitorFiles& files, Date now) {
       files_.insert(files_.end(), before.extract(known++));
     } else if (std::optional<Saved> saved = read(path, files)) {
       files_.emplace_hint(files_.end(), std::move(name), *std::move(saved));
+    } else {
+      // That it can be read again does not change the directory.
+      isSettled_ = false;
     }
   }
   return true;

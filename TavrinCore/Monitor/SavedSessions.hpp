@@ -27,8 +27,9 @@ class SavedSessions {
   const std::string& directory() const { return directory_; }
 
   /// Reads what changed. A file that holds no record is read again when it changes, and one that cannot be
-  /// read at the next listing. While the directory has not changed, this makes only one `status` call: the
-  /// hook replaces files, which changes the directory. Returns whether anything may have changed.
+  /// read at the next look. If all files could be read and the directory has not changed since, this makes
+  /// only one `status` call: the hook replaces files, which changes the directory. Returns whether anything
+  /// may have changed.
   bool look(const MonitorFiles& files, Date now);
 
   /// Reads again only the files of these names, without listing the directory. If a file is gone, its record

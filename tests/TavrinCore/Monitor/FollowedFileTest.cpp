@@ -267,6 +267,19 @@ TEST(MonitorFilesOnDisk, ReportStatusPiecesAndNames) {
   EXPECT_NE(files.status(path)->identity, status->identity);
 }
 
+// The kernel would cut the path at the zero byte and find another file.
+TEST(MonitorFilesOnDisk, APathWithAZeroByteNamesNothing) {
+  const test::ScratchDirectory scratch;
+  const std::string path = scratch.string() + "/a";
+  std::ofstream(path) << "hello";
+  const MonitorFiles files = MonitorFiles::ofThisSystem();
+  const std::string cut = path + std::string("\0b", 2);
+  EXPECT_EQ(files.status(cut), std::nullopt);
+  EXPECT_EQ(files.read(cut, 0, 10), std::nullopt);
+  EXPECT_FALSE(files.contents(cut, 10));
+  EXPECT_TRUE(files.list(scratch.string() + std::string("\0b", 2)).empty());
+}
+
 TEST(MonitorFilesOnDisk, APipeIsNotReadAndNotWaitedFor) {
   const test::ScratchDirectory scratch;
   const std::string path = scratch.string() + "/pipe";

@@ -105,6 +105,21 @@ TEST(SavedSessions, AChangeWithinTheSameTickIsSeen) {
   EXPECT_EQ(saved.all().size(), 2U);
 }
 
+// A process that has run out of descriptors cannot read a file. When it can, the directory has not changed.
+TEST(SavedSessions, AFileThatCouldNotBeReadIsReadAsSoonAsItCanBe) {
+  test::FakeFiles files;
+  files.write("/s/a.json", record("a"), 5);
+  files.write("/s/b.json", record("b"), 5);
+  files.unreadable = {"/s/a.json"};
+  SavedSessions saved("/s");
+  saved.look(files.access(), dateFromSeconds(100));
+  EXPECT_EQ(namesOf(saved), std::vector<std::string>{"b.json"});
+  files.unreadable.clear();
+  EXPECT_TRUE(saved.look(files.access(), dateFromSeconds(101)));
+  EXPECT_EQ(namesOf(saved), (std::vector<std::string>{"a.json", "b.json"}));
+  EXPECT_FALSE(saved.look(files.access(), dateFromSeconds(102)));
+}
+
 TEST(SavedSessions, AMissingDirectoryHoldsNoSessions) {
   test::FakeFiles files;
   files.write("/s/a.json", record("a"), 5);
