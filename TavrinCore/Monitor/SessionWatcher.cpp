@@ -130,6 +130,7 @@ SessionWatcher::Look SessionWatcher::lookAround(Report report) {
   look.processes.erase(std::unique(look.processes.begin(), look.processes.end()), look.processes.end());
   if (look.files.size() > mostWatched) look.files.resize(mostWatched);
   directories_.dropUnused();
+  dropOldProcesses();
   return look;
 }
 
@@ -139,6 +140,13 @@ void SessionWatcher::dropClosed() {
     const Trace& trace = entry.second;
     return !trace.isUsed && trace.endedAt && now_ - *trace.endedAt >= closedInterval;
   });
+}
+
+// Forgets what is too old for the next look. OpenSessions asks for every process of the machine when it looks
+// for the clients of Codex's daemon. These would pile up.
+void SessionWatcher::dropOldProcesses() {
+  std::erase_if(processes_,
+                [this](const auto& entry) { return now_ - entry.second.askedAt >= processInterval; });
 }
 
 // Judges all sessions, and reports all of them or those that are judged differently than at the last look.

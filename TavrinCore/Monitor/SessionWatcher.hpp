@@ -109,6 +109,7 @@ class SessionWatcher {
   void readRecords(Date now, const std::vector<std::string>& changed);
   Look lookAround(Report report);
   void dropClosed();
+  void dropOldProcesses();
   void judge(const std::vector<Trace*>& traces, Report report, Look& look);
   void takeRecords(bool isChanged);
   bool takeRecord(const std::string& name);

@@ -140,6 +140,17 @@ TEST_F(Watching, AFileThatNowHoldsAnotherSessionNoLongerShowsTheFirst) {
   EXPECT_EQ(stateAfter({}, "b", 202), SessionState::idle);
 }
 
+// The file that comes last by its name counts, whichever of them changed.
+TEST_F(Watching, OfTwoFilesWithOneSessionTheLastCounts) {
+  Session record = save("s", Agent::gemini, SessionState::idle, 100);
+  record.state = SessionState::working;
+  files.write(sessions + "/t.json", record.encode(), 100);
+  EXPECT_EQ(stateOf("s", 200), SessionState::working);
+  save("s", Agent::gemini, SessionState::idle, 201);
+  EXPECT_EQ(stateAfter({"s.json"}, "s", 201), SessionState::working);
+  EXPECT_EQ(stateOf("s", 202), SessionState::working);
+}
+
 TEST_F(Watching, AtMostTwoHundredFilesAreWatched) {
   for (int i = 0; i < 300; ++i) save("s" + std::to_string(i), Agent::claude, working, 100);
   stateOf("s0", 101);
@@ -225,6 +236,8 @@ TEST_F(Watching, AClosedSessionIsForgottenAfterAMinute) {
   EXPECT_EQ(stateOf("c", 105), std::nullopt);
   files.remove(sessions + "/c.json", 106);
   EXPECT_EQ(stateOf("c", 107), std::nullopt);
+  // The minute does not begin anew at each look.
+  EXPECT_EQ(stateOf("c", 140), std::nullopt);
   EXPECT_EQ(stateOf("c", 170), std::nullopt);
   save("c", Agent::copilot, idle, 171);
   EXPECT_EQ(stateOf("c", 172), idle);
@@ -282,6 +295,11 @@ TEST_F(Watching, TheNextLookIsTheEarliestThatAnythingNeeds) {
   files.write(lockOf(thread), "", 101);
   stateOf("e", 101);
   EXPECT_NEAR(secondsOf(last.next.value()), 101.1, 0.001);
+}
+
+TEST_F(Watching, TheFirstLookForChangesIsWholeEvenWithoutSessions) {
+  EXPECT_TRUE(watcher->lookForChanges(dateFromSeconds(100), std::nullopt).isWhole);
+  EXPECT_FALSE(watcher->lookForChanges(dateFromSeconds(101), std::nullopt).isWhole);
 }
 
 TEST_F(Watching, ALookForChangesReportsOnlyThese) {
