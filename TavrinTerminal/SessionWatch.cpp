@@ -28,8 +28,8 @@ SessionWatch::SessionWatch(const Surroundings& surroundings, const Console& cons
       watcher_(sessionWatcher(surroundings)),
       records_(loop_, surroundings.sessionsDirectory(), ".json",
                [this](const DirectoryWatch::Names& names) { look(names); }),
-      burst_(loop_, [this] { lookBesideRecords(); }),
-      next_(loop_, [this] { lookBesideRecords(); }),
+      burst_(loop_, [this] { lookForOtherReason(); }),
+      next_(loop_, [this] { lookForOtherReason(); }),
       slow_(loop_, [this] { look(); }),
       timeout_(loop_, [this] { stop({.why = End::Why::timedOut}); }) {
   for (const int signal : {SIGINT, SIGTERM, SIGHUP}) {
@@ -82,9 +82,9 @@ void SessionWatch::look(const DirectoryWatch::Names& changedRecords) {
   }
 }
 
-// Looks because of something other than a record. Changes of records are reported by `records_`, unless it is
-// slow.
-void SessionWatch::lookBesideRecords() {
+// Looks because something other than a record changed or is due. It need not look at the records, because
+// `records_` reports their changes, unless it is slow.
+void SessionWatch::lookForOtherReason() {
   look(records_.isSlow() ? std::nullopt : DirectoryWatch::Names(std::in_place));
 }
 

@@ -59,7 +59,7 @@ class SessionWatch {
 
  private:
   void look(const DirectoryWatch::Names& changedRecords = std::nullopt);
-  void lookBesideRecords();
+  void lookForOtherReason();
   SessionWatcher::Look found(Date now, const DirectoryWatch::Names& changedRecords);
   void lookSoon();
   bool watchFiles(std::vector<std::string> paths);

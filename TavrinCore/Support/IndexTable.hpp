@@ -7,9 +7,11 @@
 #include <cstddef>
 #include <cstdint>
 #include <functional>
+#include <iterator>
 #include <optional>
 #include <span>
 #include <string_view>
+#include <type_traits>
 #include <vector>
 
 namespace tavrin {
@@ -69,6 +71,9 @@ constexpr std::size_t spreadHash(std::uint64_t number) {
 /// The text `textOf(item)` of each item, which must outlast the list.
 template <class Items, class TextOf>
 std::vector<std::string_view> textsOf(const Items& items, TextOf textOf) {
+  using Text = std::invoke_result_t<TextOf, decltype(*std::begin(items))>;
+  static_assert(std::is_reference_v<Text> || std::is_same_v<Text, std::string_view>,
+                "a string that is returned by value ends before the list does");
   std::vector<std::string_view> texts;
   texts.reserve(items.size());
   for (const auto& item : items) texts.emplace_back(std::invoke(textOf, item));
