@@ -39,11 +39,16 @@ const AgentHome* SessionWatcher::homeOf(Agent agent) const {
   return at == surroundings_.homes.end() ? nullptr : &*at;
 }
 
+// Whether an answer is at least `age` old, or of a time to come, from before the clock was set back.
+bool SessionWatcher::isOutdated(Date askedAt, Seconds age) const {
+  return now_ - askedAt >= age || askedAt > now_;
+}
+
 // What is known of a process. Asks the system again if its last answer is at least `oldest` seconds old, but
 // at most once a look, because many sessions may name one process.
 const std::optional<ProcessFact>& SessionWatcher::process(std::int32_t pid, Seconds oldest) {
   KnownProcess& known = processes_[pid];
-  if (known.askedAt == Date() || (known.askedAt != now_ && now_ - known.askedAt >= oldest)) {
+  if (known.askedAt == Date() || (known.askedAt != now_ && isOutdated(known.askedAt, oldest))) {
     known.fact = surroundings_.processes.process(pid);
     known.askedAt = now_;
   }
@@ -146,7 +151,7 @@ void SessionWatcher::dropClosed() {
 // for the clients of Codex's daemon. These would pile up.
 void SessionWatcher::dropOldProcesses() {
   std::erase_if(processes_,
-                [this](const auto& entry) { return now_ - entry.second.askedAt >= processInterval; });
+                [this](const auto& entry) { return isOutdated(entry.second.askedAt, processInterval); });
 }
 
 // Judges all sessions, and reports all of them or those that are judged differently than at the last look.

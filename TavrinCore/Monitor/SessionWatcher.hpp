@@ -49,7 +49,7 @@ class SessionWatcher {
 
   explicit SessionWatcher(Surroundings surroundings);
 
-  /// Looks at everything. `now` must not go back between two calls.
+  /// Looks at everything. `now` goes back only when the clock is set back. Then processes are asked for anew.
   Look look(Date now);
 
   /// The same when a watch of `sessionsDirectory` reports that files of these names changed, or none. Of all
@@ -102,6 +102,7 @@ class SessionWatcher {
   };
 
   const AgentHome* homeOf(Agent agent) const;
+  bool isOutdated(Date askedAt, std::chrono::duration<double> age) const;
   const std::optional<ProcessFact>& process(std::int32_t pid, std::chrono::duration<double> oldest);
   OpenSessions::Surroundings surroundingsOfOpen();
   bool isRelated(std::int32_t pid, std::int32_t agentPid);

@@ -85,6 +85,17 @@ TEST_F(Watching, AnIdleSessionsProcessIsLookedUpOnceASecond) {
   EXPECT_EQ(lookUps, 1);
 }
 
+TEST_F(Watching, AProcessThatEndedIsMissedThoughTheClockWasSetBack) {
+  save("w", Agent::gemini, working, 100);
+  save("i", Agent::gemini, idle, 100, 19);
+  addProcess(19, "agent");
+  EXPECT_EQ(stateOf("w", 1'000), working);
+  EXPECT_EQ(stateOf("i", 1'001), idle);
+  processes.clear();
+  EXPECT_EQ(stateOf("w", 500), std::nullopt);
+  EXPECT_EQ(stateOf("i", 500.1), std::nullopt);
+}
+
 TEST_F(Watching, AProcessOfManySessionsIsLookedUpOnceALook) {
   save("a", Agent::claude, working, 100);
   save("b", Agent::claude, working, 100);
