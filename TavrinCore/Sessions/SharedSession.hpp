@@ -18,8 +18,9 @@ class SharedSession {
   SharedSession(Session record) : record_(std::make_shared<const Session>(std::move(record))) {}
 
   const Session& operator*() const {
+    if (record_) return *record_;
     static const Session none;
-    return record_ ? *record_ : none;
+    return none;
   }
   const Session* operator->() const { return &**this; }
 
