@@ -125,7 +125,7 @@ SessionWatcher::Look SessionWatcher::lookAround(Report report) {
     judgeOpen(*trace);
     follow(*trace, look);
   }
-  judge(order, report, look);
+  judge(report, look);
   const std::vector<std::int32_t> clients = openSessions_.clients();
   look.processes.insert(look.processes.end(), clients.begin(), clients.end());
   look.next = look.next && openSessions_.next() ? std::min(look.next, openSessions_.next())
@@ -155,20 +155,20 @@ void SessionWatcher::dropOldProcesses() {
 }
 
 // Judges all sessions, and reports all of them or those that are judged differently than at the last look.
-void SessionWatcher::judge(const std::vector<Trace*>& traces, Report report, Look& look) {
+void SessionWatcher::judge(Report report, Look& look) {
   const Date bootedAt = surroundings_.processes.bootedAt();
   look.isWhole = std::exchange(isFirstLook_, false) || report == Report::all;
   std::vector<const Trace*> changed;
-  for (Trace* const trace : traces) {
-    trace->session.evidence.isSubagent = isSubagent(*trace);
-    askChildren(*trace);
+  for (auto& [key, trace] : traces_) {
+    trace.session.evidence.isSubagent = isSubagent(trace);
+    askChildren(trace);
     std::optional<SessionVerdict> verdict =
-        trace->isUsed ? SessionMonitor::verdict(trace->session, now_, bootedAt) : std::nullopt;
-    look.isWhole = look.isWhole || verdict.has_value() != trace->verdict.has_value();
-    if (verdict && (trace->isRecordNew || verdict != trace->verdict)) changed.push_back(trace);
-    trace->isRecordNew = false;
-    trace->verdict = std::move(verdict);
-    plan(*trace, look);
+        trace.isUsed ? SessionMonitor::verdict(trace.session, now_, bootedAt) : std::nullopt;
+    look.isWhole = look.isWhole || verdict.has_value() != trace.verdict.has_value();
+    if (verdict && (trace.isRecordNew || verdict != trace.verdict)) changed.push_back(&trace);
+    trace.isRecordNew = false;
+    trace.verdict = std::move(verdict);
+    plan(trace, look);
   }
   if (look.isWhole) {
     look.sessions = sessions();

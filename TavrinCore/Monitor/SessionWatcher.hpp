@@ -111,7 +111,7 @@ class SessionWatcher {
   Look lookAround(Report report);
   void dropClosed();
   void dropOldProcesses();
-  void judge(const std::vector<Trace*>& traces, Report report, Look& look);
+  void judge(Report report, Look& look);
   void takeRecords(bool isChanged);
   bool takeRecord(const std::string& name);
   void put(Trace& trace, const std::string& name, const SavedSessions::Saved& saved);

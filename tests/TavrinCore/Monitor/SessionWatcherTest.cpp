@@ -351,6 +351,17 @@ TEST_F(Watching, ALookForChangesReportsOnlyThese) {
   EXPECT_THAT(ids(last), Not(Contains("c")));
 }
 
+TEST_F(Watching, ChangesComeInTheOrderOfTheSessions) {
+  for (const std::string id : {"a", "b", "c"}) save(id, Agent::gemini, idle, 100);
+  watcher->lookForChanges(dateFromSeconds(110), std::nullopt);
+  save("c", Agent::gemini, working, 111);
+  save("a", Agent::gemini, idle, 111);
+  last = watcher->lookForChanges(dateFromSeconds(112), std::nullopt);
+  ASSERT_EQ(last.sessions.size(), 2U);
+  EXPECT_EQ(last.sessions[0].record->sessionId, "a");
+  EXPECT_EQ(last.sessions[1].record->sessionId, "c");
+}
+
 // What the reported changes make of the first look is what a watcher sees that reports everything.
 TEST_F(Watching, ReportedChangesAddUpToAllSessions) {
   const unsigned seed = test::randomSeed();
