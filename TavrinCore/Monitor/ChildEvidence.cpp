@@ -18,7 +18,11 @@ std::vector<const SessionFact*> openQuestions(const std::vector<SessionFact>& fa
       case Kind::answered:
       case Kind::callEnded:
       case Kind::withdrawn:
-        std::erase_if(open, [&](const SessionFact* question) { return question->call == fact.call; });
+        std::erase_if(open, [&](const SessionFact* question) { return isAbout(fact, *question); });
+        break;
+      case Kind::turnStarted:
+      case Kind::turnEnded:
+        std::erase_if(open, [](const SessionFact* question) { return !question->isSubagents; });
         break;
       case Kind::output:
       case Kind::stepStarted:

@@ -61,6 +61,7 @@ LineEvidence line(std::string_view line) {
   const auto at = dateAt(object, "timestamp");
   if (!at) return found;
   const json::object& data = objectAt(object, "data");
+  const bool isSubagents = isFromSubagent(object);
   const auto add = [&](Kind kind, std::string_view call = {}) {
     found.facts.push_back({.kind = kind, .at = *at, .call = std::string(call), .command = {}});
   };
@@ -78,11 +79,12 @@ LineEvidence line(std::string_view line) {
     add(Kind::interrupted);
   } else if (type == "session.shutdown") {
     add(Kind::sessionEnded);
-  } else if (!isFromSubagent(object)) {
+  } else if (!isSubagents) {
     if (type == "user.message") add(Kind::turnStarted);
     if (type == "assistant.turn_start") add(Kind::stepStarted);
     if (type == "session.error") add(Kind::failed);
   }
+  for (SessionFact& fact : found.facts) fact.isSubagents = isSubagents;
   return found;
 }
 

@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "TavrinCore/Monitor/AgentEvidence.hpp"
+#include "TavrinCore/Monitor/ChildEvidence.hpp"
 
 namespace tavrin {
 
@@ -12,11 +13,6 @@ using Kind = SessionFact::Kind;
 
 // A turn may have any number of calls; the oldest that have their result are forgotten.
 constexpr std::size_t mostFacts = 512;
-
-bool endsTurn(Kind kind) {
-  return kind == Kind::turnEnded || kind == Kind::interrupted || kind == Kind::refused ||
-         kind == Kind::failed || kind == Kind::sessionEnded;
-}
 
 }  // namespace
 
@@ -70,7 +66,11 @@ void FollowedFacts::take(std::string_view line) {
 
 void FollowedFacts::add(SessionFact fact) {
   if (fact.kind == Kind::turnStarted) {
-    facts_.clear();
+    // A sub-agent in the background may wait for an answer across turns.
+    std::vector<SessionFact> kept;
+    for (const SessionFact* const question : ChildEvidence::openQuestions(facts_))
+      if (question->isSubagents) kept.push_back(*question);
+    facts_ = std::move(kept);
     runningSince_ = fact.at;
   }
   if (endsTurn(fact.kind)) runningSince_.reset();
@@ -83,6 +83,7 @@ void FollowedFacts::add(SessionFact fact) {
 void FollowedFacts::addOfSubagent(SessionFact fact) {
   if (fact.kind == Kind::turnStarted || fact.kind == Kind::output || fact.kind == Kind::stepStarted) return;
   if (!endsTurn(fact.kind)) {
+    fact.isSubagents = true;
     add(std::move(fact));
     return;
   }
@@ -94,7 +95,11 @@ void FollowedFacts::addOfSubagent(SessionFact fact) {
       open.erase(at);
   }
   for (std::string& call : open)
-    add({.kind = Kind::withdrawn, .at = fact.at, .call = std::move(call), .command = {}});
+    add({.kind = Kind::withdrawn,
+         .at = fact.at,
+         .call = std::move(call),
+         .command = {},
+         .isSubagents = true});
 }
 
 // Drops the older half of the facts, except open questions and starts of turns.

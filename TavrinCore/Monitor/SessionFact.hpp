@@ -31,9 +31,22 @@ struct SessionFact {
   Date at;              ///< when it happened, by the line's own time
   std::string call;     ///< the identifier of a tool call or question
   std::string command;  ///< asked: the shell command in question, if there is one
+  bool isSubagents = false;  ///< whether a sub-agent's call or question; it may go on after the turn
 
   bool operator==(const SessionFact&) const = default;
 };
+
+/// Whether the fact ends the turn.
+constexpr bool endsTurn(SessionFact::Kind kind) {
+  using enum SessionFact::Kind;
+  return kind == turnEnded || kind == interrupted || kind == refused || kind == failed ||
+         kind == sessionEnded;
+}
+
+/// Whether the fact is about the same call as the question. The calls of a sub-agent have names of their own.
+inline bool isAbout(const SessionFact& fact, const SessionFact& question) {
+  return fact.call == question.call && fact.isSubagents == question.isSubagents;
+}
 
 /// What one line says.
 struct LineEvidence {

@@ -39,7 +39,7 @@ class Play {
     const bool counts = fact.at > base_;
     switch (fact.kind) {
       case Kind::turnStarted:
-        asked_.clear();
+        forgetQuestions(fact.kind);
         openTurn_ = fact.at;
         if (counts) apply("UserPromptSubmit", {}, fact.at, Reason::prompt);
         break;
@@ -62,7 +62,7 @@ class Play {
       case Kind::interrupted:
       case Kind::refused:
       case Kind::failed:
-        asked_.clear();
+        forgetQuestions(fact.kind);
         openTurn_.reset();
         if (counts) apply("Interrupt", {}, fact.at, endReason(fact.kind));
         break;
@@ -84,8 +84,8 @@ class Play {
   }
 
   // A question that is still open makes the session wait, unless the hooks saw the turn end after the
-  // question.
-  void settle(Date now) {
+  // question. A sub-agent's question may outlive the turn, but not the process.
+  void settle(const std::optional<ProcessFact>& process, Date now) {
     if (session_.state == needsYou) {
       // A hook that came after the answer may not know of it. These agents write down every question.
       const bool knowsAll = session_.agent == Agent::grok || session_.agent == Agent::copilot;
@@ -95,7 +95,9 @@ class Play {
     }
     const Seconds settled(settling(session_.agent));
     for (const SessionFact* const fact : asked_) {
-      if (fact->at + settled > now || (session_.state == idle && fact->at <= base_)) continue;
+      const bool outlivesTurn = fact->isSubagents && process && fact->at >= process->startedAt;
+      const bool isOver = session_.state == idle && fact->at <= base_ && !outlivesTurn;
+      if (fact->at + settled > now || isOver) continue;
       session_.state = needsYou;
       since_ = fact->at;
       reason_ = Reason::asks;
@@ -119,11 +121,18 @@ class Play {
     return kind == Kind::refused || wasRefused_ ? Reason::refused : Reason::interrupted;
   }
 
+  // When the person stops a turn, or it fails, nobody waits for an answer any more. Otherwise sub-agents in
+  // the background may go on to wait.
+  void forgetQuestions(Kind kind) {
+    const bool keeps = kind == Kind::turnStarted || kind == Kind::turnEnded;
+    std::erase_if(asked_, [&](const SessionFact* open) { return !keeps || !open->isSubagents; });
+  }
+
   void close(const SessionFact& fact, bool counts) {
     bool wasAsked = false;
     if (!fact.call.empty()) {
       const auto at =
-          std::ranges::find(asked_, fact.call, [](const SessionFact* open) { return open->call; });
+          std::ranges::find_if(asked_, [&](const SessionFact* open) { return isAbout(fact, *open); });
       wasAsked = at != asked_.end();
       if (wasAsked) asked_.erase(at);
     } else if (fact.kind == Kind::answered) {
@@ -238,7 +247,7 @@ std::optional<SessionVerdict> verdict(const MonitoredSession& session, Date now,
   Play play(isReopened ? opened(*evidence.open) : *session.record, base);
   for (const SessionFact& fact : evidence.facts) play.take(fact);
   play.believeOpenTurn(evidence.process, now);
-  play.settle(now);
+  play.settle(evidence.process, now);
   if (play.isEnded()) return std::nullopt;
 
   SessionVerdict found{.state = play.state(),

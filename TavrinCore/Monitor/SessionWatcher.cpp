@@ -400,7 +400,8 @@ void SessionWatcher::askCodexChildren(Trace& trace, std::int32_t pid) {
       answers.push_back({.kind = Kind::answered,
                          .at = std::max(fact->startedAt, question->at),
                          .call = question->call,
-                         .command = {}});
+                         .command = {},
+                         .isSubagents = question->isSubagents});
       std::erase(open, question);
       break;
     }

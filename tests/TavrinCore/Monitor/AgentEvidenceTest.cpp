@@ -389,6 +389,13 @@ TEST(CopilotEvents, TurnsOfTheSessionCountAndThoseOfSubagentsDoNot) {
             (Facts{{Kind::turnEnded, ""}}));
 }
 
+TEST(CopilotEvents, OfASubagentAreMarkedAsItsOwn) {
+  const std::string line =
+      timed(R"({"timestamp":"TIME","type":"permission.requested","data":{"requestId":"r"})");
+  EXPECT_FALSE(evidenceInLine(line + "}", Agent::copilot).facts.front().isSubagents);
+  EXPECT_TRUE(evidenceInLine(line + R"(,"agentId":"s"})", Agent::copilot).facts.front().isSubagents);
+}
+
 TEST(CopilotEvents, NameTheSubagentsOfTheSession) {
   const LineEvidence hook =
       evidenceInLine(timed(R"({"timestamp":"TIME","type":"hook.start","data":{"hookType":"agentStop",)"

@@ -219,6 +219,36 @@ TEST(Judge, AQuestionFromBeforeTheHooksSawTheTurnEndIsOver) {
   EXPECT_EQ(judged(session)->state, needsYou);
 }
 
+TEST(Judge, ASubagentsQuestionOutlivesTheTurnButNotTheProcess) {
+  SessionFact question = fact(Kind::asked, saved - 2, "q");
+  question.isSubagents = true;
+  Known session = sessionIn(idle, Agent::copilot);
+  session.evidence.facts = {question, fact(Kind::turnEnded, saved - 0.1)};
+  EXPECT_EQ(judged(session)->state, needsYou);
+  EXPECT_EQ(judged(session)->since, dateFromSeconds(saved - 2));
+  session.evidence.facts.push_back(fact(Kind::turnStarted, saved + 1));
+  EXPECT_EQ(judged(session)->state, needsYou);
+  session.evidence.facts.push_back(fact(Kind::interrupted, saved + 2));
+  EXPECT_EQ(judged(session)->state, idle);
+  session.evidence.facts.resize(2);
+  session.evidence.process->startedAt = dateFromSeconds(saved - 1);
+  EXPECT_EQ(judged(session)->state, idle);
+}
+
+TEST(Judge, AnAnswerToTheMainAgentIsNotOneToItsSubagent) {
+  SessionFact question = fact(Kind::asked, saved + 1, "permission:run");
+  question.isSubagents = true;
+  Known session = sessionIn(working, Agent::grok);
+  session.evidence.facts = {question, fact(Kind::asked, saved + 1, "permission:run"),
+                            fact(Kind::answered, saved + 2, "permission:run"),
+                            fact(Kind::turnEnded, saved + 3)};
+  EXPECT_EQ(judged(session)->state, needsYou);
+  question.kind = Kind::answered;
+  question.at = dateFromSeconds(saved + 4);
+  session.evidence.facts.push_back(question);
+  EXPECT_EQ(judged(session)->state, idle);
+}
+
 TEST(Judge, OfTwoQuestionsBothMustBeAnswered) {
   Known session = sessionIn(needsYou, Agent::copilot);
   session.evidence.facts = {fact(Kind::asked, saved - 1, "a"), fact(Kind::asked, saved - 1, "b"),
