@@ -37,6 +37,8 @@ class Play {
 
   void take(const SessionFact& fact) {
     const bool counts = fact.at > base_;
+    if (fact.kind == Kind::turnStarted || fact.kind == Kind::stepStarted || fact.kind == Kind::asked)
+      stopped_ = nullptr;
     switch (fact.kind) {
       case Kind::turnStarted:
         forgetQuestions(fact.kind);
@@ -64,6 +66,7 @@ class Play {
       case Kind::failed:
         forgetQuestions(fact.kind);
         openTurn_.reset();
+        stopped_ = mayPrecedeItsHook(fact, session_.agent, base_) ? &fact : nullptr;
         if (counts) apply("Interrupt", {}, fact.at, endReason(fact.kind));
         break;
       case Kind::sessionEnded:
@@ -81,6 +84,13 @@ class Play {
     const bool mayRun = session_.agent == Agent::grok && session_.state == idle && openTurn_ && process;
     if (!mayRun || *openTurn_ < process->startedAt || now - base_ < Seconds(turnLag)) return;
     apply("UserPromptSubmit", {}, *openTurn_, Reason::prompt);
+  }
+
+  // A hook that was under way when the turn was stopped may end a moment later. The prompt's own hook may
+  // too, if the turn fails at once. Such a record is believed only for a moment, unless the file goes on.
+  void believeStop(Date now) {
+    if (stopped_ == nullptr || session_.state != working || now - base_ < Seconds(turnLag)) return;
+    apply("Interrupt", {}, stopped_->at, endReason(stopped_->kind));
   }
 
   // A question that is still open makes the session wait, unless the hooks saw the turn end after the
@@ -181,7 +191,8 @@ class Play {
   std::optional<std::string> attentionId_;
   std::vector<const SessionFact*> asked_;
   std::optional<Date> answeredAt_;
-  std::optional<Date> openTurn_;  // the start of the turn that has no end yet
+  std::optional<Date> openTurn_;          // the start of the turn that has no end yet
+  const SessionFact* stopped_ = nullptr;  // how the last turn ended, if no hook reports that
   bool isEnded_ = false;
   bool wasRefused_ = false;
 };
@@ -207,6 +218,15 @@ bool isAhead(const MonitoredSession& session, SessionState level, Date now) {
 }
 
 }  // namespace
+
+bool mayPrecedeItsHook(const SessionFact& fact, Agent agent, Date savedAt) {
+  if (fact.at > savedAt || savedAt - fact.at >= Seconds(turnLag)) return false;
+  // Claude Code's status file decides. Its transcript does not show that the next prompt was sent.
+  if (agent == Agent::claude) return false;
+  // Gemini CLI reports the end of a turn that failed.
+  if (fact.kind == Kind::failed) return agent != Agent::gemini;
+  return fact.kind == Kind::interrupted || fact.kind == Kind::refused;
+}
 
 double settling(Agent agent) {
   return agent == Agent::codex ? 0.5 : 0;
@@ -247,6 +267,7 @@ std::optional<SessionVerdict> verdict(const MonitoredSession& session, Date now,
   Play play(isReopened ? opened(*evidence.open) : *session.record, base);
   for (const SessionFact& fact : evidence.facts) play.take(fact);
   play.believeOpenTurn(evidence.process, now);
+  play.believeStop(now);
   play.settle(evidence.process, now);
   if (play.isEnded()) return std::nullopt;
 

@@ -459,7 +459,11 @@ void SessionWatcher::plan(const Trace& trace, Look& look) const {
   if (!evidence.process && !evidence.wasSeen)
     at(trace.session.savedAt + Seconds(SessionMonitor::unseenLimit));
   if (evidence.open && evidence.open->state) at(trace.session.savedAt + Seconds(SessionMonitor::statusLag));
-  if (record.agent == Agent::grok) at(trace.session.savedAt + Seconds(SessionMonitor::turnLag));
+  const bool isStopped =
+      record.state != SessionState::idle && std::ranges::any_of(evidence.facts, [&](const SessionFact& fact) {
+        return SessionMonitor::mayPrecedeItsHook(fact, record.agent, trace.session.savedAt);
+      });
+  if (record.agent == Agent::grok || isStopped) at(trace.session.savedAt + Seconds(SessionMonitor::turnLag));
   if (record.agent != Agent::codex && record.agent != Agent::gemini) return;
   if (trace.verdict->state == SessionState::needsYou) at(now_ + Seconds(childInterval));
   for (const SessionFact* const question : ChildEvidence::openQuestions(evidence.facts))

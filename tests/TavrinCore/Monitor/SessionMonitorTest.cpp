@@ -178,6 +178,43 @@ TEST(Judge, ATurnOfAnotherAgentEndsWithTheHooks) {
   EXPECT_EQ(judged(idleInATurn(Agent::codex, 1))->state, idle);
 }
 
+TEST(Judge, AHookThatEndsAMomentAfterItsTurnWasStoppedIsNotTheNextTurn) {
+  for (const Agent agent : {Agent::codex, Agent::gemini, Agent::copilot, Agent::grok}) {
+    Known session = sessionIn(working, agent);
+    session.evidence.facts = {fact(Kind::interrupted, saved - 0.2)};
+    EXPECT_EQ(judged(session, saved + 0.4)->state, working);
+    EXPECT_EQ(judged(session, saved + 0.5)->state, idle);
+    EXPECT_EQ(judged(session)->since, dateFromSeconds(saved - 0.2));
+    EXPECT_EQ(judged(session)->reason, "interrupted, according to its transcript");
+  }
+  Known failed = sessionIn(working, Agent::codex);
+  failed.evidence.facts = {fact(Kind::turnStarted, saved - 0.3), fact(Kind::failed, saved)};
+  EXPECT_EQ(judged(failed)->state, idle);
+}
+
+TEST(Judge, AHookAfterAStoppedTurnIsBelievedIfTheFileGoesOnOrCannotShowIt) {
+  for (const Kind kind : {Kind::turnStarted, Kind::stepStarted}) {
+    Known session = sessionIn(working, Agent::copilot);
+    session.evidence.facts = {fact(Kind::failed, saved - 0.2), fact(kind, saved - 0.1)};
+    EXPECT_EQ(judged(session)->state, working);
+  }
+  Known late = sessionIn(working, Agent::grok);
+  late.evidence.facts = {fact(Kind::interrupted, saved - 0.5)};
+  EXPECT_EQ(judged(late)->state, working);
+  Known reported = sessionIn(working, Agent::codex);
+  reported.evidence.facts = {fact(Kind::turnEnded, saved - 0.1)};
+  EXPECT_EQ(judged(reported)->state, working);
+  Known claude = sessionIn(working, Agent::claude);
+  claude.evidence.facts = {fact(Kind::interrupted, saved - 0.1)};
+  EXPECT_EQ(judged(claude)->state, working);
+  Known gemini = sessionIn(working, Agent::gemini);
+  gemini.evidence.facts = {fact(Kind::failed, saved - 0.1)};
+  EXPECT_EQ(judged(gemini)->state, working);
+  Known waiting = sessionIn(needsYou, Agent::copilot);
+  waiting.evidence.facts = {fact(Kind::interrupted, saved - 0.1)};
+  EXPECT_EQ(judged(waiting)->state, needsYou);
+}
+
 TEST(Judge, AStepAfterAnErrorIsWorkAgain) {
   Known session = sessionIn(working, Agent::copilot);
   session.evidence.facts = {fact(Kind::failed, saved + 1), fact(Kind::stepStarted, saved + 2)};
