@@ -90,10 +90,9 @@ LineEvidence line(std::string_view line) {
 
 std::optional<std::int32_t> holder(std::string_view name) {
   constexpr std::string_view start = "inuse.";
-  constexpr std::string_view end = ".hold";
-  if (!name.starts_with(start) || !name.ends_with(end) || name.size() <= start.size() + end.size())
-    return std::nullopt;
-  return Integer::int32(name.substr(start.size(), name.size() - start.size() - end.size()));
+  if (!name.starts_with(start)) return std::nullopt;
+  name.remove_prefix(start.size());
+  return Integer::int32(name.substr(0, name.find('.')));
 }
 
 }  // namespace tavrin::CopilotEvidence

@@ -212,10 +212,21 @@ TEST(CodexRollout, ACommandMayBeAListOfWords) {
   EXPECT_EQ(commandOfCall(R"({"patch": "x")" + end), "");
 }
 
-TEST(CodexRollout, AProgramThatIsNotPlainJsonStandsForItsCommand) {
-  const std::string program =
-      R"(const x = {cmd: "touch a; sleep 9", sandbox_permissions: "require_escalated"}; await run(x))";
-  EXPECT_EQ(commandOfCall(program), program);
+TEST(CodexRollout, AProgramWrittenAsJavaScriptIsReadAsSuch) {
+  const std::string end = R"(, sandbox_permissions: "require_escalated"}; await run(x))";
+  EXPECT_EQ(commandOfCall(R"(const x = {cmd: "touch a; sleep 9")" + end), "touch a; sleep 9");
+  EXPECT_EQ(commandOfCall(R"(const x = {"cmd" : 'echo "a"')" + end), R"(echo "a")");
+  EXPECT_EQ(commandOfCall("run({cmd:`make`" + end), "make");
+  EXPECT_EQ(commandOfCall("let cmd; run({ 'cmd': cmdOf(1), cmd: 'ls'" + end), "ls");
+  // A backslash of the program is two in the rollout.
+  EXPECT_EQ(commandOfCall(R"(run({cmd: 'a\\tb\\nc \\'d\\'')" + end), "a\tb\nc 'd'");
+}
+
+TEST(CodexRollout, AProgramWithoutAPlainCommandStandsForItsCommand) {
+  for (const std::string start : {"const x = {cmd: list[0]", "const x = {cmd: 'make", "const cmd = {a: 1"}) {
+    const std::string program = start + R"(, sandbox_permissions: "require_escalated"}; await run(x))";
+    EXPECT_EQ(commandOfCall(program), program);
+  }
   const std::string words = "sandbox_permissions require_escalated";
   EXPECT_EQ(commandOfCall(words), "");
   EXPECT_EQ(commandOfCall("} " + words + " {"), "");
@@ -416,8 +427,9 @@ TEST(CopilotEvents, OfAnotherKindAboutPermissionsAreNotAQuestion) {
 }
 
 TEST(CopilotHold, NamesItsProcess) {
-  EXPECT_EQ(CopilotEvidence::holder("inuse.34.hold"), 34);
-  for (const char* const name : {"inuse..hold", "inuse.x.hold", "inuse.34", "34.hold", "inuse.hold", ""})
+  for (const char* const name : {"inuse.34.hold", "inuse.34.lock", "inuse.34"})
+    EXPECT_EQ(CopilotEvidence::holder(name), 34) << name;
+  for (const char* const name : {"inuse..hold", "inuse.x.hold", "inuse.", "34.hold", "inuse.hold", ""})
     EXPECT_EQ(CopilotEvidence::holder(name), std::nullopt) << name;
 }
 
@@ -427,8 +439,11 @@ TEST(GrokEvents, QuestionsAndTurnsAreFacts) {
             (Facts{{Kind::asked, "permission:run"}}));
   EXPECT_EQ(event(R"("type":"permission_resolved","tool_name":"run","decision":"allow")"),
             (Facts{{Kind::answered, "permission:run"}}));
-  EXPECT_EQ(event(R"("type":"permission_resolved","tool_name":"run","decision":"deny")"),
-            (Facts{{Kind::withdrawn, "permission:run"}}));
+  for (const std::string decision : {"deny", "cancelled"})
+    EXPECT_EQ(event(R"("type":"permission_resolved","tool_name":"run","decision":")" + decision + "\""),
+              (Facts{{Kind::withdrawn, "permission:run"}}));
+  EXPECT_EQ(event(R"("type":"permission_resolved","tool_name":"run","decision":"always")"),
+            (Facts{{Kind::answered, "permission:run"}}));
   EXPECT_EQ(event(R"("type":"tool_started","tool_name":"ask_user_question")"),
             (Facts{{Kind::asked, "question"}}));
   EXPECT_EQ(event(R"("type":"tool_completed","tool_name":"ask_user_question")"),
@@ -439,6 +454,7 @@ TEST(GrokEvents, QuestionsAndTurnsAreFacts) {
   EXPECT_EQ(event(R"("type":"turn_ended","outcome":"completed")"), (Facts{{Kind::turnEnded, ""}}));
   EXPECT_EQ(event(R"("type":"turn_ended","outcome":"error")"), (Facts{{Kind::failed, ""}}));
   EXPECT_EQ(event(R"("type":"turn_ended","outcome":"cancelled")"), (Facts{{Kind::interrupted, ""}}));
+  EXPECT_EQ(event(R"("type":"turn_ended","outcome":"interrupted")"), (Facts{{Kind::interrupted, ""}}));
   EXPECT_EQ(
       event(R"("type":"turn_ended","outcome":"cancelled","cancellation_category":"permission_rejected")"),
       (Facts{{Kind::refused, ""}}));
