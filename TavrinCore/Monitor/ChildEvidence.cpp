@@ -18,7 +18,7 @@ std::vector<const SessionFact*> openQuestions(const std::vector<SessionFact>& fa
       case Kind::answered:
       case Kind::callEnded:
       case Kind::withdrawn:
-        std::erase_if(open, [&](const SessionFact* question) { return isAbout(fact, *question); });
+        std::erase_if(open, [&](const SessionFact* question) { return question->call == fact.call; });
         break;
       case Kind::turnStarted:
       case Kind::turnEnded:

@@ -14,6 +14,11 @@ using Kind = SessionFact::Kind;
 // A turn may have any number of calls; the oldest that have their result are forgotten.
 constexpr std::size_t mostFacts = 512;
 
+bool endsTurn(Kind kind) {
+  return kind == Kind::turnEnded || kind == Kind::interrupted || kind == Kind::refused ||
+         kind == Kind::failed || kind == Kind::sessionEnded;
+}
+
 }  // namespace
 
 bool FollowedFacts::look(const MonitorFiles& files) {

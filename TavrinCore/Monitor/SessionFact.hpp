@@ -36,18 +36,6 @@ struct SessionFact {
   bool operator==(const SessionFact&) const = default;
 };
 
-/// Whether the fact ends the turn.
-constexpr bool endsTurn(SessionFact::Kind kind) {
-  using enum SessionFact::Kind;
-  return kind == turnEnded || kind == interrupted || kind == refused || kind == failed ||
-         kind == sessionEnded;
-}
-
-/// Whether the fact is about the same call as the question. The calls of a sub-agent have names of their own.
-inline bool isAbout(const SessionFact& fact, const SessionFact& question) {
-  return fact.call == question.call && fact.isSubagents == question.isSubagents;
-}
-
 /// What one line says.
 struct LineEvidence {
   std::vector<SessionFact> facts;  ///< in the order of the line

@@ -141,8 +141,12 @@ class Play {
   void close(const SessionFact& fact, bool counts) {
     bool wasAsked = false;
     if (!fact.call.empty()) {
-      const auto at =
-          std::ranges::find_if(asked_, [&](const SessionFact* open) { return isAbout(fact, *open); });
+      // Grok's questions are named after their tools, so the main agent and a sub-agent may ask the same.
+      const auto isAbout = [&](const SessionFact* open) { return open->call == fact.call; };
+      auto at = std::ranges::find_if(asked_, [&](const SessionFact* open) {
+        return isAbout(open) && open->isSubagents == fact.isSubagents;
+      });
+      if (at == asked_.end()) at = std::ranges::find_if(asked_, isAbout);
       wasAsked = at != asked_.end();
       if (wasAsked) asked_.erase(at);
     } else if (fact.kind == Kind::answered) {
@@ -229,7 +233,8 @@ bool mayPrecedeItsHook(const SessionFact& fact, Agent agent, Date savedAt) {
 }
 
 double settling(Agent agent) {
-  return agent == Agent::codex ? 0.5 : 0;
+  if (agent == Agent::codex) return 0.5;
+  return agent == Agent::grok ? 0.1 : 0;
 }
 
 Session opened(const OpenSession& open) {

@@ -48,8 +48,9 @@ struct SessionVerdict {
 /// events of the one state machine (HookTransitions); docs/agents.md lists the rules.
 namespace SessionMonitor {
 
-/// A command of Codex that asks to leave the sandbox may be allowed beforehand. Then it starts at once, so
-/// the call counts as a question only after this many seconds without a sign of that. 0 for other agents.
+/// How long, in seconds, after a question it counts as one. Until then there may be a sign that nobody is
+/// asked: Codex starts a command at once that is allowed beforehand, and Grok answers itself within 2 ms if
+/// it always approves. 0 for other agents.
 double settling(Agent agent);
 
 /// How long, in seconds, a hook's record is believed against an older status file. Claude Code rewrites its

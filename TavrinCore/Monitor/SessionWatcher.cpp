@@ -464,8 +464,8 @@ void SessionWatcher::plan(const Trace& trace, Look& look) const {
         return SessionMonitor::mayPrecedeItsHook(fact, record.agent, trace.session.savedAt);
       });
   if (record.agent == Agent::grok || isStopped) at(trace.session.savedAt + Seconds(SessionMonitor::turnLag));
-  if (record.agent != Agent::codex && record.agent != Agent::gemini) return;
-  if (trace.verdict->state == SessionState::needsYou) at(now_ + Seconds(childInterval));
+  const bool hasChildren = record.agent == Agent::codex || record.agent == Agent::gemini;
+  if (hasChildren && trace.verdict->state == SessionState::needsYou) at(now_ + Seconds(childInterval));
   for (const SessionFact* const question : ChildEvidence::openQuestions(evidence.facts))
     at(question->at + Seconds(SessionMonitor::settling(record.agent)));
 }

@@ -86,13 +86,17 @@ TEST(ClaudeTranscript, AToolResultEndsItsCall) {
             (Facts{{Kind::callEnded, "a"}, {Kind::callEnded, "b"}}));
 }
 
-TEST(ClaudeTranscript, ARefusalOnlyWithdrawsTheQuestion) {
-  EXPECT_EQ(
-      in(Agent::claude,
-         R"({"type":"user","timestamp":"TIME","message":{"content":[{"type":"tool_result","is_error":true,)"
-         R"("content":"The user doesn't want to proceed with this tool use. The tool use was rejected",)"
-         R"("tool_use_id":"a"}]}})"),
-      (Facts{{Kind::withdrawn, "a"}}));
+TEST(ClaudeTranscript, ARefusalThatStopsTheAgentOnlyWithdrawsTheQuestion) {
+  const auto refusal = [](const std::string& end) {
+    return in(
+        Agent::claude,
+        R"({"type":"user","timestamp":"TIME","message":{"content":[{"type":"tool_result","is_error":true,)"
+        R"("content":"The user doesn't want to proceed with this tool use. )" +
+            end + R"(","tool_use_id":"a"}]}})");
+  };
+  EXPECT_EQ(refusal("STOP what you are doing and wait for the user"), (Facts{{Kind::withdrawn, "a"}}));
+  // With words of the person, the agent goes on.
+  EXPECT_EQ(refusal("The user said: use another file"), (Facts{{Kind::callEnded, "a"}}));
 }
 
 TEST(ClaudeTranscript, AnInterruptionStopsTheTurn) {
@@ -125,11 +129,12 @@ TEST(ClaudeTranscript, WordsOfALineInAnotherPlaceAreNotEvidence) {
 }
 
 TEST(ClaudeTranscript, ARefusalAndAnInterruptionMayShareALine) {
-  EXPECT_EQ(in(Agent::claude, R"({"timestamp":"TIME","type":"user","message":{"content":[)"
-                              R"({"type":"tool_result","tool_use_id":"c","content":)"
-                              R"("The user doesn't want to proceed with this tool use."},)"
-                              R"({"type":"text","text":"[Request interrupted by user for tool use]"}]}})"),
-            (Facts{{Kind::withdrawn, "c"}, {Kind::interrupted, ""}}));
+  EXPECT_EQ(
+      in(Agent::claude, R"({"timestamp":"TIME","type":"user","message":{"content":[)"
+                        R"({"type":"tool_result","tool_use_id":"c","content":)"
+                        R"("The user doesn't want to proceed with this tool use. STOP what you are doing"},)"
+                        R"({"type":"text","text":"[Request interrupted by user for tool use]"}]}})"),
+      (Facts{{Kind::withdrawn, "c"}, {Kind::interrupted, ""}}));
 }
 
 TEST(ClaudeTranscript, APromptStartsATurnButWhatTheClientWritesDoesNot) {

@@ -272,6 +272,14 @@ TEST(Judge, ASubagentsQuestionOutlivesTheTurnButNotTheProcess) {
   EXPECT_EQ(judged(session)->state, idle);
 }
 
+TEST(Judge, AnAnswerThatDoesNotSayWhoseItIsAnswersTheSubagentsQuestion) {
+  SessionFact question = fact(Kind::asked, saved + 1, "r");
+  question.isSubagents = true;
+  Known session = sessionIn(working, Agent::copilot);
+  session.evidence.facts = {question, fact(Kind::answered, saved + 2, "r")};
+  EXPECT_EQ(judged(session)->state, working);
+}
+
 TEST(Judge, AnAnswerToTheMainAgentIsNotOneToItsSubagent) {
   SessionFact question = fact(Kind::asked, saved + 1, "permission:run");
   question.isSubagents = true;
@@ -318,6 +326,15 @@ TEST(Judge, ACallOfCodexSettlesBeforeItCountsAsAQuestion) {
   EXPECT_EQ(judged(session, saved + 1.5)->state, needsYou);
   session.evidence.facts.push_back(fact(Kind::answered, saved + 1.2, "c"));
   EXPECT_EQ(judged(session, saved + 5)->state, working);
+}
+
+TEST(Judge, AQuestionThatGrokAnswersItselfIsNotAsked) {
+  Known session = sessionIn(working, Agent::grok);
+  session.evidence.facts = {fact(Kind::asked, saved + 1, "q")};
+  EXPECT_EQ(judged(session, saved + 1.09)->state, working);
+  EXPECT_EQ(judged(session, saved + 1.1)->state, needsYou);
+  session.evidence.facts.push_back(fact(Kind::answered, saved + 1.002, "q"));
+  EXPECT_EQ(judged(session)->state, working);
 }
 
 TEST(Judge, AProcessThatRunsAnswersEverything) {

@@ -33,8 +33,9 @@ TEST_F(Watching, ASubagentOfGrokAsksForItsParent) {
               R"({"ts":"1970-01-01T00:01:42Z","type":"permission_requested","tool_name":"run"})"
               "\n",
               102);
-  EXPECT_EQ(stateOf("child", 103), std::nullopt);
-  EXPECT_EQ(stateOf("parent", 103), needsYou);
+  EXPECT_EQ(stateOf("child", 102.05), std::nullopt);
+  EXPECT_EQ(last.next, dateFromSeconds(102.1));
+  EXPECT_EQ(stateOf("parent", 102.1), needsYou);
   files.append(
       folder + "child/events.jsonl",
       R"({"ts":"1970-01-01T00:01:44Z","type":"permission_resolved","tool_name":"run","decision":"allow"})"
