@@ -87,7 +87,8 @@ namespace CopilotEvidence {
 /// What one line of events.jsonl says.
 LineEvidence line(std::string_view line);
 
-/// The process id in the name of a hold file, "inuse.PID.hold"; nullopt for another name.
+/// The process id in the name of a hold file, "inuse.PID.hold" or with another ending; nullopt for another
+/// name.
 std::optional<std::int32_t> holder(std::string_view name);
 
 }  // namespace CopilotEvidence

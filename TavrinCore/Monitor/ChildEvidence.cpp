@@ -20,6 +20,10 @@ std::vector<const SessionFact*> openQuestions(const std::vector<SessionFact>& fa
       case Kind::withdrawn:
         std::erase_if(open, [&](const SessionFact* question) { return question->call == fact.call; });
         break;
+      case Kind::turnStarted:
+      case Kind::turnEnded:
+        std::erase_if(open, [](const SessionFact* question) { return !question->isSubagents; });
+        break;
       case Kind::output:
       case Kind::stepStarted:
         break;

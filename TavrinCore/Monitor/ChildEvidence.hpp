@@ -11,7 +11,8 @@
 /// What the child processes of an agent show about its questions: a command that runs was allowed.
 namespace tavrin::ChildEvidence {
 
-/// The questions among the facts that have no answer and no result, in their order.
+/// The questions among the facts that have no answer and no result, in their order. A turn that ends by
+/// itself, and the next one, leave those of sub-agents open.
 std::vector<const SessionFact*> openQuestions(const std::vector<SessionFact>& facts);
 
 /// Whether a process with these arguments runs the shell command: an argument holds the command ("bash -c

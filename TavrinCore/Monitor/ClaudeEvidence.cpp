@@ -12,7 +12,10 @@ using Kind = SessionFact::Kind;
 
 namespace {
 
+// A refusal that stops the turn says both. One with words of the person, on what to do instead, is a result
+// like any other, with which the agent goes on.
 constexpr std::string_view refusal = "The user doesn't want to proceed with this tool use.";
+constexpr std::string_view stops = "STOP what you are doing";
 
 // Whether a user line is a prompt that the person typed. The client writes user lines of its own: results of
 // tools, notes in angle brackets (commands, notifications) and interruptions in square ones.
@@ -77,7 +80,7 @@ LineEvidence line(std::string_view line) {
         add(Kind::interrupted);
     }
     // A refusal is written as the tool's result. The line that stops the turn follows it.
-    if (holds(line, refusal)) {
+    if (holds(line, refusal) && holds(line, stops)) {
       for (SessionFact& fact : found.facts)
         if (fact.kind == Kind::callEnded) fact.kind = Kind::withdrawn;
     }

@@ -51,9 +51,36 @@ std::string commandAt(const json::object& arguments) {
   return {};
 }
 
+// The text of the first string literal of JavaScript after the word "cmd" as a key; nullopt if there is none.
+std::optional<std::string> commandInProgram(std::string_view program) {
+  constexpr std::string_view key = "cmd";
+  constexpr std::string_view spaces = " \t\n";
+  for (std::size_t at = program.find(key); at != std::string_view::npos; at = program.find(key, at + 1)) {
+    std::string_view rest = program.substr(at + key.size());
+    const auto skipSpaces = [&] {
+      rest.remove_prefix(std::min(rest.find_first_not_of(spaces), rest.size()));
+    };
+    if (rest.starts_with('"') || rest.starts_with('\'')) rest.remove_prefix(1);
+    skipSpaces();
+    if (!rest.starts_with(':')) continue;
+    rest.remove_prefix(1);
+    skipSpaces();
+    if (rest.empty() || std::string_view("\"'`").find(rest.front()) == std::string_view::npos) continue;
+    const char quote = rest.front();
+    std::string text;
+    for (std::size_t i = 1; i < rest.size(); ++i) {
+      if (rest[i] == quote) return text;
+      const bool isEscape = rest[i] == '\\' && i + 1 < rest.size();
+      if (isEscape) ++i;
+      text += isEscape && rest[i] == 'n' ? '\n' : isEscape && rest[i] == 't' ? '\t' : rest[i];
+    }
+  }
+  return std::nullopt;
+}
+
 // The command that a call with these arguments asks to run outside the sandbox; nullopt when it asks for
-// nothing. In code mode the arguments are a program, which holds the call's own arguments as an object. If
-// that is not JSON, the whole program stands for the command.
+// nothing. In code mode the arguments are a program, which holds the call's own arguments as an object, in
+// JSON or as JavaScript writes it. If no command is found there, the whole program stands for it.
 std::optional<std::string> escalatedCommand(std::string_view arguments) {
   constexpr std::string_view key = "sandbox_permissions";
   constexpr std::string_view value = "require_escalated";
@@ -64,7 +91,8 @@ std::optional<std::string> escalatedCommand(std::string_view arguments) {
   const std::size_t to = arguments.rfind('}');
   if (from == std::string_view::npos || to == std::string_view::npos || to < from) return std::string();
   const json::object inner = objectIn(arguments.substr(from, to - from + 1));
-  return inner.empty() ? std::string(arguments) : commandAt(inner);
+  if (!inner.empty()) return commandAt(inner);
+  return commandInProgram(arguments).value_or(std::string(arguments));
 }
 
 void readCall(const json::object& payload, Date at, LineEvidence& found) {

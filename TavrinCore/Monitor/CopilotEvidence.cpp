@@ -61,6 +61,7 @@ LineEvidence line(std::string_view line) {
   const auto at = dateAt(object, "timestamp");
   if (!at) return found;
   const json::object& data = objectAt(object, "data");
+  const bool isSubagents = isFromSubagent(object);
   const auto add = [&](Kind kind, std::string_view call = {}) {
     found.facts.push_back({.kind = kind, .at = *at, .call = std::string(call), .command = {}});
   };
@@ -78,20 +79,20 @@ LineEvidence line(std::string_view line) {
     add(Kind::interrupted);
   } else if (type == "session.shutdown") {
     add(Kind::sessionEnded);
-  } else if (!isFromSubagent(object)) {
+  } else if (!isSubagents) {
     if (type == "user.message") add(Kind::turnStarted);
     if (type == "assistant.turn_start") add(Kind::stepStarted);
     if (type == "session.error") add(Kind::failed);
   }
+  for (SessionFact& fact : found.facts) fact.isSubagents = isSubagents;
   return found;
 }
 
 std::optional<std::int32_t> holder(std::string_view name) {
   constexpr std::string_view start = "inuse.";
-  constexpr std::string_view end = ".hold";
-  if (!name.starts_with(start) || !name.ends_with(end) || name.size() <= start.size() + end.size())
-    return std::nullopt;
-  return Integer::int32(name.substr(start.size(), name.size() - start.size() - end.size()));
+  if (!name.starts_with(start)) return std::nullopt;
+  name.remove_prefix(start.size());
+  return Integer::int32(name.substr(0, name.find('.')));
 }
 
 }  // namespace tavrin::CopilotEvidence

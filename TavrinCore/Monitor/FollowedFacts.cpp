@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "TavrinCore/Monitor/AgentEvidence.hpp"
+#include "TavrinCore/Monitor/ChildEvidence.hpp"
 
 namespace tavrin {
 
@@ -70,7 +71,11 @@ void FollowedFacts::take(std::string_view line) {
 
 void FollowedFacts::add(SessionFact fact) {
   if (fact.kind == Kind::turnStarted) {
-    facts_.clear();
+    // A sub-agent in the background may wait for an answer across turns.
+    std::vector<SessionFact> kept;
+    for (const SessionFact* const question : ChildEvidence::openQuestions(facts_))
+      if (question->isSubagents) kept.push_back(*question);
+    facts_ = std::move(kept);
     runningSince_ = fact.at;
   }
   if (endsTurn(fact.kind)) runningSince_.reset();
@@ -83,6 +88,7 @@ void FollowedFacts::add(SessionFact fact) {
 void FollowedFacts::addOfSubagent(SessionFact fact) {
   if (fact.kind == Kind::turnStarted || fact.kind == Kind::output || fact.kind == Kind::stepStarted) return;
   if (!endsTurn(fact.kind)) {
+    fact.isSubagents = true;
     add(std::move(fact));
     return;
   }
@@ -94,7 +100,11 @@ void FollowedFacts::addOfSubagent(SessionFact fact) {
       open.erase(at);
   }
   for (std::string& call : open)
-    add({.kind = Kind::withdrawn, .at = fact.at, .call = std::move(call), .command = {}});
+    add({.kind = Kind::withdrawn,
+         .at = fact.at,
+         .call = std::move(call),
+         .command = {},
+         .isSubagents = true});
 }
 
 // Drops the older half of the facts, except open questions and starts of turns.

@@ -133,9 +133,15 @@ Texts textsOf(const JsonFields& fields) {
 }
 
 Kind endOfTurn(const Texts& texts) {
-  if (texts[outcomeKey] == "error") return Kind::failed;
-  if (texts[outcomeKey] != "cancelled") return Kind::turnEnded;
+  const std::string_view outcome = texts[outcomeKey];
+  if (outcome == "error") return Kind::failed;
+  if (outcome != "cancelled" && outcome != "interrupted") return Kind::turnEnded;
   return texts[cancellationKey] == "permission_rejected" ? Kind::refused : Kind::interrupted;
+}
+
+// Whether the person did not allow it. An answer of a kind that is not known here was an answer all the same.
+bool isRefusal(std::string_view decision) {
+  return decision == "deny" || decision == "cancelled";
 }
 
 LineEvidence evidenceIn(const Texts& texts) {
@@ -173,7 +179,7 @@ LineEvidence evidenceIn(const Texts& texts) {
       add(Kind::asked, permission, texts[toolKey]);
       break;
     case permissionResolved:
-      add(texts[decisionKey] == "deny" ? Kind::withdrawn : Kind::answered, permission, texts[toolKey]);
+      add(isRefusal(texts[decisionKey]) ? Kind::withdrawn : Kind::answered, permission, texts[toolKey]);
       break;
     default:
       break;

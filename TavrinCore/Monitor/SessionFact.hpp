@@ -28,9 +28,10 @@ struct SessionFact {
   };
 
   Kind kind = Kind::output;
-  Date at;              ///< when it happened, by the line's own time
-  std::string call;     ///< the identifier of a tool call or question
-  std::string command;  ///< asked: the shell command in question, if there is one
+  Date at;                   ///< when it happened, by the line's own time
+  std::string call;          ///< the identifier of a tool call or question
+  std::string command;       ///< asked: the shell command in question, if there is one
+  bool isSubagents = false;  ///< whether a sub-agent's call or question; it may go on after the turn
 
   bool operator==(const SessionFact&) const = default;
 };

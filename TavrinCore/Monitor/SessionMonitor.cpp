@@ -37,9 +37,11 @@ class Play {
 
   void take(const SessionFact& fact) {
     const bool counts = fact.at > base_;
+    if (fact.kind == Kind::turnStarted || fact.kind == Kind::stepStarted || fact.kind == Kind::asked)
+      stopped_ = nullptr;
     switch (fact.kind) {
       case Kind::turnStarted:
-        asked_.clear();
+        forgetQuestions(fact.kind);
         openTurn_ = fact.at;
         if (counts) apply("UserPromptSubmit", {}, fact.at, Reason::prompt);
         break;
@@ -62,8 +64,9 @@ class Play {
       case Kind::interrupted:
       case Kind::refused:
       case Kind::failed:
-        asked_.clear();
+        forgetQuestions(fact.kind);
         openTurn_.reset();
+        stopped_ = mayPrecedeItsHook(fact, session_.agent, base_) ? &fact : nullptr;
         if (counts) apply("Interrupt", {}, fact.at, endReason(fact.kind));
         break;
       case Kind::sessionEnded:
@@ -83,9 +86,16 @@ class Play {
     apply("UserPromptSubmit", {}, *openTurn_, Reason::prompt);
   }
 
+  // A hook that was under way when the turn was stopped may end a moment later. The prompt's own hook may
+  // too, if the turn fails at once. Such a record is believed only for a moment, unless the file goes on.
+  void believeStop(Date now) {
+    if (stopped_ == nullptr || session_.state != working || now - base_ < Seconds(turnLag)) return;
+    apply("Interrupt", {}, stopped_->at, endReason(stopped_->kind));
+  }
+
   // A question that is still open makes the session wait, unless the hooks saw the turn end after the
-  // question.
-  void settle(Date now) {
+  // question. A sub-agent's question may outlive the turn, but not the process.
+  void settle(const std::optional<ProcessFact>& process, Date now) {
     if (session_.state == needsYou) {
       // A hook that came after the answer may not know of it. These agents write down every question.
       const bool knowsAll = session_.agent == Agent::grok || session_.agent == Agent::copilot;
@@ -95,7 +105,9 @@ class Play {
     }
     const Seconds settled(settling(session_.agent));
     for (const SessionFact* const fact : asked_) {
-      if (fact->at + settled > now || (session_.state == idle && fact->at <= base_)) continue;
+      const bool outlivesTurn = fact->isSubagents && process && fact->at >= process->startedAt;
+      const bool isOver = session_.state == idle && fact->at <= base_ && !outlivesTurn;
+      if (fact->at + settled > now || isOver) continue;
       session_.state = needsYou;
       since_ = fact->at;
       reason_ = Reason::asks;
@@ -119,11 +131,22 @@ class Play {
     return kind == Kind::refused || wasRefused_ ? Reason::refused : Reason::interrupted;
   }
 
+  // When the person stops a turn, or it fails, nobody waits for an answer any more. Otherwise sub-agents in
+  // the background may go on to wait.
+  void forgetQuestions(Kind kind) {
+    const bool keeps = kind == Kind::turnStarted || kind == Kind::turnEnded;
+    std::erase_if(asked_, [&](const SessionFact* open) { return !keeps || !open->isSubagents; });
+  }
+
   void close(const SessionFact& fact, bool counts) {
     bool wasAsked = false;
     if (!fact.call.empty()) {
-      const auto at =
-          std::ranges::find(asked_, fact.call, [](const SessionFact* open) { return open->call; });
+      // Grok's questions are named after their tools, so the main agent and a sub-agent may ask the same.
+      const auto isAbout = [&](const SessionFact* open) { return open->call == fact.call; };
+      auto at = std::ranges::find_if(asked_, [&](const SessionFact* open) {
+        return isAbout(open) && open->isSubagents == fact.isSubagents;
+      });
+      if (at == asked_.end()) at = std::ranges::find_if(asked_, isAbout);
       wasAsked = at != asked_.end();
       if (wasAsked) asked_.erase(at);
     } else if (fact.kind == Kind::answered) {
@@ -172,7 +195,8 @@ class Play {
   std::optional<std::string> attentionId_;
   std::vector<const SessionFact*> asked_;
   std::optional<Date> answeredAt_;
-  std::optional<Date> openTurn_;  // the start of the turn that has no end yet
+  std::optional<Date> openTurn_;          // the start of the turn that has no end yet
+  const SessionFact* stopped_ = nullptr;  // how the last turn ended, if no hook reports that
   bool isEnded_ = false;
   bool wasRefused_ = false;
 };
@@ -199,8 +223,18 @@ bool isAhead(const MonitoredSession& session, SessionState level, Date now) {
 
 }  // namespace
 
+bool mayPrecedeItsHook(const SessionFact& fact, Agent agent, Date savedAt) {
+  if (fact.at > savedAt || savedAt - fact.at >= Seconds(turnLag)) return false;
+  // Claude Code's status file decides. Its transcript does not show that the next prompt was sent.
+  if (agent == Agent::claude) return false;
+  // Gemini CLI reports the end of a turn that failed.
+  if (fact.kind == Kind::failed) return agent != Agent::gemini;
+  return fact.kind == Kind::interrupted || fact.kind == Kind::refused;
+}
+
 double settling(Agent agent) {
-  return agent == Agent::codex ? 0.5 : 0;
+  if (agent == Agent::codex) return 0.5;
+  return agent == Agent::grok ? 0.1 : 0;
 }
 
 Session opened(const OpenSession& open) {
@@ -238,7 +272,8 @@ std::optional<SessionVerdict> verdict(const MonitoredSession& session, Date now,
   Play play(isReopened ? opened(*evidence.open) : *session.record, base);
   for (const SessionFact& fact : evidence.facts) play.take(fact);
   play.believeOpenTurn(evidence.process, now);
-  play.settle(now);
+  play.believeStop(now);
+  play.settle(evidence.process, now);
   if (play.isEnded()) return std::nullopt;
 
   SessionVerdict found{.state = play.state(),

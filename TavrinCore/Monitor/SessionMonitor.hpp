@@ -48,17 +48,23 @@ struct SessionVerdict {
 /// events of the one state machine (HookTransitions); docs/agents.md lists the rules.
 namespace SessionMonitor {
 
-/// A command of Codex that asks to leave the sandbox may be allowed beforehand. Then it starts at once, so
-/// the call counts as a question only after this many seconds without a sign of that. 0 for other agents.
+/// How long, in seconds, after a question it counts as one. Until then there may be a sign that nobody is
+/// asked: Codex starts a command at once that is allowed beforehand, and Grok answers itself within 2 ms if
+/// it always approves. 0 for other agents.
 double settling(Agent agent);
 
 /// How long, in seconds, a hook's record is believed against an older status file. Claude Code rewrites its
 /// status file up to 0.4 s after the hook.
 inline constexpr double statusLag = 0.5;
 
-/// How long, in seconds, an idle record is believed while the agent's file has a turn without an end. Grok
-/// writes the end up to 0.1 s after the hook.
+/// How long, in seconds, a record is believed against the agent's file: an idle one while the file has a turn
+/// without an end, and a working one that was saved within that time after a turn was stopped. Grok writes
+/// the end of a turn up to 0.1 s after the hook, and Copilot CLI writes a prompt up to 0.25 s after it.
 inline constexpr double turnLag = 0.5;
+
+/// Whether the fact is the end of a turn that no hook reports, and a hook that was under way then may have
+/// saved the record.
+bool mayPrecedeItsHook(const SessionFact& fact, Agent agent, Date savedAt);
 
 /// How long, in seconds, a record is believed if its process was never seen running.
 inline constexpr double unseenLimit = 60;

@@ -413,7 +413,8 @@ void SessionWatcher::askCodexChildren(Trace& trace, std::int32_t pid) {
       answers.push_back({.kind = Kind::answered,
                          .at = std::max(fact->startedAt, question->at),
                          .call = question->call,
-                         .command = {}});
+                         .command = {},
+                         .isSubagents = question->isSubagents});
       std::erase(open, question);
       break;
     }
@@ -471,9 +472,13 @@ void SessionWatcher::plan(const Trace& trace, Look& look) const {
   if (!evidence.process && !evidence.wasSeen)
     at(trace.session.savedAt + Seconds(SessionMonitor::unseenLimit));
   if (evidence.open && evidence.open->state) at(trace.session.savedAt + Seconds(SessionMonitor::statusLag));
-  if (record.agent == Agent::grok) at(trace.session.savedAt + Seconds(SessionMonitor::turnLag));
-  if (record.agent != Agent::codex && record.agent != Agent::gemini) return;
-  if (trace.verdict->state == SessionState::needsYou) at(now_ + Seconds(childInterval));
+  const bool isStopped =
+      record.state != SessionState::idle && std::ranges::any_of(evidence.facts, [&](const SessionFact& fact) {
+        return SessionMonitor::mayPrecedeItsHook(fact, record.agent, trace.session.savedAt);
+      });
+  if (record.agent == Agent::grok || isStopped) at(trace.session.savedAt + Seconds(SessionMonitor::turnLag));
+  const bool hasChildren = record.agent == Agent::codex || record.agent == Agent::gemini;
+  if (hasChildren && trace.verdict->state == SessionState::needsYou) at(now_ + Seconds(childInterval));
   for (const SessionFact* const question : ChildEvidence::openQuestions(evidence.facts))
     at(question->at + Seconds(SessionMonitor::settling(record.agent)));
 }

@@ -80,8 +80,8 @@ std::vector<json::object> eventsIn(const std::string& path) {
   return events;
 }
 
-Machine::Machine(std::string scratch, const std::vector<json::object>& events)
-    : scratch_(std::move(scratch)) {
+Machine::Machine(std::string scratch, const std::vector<json::object>& events, double hookTime)
+    : scratch_(std::move(scratch)), hookTime_(hookTime) {
   std::filesystem::create_directories(real(sessions));
   std::filesystem::create_directories(real(std::string(home) + "/src/app"));
   if (!events.empty()) start_ = numberAt(events.front(), "t");
@@ -138,7 +138,7 @@ void Machine::playRecord(const json::object& event) {
   const json::object& record = *found;
   const auto called = hookAt_.find(textAt(record, "sessionId"));
   const double at = std::clamp(called == hookAt_.end() ? now_ : called->second, lookedAt_, now_);
-  write(path, json::serialize(record), std::nullopt, at);
+  write(path, json::serialize(record), std::nullopt, at + hookTime_);
 }
 
 void Machine::playTranscript(const json::object& event) {
@@ -315,7 +315,7 @@ ProcessFacts Machine::processes() {
 
 std::vector<Change> play(const std::vector<json::object>& events, const std::string& scratch,
                          const Playing& how) {
-  Machine machine(scratch, events);
+  Machine machine(scratch, events, how.hookTime);
   SessionWatcher::Surroundings surroundings{
       .sessionsDirectory = sessions, .homes = {}, .files = machine.files(), .processes = machine.processes()};
   for (const Agent agent : allAgents) surroundings.homes.push_back(AgentHome::standard(agent, Machine::home));

@@ -36,8 +36,9 @@ class Machine {
   /// The home directory that recordings name.
   static constexpr std::string_view home = "/Users/dev";
 
-  /// `scratch` is an empty directory.
-  Machine(std::string scratch, const std::vector<boost::json::object>& events);
+  /// `scratch` is an empty directory. A hook saves its record `hookTime` seconds after it did when the
+  /// session was recorded.
+  Machine(std::string scratch, const std::vector<boost::json::object>& events, double hookTime = 0);
 
   /// Plays one event.
   void play(const boost::json::object& event);
@@ -70,6 +71,7 @@ class Machine {
   std::optional<std::int32_t> likelyHolder() const;
 
   std::string scratch_;
+  double hookTime_ = 0;
   double now_ = 0;
   double start_ = 0;
   double lookedAt_ = 0;  // when the recorder looked before the look that found the last event
@@ -88,6 +90,7 @@ struct Playing {
   std::function<bool(std::string_view path)> hide;  ///< names paths that the monitor cannot see
   double from = 0;                                  ///< when the monitor starts, in seconds since 1970
   double delay = 0;                                 ///< how long after a change it looks, in seconds
+  double hookTime = 0;                              ///< see Machine
 };
 
 /// What the monitor sees over a whole recording.

@@ -295,6 +295,19 @@ TEST_P(Varied, LateLooksMissNoChange) {
   }
 }
 
+TEST_P(Varied, HooksThatSaveTheirRecordsLaterHideNoChange) {
+  constexpr double hookTime = 0.2;
+  for (const Recorded& recorded : all) {
+    const Score score =
+        scoreOf(playedFrom(recorded.events, {.hide = {}, .from = 0, .delay = 0, .hookTime = hookTime}),
+                recorded.truth, recorded.events);
+    const Score known = scoreOf(recorded.view, recorded.truth, recorded.events);
+    EXPECT_EQ(score.missed, known.missed) << recorded.path;
+    // A record is believed for half a second against what is in a file.
+    EXPECT_LE(score.wrong, known.wrong + 1.5) << recorded.path;
+  }
+}
+
 TEST_P(Varied, AMonitorThatStartsLaterSeesTheSame) {
   for (const Recorded& recorded : all) {
     // Before this one starts, the file was rewritten without the prompt, so nothing shows that there was one.

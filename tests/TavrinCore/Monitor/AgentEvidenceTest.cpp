@@ -86,13 +86,17 @@ TEST(ClaudeTranscript, AToolResultEndsItsCall) {
             (Facts{{Kind::callEnded, "a"}, {Kind::callEnded, "b"}}));
 }
 
-TEST(ClaudeTranscript, ARefusalOnlyWithdrawsTheQuestion) {
-  EXPECT_EQ(
-      in(Agent::claude,
-         R"({"type":"user","timestamp":"TIME","message":{"content":[{"type":"tool_result","is_error":true,)"
-         R"("content":"The user doesn't want to proceed with this tool use. The tool use was rejected",)"
-         R"("tool_use_id":"a"}]}})"),
-      (Facts{{Kind::withdrawn, "a"}}));
+TEST(ClaudeTranscript, ARefusalThatStopsTheAgentOnlyWithdrawsTheQuestion) {
+  const auto refusal = [](const std::string& end) {
+    return in(
+        Agent::claude,
+        R"({"type":"user","timestamp":"TIME","message":{"content":[{"type":"tool_result","is_error":true,)"
+        R"("content":"The user doesn't want to proceed with this tool use. )" +
+            end + R"(","tool_use_id":"a"}]}})");
+  };
+  EXPECT_EQ(refusal("STOP what you are doing and wait for the user"), (Facts{{Kind::withdrawn, "a"}}));
+  // With words of the person, the agent goes on.
+  EXPECT_EQ(refusal("The user said: use another file"), (Facts{{Kind::callEnded, "a"}}));
 }
 
 TEST(ClaudeTranscript, AnInterruptionStopsTheTurn) {
@@ -125,11 +129,12 @@ TEST(ClaudeTranscript, WordsOfALineInAnotherPlaceAreNotEvidence) {
 }
 
 TEST(ClaudeTranscript, ARefusalAndAnInterruptionMayShareALine) {
-  EXPECT_EQ(in(Agent::claude, R"({"timestamp":"TIME","type":"user","message":{"content":[)"
-                              R"({"type":"tool_result","tool_use_id":"c","content":)"
-                              R"("The user doesn't want to proceed with this tool use."},)"
-                              R"({"type":"text","text":"[Request interrupted by user for tool use]"}]}})"),
-            (Facts{{Kind::withdrawn, "c"}, {Kind::interrupted, ""}}));
+  EXPECT_EQ(
+      in(Agent::claude, R"({"timestamp":"TIME","type":"user","message":{"content":[)"
+                        R"({"type":"tool_result","tool_use_id":"c","content":)"
+                        R"("The user doesn't want to proceed with this tool use. STOP what you are doing"},)"
+                        R"({"type":"text","text":"[Request interrupted by user for tool use]"}]}})"),
+      (Facts{{Kind::withdrawn, "c"}, {Kind::interrupted, ""}}));
 }
 
 TEST(ClaudeTranscript, APromptStartsATurnButWhatTheClientWritesDoesNot) {
@@ -212,10 +217,21 @@ TEST(CodexRollout, ACommandMayBeAListOfWords) {
   EXPECT_EQ(commandOfCall(R"({"patch": "x")" + end), "");
 }
 
-TEST(CodexRollout, AProgramThatIsNotPlainJsonStandsForItsCommand) {
-  const std::string program =
-      R"(const x = {cmd: "touch a; sleep 9", sandbox_permissions: "require_escalated"}; await run(x))";
-  EXPECT_EQ(commandOfCall(program), program);
+TEST(CodexRollout, AProgramWrittenAsJavaScriptIsReadAsSuch) {
+  const std::string end = R"(, sandbox_permissions: "require_escalated"}; await run(x))";
+  EXPECT_EQ(commandOfCall(R"(const x = {cmd: "touch a; sleep 9")" + end), "touch a; sleep 9");
+  EXPECT_EQ(commandOfCall(R"(const x = {"cmd" : 'echo "a"')" + end), R"(echo "a")");
+  EXPECT_EQ(commandOfCall("run({cmd:`make`" + end), "make");
+  EXPECT_EQ(commandOfCall("let cmd; run({ 'cmd': cmdOf(1), cmd: 'ls'" + end), "ls");
+  // A backslash of the program is two in the rollout.
+  EXPECT_EQ(commandOfCall(R"(run({cmd: 'a\\tb\\nc \\'d\\'')" + end), "a\tb\nc 'd'");
+}
+
+TEST(CodexRollout, AProgramWithoutAPlainCommandStandsForItsCommand) {
+  for (const std::string start : {"const x = {cmd: list[0]", "const x = {cmd: 'make", "const cmd = {a: 1"}) {
+    const std::string program = start + R"(, sandbox_permissions: "require_escalated"}; await run(x))";
+    EXPECT_EQ(commandOfCall(program), program);
+  }
   const std::string words = "sandbox_permissions require_escalated";
   EXPECT_EQ(commandOfCall(words), "");
   EXPECT_EQ(commandOfCall("} " + words + " {"), "");
@@ -389,6 +405,13 @@ TEST(CopilotEvents, TurnsOfTheSessionCountAndThoseOfSubagentsDoNot) {
             (Facts{{Kind::turnEnded, ""}}));
 }
 
+TEST(CopilotEvents, OfASubagentAreMarkedAsItsOwn) {
+  const std::string line =
+      timed(R"({"timestamp":"TIME","type":"permission.requested","data":{"requestId":"r"})");
+  EXPECT_FALSE(evidenceInLine(line + "}", Agent::copilot).facts.front().isSubagents);
+  EXPECT_TRUE(evidenceInLine(line + R"(,"agentId":"s"})", Agent::copilot).facts.front().isSubagents);
+}
+
 TEST(CopilotEvents, NameTheSubagentsOfTheSession) {
   const LineEvidence hook =
       evidenceInLine(timed(R"({"timestamp":"TIME","type":"hook.start","data":{"hookType":"agentStop",)"
@@ -409,8 +432,9 @@ TEST(CopilotEvents, OfAnotherKindAboutPermissionsAreNotAQuestion) {
 }
 
 TEST(CopilotHold, NamesItsProcess) {
-  EXPECT_EQ(CopilotEvidence::holder("inuse.34.hold"), 34);
-  for (const char* const name : {"inuse..hold", "inuse.x.hold", "inuse.34", "34.hold", "inuse.hold", ""})
+  for (const char* const name : {"inuse.34.hold", "inuse.34.lock", "inuse.34"})
+    EXPECT_EQ(CopilotEvidence::holder(name), 34) << name;
+  for (const char* const name : {"inuse..hold", "inuse.x.hold", "inuse.", "34.hold", "inuse.hold", ""})
     EXPECT_EQ(CopilotEvidence::holder(name), std::nullopt) << name;
 }
 
@@ -420,8 +444,11 @@ TEST(GrokEvents, QuestionsAndTurnsAreFacts) {
             (Facts{{Kind::asked, "permission:run"}}));
   EXPECT_EQ(event(R"("type":"permission_resolved","tool_name":"run","decision":"allow")"),
             (Facts{{Kind::answered, "permission:run"}}));
-  EXPECT_EQ(event(R"("type":"permission_resolved","tool_name":"run","decision":"deny")"),
-            (Facts{{Kind::withdrawn, "permission:run"}}));
+  for (const std::string decision : {"deny", "cancelled"})
+    EXPECT_EQ(event(R"("type":"permission_resolved","tool_name":"run","decision":")" + decision + "\""),
+              (Facts{{Kind::withdrawn, "permission:run"}}));
+  EXPECT_EQ(event(R"("type":"permission_resolved","tool_name":"run","decision":"always")"),
+            (Facts{{Kind::answered, "permission:run"}}));
   EXPECT_EQ(event(R"("type":"tool_started","tool_name":"ask_user_question")"),
             (Facts{{Kind::asked, "question"}}));
   EXPECT_EQ(event(R"("type":"tool_completed","tool_name":"ask_user_question")"),
@@ -432,6 +459,7 @@ TEST(GrokEvents, QuestionsAndTurnsAreFacts) {
   EXPECT_EQ(event(R"("type":"turn_ended","outcome":"completed")"), (Facts{{Kind::turnEnded, ""}}));
   EXPECT_EQ(event(R"("type":"turn_ended","outcome":"error")"), (Facts{{Kind::failed, ""}}));
   EXPECT_EQ(event(R"("type":"turn_ended","outcome":"cancelled")"), (Facts{{Kind::interrupted, ""}}));
+  EXPECT_EQ(event(R"("type":"turn_ended","outcome":"interrupted")"), (Facts{{Kind::interrupted, ""}}));
   EXPECT_EQ(
       event(R"("type":"turn_ended","outcome":"cancelled","cancellation_category":"permission_rejected")"),
       (Facts{{Kind::refused, ""}}));

@@ -28,6 +28,16 @@ TEST(OpenQuestions, EndWithTheirTurn) {
     EXPECT_TRUE(ChildEvidence::openQuestions({fact(Kind::asked, "a"), fact(kind)}).empty());
 }
 
+TEST(OpenQuestions, OfASubagentOutliveATurnThatEndsByItself) {
+  SessionFact question = fact(Kind::asked, "a");
+  question.isSubagents = true;
+  for (const Kind kind : {Kind::turnStarted, Kind::turnEnded})
+    EXPECT_EQ(ChildEvidence::openQuestions({question, fact(kind)}).size(), 1U);
+  for (const Kind kind : {Kind::interrupted, Kind::refused, Kind::failed, Kind::sessionEnded})
+    EXPECT_TRUE(ChildEvidence::openQuestions({question, fact(kind)}).empty());
+  EXPECT_TRUE(ChildEvidence::openQuestions({question, fact(Kind::answered, "a")}).empty());
+}
+
 TEST(ChildProcess, OfAShellThatHoldsTheCommandRunsIt) {
   EXPECT_TRUE(runs({"/bin/bash", "-lc", "touch a; sleep 9"}, "touch a; sleep 9"));
   EXPECT_TRUE(runs({"/proc/self/exe", "--codex-run-as-process-setup", "38", "/bin/bash", "-lc", "npm test"},

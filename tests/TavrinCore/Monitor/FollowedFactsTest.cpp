@@ -69,6 +69,25 @@ TEST(FollowedFacts, OfASubagentThatAskedTwiceAboutOneToolEndBothQuestions) {
             (std::vector{Kind::answered, Kind::asked, Kind::asked, Kind::answered, Kind::withdrawn}));
 }
 
+TEST(FollowedFacts, KeepTheOpenQuestionOfASubagentWhenTheNextTurnStarts) {
+  test::FakeFiles files;
+  const auto line = [](const std::string& rest) {
+    return R"({"timestamp":"2026-11-21T22:40:00Z",)" + rest + "}\n";
+  };
+  const auto question = [&](const std::string& id, const std::string& agent) {
+    return line(R"("type":"permission.requested","data":{"requestId":")" + id + "\"}" + agent);
+  };
+  const std::string child = R"(,"agentId":"child")";
+  files.write("/e", line(R"("type":"user.message")") + question("a", child) + question("b", "") +
+                        question("c", child) +
+                        line(R"("type":"permission.completed","data":{"requestId":"c"})" + child) +
+                        line(R"("type":"user.message")"));
+  FollowedFacts followed("/e", Agent::copilot, false);
+  followed.look(files.access());
+  ASSERT_EQ(kinds(followed), (std::vector{Kind::asked, Kind::turnStarted}));
+  EXPECT_EQ(followed.facts().front().call, "a");
+}
+
 TEST(FollowedFacts, OfASubagentLeaveOutItsSteps) {
   test::FakeFiles files;
   files.write("/e", R"({"timestamp":"2026-11-21T22:40:00Z","type":"assistant.turn_start"})"

@@ -178,6 +178,43 @@ TEST(Judge, ATurnOfAnotherAgentEndsWithTheHooks) {
   EXPECT_EQ(judged(idleInATurn(Agent::codex, 1))->state, idle);
 }
 
+TEST(Judge, AHookThatEndsAMomentAfterItsTurnWasStoppedIsNotTheNextTurn) {
+  for (const Agent agent : {Agent::codex, Agent::gemini, Agent::copilot, Agent::grok}) {
+    Known session = sessionIn(working, agent);
+    session.evidence.facts = {fact(Kind::interrupted, saved - 0.2)};
+    EXPECT_EQ(judged(session, saved + 0.4)->state, working);
+    EXPECT_EQ(judged(session, saved + 0.5)->state, idle);
+    EXPECT_EQ(judged(session)->since, dateFromSeconds(saved - 0.2));
+    EXPECT_EQ(judged(session)->reason, "interrupted, according to its transcript");
+  }
+  Known failed = sessionIn(working, Agent::codex);
+  failed.evidence.facts = {fact(Kind::turnStarted, saved - 0.3), fact(Kind::failed, saved)};
+  EXPECT_EQ(judged(failed)->state, idle);
+}
+
+TEST(Judge, AHookAfterAStoppedTurnIsBelievedIfTheFileGoesOnOrCannotShowIt) {
+  for (const Kind kind : {Kind::turnStarted, Kind::stepStarted}) {
+    Known session = sessionIn(working, Agent::copilot);
+    session.evidence.facts = {fact(Kind::failed, saved - 0.2), fact(kind, saved - 0.1)};
+    EXPECT_EQ(judged(session)->state, working);
+  }
+  Known late = sessionIn(working, Agent::grok);
+  late.evidence.facts = {fact(Kind::interrupted, saved - 0.5)};
+  EXPECT_EQ(judged(late)->state, working);
+  Known reported = sessionIn(working, Agent::codex);
+  reported.evidence.facts = {fact(Kind::turnEnded, saved - 0.1)};
+  EXPECT_EQ(judged(reported)->state, working);
+  Known claude = sessionIn(working, Agent::claude);
+  claude.evidence.facts = {fact(Kind::interrupted, saved - 0.1)};
+  EXPECT_EQ(judged(claude)->state, working);
+  Known gemini = sessionIn(working, Agent::gemini);
+  gemini.evidence.facts = {fact(Kind::failed, saved - 0.1)};
+  EXPECT_EQ(judged(gemini)->state, working);
+  Known waiting = sessionIn(needsYou, Agent::copilot);
+  waiting.evidence.facts = {fact(Kind::interrupted, saved - 0.1)};
+  EXPECT_EQ(judged(waiting)->state, needsYou);
+}
+
 TEST(Judge, AStepAfterAnErrorIsWorkAgain) {
   Known session = sessionIn(working, Agent::copilot);
   session.evidence.facts = {fact(Kind::failed, saved + 1), fact(Kind::stepStarted, saved + 2)};
@@ -219,6 +256,44 @@ TEST(Judge, AQuestionFromBeforeTheHooksSawTheTurnEndIsOver) {
   EXPECT_EQ(judged(session)->state, needsYou);
 }
 
+TEST(Judge, ASubagentsQuestionOutlivesTheTurnButNotTheProcess) {
+  SessionFact question = fact(Kind::asked, saved - 2, "q");
+  question.isSubagents = true;
+  Known session = sessionIn(idle, Agent::copilot);
+  session.evidence.facts = {question, fact(Kind::turnEnded, saved - 0.1)};
+  EXPECT_EQ(judged(session)->state, needsYou);
+  EXPECT_EQ(judged(session)->since, dateFromSeconds(saved - 2));
+  session.evidence.facts.push_back(fact(Kind::turnStarted, saved + 1));
+  EXPECT_EQ(judged(session)->state, needsYou);
+  session.evidence.facts.push_back(fact(Kind::interrupted, saved + 2));
+  EXPECT_EQ(judged(session)->state, idle);
+  session.evidence.facts.resize(2);
+  session.evidence.process->startedAt = dateFromSeconds(saved - 1);
+  EXPECT_EQ(judged(session)->state, idle);
+}
+
+TEST(Judge, AnAnswerThatDoesNotSayWhoseItIsAnswersTheSubagentsQuestion) {
+  SessionFact question = fact(Kind::asked, saved + 1, "r");
+  question.isSubagents = true;
+  Known session = sessionIn(working, Agent::copilot);
+  session.evidence.facts = {question, fact(Kind::answered, saved + 2, "r")};
+  EXPECT_EQ(judged(session)->state, working);
+}
+
+TEST(Judge, AnAnswerToTheMainAgentIsNotOneToItsSubagent) {
+  SessionFact question = fact(Kind::asked, saved + 1, "permission:run");
+  question.isSubagents = true;
+  Known session = sessionIn(working, Agent::grok);
+  session.evidence.facts = {question, fact(Kind::asked, saved + 1, "permission:run"),
+                            fact(Kind::answered, saved + 2, "permission:run"),
+                            fact(Kind::turnEnded, saved + 3)};
+  EXPECT_EQ(judged(session)->state, needsYou);
+  question.kind = Kind::answered;
+  question.at = dateFromSeconds(saved + 4);
+  session.evidence.facts.push_back(question);
+  EXPECT_EQ(judged(session)->state, idle);
+}
+
 TEST(Judge, OfTwoQuestionsBothMustBeAnswered) {
   Known session = sessionIn(needsYou, Agent::copilot);
   session.evidence.facts = {fact(Kind::asked, saved - 1, "a"), fact(Kind::asked, saved - 1, "b"),
@@ -251,6 +326,15 @@ TEST(Judge, ACallOfCodexSettlesBeforeItCountsAsAQuestion) {
   EXPECT_EQ(judged(session, saved + 1.5)->state, needsYou);
   session.evidence.facts.push_back(fact(Kind::answered, saved + 1.2, "c"));
   EXPECT_EQ(judged(session, saved + 5)->state, working);
+}
+
+TEST(Judge, AQuestionThatGrokAnswersItselfIsNotAsked) {
+  Known session = sessionIn(working, Agent::grok);
+  session.evidence.facts = {fact(Kind::asked, saved + 1, "q")};
+  EXPECT_EQ(judged(session, saved + 1.09)->state, working);
+  EXPECT_EQ(judged(session, saved + 1.1)->state, needsYou);
+  session.evidence.facts.push_back(fact(Kind::answered, saved + 1.002, "q"));
+  EXPECT_EQ(judged(session)->state, working);
 }
 
 TEST(Judge, AProcessThatRunsAnswersEverything) {

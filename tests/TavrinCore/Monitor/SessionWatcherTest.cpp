@@ -290,6 +290,20 @@ TEST_F(Watching, AnIdleSessionOfGrokIsLookedAtAgainOnceItsFileCounts) {
   EXPECT_EQ(last.next, std::nullopt);
 }
 
+TEST_F(Watching, ASessionThatWorksAfterItsTurnWasStoppedIsLookedAtAgain) {
+  const std::string path = "/Users/dev/.gemini/tmp/app/chats/session-e.jsonl";
+  Session record = save("e", Agent::gemini, working, 100);
+  record.transcriptPath = path;
+  save(record, 100);
+  files.write(path,
+              R"({"timestamp":"1970-01-01T00:01:39.9Z","type":"info","content":"Request cancelled."})"
+              "\n",
+              100);
+  EXPECT_EQ(stateOf("e", 100.1), working);
+  EXPECT_EQ(last.next, dateFromSeconds(100.5));
+  EXPECT_EQ(stateOf("e", 100.5), idle);
+}
+
 TEST_F(Watching, AtMostTwoHundredFoldersAreWatched) {
   for (int i = 0; i < 300; ++i)
     files.write("/Users/dev/.copilot/session-state/" + std::to_string(i) + "/inuse.18.hold", "", 100);

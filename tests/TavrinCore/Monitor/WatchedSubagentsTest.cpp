@@ -33,14 +33,38 @@ TEST_F(Watching, ASubagentOfGrokAsksForItsParent) {
               R"({"ts":"1970-01-01T00:01:42Z","type":"permission_requested","tool_name":"run"})"
               "\n",
               102);
-  EXPECT_EQ(stateOf("child", 103), std::nullopt);
-  EXPECT_EQ(stateOf("parent", 103), needsYou);
+  EXPECT_EQ(stateOf("child", 102.05), std::nullopt);
+  EXPECT_EQ(last.next, dateFromSeconds(102.1));
+  EXPECT_EQ(stateOf("parent", 102.1), needsYou);
   files.append(
       folder + "child/events.jsonl",
       R"({"ts":"1970-01-01T00:01:44Z","type":"permission_resolved","tool_name":"run","decision":"allow"})"
       "\n",
       104);
   EXPECT_EQ(stateOf("parent", 105), working);
+}
+
+TEST_F(Watching, ASubagentOfGrokInTheBackgroundWaitsAfterItsParentsTurn) {
+  const std::string folder = "/Users/dev/.grok/sessions/%2Fsrc%2Fapp/";
+  files.write(folder + "parent/events.jsonl",
+              R"({"ts":"1970-01-01T00:01:40Z","type":"turn_started"})"
+              "\n"
+              R"({"ts":"1970-01-01T00:01:44Z","type":"turn_ended","outcome":"completed"})"
+              "\n",
+              104);
+  files.write(folder + "parent/subagents/child/meta.json", "{}", 101);
+  files.write(folder + "child/events.jsonl",
+              R"({"ts":"1970-01-01T00:01:42Z","type":"permission_requested","tool_name":"run"})"
+              "\n",
+              102);
+  save("parent", Agent::grok, idle, 104);
+  EXPECT_EQ(stateOf("parent", 105), needsYou);
+  files.append(
+      folder + "child/events.jsonl",
+      R"({"ts":"1970-01-01T00:01:46Z","type":"permission_resolved","tool_name":"run","decision":"allow"})"
+      "\n",
+      106);
+  EXPECT_EQ(stateOf("parent", 107), idle);
 }
 
 TEST_F(Watching, ASubagentOfASubagentOfGrokAsksForTheSession) {
