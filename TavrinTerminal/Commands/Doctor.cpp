@@ -297,7 +297,12 @@ class Examination {
   void checkFileSystem() {
     const std::string folder = surroundings_.sessionsDirectory();
     const FileDescriptor open = FileDescriptor::open(folder, O_RDONLY | O_DIRECTORY);
-    if (!open.isOpen()) return;
+    if (!open.isOpen()) {
+      if (errno == EACCES && isOwn(folder))
+        find("you may not read this folder, so no sessions are shown", folder,
+             "chmod u+rwx " + shellWord(folder));
+      return;
+    }
     if (::flock(open.number(), LOCK_SH | LOCK_NB) != 0 && errno != EWOULDBLOCK) {
       find("this file system has no locks, so records of one session may be lost", folder,
            "keep the home directory on a file system with flock(2)");
@@ -314,7 +319,12 @@ class Examination {
     for (const StaleFile& file : StaleFiles::find(surroundings_)) {
       switch (file.kind) {
         case StaleFile::Kind::unreadable:
-          find("this file holds no record of a session", file.path, "rm " + shellWord(file.path));
+          if (::faccessat(AT_FDCWD, file.path.c_str(), R_OK, AT_EACCESS) != 0) {
+            find("you may not read this file, so its session is not shown", file.path,
+                 "chmod u+rw " + shellWord(file.path));
+          } else {
+            find("this file holds no record of a session", file.path, "rm " + shellWord(file.path));
+          }
           break;
         case StaleFile::Kind::temporary:
           find("a writer that was killed left this file", file.path, "tavrin doctor --fix");
