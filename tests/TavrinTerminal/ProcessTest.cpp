@@ -97,6 +97,14 @@ TEST_F(Tavrin, AgentsAreNamedByWordsThatExistAndCountOnce) {
   EXPECT_EQ(tavrin({"disconnect", "--dry-run", "claude", "claude"}), once);
 }
 
+TEST_F(Tavrin, FocusTakesASessionOrNext) {
+  const test::Outcome outcome = tavrin({"focus", "shop", "--next"});
+  EXPECT_EQ(outcome.exitStatus, 64);
+  EXPECT_EQ(outcome.error,
+            "tavrin: nothing was brought to the front. Name a session or use --next, not both. See \"tavrin "
+            "help focus\".\n");
+}
+
 TEST_F(Tavrin, CompletionsNeedAShell) {
   const test::Outcome outcome = tavrin({"completions"});
   EXPECT_EQ(outcome.exitStatus, 64);
