@@ -6,7 +6,8 @@
 //   nonblocking=N                        with the open file N set to non-blocking
 //   ignored=N                            with the signal N ignored
 //   user=N                               as another user
-//   fsize=N  stack=N  nofile=N  as=N     with a limit of setrlimit(2)
+//   fsize=N  stack=N  as=N               with a limit of setrlimit(2)
+//   nofile=N                             with so many open files at most, and none but the standard ones open
 #include <fcntl.h>
 #include <sys/resource.h>
 #include <unistd.h>
@@ -26,6 +27,12 @@ bool limit(auto resource, rlim_t value) {
   return ::setrlimit(resource, &limits) == 0;
 }
 
+// Whoever started the tests may have left files open for them.
+bool limitFiles(int count) {
+  for (int number = STDERR_FILENO + 1; number < count; ++number) ::close(number);
+  return limit(RLIMIT_NOFILE, static_cast<rlim_t>(count));
+}
+
 bool confine(std::string_view option, unsigned long value) {
   const int number = static_cast<int>(value);
   if (option == "close") return ::close(number) == 0;
@@ -34,7 +41,7 @@ bool confine(std::string_view option, unsigned long value) {
   if (option == "user") return ::setuid(static_cast<uid_t>(value)) == 0;
   if (option == "fsize") return limit(RLIMIT_FSIZE, value);
   if (option == "stack") return limit(RLIMIT_STACK, value);
-  if (option == "nofile") return limit(RLIMIT_NOFILE, value);
+  if (option == "nofile") return limitFiles(number);
   if (option == "as") return limit(RLIMIT_AS, value);
   return false;
 }
