@@ -5,11 +5,13 @@
 #include <cerrno>
 #include <deque>
 #include <exception>
+#include <limits>
 #include <system_error>
 #include <utility>
 
 #include "TavrinTerminal/Commands/Help.hpp"
 #include "TavrinTerminal/ShownText.hpp"
+#include "TavrinTerminal/Suggestion.hpp"
 
 namespace tavrin::Command {
 
@@ -33,18 +35,16 @@ class Parser {
     app_.set_help_flag();
     for (const OptionDescription& option : command.options) add(option);
     for (const OptionDescription& option : CommandTable::commonOptions()) add(option);
-    if (!command.argument.name.empty()) {
-      CLI::Option* const argument =
-          app_.add_option(std::string(command.argument.name), arguments_, std::string(command.argument.help));
-      if (!command.argument.isRepeated) argument->expected(1);
-      if (command.argument.isRequired) argument->required();
-      restrict(argument, command.argument.choices);
-    }
+    // It takes any number of arguments, because its own words for too many are hard to read.
+    CLI::Option* const arguments = app_.add_option(
+        command.argument.name.empty() ? "ARGUMENT" : std::string(command.argument.name), arguments_);
+    if (command.argument.isRequired) arguments->required();
+    restrict(arguments, command.argument.choices);
   }
   Parser(const Parser&) = delete;
   Parser& operator=(const Parser&) = delete;
 
-  // Throws CLI::ParseError.
+  // Throws CLI::ParseError. After CLI::ExtrasError, `unknownOption` has the reason.
   Invocation parse(std::vector<std::string> words) {
     std::ranges::reverse(words);  // because CLI11 takes a vector from its end
     app_.parse(std::move(words));
@@ -55,6 +55,9 @@ class Parser {
     invocation.words.arguments = arguments_;
     return invocation;
   }
+
+  // The first word that looks like an option and is none.
+  std::string unknownOption() const { return app_.remaining().front(); }
 
  private:
   void add(const OptionDescription& option) {
@@ -102,12 +105,33 @@ ColourChoice colourChoice(const CommandTable::ParsedWords& words) {
   return when == "never" ? ColourChoice::never : ColourChoice::automatic;
 }
 
-Outcome wrongUsage(std::string problem, std::string_view command = "") {
+// `command` is empty where none was named.
+Outcome wrongUsage(std::string problem, std::string_view command) {
   std::string help = "tavrin help";
   if (!command.empty()) help += " " + std::string(command);
   problem = ShownText::clean(problem);
-  if (!problem.ends_with('.')) problem += '.';
+  if (!problem.ends_with('.') && !problem.ends_with('?')) problem += '.';
   return Outcome::usage("nothing was done. " + problem + " See \"" + help + "\".");
+}
+
+std::vector<OptionDescription> optionsOf(const CommandDescription& command) {
+  std::vector<OptionDescription> options(command.options.begin(), command.options.end());
+  const auto common = CommandTable::commonOptions();
+  options.insert(options.end(), common.begin(), common.end());
+  return options;
+}
+
+// `word` may have a value after "=".
+std::string noOption(std::string_view word, std::span<const OptionDescription> options) {
+  std::vector<std::string_view> names;
+  for (const OptionDescription& option : options) names.push_back(option.name);
+  return Suggestion::noneOf("option", word.substr(0, word.find('=')), names);
+}
+
+// How many arguments a command takes at most.
+std::size_t mostArguments(const CommandTable::ArgumentDescription& argument) {
+  if (argument.isRepeated) return std::numeric_limits<std::size_t>::max();
+  return argument.name.empty() ? 0 : 1;
 }
 
 // An option that may stand in front of the command.
@@ -135,15 +159,15 @@ std::variant<Invocation, Outcome> parse(const std::vector<std::string>& words, b
   if (!rest.empty() && rest.front() == "-h") return Outcome::done(Help::overview());
 
   const CommandDescription* command = nullptr;
+  const std::string named = rest.empty() ? "" : rest.front();
   if (rest.empty()) {
     if (outputIsTerminal) command = CommandTable::command("panel");
     if (command == nullptr) command = CommandTable::command("list");
   } else {
     command = CommandTable::command(rest.front());
     if (command == nullptr) {
-      const bool isOption = rest.front().starts_with('-');
-      return wrongUsage((isOption ? "There is no option \"" : "There is no command \"") + rest.front() +
-                        "\"");
+      if (named.starts_with('-')) return wrongUsage(noOption(named, CommandTable::commonOptions()), "");
+      return wrongUsage(Help::noCommand(named), "");
     }
     rest.erase(rest.begin());
   }
@@ -152,15 +176,27 @@ std::variant<Invocation, Outcome> parse(const std::vector<std::string>& words, b
   for (const std::string& word : rest) {
     if (word == "--") break;
     if (word == "--help" || word == "-h") return Outcome::done(Help::ofCommand(*command));
-    if (word == "--version") return Outcome::done(Help::version());
+    if (word == "--version" || word == "-V") return Outcome::done(Help::version());
   }
+  for (const OptionDescription& option : optionsOf(*command)) {
+    const auto hasValue = [prefix = std::string(option.name) + "="](const std::string& word) {
+      return word.starts_with(prefix);
+    };
+    // The parser would take some values, and would switch the option off with one of them.
+    if (option.value.empty() && std::any_of(rest.begin(), std::ranges::find(rest, "--"), hasValue))
+      return wrongUsage("The option \"" + std::string(option.name) + "\" takes no value", named);
+  }
+  Parser parser(*command);
   try {
-    Parser parser(*command);
     Invocation invocation = parser.parse(std::move(rest));
+    if (const auto extra = invocation.words.argument(mostArguments(command->argument)))
+      return wrongUsage("\"" + *extra + "\" is one argument too many", named);
     invocation.colour = colourChoice(invocation.words);
     return invocation;
+  } catch (const CLI::ExtrasError&) {
+    return wrongUsage(noOption(parser.unknownOption(), optionsOf(*command)), named);
   } catch (const CLI::ParseError& error) {
-    return wrongUsage(error.what(), command->name);
+    return wrongUsage(error.what(), named);
   }
 }
 

@@ -246,21 +246,31 @@ Outcome runDoctor(const ParsedWords& words, const Surroundings& surroundings, co
 }
 
 Outcome runFocus(const ParsedWords& words, const Surroundings& surroundings, const Console&) {
+  if (words.has("--next") && words.argument())
+    return Outcome::usage(
+        R"(nothing was brought to the front. Name a session or use --next, not both. See "tavrin help focus".)");
   return Focus::run({.session = words.argument(), .next = words.has("--next")}, surroundings);
 }
 
-Outcome runList(const ParsedWords& words, const Surroundings& surroundings, const Console& console) {
-  Surroundings withPlaces = surroundings;
-  if (!withPlaces.places) {
-    withPlaces.places = [&surroundings](const std::vector<Session>& sessions) {
+// With the terminals of this system to ask where sessions are shown. Refers to `surroundings`.
+Surroundings withPlaces(const Surroundings& surroundings) {
+  Surroundings asking = surroundings;
+  if (!asking.places) {
+    asking.places = [&surroundings](const std::vector<Session>& sessions) {
       return TerminalFocus::ofThisSystem(surroundings).places(sessions);
     };
   }
-  return List::run({.json = words.has("--json"), .all = words.has("--all")}, withPlaces, console);
+  return asking;
 }
 
+Outcome runList(const ParsedWords& words, const Surroundings& surroundings, const Console& console) {
+  return List::run({.json = words.has("--json"), .all = words.has("--all")}, withPlaces(surroundings),
+                   console);
+}
+
+// Lists the sessions where there is no terminal for the panel.
 Outcome runPanel(const ParsedWords&, const Surroundings& surroundings, const Console& console) {
-  return Panel::run(surroundings, console);
+  return Panel::run(withPlaces(surroundings), console);
 }
 
 Outcome runStatus(const ParsedWords& words, const Surroundings& surroundings, const Console& console) {
@@ -343,9 +353,8 @@ constexpr std::array<CommandDescription, 14> table = {{
      .run = runDisconnect},
     {.name = "list",
      .summary = "lists sessions, the most urgent first",
-     .details = "In a pipe it prints a line for each session, its fields separated by tabs: state, time in "
-                "that state, "
-                "project, agent, tool and terminal.\n",
+     .details = "In a pipe it prints a line for each session, its fields separated by tabs and never "
+                "coloured: state, time in that state, project, agent, tool and terminal.\n",
      .options = listOptions,
      .run = runList},
     {.name = "status",
@@ -379,9 +388,8 @@ constexpr std::array<CommandDescription, 14> table = {{
      .summary = "lists the local servers",
      .details =
          "On a terminal a last line names the ports whose processes you cannot see. In a pipe it prints "
-         "a line for each server, its fields separated by tabs: name, ports, project, process id and time "
-         "since its "
-         "start.\n",
+         "a line for each server, its fields separated by tabs and never coloured: name, ports, project, "
+         "process id and time since its start.\n",
      .options = serversOptions,
      .run = runServers},
     {.name = "open", .summary = "opens a server in the browser", .argument = requiredServer, .run = runOpen},

@@ -15,7 +15,7 @@ struct StaleFile {
   enum class Kind : std::uint8_t {
     temporary,   ///< ".UUID.tmp", which is there for a moment only
     deadRecord,  ///< the record of a session whose agent is gone
-    unreadable,  ///< "NAME.json" that holds no record
+    unreadable,  ///< "NAME.json" that holds no record, or that this user may not read
   };
 
   Kind kind = Kind::temporary;

@@ -1,8 +1,10 @@
 #include "TavrinTerminal/Surroundings.hpp"
 
+#include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <chrono>
 #include <cstdlib>
 
@@ -49,6 +51,13 @@ Surroundings Surroundings::real() {
     return tavrin::openInBrowser(url, path == nullptr ? "" : path);
   };
   return surroundings;
+}
+
+std::string Surroundings::obstacle() const {
+  if (!hasHome()) return std::string(noHomeSentence);
+  const std::string folder = sessionsDirectory();
+  if (::faccessat(AT_FDCWD, folder.c_str(), R_OK | X_OK, AT_EACCESS) == 0 || errno != EACCES) return "";
+  return "you may not read " + ShownText::clean(folder) + ". Run \"tavrin doctor\".";
 }
 
 std::string Surroundings::sessionsDirectory() const {

@@ -66,6 +66,8 @@ struct Surroundings {
 
   /// Whether there is a home directory to look at.
   bool hasHome() const { return !home.empty(); }
+  /// Why sessions cannot be looked at, in words that follow "because"; "" if they can.
+  std::string obstacle() const;
   /// The folder of session files.
   std::string sessionsDirectory() const;
 };

@@ -1,6 +1,8 @@
 // The command `tavrin`. It wires the real console, home, clock and processes; all else is in the library.
+#include <fcntl.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <csignal>
 #include <string>
 #include <variant>
@@ -8,7 +10,20 @@
 
 #include "TavrinTerminal/Command.hpp"
 
+namespace {
+
+// Whoever started this may have closed these. A file that is opened later would take the number, and output
+// would go into it. Nothing can be written to what is opened here, so that lost output stays an error.
+void openStandardDescriptors() {
+  for (const int descriptor : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
+    if (::fcntl(descriptor, F_GETFD) == -1 && errno == EBADF) ::open("/dev/null", O_RDONLY);
+  }
+}
+
+}  // namespace
+
 int main(int argc, char** argv) {
+  openStandardDescriptors();
   // If the reader of the output goes away, a write then fails, which ends a command quietly. Child processes
   // get the default action back.
   std::signal(SIGPIPE, SIG_IGN);

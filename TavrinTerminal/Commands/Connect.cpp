@@ -202,7 +202,10 @@ class Command {
       if (trouble.empty() && answer.trusted > 0)
         state = isNew ? state + ", and trusted by Codex" : "trusted by Codex now";
     }
-    if (!trouble.empty()) state = "connected through " + shown(plan) + ", but not active";
+    // Without a client to ask, the hooks may be trusted already.
+    const bool isKnown = !plan.agent.installations.empty();
+    if (!trouble.empty())
+      state = "connected through " + shown(plan) + (isKnown ? ", but not active" : ", trust unknown");
     say(plan.agent, std::move(state), std::move(trouble));
   }
 

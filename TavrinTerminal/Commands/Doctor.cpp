@@ -63,7 +63,7 @@ class Examination {
 
   Report report() {
     checkHook();
-    readLog();
+    readLogs();
     const std::vector<Agent> all(allAgents.begin(), allAgents.end());
     for (const SurveyedAgent& agent :
          surveyed(all, surroundings_, placesFor(surroundings_, machine_.prefixes)))
@@ -110,10 +110,17 @@ class Examination {
       find("tavrin-hook is not silent when it is tried", hook_, "install Tavrin again");
   }
 
+  // A log that was full is kept beside the new one. The last event of an agent may be only in that.
+  void readLogs() {
+    const std::string log = HookLog::defaultURL(surroundings_.home);
+    readLog(Path::replacingExtension(log, "1.log"));
+    readLog(log);
+  }
+
   // The time of each agent's last line. Lines read "TIME AGENT SESSION EVENT …".
-  void readLog() {
+  void readLog(const std::string& path) {
     constexpr std::size_t largest = 4'000'000;
-    const std::string text = File::contents(HookLog::defaultURL(surroundings_.home), largest).value_or("");
+    const std::string text = File::contents(path, largest).value_or("");
     for (std::size_t start = 0; start < text.size();) {
       const std::size_t end = std::min(text.find('\n', start), text.size());
       const std::string line = text.substr(start, end - start);
@@ -152,7 +159,7 @@ class Examination {
     if (const auto last = lastEvents_.find(which); last != lastEvents_.end()) {
       fact += ", last event " + ServerUptime::label(last->second, surroundings_.now()) + " ago";
     } else if (isConnected) {
-      fact += ", no event yet";
+      fact += ", no event in the log";
     }
     report_.facts.push_back(std::move(fact));
   }
@@ -162,10 +169,19 @@ class Examination {
     return agent.installations.empty() ? "program not found" : "version unknown";
   }
 
-  bool hasReportedLately(Agent agent) const {
+  // Some clients come with an editor, in a folder that is not searched. Their events show that they work.
+  void checkMissingProgram(const std::string& name, Agent agent) {
     constexpr std::chrono::hours lately(7 * 24);
+    const std::string what = name + " is connected, but its program was not found, and ";
+    const std::string disconnect = "tavrin disconnect " + std::string(rawValue(agent));
     const auto last = lastEvents_.find(agent);
-    return last != lastEvents_.end() && last->second + lately > surroundings_.now();
+    if (last == lastEvents_.end()) {
+      find(what + "the log has no event of it", "",
+           "start " + name + " and give it a prompt, or run \"" + disconnect + "\"");
+    } else if (last->second + lately <= surroundings_.now()) {
+      find(what + "its last event was " + ServerUptime::label(last->second, surroundings_.now()) + " ago", "",
+           disconnect);
+    }
   }
 
   // How the registered events differ from what they should be; "" if they are right.
@@ -197,11 +213,7 @@ class Examination {
     } else if (!file.state(state.entries.front().helperPath, fit.definition).isConnected) {
       find(differenceOf(state.entries, agent, fit), file.path(), connectCommand(which));
     }
-    // Some clients come with an editor, in a folder that is not searched. Their events show that they work.
-    if (agent.installations.empty() && !hasReportedLately(which)) {
-      find(name + " is connected, but it has reported nothing for a week, and its program was not found", "",
-           "tavrin disconnect " + std::string(rawValue(which)));
-    }
+    if (agent.installations.empty()) checkMissingProgram(name, which);
     if (const std::string deafness = agent.deafness(); !deafness.empty()) {
       find(deafness, agent.installations.front().executable, "update " + name);
     } else if (agent.needsTrust()) {
@@ -285,7 +297,12 @@ class Examination {
   void checkFileSystem() {
     const std::string folder = surroundings_.sessionsDirectory();
     const FileDescriptor open = FileDescriptor::open(folder, O_RDONLY | O_DIRECTORY);
-    if (!open.isOpen()) return;
+    if (!open.isOpen()) {
+      if (errno == EACCES && isOwn(folder))
+        find("you may not read this folder, so no sessions are shown", folder,
+             "chmod u+rwx " + shellWord(folder));
+      return;
+    }
     if (::flock(open.number(), LOCK_SH | LOCK_NB) != 0 && errno != EWOULDBLOCK) {
       find("this file system has no locks, so records of one session may be lost", folder,
            "keep the home directory on a file system with flock(2)");
@@ -302,7 +319,12 @@ class Examination {
     for (const StaleFile& file : StaleFiles::find(surroundings_)) {
       switch (file.kind) {
         case StaleFile::Kind::unreadable:
-          find("this file holds no record of a session", file.path, "rm " + shellWord(file.path));
+          if (::faccessat(AT_FDCWD, file.path.c_str(), R_OK, AT_EACCESS) != 0) {
+            find("you may not read this file, so its session is not shown", file.path,
+                 "chmod u+rw " + shellWord(file.path));
+          } else {
+            find("this file holds no record of a session", file.path, "rm " + shellWord(file.path));
+          }
           break;
         case StaleFile::Kind::temporary:
           find("a writer that was killed left this file", file.path, "tavrin doctor --fix");

@@ -49,7 +49,8 @@ std::string whereabouts(const Session& session) {
 }  // namespace
 
 Outcome run(const Options& options, const Surroundings& surroundings, const TerminalFocus& focus) {
-  if (!surroundings.hasHome()) return Outcome::failed(std::string(nothing) + std::string(noHomeSentence));
+  if (const std::string obstacle = surroundings.obstacle(); !obstacle.empty())
+    return Outcome::failed(std::string(nothing) + obstacle);
   const std::vector<SessionRow> rows = sessionRows(
       inShownOrder(observedSessions(surroundings), surroundings.home, options.session.has_value()),
       surroundings);

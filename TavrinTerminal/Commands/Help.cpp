@@ -4,6 +4,7 @@
 #include <vector>
 
 #include "TavrinTerminal/ShownText.hpp"
+#include "TavrinTerminal/Suggestion.hpp"
 
 namespace tavrin::Help {
 
@@ -165,8 +166,8 @@ std::string manualDetails(std::string_view details) {
     if (!isExample && inExample) text += ".Ed\n";
     inExample = isExample;
     if (isExample) {
-      const std::size_t start = line.find_first_not_of(' ');
-      text += textLine(line.substr(start));
+      constexpr std::size_t margin = 2;
+      text += textLine(line.substr(std::min(margin, line.size())));
     } else if (line.empty()) {
       text += details.starts_with(' ') ? "" : ".Pp\n";
     } else {
@@ -181,6 +182,12 @@ std::string manualDetails(std::string_view details) {
 
 std::string version() {
   return "tavrin " TAVRIN_VERSION "\n";
+}
+
+std::string noCommand(std::string_view name) {
+  std::vector<std::string_view> names;
+  for (const CommandDescription& command : CommandTable::commands()) names.push_back(command.name);
+  return Suggestion::noneOf("command", name, names);
 }
 
 std::string usageLine(const CommandDescription& command) {
@@ -272,8 +279,7 @@ Outcome run(const std::optional<std::string>& name) {
   if (!name) return Outcome::done(overview());
   const CommandDescription* const found = CommandTable::command(*name);
   if (found != nullptr) return Outcome::done(ofCommand(*found));
-  return Outcome::usage("nothing was done. There is no command \"" + ShownText::clean(*name) +
-                        R"(". See "tavrin help".)");
+  return Outcome::usage("nothing was done. " + ShownText::clean(noCommand(*name)) + R"( See "tavrin help".)");
 }
 
 }  // namespace tavrin::Help

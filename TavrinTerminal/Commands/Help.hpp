@@ -2,7 +2,9 @@
 
 // Part of TavrinTerminal, which is not installed. Needs nothing but the standard library.
 
+#include <optional>
 #include <string>
+#include <string_view>
 
 #include "TavrinTerminal/CommandTable.hpp"
 
@@ -17,6 +19,9 @@ std::string overview();
 
 /// What `tavrin help NAME` prints.
 std::string ofCommand(const CommandTable::CommandDescription& command);
+
+/// That there is no command of this name, and which one may have been meant. Holds the name as it is.
+std::string noCommand(std::string_view name);
 
 /// The line that shows how a command is called, such as "tavrin wait [OPTION...] [SESSION]".
 std::string usageLine(const CommandTable::CommandDescription& command);

@@ -60,8 +60,8 @@ std::string document(const std::vector<SessionRow>& rows, const SessionSummary& 
 }  // namespace
 
 Outcome run(const Options& options, const Surroundings& surroundings, const Console& console) {
-  if (!surroundings.hasHome())
-    return Outcome::failed("nothing was listed, because " + std::string(noHomeSentence));
+  if (const std::string obstacle = surroundings.obstacle(); !obstacle.empty())
+    return Outcome::failed("nothing was listed, because " + obstacle);
   std::vector<ObservedSession> sessions =
       inShownOrder(observedSessions(surroundings), surroundings.home, options.all);
   const SessionSummary summary = summaryOf(sessions);

@@ -437,8 +437,8 @@ class Screen {
 
 Outcome run(const Surroundings& surroundings, const Console& console) {
   const TerminalTraits traits = TerminalTraits::of(surroundings.environment);
-  if (!surroundings.hasHome())
-    return Outcome::failed("no panel was opened, because " + std::string(noHomeSentence));
+  if (const std::string obstacle = surroundings.obstacle(); !obstacle.empty())
+    return Outcome::failed("no panel was opened, because " + obstacle);
   if (!console.outputIsTerminal || traits.isDumb) return List::run({}, surroundings, console);
   Screen screen(surroundings, console, traits);
   return screen.run();

@@ -119,8 +119,8 @@ std::optional<std::chrono::milliseconds> durationOf(std::string_view word) {
 }
 
 Outcome run(const Options& options, const Surroundings& surroundings, const Console& console) {
-  if (!surroundings.hasHome())
-    return Outcome::failed("nothing was waited for, because " + std::string(noHomeSentence));
+  if (const std::string obstacle = surroundings.obstacle(); !obstacle.empty())
+    return Outcome::failed("nothing was waited for, because " + obstacle);
   std::optional<ForOne> one;
   if (options.session) one.emplace(*options.session, options.what);
   ForAny any(options.what);

@@ -112,8 +112,8 @@ std::vector<std::string> variablesOf(const SessionChange& change) {
 }
 
 Outcome run(const Options& options, const Surroundings& surroundings, const Console& console) {
-  if (!surroundings.hasHome())
-    return Outcome::failed("nothing was watched, because " + std::string(noHomeSentence));
+  if (const std::string obstacle = surroundings.obstacle(); !obstacle.empty())
+    return Outcome::failed("nothing was watched, because " + obstacle);
   if (options.notify && surroundings.isForeignHome)
     return Outcome::failed(foreignHomeSentence(surroundings, "nothing was watched"));
   if (options.notify && !surroundings.makeNotifier)

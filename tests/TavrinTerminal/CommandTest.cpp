@@ -109,6 +109,45 @@ TEST(Command, HostileWordsAreCleanedInErrors) {
   EXPECT_EQ(outcome({"list", "--\x1b"}).error.find('\x1b'), std::string::npos);
 }
 
+TEST(Command, MistypedCommandsAndOptionsGetASuggestion) {
+  EXPECT_EQ(outcome({"stats"}).error,
+            R"(nothing was done. There is no command "stats". Did you mean "status"? See "tavrin help".)");
+  EXPECT_EQ(
+      outcome({"--verison"}).error,
+      R"(nothing was done. There is no option "--verison". Did you mean "--version"? See "tavrin help".)");
+  EXPECT_EQ(outcome({"status", "--fromat", "json"}).error,
+            "nothing was done. There is no option \"--fromat\". Did you mean \"--format\"? "
+            "See \"tavrin help status\".");
+  EXPECT_EQ(outcome({"list", "--frob"}).error,
+            R"(nothing was done. There is no option "--frob". See "tavrin help list".)");
+  EXPECT_EQ(outcome({"wait", "--timout=5"}).error,
+            "nothing was done. There is no option \"--timout\". Did you mean \"--timeout\"? "
+            "See \"tavrin help wait\".");
+}
+
+TEST(Command, TheFirstArgumentThatIsTooManyIsNamed) {
+  EXPECT_EQ(outcome({"list", "one", "two"}).error,
+            R"(nothing was done. "one" is one argument too many. See "tavrin help list".)");
+  EXPECT_EQ(outcome({"list", "--", "--json"}).error,
+            R"(nothing was done. "--json" is one argument too many. See "tavrin help list".)");
+  EXPECT_EQ(outcome({"wait", "--", "a", "--for"}).error,
+            R"(nothing was done. "--for" is one argument too many. See "tavrin help wait".)");
+}
+
+TEST(Command, AnOptionWithoutAValueRefusesOne) {
+  for (const char* word : {"--json=true", "--json=false", "--json=", "--json=x"})
+    EXPECT_EQ(outcome({"list", word}).error,
+              R"(nothing was done. The option "--json" takes no value. See "tavrin help list".)");
+  EXPECT_EQ(outcome({"--version=1"}).error,
+            R"(nothing was done. The option "--version" takes no value. See "tavrin help".)");
+  EXPECT_EQ(invocation({"wait", "--", "--json=1"}).words.argument(), "--json=1");
+}
+
+TEST(Command, OnlyANamedCommandsHelpIsReferredTo) {
+  EXPECT_EQ(outcome({"--color", "pink"}).error,
+            R"(nothing was done. --color: "pink" is not one of auto, always, never. See "tavrin help".)");
+}
+
 TEST(Command, HelpAndVersionComeBeforeOtherRules) {
   EXPECT_EQ(outcome({"--help"}).output, Help::overview());
   EXPECT_EQ(outcome({"-h"}).output, Help::overview());
@@ -116,6 +155,7 @@ TEST(Command, HelpAndVersionComeBeforeOtherRules) {
   EXPECT_EQ(outcome({"--version"}).output, Help::version());
   EXPECT_EQ(outcome({"list", "--version"}).output, Help::version());
   EXPECT_EQ(outcome({"-V"}).output, Help::version());
+  EXPECT_EQ(outcome({"list", "-V"}).output, Help::version());
   EXPECT_EQ(outcome({"open", "-h"}).output, Help::ofCommand(*CommandTable::command("open")));
   EXPECT_EQ(outcome({"--help"}).status, ExitStatus::done);
 }
@@ -183,6 +223,10 @@ TEST(Help, EveryCommandAndOptionIsExplained) {
   }
 }
 
+TEST(Help, ExamplesInTheManualKeepTheirIndentation) {
+  EXPECT_NE(Help::manualPage().find("\n\\(dqcustom/tavrin\\(dq: {\n  \\(dqexec\\(dq: "), std::string::npos);
+}
+
 TEST(Help, StatusSaysWhatToPaste) {
   const std::string help = Help::ofCommand(*CommandTable::command("status"));
   for (const char* program : {"tmux", "waybar", "polybar", "starship"})
@@ -191,6 +235,9 @@ TEST(Help, StatusSaysWhatToPaste) {
 
 TEST(Help, OfAnUnknownCommandIsWrongUsage) {
   EXPECT_EQ(Help::run("frob").status, ExitStatus::usage);
+  EXPECT_EQ(Help::run("stats").error,
+            R"(nothing was done. There is no command "stats". Did you mean "status"? See "tavrin help".)");
+  EXPECT_EQ(Help::run("\x1b").error.find('\x1b'), std::string::npos);
   EXPECT_EQ(Help::run(std::nullopt).output, Help::overview());
   EXPECT_EQ(Help::run("list").output, Help::ofCommand(*CommandTable::command("list")));
 }

@@ -97,6 +97,14 @@ TEST_F(Tavrin, AgentsAreNamedByWordsThatExistAndCountOnce) {
   EXPECT_EQ(tavrin({"disconnect", "--dry-run", "claude", "claude"}), once);
 }
 
+TEST_F(Tavrin, FocusTakesASessionOrNext) {
+  const test::Outcome outcome = tavrin({"focus", "shop", "--next"});
+  EXPECT_EQ(outcome.exitStatus, 64);
+  EXPECT_EQ(outcome.error,
+            "tavrin: nothing was brought to the front. Name a session or use --next, not both. See \"tavrin "
+            "help focus\".\n");
+}
+
 TEST_F(Tavrin, CompletionsNeedAShell) {
   const test::Outcome outcome = tavrin({"completions"});
   EXPECT_EQ(outcome.exitStatus, 64);
@@ -200,7 +208,12 @@ TEST_F(Tavrin, AFullDiskAndAClosedOutputAreErrors) {
     EXPECT_EQ(full.exitStatus, 1) << command;
     EXPECT_EQ(full.error, "tavrin: the output is not complete: No space left on device.\n") << command;
   }
-  EXPECT_EQ(shell("\"$0\" status >&-").exitStatus, 1);
+  for (const char* command : {"list", "status", "watch"}) {
+    const test::Outcome closed = shell("\"$0\" " + std::string(command) + " >&-");
+    EXPECT_EQ(closed.exitStatus, 1) << command;
+    EXPECT_EQ(closed.error, "tavrin: the output is not complete: Bad file descriptor.\n") << command;
+  }
+  EXPECT_EQ(shell("\"$0\" list <&- 2>&- | cat").output, shell("\"$0\" list | cat").output);
 }
 
 TEST_F(Tavrin, FollowingEndsWithItsReaderWhileNothingHappens) {
@@ -275,6 +288,36 @@ TEST_F(Tavrin, LooksAtAReadOnlyHome) {
   std::filesystem::permissions(home.path(), std::filesystem::perms(0755));
   const ReadOnly sessions(home.sessions());
   EXPECT_EQ(tavrin({"status"}).output, "1 idle\n");
+}
+
+TEST_F(Tavrin, SessionsThatMayNotBeReadAreNotCalledMissing) {
+  save(session("a", SessionState::idle));
+  constexpr uid_t nobody = 65'534;
+  const std::string record = home.sessions() / "a.json";
+  const std::string folder = home.sessions();
+  std::filesystem::permissions(home.path(), std::filesystem::perms(0755));
+  // The superuser may read everything, so it becomes another user, who owns the folder.
+  if (::geteuid() == 0) {
+    for (const std::string& path : {record, folder}) ASSERT_EQ(::chown(path.c_str(), nobody, nobody), 0);
+  }
+  std::filesystem::create_directory(home / "other");
+  const ReadOnly other(home / "other");
+  std::filesystem::permissions(record, std::filesystem::perms(0));
+  EXPECT_THAT(tavrin({"doctor"}).output,
+              HasSubstr("you may not read this file, so its session is not shown\n"
+                        "  where: ~/Library/Application Support/Tavrin/sessions/a.json\n"
+                        "  fix: chmod u+rw '" +
+                        record + "'\n"));
+  std::filesystem::permissions(folder, std::filesystem::perms(0));
+  for (const char* command : {"list", "status", "watch", "wait", "focus"}) {
+    const test::Outcome refused = tavrin({command});
+    EXPECT_EQ(refused.exitStatus, 1) << command;
+    EXPECT_EQ(refused.output, "") << command;
+    EXPECT_THAT(refused.error,
+                HasSubstr(", because you may not read " + folder + ". Run \"tavrin doctor\".\n"));
+  }
+  EXPECT_THAT(tavrin({"doctor"}).output, HasSubstr("fix: chmod u+rwx '" + folder + "'\n"));
+  std::filesystem::permissions(folder, std::filesystem::perms(0700));
 }
 
 TEST_F(Tavrin, ListsTenThousandSessions) {

@@ -305,6 +305,16 @@ TEST_F(ConnectTest, SaysWhyCodexDoesNotTrustTheHooks) {
   }
 }
 
+TEST_F(ConnectTest, SaysThatTrustIsUnknownWithoutACodexToAsk) {
+  machine.folder(".codex");
+  for (int times = 0; times < 2; ++times) {
+    const Outcome outcome = machine.connect();
+    EXPECT_EQ(ExitStatus::failed, outcome.status);
+    EXPECT_EQ("Codex: connected through ~/.codex/hooks.json, trust unknown\n", outcome.output);
+    EXPECT_THAT(outcome.error, HasSubstr("There is no program \"codex\" to ask for trust."));
+  }
+}
+
 TEST_F(ConnectTest, AsksForTrustOnlyWhereCodexNeedsIt) {
   machine.folder(".codex");
   machine.codex("refuses 1", "0.128.0");

@@ -143,7 +143,7 @@ TEST_F(DoctorTest, PassesOverLinesOfTheLogThatItCannotRead) {
             "2026-01-02T03:03:05Z nobody 01234567 Stop\n2026-01-02T03:03:05Z grok");
   EXPECT_THAT(run({}).output, HasSubstr("Grok: 1.0.41, connected, last event 1m ago\n"));
   writeFile(machine.home.logFile(), "nospace\nyesterday grok 01234567 Stop\n");
-  EXPECT_THAT(run({}).output, HasSubstr("Grok: 1.0.41, connected, no event yet\n"));
+  EXPECT_THAT(run({}).output, HasSubstr("Grok: 1.0.41, connected, no event in the log\n"));
 }
 
 TEST_F(DoctorTest, TriesTheRealHook) {
@@ -190,14 +190,24 @@ TEST_F(DoctorTest, ExaminesCodexsTrustWithoutGivingIt) {
 
 TEST_F(DoctorTest, FindsAnAgentWhoseProgramIsGoneUnlessItStillReports) {
   std::filesystem::remove(machine.home / "bin/grok");
-  EXPECT_THAT(findings(),
-              ElementsAre("Grok is connected, but it has reported nothing for a week, and its program "
-                          "was not found |  | tavrin disconnect grok"));
-  EXPECT_THAT(run({}).output, HasSubstr("Grok: program not found, connected, no event yet\n"));
+  EXPECT_THAT(
+      findings(),
+      ElementsAre("Grok is connected, but its program was not found, and the log has no event of it | "
+                  " | start Grok and give it a prompt, or run \"tavrin disconnect grok\""));
+  EXPECT_THAT(run({}).output, HasSubstr("Grok: program not found, connected, no event in the log\n"));
   writeFile(machine.home.logFile(), "2025-12-26T03:04:04Z grok 01234567 Stop → idle\n");
-  EXPECT_THAT(findings(), ElementsAre(HasSubstr("has reported nothing for a week")));
+  EXPECT_THAT(findings(), ElementsAre("Grok is connected, but its program was not found, and its last event "
+                                      "was 7d 0h ago |  | tavrin disconnect grok"));
   writeFile(machine.home.logFile(), "2025-12-26T03:04:06Z grok 01234567 Stop → idle\n");
   EXPECT_THAT(findings(), IsEmpty());
+}
+
+TEST_F(DoctorTest, FindsTheLastEventInTheLogThatWasFullToo) {
+  const std::filesystem::path full = machine.home.logFile().replace_extension("1.log");
+  writeFile(full, "2026-01-02T01:04:05Z grok 01234567 Stop → idle\n");
+  EXPECT_THAT(run({}).output, HasSubstr("Grok: 1.0.41, connected, last event 2h 0m ago\n"));
+  writeFile(machine.home.logFile(), "2026-01-02T02:04:05Z grok 01234567 Stop → idle\n");
+  EXPECT_THAT(run({}).output, HasSubstr("Grok: 1.0.41, connected, last event 1h 0m ago\n"));
 }
 
 TEST_F(DoctorTest, SaysThatNobodyKnowsOfCodexsTrustUntilItsHooksRun) {
@@ -209,7 +219,8 @@ TEST_F(DoctorTest, SaysThatNobodyKnowsOfCodexsTrustUntilItsHooksRun) {
       "it is not known whether Codex trusts the hooks, because there is no program \"codex\" to ask | "
       "~/.codex/hooks.json | start Codex and trust the hooks on its screen \"Hooks need review\", or install "
       "\"codex\" and run \"tavrin connect codex\"";
-  EXPECT_THAT(findings(), ElementsAre(HasSubstr("Codex is connected, but it has reported nothing"), unknown));
+  EXPECT_THAT(findings(),
+              ElementsAre(HasSubstr("Codex is connected, but its program was not found"), unknown));
   // Its last event was an hour ago. Hooks that were there by then are trusted, and newer ones may not be.
   constexpr int hour = 3600;
   const std::time_t event = static_cast<std::time_t>(secondsOf(test::testTime)) - hour;
@@ -227,7 +238,7 @@ TEST_F(DoctorTest, SaysThatNobodyKnowsOfCodexsTrustUntilItsHooksRun) {
 
 TEST_F(DoctorTest, SaysWhenAVersionIsUnknown) {
   machine.program("bin/grok", "exit 1");
-  EXPECT_THAT(run({}).output, HasSubstr("Grok: version unknown, connected, no event yet\n"));
+  EXPECT_THAT(run({}).output, HasSubstr("Grok: version unknown, connected, no event in the log\n"));
 }
 
 TEST_F(DoctorTest, LooksAtFilesThatWereConnectedBefore) {

@@ -281,6 +281,15 @@ TEST_F(PanelInTmux, ADumbTerminalGetsTheList) {
   EXPECT_THAT(pane->screen(), testing::ContainsRegex("burning +[0-9]+s +alpha"));
 }
 
+TEST_F(PanelInTmux, InAPipeItNamesTheSamePlacesAsTheList) {
+  openWithASessionInWindow7();
+  for (const char* command : {"list", "panel"}) {
+    const Outcome outcome =
+        run({TAVRIN_EXECUTABLE, command}, "", {{"HOME", home.string()}, {"PATH", "/usr/bin:/bin"}});
+    EXPECT_THAT(outcome.output, testing::EndsWith("\ttmux:7.0\n")) << command;
+  }
+}
+
 TEST_F(PanelInTmux, WithoutACommandTavrinOpensThePanel) {
   pane = std::make_unique<TmuxPane>(home, TmuxPane::Options());
   type(TAVRIN_EXECUTABLE);
