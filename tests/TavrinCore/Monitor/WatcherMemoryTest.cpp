@@ -13,10 +13,14 @@ std::atomic<std::size_t> liveAllocations = 0;
 }  // namespace
 
 // Count what is allocated and not freed yet, in this test program.
-void* operator new(std::size_t size) {
+void* operator new(std::size_t size, const std::nothrow_t&) noexcept {
   void* const place = std::malloc(size == 0 ? 1 : size);
+  if (place != nullptr) ++liveAllocations;
+  return place;
+}
+void* operator new(std::size_t size) {
+  void* const place = operator new(size, std::nothrow);
   if (place == nullptr) throw std::bad_alloc();
-  ++liveAllocations;
   return place;
 }
 void operator delete(void* place) noexcept {

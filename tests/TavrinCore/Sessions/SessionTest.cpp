@@ -8,7 +8,6 @@
 #include <string_view>
 #include <vector>
 
-#include "TavrinCore/Sessions/SharedSession.hpp"
 #include "tests/support/HomeVariable.hpp"
 #include "tests/support/TestData.hpp"
 
@@ -303,20 +302,6 @@ TEST(Session, TheHomeDirectoryIsTheUsersUnlessItIsHandedIn) {
   session.cwd = "/Users/somebody";
   EXPECT_EQ(session.projectName(), "home");
   EXPECT_EQ(session.projectName(home), "somebody");
-}
-
-TEST(SharedSession, ComparesAsItsRecordDoes) {
-  const SharedSession one = fullSession();
-  const SharedSession copy = one;
-  EXPECT_EQ(&*copy, &*one);
-  EXPECT_EQ(copy, one);
-  EXPECT_EQ(SharedSession(fullSession()), one);
-  Session other = *one;
-  other.title = "another";
-  EXPECT_NE(SharedSession(other), one);
-  EXPECT_EQ(SharedSession(), SharedSession(Session()));
-  EXPECT_NE(SharedSession(), one);
-  EXPECT_EQ(SharedSession()->sessionId, "");
 }
 
 }  // namespace
