@@ -8,6 +8,7 @@
 #include <cstdint>
 #include <functional>
 #include <iterator>
+#include <limits>
 #include <optional>
 #include <span>
 #include <string_view>
@@ -45,7 +46,10 @@ class IndexTable {
     std::uint32_t tag = 0;    // part of the hash, compared before the key
   };
 
-  static std::uint32_t tagOf(std::size_t hash) { return static_cast<std::uint32_t>(hash >> 32U); }
+  static std::uint32_t tagOf(std::size_t hash) {
+    constexpr int upperHalf = std::numeric_limits<std::size_t>::digits / 2;
+    return static_cast<std::uint32_t>(hash >> upperHalf);
+  }
 
   // The slot that holds the key, or the one where it belongs.
   template <class IsKey>
