@@ -144,15 +144,15 @@ struct SettingsFile::Attempt {
     return outcome(Kind::failed, file.path_ + " was not changed: " + what + ": " + systemReason(code) + ".");
   }
 
-  // The reason why the file may not be written, whatever it contains.
-  std::optional<Outcome> trouble() const {
+  // Why the file cannot be edited, whatever it contains, in words that follow "it".
+  std::optional<std::string> obstacle() const {
     switch (before.kind) {
       case Read::Kind::other:
-        return refused("it is not an ordinary file.");
+        return "is not an ordinary file";
       case Read::Kind::tooLarge:
-        return refused("it is larger than " + std::to_string(largestFile) + " bytes.");
+        return "is larger than " + std::to_string(largestFile) + " bytes";
       case Read::Kind::failed:
-        return failed("it cannot be read", errno);
+        return "cannot be read: " + systemReason(errno);
       default:
         return std::nullopt;
     }
@@ -192,7 +192,11 @@ std::optional<SettingsFile::Outcome> SettingsFile::tried(const Edit& edit) const
   if (!target) return attempt.failed("its link cannot be followed", errno);
   attempt.target = *target;
   attempt.before = FileReplacement::read(*target, largestFile);
-  if (std::optional<Outcome> trouble = attempt.trouble()) return trouble;
+  if (const std::optional<std::string> obstacle = attempt.obstacle()) {
+    const bool isFailure = attempt.before.kind == Read::Kind::failed;
+    return attempt.outcome(isFailure ? Kind::failed : Kind::refused,
+                           path_ + " was not changed: it " + *obstacle + ".");
+  }
   return edit.isConnect ? connected(attempt, edit) : disconnected(attempt, edit);
 }
 
@@ -294,8 +298,8 @@ SettingsFile::State SettingsFile::state(std::string_view helperPath,
   }
   attempt.before = FileReplacement::read(*target, largestFile);
   state.exists = attempt.before.kind != Read::Kind::missing;
-  if (const std::optional<Outcome> trouble = attempt.trouble()) {
-    state.trouble = trouble->sentence;
+  if (const std::optional<std::string> obstacle = attempt.obstacle()) {
+    state.trouble = path_ + " " + *obstacle + ".";
     return state;
   }
   SettingsText::Contents contents = SettingsText::contents(attempt.before.text, definition);

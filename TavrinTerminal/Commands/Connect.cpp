@@ -212,7 +212,8 @@ class Command {
   // What keeps Codex from running the hooks; "" for nothing.
   std::string activate(const Plan& plan, CodexAnswer& answer) const {
     if (plan.agent.installations.empty())
-      return "There is no program \"codex\" to ask for trust." + std::string(trustScreen);
+      return R"(There is no program "codex" to ask for trust. Start Codex and trust the hooks on its screen )"
+             R"("Hooks need review", or install "codex" and run "tavrin connect codex" again.)";
     const CodexServer server{.executable = plan.agent.installations.front().executable,
                              .version = TAVRIN_VERSION,
                              .directory = surroundings_.home,

@@ -262,7 +262,7 @@ class Examination {
       const SettingsFile::State state = file.state(hook_, AgentDefinition::definition(original.agent));
       const std::string fix = "tavrin disconnect " + std::string(rawValue(original.agent));
       if (state.trouble) {
-        find(*state.trouble, original.path, fix);
+        find(*state.trouble, original.path, "correct the file, then run \"" + fix + "\"");
       } else if (std::ranges::any_of(state.entries, [](const SettingsText::Entry& entry) {
                    return !Executables::isExecutable(entry.helperPath);
                  })) {

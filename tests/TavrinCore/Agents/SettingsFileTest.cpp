@@ -264,8 +264,8 @@ TEST_F(SettingsOnDisk, ThatDoNotParseAreNotTouched) {
 TEST_F(SettingsOnDisk, AreNotTouchedIfTheyAreNotOrdinaryFiles) {
   fs::create_directory(settings());
   EXPECT_THAT(connect().sentence, HasSubstr("it is not an ordinary file."));
-  EXPECT_THAT(file().state(helper, AgentDefinition::claude).trouble.value(),
-              HasSubstr("it is not an ordinary file."));
+  EXPECT_EQ(file().state(helper, AgentDefinition::claude).trouble,
+            settings().string() + " is not an ordinary file.");
   fs::remove(settings());
   ASSERT_EQ(::mkfifo(settings().c_str(), 0600), 0);
   EXPECT_EQ(connect().kind, Kind::refused);
@@ -284,6 +284,9 @@ TEST_F(SettingsOnDisk, ThatCannotBeReadAreNotTouched) {
   const test::ReadOnly denied = readOnly(".claude");
   EXPECT_EQ(connect().kind, Kind::failed);
   EXPECT_THAT(connect().sentence, HasSubstr("was not changed: it cannot be read: Permission denied."));
+  // Nobody has tried to change it.
+  EXPECT_EQ(file().state(helper, AgentDefinition::claude).trouble,
+            settings().string() + " cannot be read: Permission denied.");
 }
 
 TEST_F(SettingsOnDisk, ThatAreReadOnlyAreNotTouched) {

@@ -311,7 +311,9 @@ TEST_F(ConnectTest, SaysThatTrustIsUnknownWithoutACodexToAsk) {
     const Outcome outcome = machine.connect();
     EXPECT_EQ(ExitStatus::failed, outcome.status);
     EXPECT_EQ("Codex: connected through ~/.codex/hooks.json, trust unknown\n", outcome.output);
-    EXPECT_THAT(outcome.error, HasSubstr("There is no program \"codex\" to ask for trust."));
+    EXPECT_THAT(outcome.error,
+                testing::AllOf(HasSubstr("There is no program \"codex\" to ask for trust."),
+                               HasSubstr("install \"codex\" and run \"tavrin connect codex\"")));
   }
 }
 

@@ -255,7 +255,8 @@ TEST_F(DoctorTest, LooksAtFilesThatWereConnectedBefore) {
   EXPECT_THAT(findings(), ElementsAre("a file that was connected runs a tavrin-hook that does not exist | "
                                       "~/moved/settings.json | tavrin disconnect claude"));
   writeFile(machine.home / "moved/settings.json", "{ not JSON");
-  EXPECT_THAT(findings(), ElementsAre(HasSubstr(" | ~/moved/settings.json | tavrin disconnect claude")));
+  EXPECT_THAT(findings(), ElementsAre(HasSubstr(" | ~/moved/settings.json | "
+                                                "correct the file, then run \"tavrin disconnect claude\"")));
 }
 
 TEST_F(DoctorTest, NamesTheCommandWhenNothingIsConnected) {
