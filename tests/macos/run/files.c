@@ -145,6 +145,16 @@ static int canAccess(const char* path, int mode) {
   return CHECKED(access(path, mode));
 }
 
+// macOS's numbers are those of its <sys/fcntl.h>.
+static int canAccessAt(int folder, const char* path, int mode, int flags) {
+  const int macCurrentFolder = -2;
+  const int macEffectiveUser = 0x10;
+  TRACE("faccessat %s", path);
+  if (folder != macCurrentFolder || (flags & ~macEffectiveUser) != 0)
+    DIE("faccessat gets the folder %d and the flags %#x", folder, (unsigned)flags);
+  return CHECKED(faccessat(AT_FDCWD, path, mode, flags == macEffectiveUser ? AT_EACCESS : 0));
+}
+
 static int closeFile(int file) {
   return CHECKED(close(file));
 }
@@ -262,6 +272,7 @@ const struct Import fileImports[] = {{"_access", (void*)canAccess, MINUS_ONE},
                                      {"_close", (void*)closeFile, MINUS_ONE},
                                      {"_closedir", (void*)closeFolder, MINUS_ONE},
                                      {"_dup2", (void*)duplicateTo, MINUS_ONE},
+                                     {"_faccessat", (void*)canAccessAt, MINUS_ONE},
                                      {"_fchmod", (void*)changeMode, MINUS_ONE},
                                      {"_flock", (void*)lockFile, MINUS_ONE},
                                      {"_fstat", (void*)statFile, MINUS_ONE},
