@@ -21,8 +21,9 @@ class BackgroundWork {
   BackgroundWork(const BackgroundWork&) = delete;
   BackgroundWork& operator=(const BackgroundWork&) = delete;
 
-  /// `work` runs in a thread of its own, and must touch nothing that the loop's thread touches. `done` is
-  /// then called by the loop; it is handed what `work` threw, or null.
+  /// `work` runs in a thread of its own, and must touch nothing that the loop's thread touches or destroys
+  /// before the loop. It may even begin after this is gone. `done` is then called by the loop; it is handed
+  /// what `work` threw, or null.
   void add(std::function<void()> work, std::function<void(std::exception_ptr)> done);
 
   /// Hands news to the loop, which calls each. A copy may be kept by a piece of work and called from its

@@ -24,39 +24,36 @@ Console silentConsole() {
 
 }  // namespace
 
-Outcome ConnectWork::run(Agent agent, Deed deed, bool dryRun,
-                         const std::function<void(const std::string& step)>& progress) const {
+std::vector<AgentStanding> ConnectWork::Means::standings() const {
+  const std::vector<Agent> all(allAgents.begin(), allAgents.end());
+  return standingsOf(surveyed(all, surroundings, placesFor(surroundings, machine->prefixes), interrupt),
+                     surroundings);
+}
+
+Outcome ConnectWork::Means::run(Agent agent, Deed deed, bool dryRun,
+                                const std::function<void(const std::string& step)>& progress) const {
   if (deed == Deed::disconnect)
     return Disconnect::run({.agents = {agent}, .dryRun = dryRun, .yes = true, .takesSignals = false},
-                           surroundings_, silentConsole());
-  return Connect::run({.agents = {agent},
-                       .dryRun = dryRun,
-                       .yes = true,
-                       .interrupt = background_.interrupt(),
-                       .progress = progress},
-                      surroundings_, silentConsole(), machine_);
+                           surroundings, silentConsole());
+  return Connect::run(
+      {.agents = {agent}, .dryRun = dryRun, .yes = true, .interrupt = interrupt, .progress = progress},
+      surroundings, silentConsole(), *machine);
 }
 
 void ConnectWork::look() {
   if (isLooking_) return;
   isLooking_ = true;
   auto found = std::make_shared<std::vector<AgentStanding>>();
-  background_.add(
-      [this, found] {
-        const std::vector<Agent> all(allAgents.begin(), allAgents.end());
-        *found = standingsOf(surveyed(all, surroundings_, placesFor(surroundings_, machine_.prefixes),
-                                      background_.interrupt()),
-                             surroundings_);
-      },
-      [this, found](const std::exception_ptr& thrown) {
-        isLooking_ = false;
-        if (thrown) {
-          callbacks_.failed(thrown);
-          return;
-        }
-        callbacks_.standings(*found);
-        askForTrust(*found);
-      });
+  background_.add([means = means_, found] { *found = means.standings(); },
+                  [this, found](const std::exception_ptr& thrown) {
+                    isLooking_ = false;
+                    if (thrown) {
+                      callbacks_.failed(thrown);
+                      return;
+                    }
+                    callbacks_.standings(*found);
+                    askForTrust(*found);
+                  });
 }
 
 void ConnectWork::askForTrust(const std::vector<AgentStanding>& agents) {
@@ -64,9 +61,9 @@ void ConnectWork::askForTrust(const std::vector<AgentStanding>& agents) {
     if (agent.readiness.kind() != AgentReadiness::Kind::checking) continue;
     auto standings = std::make_shared<std::vector<AgentStanding>>(agents);
     background_.add(
-        [this, standings, index = static_cast<std::size_t>(&agent - agents.data())] {
+        [means = means_, standings, index = static_cast<std::size_t>(&agent - agents.data())] {
           AgentStanding& asked = (*standings)[index];
-          asked.readiness = askedForTrust(asked, surroundings_, background_.interrupt());
+          asked.readiness = askedForTrust(asked, means.surroundings, means.interrupt);
         },
         [this, standings](const std::exception_ptr& thrown) {
           if (thrown) {
@@ -83,7 +80,8 @@ void ConnectWork::preview(const AgentStanding& agent, Deed deed) {
   auto outcome = std::make_shared<Outcome>();
   const bool mayNeedTrust = deed == Deed::renew && AgentDefinition::definition(agent.agent).activation ==
                                                        AgentActivation::codexTrust;
-  background_.add([this, outcome, which = agent.agent, deed] { *outcome = run(which, deed, true, nullptr); },
+  background_.add([means = means_, outcome, which = agent.agent,
+                   deed] { *outcome = means.run(which, deed, true, nullptr); },
                   [this, outcome, which = agent.agent, deed, mayNeedTrust](const std::exception_ptr& thrown) {
                     if (thrown) {
                       callbacks_.failed(thrown);
@@ -106,17 +104,17 @@ void ConnectWork::perform(const ConnectScreen::Question& question) {
   const auto progress = [post = background_.post(), say = callbacks_.say](const std::string& step) {
     post([say, step] { say(step + "..."); });
   };
-  background_.add(
-      [this, outcome, question, progress] { *outcome = run(question.agent, question.deed, false, progress); },
-      [this, outcome](const std::exception_ptr& thrown) {
-        if (thrown) {
-          callbacks_.failed(thrown);
-          return;
-        }
-        std::string text = outcome->error.empty() ? outcome->output : outcome->error;
-        callbacks_.say(ShownText::clean(Text::trimmed(text)));
-        look();
-      });
+  background_.add([means = means_, outcome, question,
+                   progress] { *outcome = means.run(question.agent, question.deed, false, progress); },
+                  [this, outcome](const std::exception_ptr& thrown) {
+                    if (thrown) {
+                      callbacks_.failed(thrown);
+                      return;
+                    }
+                    std::string text = outcome->error.empty() ? outcome->output : outcome->error;
+                    callbacks_.say(ShownText::clean(Text::trimmed(text)));
+                    look();
+                  });
 }
 
 }  // namespace tavrin

@@ -27,8 +27,9 @@ class ConnectWork {
 
   ConnectWork(const Surroundings& surroundings, Connect::Machine machine, BackgroundWork& background,
               Callbacks callbacks)
-      : surroundings_(surroundings),
-        machine_(std::move(machine)),
+      : means_{.surroundings = surroundings,
+               .machine = std::make_shared<const Connect::Machine>(std::move(machine)),
+               .interrupt = background.interrupt()},
         background_(background),
         callbacks_(std::move(callbacks)) {}
 
@@ -40,12 +41,21 @@ class ConnectWork {
   void perform(const ConnectScreen::Question& question);
 
  private:
-  Outcome run(Agent agent, ConnectScreen::Deed deed, bool dryRun,
-              const std::function<void(const std::string& step)>& progress) const;
+  // What a piece of work gets a copy of. The piece may begin or go on when the object that added it is gone,
+  // but not when the surroundings are.
+  struct Means {
+    const Surroundings& surroundings;
+    std::shared_ptr<const Connect::Machine> machine;
+    int interrupt;
+
+    std::vector<AgentStanding> standings() const;
+    Outcome run(Agent agent, ConnectScreen::Deed deed, bool dryRun,
+                const std::function<void(const std::string& step)>& progress) const;
+  };
+
   void askForTrust(const std::vector<AgentStanding>& agents);
 
-  const Surroundings& surroundings_;
-  Connect::Machine machine_;
+  Means means_;
   BackgroundWork& background_;
   Callbacks callbacks_;
   bool isLooking_ = false;
