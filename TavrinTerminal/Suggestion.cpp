@@ -4,6 +4,8 @@
 #include <cstddef>
 #include <utility>
 
+#include "TavrinCore/Support/Text.hpp"
+
 namespace tavrin::Suggestion {
 
 namespace {
@@ -11,11 +13,7 @@ namespace {
 // A word as it is compared: without dashes in front, in lower case.
 std::string folded(std::string_view word) {
   word.remove_prefix(std::min(word.find_first_not_of('-'), word.size()));
-  std::string letters(word);
-  for (char& c : letters) {
-    if (c >= 'A' && c <= 'Z') c = static_cast<char>(c - 'A' + 'a');
-  }
-  return letters;
+  return Text::lowerCased(word);
 }
 
 // The number of letters that are missing, extra, another or swapped: the optimal string alignment distance of
