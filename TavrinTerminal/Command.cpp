@@ -35,7 +35,7 @@ class Parser {
     app_.set_help_flag();
     for (const OptionDescription& option : command.options) add(option);
     for (const OptionDescription& option : CommandTable::commonOptions()) add(option);
-    // It takes any number of arguments, because its own words for too many are hard to read.
+    // CLI11 accepts any number of arguments here, because its message for too many is hard to read.
     CLI::Option* const arguments = app_.add_option(
         command.argument.name.empty() ? "ARGUMENT" : std::string(command.argument.name), arguments_);
     if (command.argument.isRequired) arguments->required();

@@ -75,7 +75,7 @@ To bind it to a key in tmux, put this into ~/.tmux.conf:
 )";
 
 constexpr std::string_view panelDetails =
-    R"(On a terminal, tavrin without a command opens the panel. The screen shows the most important keys, and "?" shows all of them. Rows keep their order until you press r. If no agent is connected and there are no sessions, the panel opens on the list of agents. Enter then shows what connecting an agent would change. The key c opens this list at any time. The panel asks the web servers of this machine whether they answer. On a dumb terminal and in a pipe it prints what tavrin list prints.
+    R"(On a terminal, you can leave out the command: tavrin opens the panel. It shows the most important keys. Press ? to see all of them. Rows keep their order until you press r. If no agent is connected and there are no sessions, the panel first shows the list of agents. Press Enter there to see what connecting an agent would change. Press c to see this list at any time. The panel asks the web servers of this machine whether they answer. On a dumb terminal and in a pipe it prints what tavrin list prints.
 )";
 
 constexpr std::array<OptionDescription, 2> listOptions = {{

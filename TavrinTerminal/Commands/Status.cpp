@@ -96,7 +96,7 @@ std::string line(Format format, const std::vector<ObservedSession>& sessions,
 
 Outcome run(const Options& options, const Surroundings& surroundings, const Console& console) {
   if (const std::string obstacle = surroundings.obstacle(); !obstacle.empty())
-    return Outcome::failed("there is no status, because " + obstacle);
+    return Outcome::failed("the status is not known, because " + obstacle);
   const auto lineNow = [&](std::vector<ObservedSession> sessions) {
     return line(options.format, withoutProbes(std::move(sessions), surroundings.home), surroundings) + "\n";
   };
